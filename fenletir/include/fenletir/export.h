@@ -1,0 +1,8 @@
+// What the shared program library shows. Everything else is hidden.
+#pragma once
+
+#if defined(FENLETIR_STATIC) || defined(_WIN32)
+#define FENLETIR_API
+#else
+#define FENLETIR_API __attribute__((visibility("default")))
+#endif

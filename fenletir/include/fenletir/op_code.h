@@ -1,0 +1,55 @@
+// The instruction set: its numbering, and how many operands each instruction takes.
+#pragma once
+
+#include <fenletir/export.h>
+
+#include <cstdint>
+
+namespace Fenlet {
+
+/// What an instruction does. The numbers are fixed: every consumer of programs dispatches on them,
+/// and `opCodeTableToken` changes whenever one of them does. Operand 0 of a binary instruction is
+/// its left side, operand 1 its right side.
+enum class OpCode : std::uint32_t {
+    Nop = 0,          ///< does nothing, and has no result
+    ElementIndex = 1, ///< the absolute number of each element, as Int64
+    LoadConstant = 2, ///< immediate: constant; the same value for every element
+    LoadUniform = 3,  ///< immediate: uniform; the same value for every element of a block
+    LoadField = 4,    ///< immediate: field; operand 0: the element number to read at
+    Sample = 5,       ///< immediate: sampler; operand 0: coordinates
+    Component = 6,    ///< immediate: component number; operand 0: the vector
+    Negate = 7,
+    Not = 8,     ///< three-valued
+    Length = 9,  ///< Euclidean norm of operand 0's components
+    IsTrue = 10, ///< true where operand 0 is valid and known to be true, else false
+    Add = 11,
+    Subtract = 12,
+    Multiply = 13,
+    Divide = 14,
+    Less = 15,
+    LessEqual = 16,
+    Greater = 17,
+    GreaterEqual = 18,
+    Equal = 19,
+    NotEqual = 20,
+    And = 21,    ///< three-valued
+    Or = 22,     ///< three-valued
+    Select = 23, ///< operand 0: condition; operand 1: arm for true; operand 2: arm for the rest
+};
+
+/// How many opcodes there are; their numbers run from 0 to `opCodeCount` - 1.
+inline constexpr std::uint32_t opCodeCount = 24;
+
+/// The number that stands for this numbering of the opcodes. A backend compares it with the number
+/// that it was built against and refuses to run on a mismatch.
+FENLETIR_API std::int32_t opCodeTableToken();
+
+/// How many operands `op` takes, 0 to 3. `LoadField` takes 1. A number outside the enumeration
+/// takes none.
+FENLETIR_API std::int32_t opCodeArity(OpCode op);
+
+/// The opcode's name as the enumeration spells it, "Unknown" for a number outside it. The text has
+/// static lifetime.
+FENLETIR_API const char* opCodeName(OpCode op);
+
+} // namespace Fenlet
