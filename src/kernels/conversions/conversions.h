@@ -1,0 +1,159 @@
+// The one way in which a value passes from one storage kind to another.
+//
+// Integers and floats round to nearest, ties to even, in one step from the value itself. A float
+// becomes an integer by truncation toward zero, and one that has no such integer (NaN, an infinity,
+// out of range) becomes the most negative one. `Half` is IEEE 754 binary16. All of it is free of
+// branches, so that loops over it run several lanes at a time, and none of it depends on what a
+// processor does with a value that does not fit. The floating-point environment must be the default
+// one.
+#pragma once
+
+#include "kernels/lanes/lanes.h"
+
+#include <cstdint>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+template <class To, class From>
+inline To bitCast(From value) {
+    return __builtin_bit_cast(To, value);
+}
+
+template <class A, class B>
+inline constexpr bool isSame = false;
+template <class A>
+inline constexpr bool isSame<A, A> = true;
+
+template <class T>
+inline constexpr bool isInteger = isSame<T, std::int32_t> || isSame<T, std::int64_t>;
+
+/// Widens exactly. A NaN keeps its sign and its ten fraction bits, and becomes quiet.
+inline float halfToFloat32(Half value) {
+    const std::uint32_t magnitude = value.bits & 0x7FFFu;
+    const std::uint32_t sign = (value.bits & 0x8000u) << 16;
+    const std::uint32_t normal = (magnitude << 13) + (112u << 23);
+    const std::uint32_t special =
+        (magnitude << 13) | 0x7F800000u | (magnitude > 0x7C00u ? 0x00400000u : 0u);
+    // A subnormal is its fraction times 2 to the power -24, and that product is exact and normal.
+    const auto subnormal =
+        bitCast<std::uint32_t>(static_cast<float>(static_cast<std::int32_t>(magnitude)) * 0x1p-24f);
+    const std::uint32_t finite = magnitude < 0x0400u ? subnormal : normal;
+    return bitCast<float>(sign | (magnitude >= 0x7C00u ? special : finite));
+}
+
+/// Widens exactly. A NaN keeps its sign and its ten fraction bits, and becomes quiet.
+inline double halfToFloat64(Half value) {
+    const std::uint64_t magnitude = value.bits & 0x7FFFu;
+    const std::uint64_t sign = std::uint64_t{value.bits & 0x8000u} << 48;
+    const std::uint64_t normal = (magnitude << 42) + (std::uint64_t{1008} << 52);
+    const std::uint64_t special =
+        (magnitude << 42) | 0x7FF0000000000000u | (magnitude > 0x7C00u ? 0x0008000000000000u : 0u);
+    const auto subnormal =
+        bitCast<std::uint64_t>(static_cast<double>(static_cast<std::int32_t>(magnitude)) * 0x1p-24);
+    const std::uint64_t finite = magnitude < 0x0400u ? subnormal : normal;
+    return bitCast<double>(sign | (magnitude >= 0x7C00u ? special : finite));
+}
+
+/// Rounds to nearest, ties to even; 65520 and above become infinity, 2 to the power -25 and below
+/// zero. A NaN keeps its sign and the top ten bits of its fraction, and becomes quiet.
+inline Half float32ToHalf(float value) {
+    const auto bits = bitCast<std::uint32_t>(value);
+    const std::uint32_t magnitude = bits & 0x7FFFFFFFu;
+    const std::uint32_t sign = (bits >> 16) & 0x8000u;
+    // Adding just under half of the last kept place, and the kept place's own bit, rounds ties to
+    // even. A carry runs into the exponent, up to infinity, as it should.
+    const std::uint32_t normal =
+        (magnitude - (112u << 23) + 0x0FFFu + ((magnitude >> 13) & 1u)) >> 13;
+    // Below 2 to the power -14 the last place is 2 to the power -24, which is that of 0.5 in
+    // binary32: the sum's own rounding is the one that is wanted.
+    const auto shifted = bitCast<std::uint32_t>(bitCast<float>(magnitude) + 0.5f);
+    const std::uint32_t subnormal = shifted - bitCast<std::uint32_t>(0.5f);
+    const std::uint32_t nan = 0x7E00u | ((magnitude >> 13) & 0x03FFu);
+    const std::uint32_t finite = magnitude < 0x38800000u ? subnormal : normal;
+    const std::uint32_t rounded = magnitude >= 0x477FF000u ? 0x7C00u : finite;
+    const std::uint32_t result = magnitude > 0x7F800000u ? nan : rounded;
+    return {static_cast<std::uint16_t>(sign | result)};
+}
+
+/// As `float32ToHalf`, rounding the binary64 value itself, once.
+inline Half float64ToHalf(double value) {
+    const auto bits = bitCast<std::uint64_t>(value);
+    const auto sign = static_cast<std::uint32_t>(bits >> 32) & 0x80000000u;
+    const std::uint64_t magnitude = bits & 0x7FFFFFFFFFFFFFFFu;
+    const auto high = static_cast<std::uint32_t>(magnitude >> 32);
+    // The value cut to the fraction of a binary32, with the last bit set if anything was cut off.
+    // That is enough to round from: it keeps every tie a tie and every other value off the ties.
+    const auto cut = static_cast<std::uint32_t>(magnitude >> 29) |
+                     static_cast<std::uint32_t>((magnitude & 0x1FFFFFFFu) != 0);
+    const std::uint32_t rebiased = cut - (std::uint32_t{1023 - 127} << 23);
+    // Below 2 to the power -26 everything rounds to zero; from 2 to the power 17 on everything is
+    // infinity; and a NaN brings its own bits. In between the exponent fits that of a binary32.
+    const std::uint32_t nan = 0x7FC00000u | (rebiased & 0x007FFFFFu);
+    const bool isNan = magnitude > 0x7FF0000000000000u;
+    const std::uint32_t inRange = high < (std::uint32_t{1023 - 26} << 20) ? 0u : rebiased;
+    const std::uint32_t finite = high >= (std::uint32_t{1023 + 17} << 20) ? 0x7F800000u : inRange;
+    return float32ToHalf(bitCast<float>(sign | (isNan ? nan : finite)));
+}
+
+/// Rounds the integer itself, once; magnitudes of 65520 and above become infinity.
+template <class Integer>
+inline Half integerToHalf(Integer value) {
+    // Beyond the clamp everything is infinity, and within it every integer is exact in binary32.
+    constexpr std::int32_t limit = 131072;
+    const Integer above = value < -limit ? Integer{-limit} : value;
+    const auto clamped = static_cast<std::int32_t>(above > limit ? Integer{limit} : above);
+    return float32ToHalf(static_cast<float>(clamped));
+}
+
+/// Truncates toward zero; a value that has no such integer gives the most negative one. The range
+/// is tested before the cast, because a cast of what does not fit means something else on every
+/// processor.
+template <class Integer, class Float>
+inline Integer truncate(Float value) {
+    // The least integer's magnitude, a power of two, is exact in both float kinds; the greatest
+    // integer is not.
+    constexpr Integer indefinite = isSame<Integer, std::int32_t> ? INT32_MIN : INT64_MIN;
+    constexpr auto limit = -static_cast<Float>(indefinite);
+    bool inside = value >= -limit && value < limit;
+    if constexpr (isSame<Integer, std::int32_t> && isSame<Float, double>)
+        inside = value > -limit - 1.0 && value < limit;
+    const auto truncated = static_cast<Integer>(inside ? value : Float{0});
+    return inside ? truncated : indefinite;
+}
+
+/// The value in the storage kind `To`. Equal kinds keep every bit.
+template <class To, class From>
+inline To convert(From value) {
+    if constexpr (isSame<To, From>)
+        return value;
+    else if constexpr (isSame<To, Half> && isInteger<From>)
+        return integerToHalf(value);
+    else if constexpr (isSame<To, Half> && isSame<From, float>)
+        return float32ToHalf(value);
+    else if constexpr (isSame<To, Half>)
+        return float64ToHalf(value);
+    else if constexpr (isSame<From, Half> && isSame<To, double>)
+        return halfToFloat64(value);
+    else if constexpr (isSame<From, Half> && isSame<To, float>)
+        return halfToFloat32(value);
+    else if constexpr (isSame<From, Half>)
+        return truncate<To>(halfToFloat32(value));
+    else if constexpr (isInteger<To> && !isInteger<From>)
+        return truncate<To>(value);
+    else if constexpr (isSame<To, std::int32_t> && isSame<From, std::int64_t>)
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+    else
+        return static_cast<To>(value);
+}
+
+/// `convert` as the map of a run.
+template <class To, class From>
+struct Convert {
+    using In = From;
+    using Out = To;
+    static To apply(From value) { return convert<To>(value); }
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet

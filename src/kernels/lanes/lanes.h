@@ -1,0 +1,75 @@
+// How kernels reach single lanes, and when several lanes may be worked on at once.
+#pragma once
+
+#include "kernels/target/target.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace Fenlet {
+
+/// A `CpuElementKind::Half` value: IEEE 754 binary16, as its raw bits.
+struct Half {
+    std::uint16_t bits;
+};
+
+inline namespace FENLET_TARGET {
+
+/// Lane `index` of an area. Areas are aligned as the allocator aligns and no more, so lanes are
+/// read and written through `memcpy`, which costs nothing.
+template <class Lane>
+inline Lane loadLane(const unsigned char* area, std::int64_t index) {
+    Lane value;
+    std::memcpy(&value, area + index * static_cast<std::int64_t>(sizeof(Lane)), sizeof(Lane));
+    return value;
+}
+
+template <class Lane>
+inline void storeLane(unsigned char* area, std::int64_t index, Lane value) {
+    std::memcpy(area + index * static_cast<std::int64_t>(sizeof(Lane)), &value, sizeof(Lane));
+}
+
+/// The bytes that a kernel reads or writes in one area.
+struct LaneRange {
+    const void* start;
+    std::int64_t lanes;
+    std::int64_t laneBytes;
+};
+
+/// Whether working on many lanes at once gives the bytes that one lane at a time in ascending order
+/// gives, as far as writing `written` and reading `read` goes: the ranges do not overlap, or lane i
+/// of one is lane i of the other.
+inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read) {
+    const auto writtenStart = reinterpret_cast<std::uintptr_t>(written.start);
+    const auto readStart = reinterpret_cast<std::uintptr_t>(read.start);
+    if (writtenStart == readStart && written.laneBytes == read.laneBytes)
+        return true;
+    const auto writtenEnd =
+        writtenStart + static_cast<std::uintptr_t>(written.lanes * written.laneBytes);
+    const auto readEnd = readStart + static_cast<std::uintptr_t>(read.lanes * read.laneBytes);
+    return writtenEnd <= readStart || readEnd <= writtenStart;
+}
+
+/// out[i] = Map::apply(in[i]) for every lane. `Map` names its types `In` and `Out`. The lanes must
+/// be independent, or `lanes` 1.
+template <class Map>
+[[gnu::noinline]] void mapRun(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t i = 0; i < lanes; ++i)
+        storeLane(out, i, Map::apply(loadLane<typename Map::In>(in, i)));
+}
+
+/// out[i] = Operation::apply(left[i], right[i]) for every lane. `Operation` names its types `Left`,
+/// `Right` and `Out`. The lanes must be independent, or `lanes` 1.
+template <class Operation>
+[[gnu::noinline]] void combineRun(unsigned char* out, const unsigned char* left,
+                                  const unsigned char* right, std::int64_t lanes) {
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t i = 0; i < lanes; ++i)
+        storeLane(out, i,
+                  Operation::apply(loadLane<typename Operation::Left>(left, i),
+                                   loadLane<typename Operation::Right>(right, i)));
+}
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
