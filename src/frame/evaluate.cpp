@@ -1,0 +1,68 @@
+// The block loop, and the check of the host's providers before it.
+#include "frame/find_provider.h"
+#include "vocabulary/element_numbers.h"
+#include "vocabulary/faults.h"
+
+#include <fenletexec/interpreter.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Fenlet {
+namespace {
+
+Fault findBindingFault(const Interpreter::Step& step, const Bindings& bindings) {
+    switch (step.op) {
+    case OpCode::LoadField:
+        return findProvider(bindings.fields, bindings.fieldCount, step.immediate)
+                   ? Faults::none
+                   : Faults::fieldBinding;
+    case OpCode::Sample:
+        return findProvider(bindings.samplers, bindings.samplerCount, step.immediate)
+                   ? Faults::none
+                   : Faults::samplerBinding;
+    case OpCode::LoadUniform:
+        return bindings.uniforms ? Faults::none : Faults::uniformBinding;
+    default:
+        return Faults::none;
+    }
+}
+
+} // namespace
+
+bool Interpreter::checkBindings(const Bindings& bindings) {
+    for (const Step& step : steps)
+        if (const Fault fault = findBindingFault(step, bindings))
+            return refuseAtRun(fault.code, fault.message);
+    return true;
+}
+
+bool Interpreter::evaluate(long long first, long long count, const Bindings& bindings,
+                           BlockSink& sink) {
+    if (!configured || program == nullptr)
+        return false;
+    refusal = ExecRefusal::None;
+    refusalMessage = nullptr;
+    if (!checkBindings(bindings))
+        return false;
+
+    const long long stride = registers.elementCapacity();
+    for (long long done = 0; done < count;) {
+        const long long length = std::min(stride, count - done);
+        registers.setBlockLength(static_cast<int>(length));
+        // Every element of every register starts the block valid, so that nothing carries over from
+        // the one before.
+        for (int number = 0; number < registers.registerCount(); ++number)
+            std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
+        const long long blockStart = offsetElement(first, done);
+        for (const Step& step : steps)
+            if (!runStep(step, bindings, blockStart))
+                return false;
+        if (!sink.consume(registers, blockStart, static_cast<int>(length)))
+            return false;
+        done += length;
+    }
+    return true;
+}
+
+} // namespace Fenlet

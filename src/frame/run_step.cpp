@@ -1,0 +1,153 @@
+// One step over the current block.
+#include "frame/find_provider.h"
+#include "frame/step_rules.h"
+#include "frame/validity.h"
+#include "kernels/lanes/lanes.h"
+#include "sources/component.h"
+#include "sources/field_indices.h"
+#include "sources/load_constant.h"
+#include "sources/load_uniform.h"
+#include "vocabulary/element_numbers.h"
+
+#include <fenletexec/interpreter.h>
+
+namespace Fenlet {
+namespace {
+
+/// What a step has at hand: itself, and what it may touch.
+struct StepFrame {
+    const Interpreter::Step& step;
+    const FenletProgram& program;
+    const Bindings& bindings;
+    RegisterFile& registers;
+    std::int64_t* elementIndices;
+    long long blockStart;
+    int count;
+
+    unsigned char* resultData() const { return registers.data(step.result); }
+    unsigned char* resultValidity() const { return registers.validity(step.result); }
+    const unsigned char* operandData(int slot) const { return registers.data(step.operands[slot]); }
+    const unsigned char* operandValidity(int slot) const {
+        return registers.validity(step.operands[slot]);
+    }
+};
+
+// One value for each element, packed from the start of the data area whatever the result's
+// multiplicity is.
+Fault runElementIndex(const StepFrame& frame) {
+    if (const Fault fault = StepRules::elementIndex(frame.step))
+        return fault;
+    unsigned char* const data = frame.resultData();
+    for (int i = 0; i < frame.count; ++i)
+        storeLane(data, i, offsetElement(frame.blockStart, i));
+    return Faults::none;
+}
+
+Fault runLoadConstant(const StepFrame& frame) {
+    if (const Fault fault = StepRules::constant(frame.step, frame.program))
+        return fault;
+    return loadConstant(frame.program.constants[static_cast<std::size_t>(frame.step.immediate)],
+                        frame.step.resultKind, frame.resultData(), frame.count,
+                        frame.step.resultMultiplicity);
+}
+
+Fault runLoadUniform(const StepFrame& frame) {
+    if (frame.bindings.uniforms == nullptr)
+        return Faults::uniformBinding;
+    if (const Fault fault = StepRules::uniform(frame.step, frame.program))
+        return fault;
+    return loadUniform(*frame.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
+                       frame.resultData(), frame.count, frame.step.resultMultiplicity);
+}
+
+// With an operand, its values are the numbers of the elements to read; without one they are the
+// block's own.
+Fault runLoadField(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (const Fault fault = StepRules::field(step, frame.program))
+        return fault;
+    CpuFieldAccessor* const field =
+        findProvider(frame.bindings.fields, frame.bindings.fieldCount, step.immediate);
+    if (field == nullptr)
+        return Faults::fieldBindingOfStep;
+    if (const Fault fault = StepRules::fieldIndexOperand(step))
+        return fault;
+
+    FieldRead request{frame.resultData(),   frame.resultValidity(),
+                      step.resultKind,      step.resultMultiplicity,
+                      frame.elementIndices, true,
+                      frame.count};
+    if (step.arity > 0) {
+        copyIndices(frame.elementIndices, frame.operandData(0), step.operandKinds[0], frame.count);
+        request.contiguous =
+            isContiguous(frame.elementIndices, frame.operandValidity(0), frame.count);
+    } else {
+        countUp(frame.elementIndices, frame.blockStart, frame.count);
+    }
+    return field->read(request) ? Faults::none : Faults::fieldDeclined;
+}
+
+Fault runSample(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (const Fault fault = StepRules::sampler(step, frame.program))
+        return fault;
+    FenletSampler* const sampler =
+        findProvider(frame.bindings.samplers, frame.bindings.samplerCount, step.immediate);
+    if (sampler == nullptr)
+        return Faults::samplerBindingOfStep;
+    const bool sampled =
+        sampler->sample(frame.operandData(0), step.operandKinds[0], step.operandMultiplicities[0],
+                        frame.resultData(), step.resultKind, step.resultMultiplicity,
+                        frame.resultValidity(), frame.count);
+    return sampled ? Faults::none : Faults::samplerDeclined;
+}
+
+Fault runComponent(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (const Fault fault = StepRules::component(step))
+        return fault;
+    const ComponentArgs args{frame.resultData(), frame.operandData(0), frame.count,
+                             step.operandMultiplicities[0], step.immediate};
+    return dispatchComponent(step.resultKind, step.operandKinds[0], args) ? Faults::none
+                                                                          : Faults::componentKernel;
+}
+
+Fault runOpCode(const StepFrame& frame) {
+    switch (frame.step.op) {
+    case OpCode::ElementIndex:
+        return runElementIndex(frame);
+    case OpCode::LoadConstant:
+        return runLoadConstant(frame);
+    case OpCode::LoadUniform:
+        return runLoadUniform(frame);
+    case OpCode::LoadField:
+        return runLoadField(frame);
+    case OpCode::Sample:
+        return runSample(frame);
+    case OpCode::Component:
+        return runComponent(frame);
+    default:
+        return Faults::opCode;
+    }
+}
+
+} // namespace
+
+bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
+    ++stepsExecuted;
+    if (step.op == OpCode::Nop)
+        return true;
+
+    const int count = registers.liveElements();
+    if (step.arity > 0)
+        combineValidity(registers.validity(step.result), registers.validity(step.operands[0]),
+                        step.arity > 1 ? registers.validity(step.operands[1]) : nullptr, count);
+
+    const StepFrame frame{step,       *program, bindings, registers, elementIndices.data(),
+                          blockStart, count};
+    if (const Fault fault = runOpCode(frame))
+        return refuseAtRun(fault.code, fault.message);
+    return true;
+}
+
+} // namespace Fenlet

@@ -1,0 +1,93 @@
+// What an opcode demands of a planned step before any data is seen.
+//
+// Each rule stands here once. `validateStep` asks them when the plan is made, and `runStep` asks
+// them again on every step, as a second line.
+#pragma once
+
+#include "sources/block_scratch.h"
+#include "vocabulary/faults.h"
+
+#include <fenletexec/interpreter.h>
+
+namespace Fenlet::StepRules {
+
+using Step = Interpreter::Step;
+
+template <class Entry>
+bool indexes(std::int32_t index, const std::vector<Entry>& pool) {
+    return index >= 0 && static_cast<std::size_t>(index) < pool.size();
+}
+
+inline bool isTribool(CpuElementKind kind) {
+    return kind == CpuElementKind::Tribool;
+}
+
+inline Fault elementIndex(const Step& step) {
+    return step.resultKind == CpuElementKind::Int64 ? Faults::none : Faults::elementIndexKind;
+}
+
+// The limit is on the constant's own components, whatever the register has: it is they that are put
+// into the scratch.
+inline Fault constant(const Step& step, const FenletProgram& program) {
+    if (!indexes(step.immediate, program.constants))
+        return Faults::constantIndex;
+    const Constant& constant = program.constants[static_cast<std::size_t>(step.immediate)];
+    return constant.multiplicity <= scratchComponents ? Faults::none : Faults::constantMultiplicity;
+}
+
+// The limit is on the register's components: so many the host's source is asked for.
+inline Fault uniform(const Step& step, const FenletProgram& program) {
+    if (!indexes(step.immediate, program.uniforms))
+        return Faults::uniformIndex;
+    return step.resultMultiplicity <= scratchComponents ? Faults::none
+                                                        : Faults::uniformMultiplicity;
+}
+
+inline Fault field(const Step& step, const FenletProgram& program) {
+    return indexes(step.immediate, program.fields) ? Faults::none : Faults::fieldIndex;
+}
+
+inline Fault fieldIndexOperand(const Step& step) {
+    const CpuElementKind kind = step.operandKinds[0];
+    const bool isInteger = kind == CpuElementKind::Int32 || kind == CpuElementKind::Int64;
+    return step.arity <= 0 || isInteger ? Faults::none : Faults::fieldIndexKind;
+}
+
+inline Fault sampler(const Step& step, const FenletProgram& program) {
+    return indexes(step.immediate, program.samplers) ? Faults::none : Faults::samplerIndex;
+}
+
+inline Fault component(const Step& step) {
+    const bool inside = step.immediate >= 0 && step.immediate < step.operandMultiplicities[0];
+    return inside ? Faults::none : Faults::componentIndex;
+}
+
+inline Fault notOrIsTrue(const Step& step) {
+    const bool fits = isTribool(step.resultKind) && isTribool(step.operandKinds[0]);
+    return fits ? Faults::none : Faults::notKinds;
+}
+
+// Operand kinds are left to the kernels, which alone know the pairs that they serve. A scalar on
+// the left has none: the host writes it on the right, with the mirrored comparison.
+inline Fault comparison(const Step& step) {
+    if (!isTribool(step.resultKind))
+        return Faults::comparisonKind;
+    return step.leftScalar ? Faults::scalarLeft : Faults::none;
+}
+
+inline Fault andOr(const Step& step) {
+    const bool fits = isTribool(step.resultKind) && isTribool(step.operandKinds[0]) &&
+                      isTribool(step.operandKinds[1]);
+    return fits ? Faults::none : Faults::andKinds;
+}
+
+// The arms' kinds are left to the kernels.
+inline Fault select(const Step& step) {
+    if (!isTribool(step.operandKinds[0]))
+        return Faults::conditionKind;
+    const std::int32_t condition = step.operandMultiplicities[0];
+    const bool fits = condition == 1 || condition == step.resultMultiplicity;
+    return fits ? Faults::none : Faults::conditionMultiplicity;
+}
+
+} // namespace Fenlet::StepRules

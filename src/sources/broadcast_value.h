@@ -1,0 +1,14 @@
+// Copying one value over a block.
+#pragma once
+
+#include <fenletexec/element_kinds.h>
+
+namespace Fenlet {
+
+/// Stores the `multiplicity` packed components of `value` into each of `count` elements of
+/// `destination`, as raw bits. Returns false, with nothing written, for a kind without storage; a
+/// `count` or `multiplicity` below 1 writes nothing and returns true. The areas must not overlap.
+bool broadcastValue(void* destination, CpuElementKind kind, const void* value, int count,
+                    int multiplicity);
+
+} // namespace Fenlet

@@ -1,0 +1,17 @@
+// Bringing a constant into a register.
+#pragma once
+
+#include "vocabulary/faults.h"
+
+#include <fenletexec/element_kinds.h>
+#include <fenletir/program.h>
+
+namespace Fenlet {
+
+/// Converts `constant`, of at most 64 components, to `kind` and copies it over `count` elements of
+/// `multiplicity` components at `result`. Components that the constant does not have are zero;
+/// those that the register does not have are dropped.
+Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
+                   int multiplicity);
+
+} // namespace Fenlet
