@@ -1,0 +1,81 @@
+// Working a block off in tiles: runs of lanes short enough to stay in the first-level cache between
+// one pass over them and the next.
+#pragma once
+
+#include "kernels/lanes/lanes.h"
+
+#include <cstdint>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+/// Lanes of one tile. Tests compile kernels with smaller ones, so that every boundary is met.
+#ifdef FENLET_TILE_LANES
+inline constexpr std::int64_t tileLanes = FENLET_TILE_LANES;
+#else
+inline constexpr std::int64_t tileLanes = 512;
+#endif
+
+/// Room for a tile's lanes, on the stack and without a value at first.
+template <class Lane>
+struct Tile {
+    alignas(64) unsigned char bytes[tileLanes * static_cast<std::int64_t>(sizeof(Lane))];
+};
+
+/// How a call goes through its lanes: `elements` whole elements at a time in the shapes that
+/// broadcast an operand, and within them `lanes` lanes at a time. Where lanes depend on one another
+/// both are 1, which is lane order.
+struct Pace {
+    std::int64_t elements;
+    std::int64_t lanes;
+};
+
+inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
+    if (!lanesIndependent)
+        return {1, 1};
+    const std::int64_t elements = tileLanes / multiplicity;
+    return {elements > 0 ? elements : 1, tileLanes};
+}
+
+inline std::int64_t atMost(std::int64_t limit, std::int64_t value) {
+    return value < limit ? value : limit;
+}
+
+template <class Lane, std::int64_t multiplicity>
+inline void spreadFixed(unsigned char* out, const unsigned char* in, std::int64_t elements) {
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t e = 0; e < elements; ++e) {
+        const Lane value = loadLane<Lane>(in, e);
+        for (std::int64_t c = 0; c < multiplicity; ++c)
+            storeLane(out, e * multiplicity + c, value);
+    }
+}
+
+/// out[e * multiplicity + c] = in[e]: each element's one value, repeated over its components. The
+/// areas do not overlap.
+template <class Lane>
+[[gnu::noinline]] void spreadRun(unsigned char* out, const unsigned char* in, std::int64_t elements,
+                                 std::int64_t multiplicity) {
+    switch (multiplicity) {
+    case 1:
+        return spreadFixed<Lane, 1>(out, in, elements);
+    case 2:
+        return spreadFixed<Lane, 2>(out, in, elements);
+    case 3:
+        return spreadFixed<Lane, 3>(out, in, elements);
+    case 4:
+        return spreadFixed<Lane, 4>(out, in, elements);
+    default:
+        for (std::int64_t e = 0; e < elements; ++e) {
+            const Lane value = loadLane<Lane>(in, e);
+            unsigned char* const lanes =
+                out + e * multiplicity * static_cast<std::int64_t>(sizeof(Lane));
+            FENLET_INDEPENDENT_LANES
+            for (std::int64_t c = 0; c < multiplicity; ++c)
+                storeLane(lanes, c, value);
+        }
+    }
+}
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
