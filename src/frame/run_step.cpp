@@ -2,6 +2,7 @@
 #include "frame/find_provider.h"
 #include "frame/step_rules.h"
 #include "frame/validity.h"
+#include "kernels/arithmetic/arithmetic.h"
 #include "kernels/lanes/lanes.h"
 #include "sources/component.h"
 #include "sources/field_indices.h"
@@ -112,6 +113,24 @@ Fault runComponent(const StepFrame& frame) {
                                                                           : Faults::componentKernel;
 }
 
+Fault runArithmetic(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    const auto op = static_cast<ArithmeticOp>(static_cast<std::uint32_t>(step.op) -
+                                              static_cast<std::uint32_t>(OpCode::Add));
+    const ArithmeticArgs args{frame.resultData(),
+                              frame.resultValidity(),
+                              frame.operandData(0),
+                              frame.operandData(1),
+                              frame.count,
+                              step.resultMultiplicity,
+                              step.leftScalar,
+                              step.rightScalar,
+                              op};
+    const bool ran =
+        dispatchArithmetic(step.resultKind, step.operandKinds[0], step.operandKinds[1], args);
+    return ran ? Faults::none : Faults::arithmeticKernel;
+}
+
 Fault runOpCode(const StepFrame& frame) {
     switch (frame.step.op) {
     case OpCode::ElementIndex:
@@ -126,6 +145,11 @@ Fault runOpCode(const StepFrame& frame) {
         return runSample(frame);
     case OpCode::Component:
         return runComponent(frame);
+    case OpCode::Add:
+    case OpCode::Subtract:
+    case OpCode::Multiply:
+    case OpCode::Divide:
+        return runArithmetic(frame);
     default:
         return Faults::opCode;
     }

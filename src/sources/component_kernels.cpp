@@ -5,6 +5,7 @@
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
+namespace {
 
 /// One component of each element, converted. Also right where the result is the source register
 /// itself: an element is written at or before the place that it is read from.
@@ -53,6 +54,8 @@ constexpr ComponentKernels everyPair(KindList<Results...>) {
               kernelFor<Results, std::int64_t>(), kernelFor<Results, Half>(),
               kernelFor<Results, float>(), kernelFor<Results, double>()}...}};
 }
+
+} // namespace
 
 extern const ComponentKernels componentKernels;
 const ComponentKernels componentKernels =

@@ -29,6 +29,28 @@ inline void storeLane(unsigned char* area, std::int64_t index, Lane value) {
     std::memcpy(area + index * static_cast<std::int64_t>(sizeof(Lane)), &value, sizeof(Lane));
 }
 
+/// The unsigned integer of so many bytes, for moving lanes without looking at them.
+template <int bytes>
+struct UnsignedOf;
+template <>
+struct UnsignedOf<1> {
+    using Type = std::uint8_t;
+};
+template <>
+struct UnsignedOf<2> {
+    using Type = std::uint16_t;
+};
+template <>
+struct UnsignedOf<4> {
+    using Type = std::uint32_t;
+};
+template <>
+struct UnsignedOf<8> {
+    using Type = std::uint64_t;
+};
+template <int bytes>
+using UnsignedOfSize = typename UnsignedOf<bytes>::Type;
+
 /// The bytes that a kernel reads or writes in one area.
 struct LaneRange {
     const void* start;
@@ -36,18 +58,22 @@ struct LaneRange {
     std::int64_t laneBytes;
 };
 
+inline bool areDisjoint(const LaneRange& a, const LaneRange& b) {
+    const auto startOf = [](const LaneRange& range) {
+        return reinterpret_cast<std::uintptr_t>(range.start);
+    };
+    const auto endOf = [startOf](const LaneRange& range) {
+        return startOf(range) + static_cast<std::uintptr_t>(range.lanes * range.laneBytes);
+    };
+    return endOf(a) <= startOf(b) || endOf(b) <= startOf(a);
+}
+
 /// Whether working on many lanes at once gives the bytes that one lane at a time in ascending order
 /// gives, as far as writing `written` and reading `read` goes: the ranges do not overlap, or lane i
 /// of one is lane i of the other.
 inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read) {
-    const auto writtenStart = reinterpret_cast<std::uintptr_t>(written.start);
-    const auto readStart = reinterpret_cast<std::uintptr_t>(read.start);
-    if (writtenStart == readStart && written.laneBytes == read.laneBytes)
-        return true;
-    const auto writtenEnd =
-        writtenStart + static_cast<std::uintptr_t>(written.lanes * written.laneBytes);
-    const auto readEnd = readStart + static_cast<std::uintptr_t>(read.lanes * read.laneBytes);
-    return writtenEnd <= readStart || readEnd <= writtenStart;
+    return (written.start == read.start && written.laneBytes == read.laneBytes) ||
+           areDisjoint(written, read);
 }
 
 /// out[i] = Map::apply(in[i]) for every lane. `Map` names its types `In` and `Out`. The lanes must

@@ -4,6 +4,7 @@
 
 #include "kernels/lanes/lanes.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Fenlet {
@@ -19,7 +20,7 @@ inline constexpr std::int64_t tileLanes = 512;
 /// Room for a tile's lanes, on the stack and without a value at first.
 template <class Lane>
 struct Tile {
-    alignas(64) unsigned char bytes[tileLanes * static_cast<std::int64_t>(sizeof(Lane))];
+    alignas(64) unsigned char bytes[static_cast<std::size_t>(tileLanes) * sizeof(Lane)];
 };
 
 /// How a call goes through its lanes: `elements` whole elements at a time in the shapes that
