@@ -41,12 +41,15 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
                            BlockSink& sink) {
     if (!configured || program == nullptr)
         return false;
+    // An exception out of `configure` may have left a plan without room for a block.
+    const long long stride = registers.elementCapacity();
+    if (stride < 1)
+        return false;
     refusal = ExecRefusal::None;
     refusalMessage = nullptr;
     if (!checkBindings(bindings))
         return false;
 
-    const long long stride = registers.elementCapacity();
     for (long long done = 0; done < count;) {
         const long long length = std::min(stride, count - done);
         registers.setBlockLength(static_cast<int>(length));
