@@ -4,6 +4,7 @@
 #include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/lanes/lanes.h"
+#include "kernels/unary/unary.h"
 #include "sources/component.h"
 #include "sources/field_indices.h"
 #include "sources/load_constant.h"
@@ -113,6 +114,14 @@ Fault runComponent(const StepFrame& frame) {
                                                                           : Faults::componentKernel;
 }
 
+Fault runUnary(const StepFrame& frame, UnaryOp op) {
+    const Interpreter::Step& step = frame.step;
+    const UnaryArgs args{frame.resultData(), frame.operandData(0), frame.count,
+                         step.operandMultiplicities[0]};
+    return dispatchUnary(op, step.resultKind, step.operandKinds[0], args) ? Faults::none
+                                                                          : Faults::unaryKernel;
+}
+
 Fault runArithmetic(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const auto op = static_cast<ArithmeticOp>(static_cast<std::uint32_t>(step.op) -
@@ -145,6 +154,10 @@ Fault runOpCode(const StepFrame& frame) {
         return runSample(frame);
     case OpCode::Component:
         return runComponent(frame);
+    case OpCode::Negate:
+        return runUnary(frame, UnaryOp::Negate);
+    case OpCode::Length:
+        return runUnary(frame, UnaryOp::Length);
     case OpCode::Add:
     case OpCode::Subtract:
     case OpCode::Multiply:

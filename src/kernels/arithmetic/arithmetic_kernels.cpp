@@ -3,34 +3,13 @@
 // A kernel is a recipe: how each operand's lanes reach the type that the operation works in, the
 // operation, and how its lanes reach the result. One procedure follows every recipe, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
-#include "kernels/conversions/conversions.h"
+#include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
-
-/// The type that an operation with this result kind works in. `Half` has no arithmetic of its own
-/// and borrows that of binary32.
-template <class Result>
-struct WorkingOf {
-    using Type = Result;
-};
-template <>
-struct WorkingOf<Half> {
-    using Type = float;
-};
-template <class Result>
-using Working = typename WorkingOf<Result>::Type;
-
-/// An operand's lane, converted to the result kind and from there, exactly, to the working type.
-template <class Result, class From>
-struct ToWorking {
-    using In = From;
-    using Out = Working<Result>;
-    static Out apply(In value) { return convert<Out>(convert<Result>(value)); }
-};
 
 template <class T>
 struct OnLanes {
@@ -99,7 +78,6 @@ struct ClearWhereSet {
     }
 };
 
-using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
 using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
                                const unsigned char* right, std::int64_t lanes);
 using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
@@ -258,14 +236,6 @@ void follow(const ArithmeticArgs& args, const Recipe& recipe) {
         run.scalarShape(pace);
     else
         run.fullShape(pace, lanes);
-}
-
-template <class Result, class From>
-constexpr LaneMap toWorking() {
-    if constexpr (isSame<From, Working<Result>> && !isSame<Result, Half>)
-        return nullptr;
-    else
-        return &mapRun<ToWorking<Result, From>>;
 }
 
 template <class Result>

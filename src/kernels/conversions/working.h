@@ -1,0 +1,45 @@
+// The types that kernels compute in, where the result's kind decides the arithmetic.
+#pragma once
+
+#include "kernels/conversions/conversions.h"
+
+#include <cstdint>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+/// The type that an operation with this result kind works in. `Half` has no arithmetic of its own
+/// and borrows that of binary32.
+template <class Result>
+struct WorkingOf {
+    using Type = Result;
+};
+template <>
+struct WorkingOf<Half> {
+    using Type = float;
+};
+template <class Result>
+using Working = typename WorkingOf<Result>::Type;
+
+/// An operand's lane, converted to the result kind and from there, exactly, to the working type.
+template <class Result, class From>
+struct ToWorking {
+    using In = From;
+    using Out = Working<Result>;
+    static Out apply(In value) { return convert<Out>(convert<Result>(value)); }
+};
+
+/// A run of one map, `mapRun<...>`.
+using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
+
+/// The run that takes lanes to the working type, null where they are of it already.
+template <class Result, class From>
+constexpr LaneMap toWorking() {
+    if constexpr (isSame<From, Working<Result>> && !isSame<Result, Half>)
+        return nullptr;
+    else
+        return &mapRun<ToWorking<Result, From>>;
+}
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet

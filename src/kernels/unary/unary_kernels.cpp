@@ -1,0 +1,171 @@
+// The kernels of Negate and Length, one of each for every pair of kinds.
+#include "kernels/conversions/working.h"
+#include "kernels/lanes/kinds.h"
+#include "kernels/lanes/tiles.h"
+#include "kernels/unary/unary.h"
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+namespace {
+
+/// A lane converted and its sign turned: that of a float is a bit, and an integer wraps.
+template <class To, class From>
+struct Negated {
+    using In = From;
+    using Out = UnsignedOfSize<sizeof(To)>;
+    static Out apply(In value) {
+        const auto bits = bitCast<Out>(convert<To>(value));
+        if constexpr (isInteger<To>)
+            return Out{0} - bits;
+        else
+            return static_cast<Out>(bits ^ (Out{1} << (8 * sizeof(To) - 1)));
+    }
+};
+
+template <class To, class From>
+void negate(const UnaryArgs& args) {
+    if (args.count < 1 || args.multiplicity < 1)
+        return;
+    auto* const result = static_cast<unsigned char*>(args.result);
+    const auto* const operand = static_cast<const unsigned char*>(args.operand);
+    const std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
+    const bool independent =
+        lanesAreIndependent({result, lanes, sizeof(To)}, {operand, lanes, sizeof(From)});
+    const std::int64_t pace = independent ? lanes : 1;
+    for (std::int64_t lane = 0; lane < lanes; lane += pace)
+        mapRun<Negated<To, From>>(result + lane * std::int64_t{sizeof(To)},
+                                  operand + lane * std::int64_t{sizeof(From)}, pace);
+}
+
+/// How a length is made of its components: the sum so far, one component more, and the root.
+template <class Result>
+struct Norm {
+    using Lane = Result;
+    static Lane add(Lane sum, Lane value) { return sum + value * value; }
+    static Result root(Lane sum) {
+        if constexpr (isSame<Result, float>)
+            return __builtin_sqrtf(sum);
+        else
+            return __builtin_sqrt(sum);
+    }
+};
+/// `halfToFloat32(float32ToHalf(sum))` for a sum of squares, which is never negative.
+inline float roundedToHalf(float sum) {
+    const auto bits = bitCast<std::uint32_t>(sum);
+    const std::uint32_t normal = (bits + 0x0FFFu + ((bits >> 13) & 1u)) & 0xFFFFE000u;
+    // Below 2 to the power -14 the last place is that of 0.5 in binary32.
+    const float finite = sum < 0x1p-14f ? (sum + 0.5f) - 0.5f : bitCast<float>(normal);
+    // What is too large becomes infinity, and a NaN stays one.
+    return sum < 65520.0f ? finite : sum + __builtin_inff();
+}
+
+// The sum is a binary16 value throughout, held as the binary32 value that it equals.
+template <>
+struct Norm<Half> {
+    using Lane = float;
+    static float add(float sum, float value) { return roundedToHalf(sum + value * value); }
+    static Half root(float sum) { return float32ToHalf(__builtin_sqrtf(sum)); }
+};
+// Sums and squares wrap.
+template <>
+struct Norm<std::int32_t> {
+    using Lane = std::uint32_t;
+    static Lane add(Lane sum, Lane value) { return sum + value * value; }
+    static std::int32_t root(Lane sum) {
+        return truncate<std::int32_t>(
+            __builtin_sqrt(static_cast<double>(static_cast<std::int32_t>(sum))));
+    }
+};
+
+template <class Result>
+struct Root {
+    using In = typename Norm<Result>::Lane;
+    using Out = Result;
+    static Out apply(In sum) { return Norm<Result>::root(sum); }
+};
+
+/// Adds the squares of each element's `components` components to its sum, in their order. Each sum
+/// must wait for the one before it, so it is elements that go abreast; few of them gain nothing.
+template <class Result>
+[[gnu::noinline]] void addSquares(unsigned char* sums, const unsigned char* lanes,
+                                  std::int64_t elements, std::int64_t components) {
+    using Lane = typename Norm<Result>::Lane;
+    if (elements < 4) {
+        for (std::int64_t e = 0; e < elements; ++e) {
+            auto sum = loadLane<Lane>(sums, e);
+            for (std::int64_t c = 0; c < components; ++c)
+                sum = Norm<Result>::add(sum, loadLane<Lane>(lanes, e * components + c));
+            storeLane(sums, e, sum);
+        }
+        return;
+    }
+    for (std::int64_t c = 0; c < components; ++c) {
+        FENLET_INDEPENDENT_LANES
+        for (std::int64_t e = 0; e < elements; ++e)
+            storeLane(sums, e,
+                      Norm<Result>::add(loadLane<Lane>(sums, e),
+                                        loadLane<Lane>(lanes, e * components + c)));
+    }
+}
+
+/// What a length kernel does. The map is null where the components are of the right type already.
+struct LengthRecipe {
+    LaneMap toWorking;
+    void (*addSquares)(unsigned char* sums, const unsigned char* lanes, std::int64_t elements,
+                       std::int64_t components);
+    LaneMap root;
+    std::int64_t operandBytes;
+    std::int64_t workingBytes; ///< of a sum, too
+    std::int64_t resultBytes;
+};
+
+void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
+    auto* const result = static_cast<unsigned char*>(args.result);
+    const auto* const operand = static_cast<const unsigned char*>(args.operand);
+    const std::int64_t multiplicity = args.multiplicity > 0 ? args.multiplicity : 0;
+    const bool independent =
+        lanesAreIndependent({result, args.count, recipe.resultBytes},
+                            {operand, args.count, multiplicity * recipe.operandBytes});
+    const std::int64_t pace = paceOf(independent, multiplicity > 0 ? multiplicity : 1).elements;
+    Tile<double> sums;
+    Tile<double> converted;
+    for (std::int64_t element = 0; element < args.count; element += pace) {
+        const std::int64_t elements = atMost(pace, args.count - element);
+        const std::int64_t lanes = elements * multiplicity;
+        std::memset(sums.bytes, 0, static_cast<std::size_t>(elements * recipe.workingBytes));
+        // Only an element that is alone can have more lanes than a tile.
+        for (std::int64_t done = 0; done < lanes; done += tileLanes) {
+            const std::int64_t some = atMost(tileLanes, lanes - done);
+            const unsigned char* in =
+                operand + (element * multiplicity + done) * recipe.operandBytes;
+            if (recipe.toWorking != nullptr) {
+                recipe.toWorking(converted.bytes, in, some);
+                in = converted.bytes;
+            }
+            recipe.addSquares(sums.bytes, in, elements, some / elements);
+        }
+        recipe.root(result + element * recipe.resultBytes, sums.bytes, elements);
+    }
+}
+
+template <class To, class From>
+void length(const UnaryArgs& args) {
+    follow(args, {toWorking<To, From>(), &addSquares<To>, &mapRun<Root<To>>, sizeof(From),
+                  sizeof(Working<To>), sizeof(To)});
+}
+
+template <class... Kinds>
+constexpr UnaryKernels everyPair(KindList<Kinds...>) {
+    return {{{&negate<Kinds, std::int32_t>, &negate<Kinds, Half>, &negate<Kinds, float>,
+              &negate<Kinds, double>}...},
+            {{&length<Kinds, std::int32_t>, &length<Kinds, Half>, &length<Kinds, float>,
+              &length<Kinds, double>}...}};
+}
+
+} // namespace
+
+extern const UnaryKernels unaryKernels;
+const UnaryKernels unaryKernels = everyPair(KindList<std::int32_t, Half, float, double>{});
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
