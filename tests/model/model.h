@@ -1,0 +1,113 @@
+// A second evaluator of the whole instruction set, deliberately naive: one lane at a time, in
+// ascending order, straight from bytes to bytes.
+//
+// It is what the real evaluator is held against. It shares no code with it, lays its registers out
+// by itself, and runs one step at a time, so that the two can be compared after each.
+#pragma once
+
+#include <fenletexec/interpreter.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Fenlet::Model {
+
+/// What the model says of a `configure` or of one step.
+struct Verdict {
+    ExecRefusal code = ExecRefusal::None;
+    std::string message;
+
+    bool refused() const { return code != ExecRefusal::None; }
+};
+
+/// A lane whose bits are open because it is a NaN that an operation made: only that it is one
+/// holds.
+struct OpenLane {
+    std::size_t offset;
+    CpuElementKind kind;
+};
+
+class Model {
+  public:
+    /// Plans `program` as the evaluator would.
+    Verdict configure(const FenletProgram& program, int blockSize);
+
+    /// Begins a block of `count` elements, all valid.
+    void beginBlock(int count);
+
+    /// Runs one instruction over the block.
+    Verdict runInstruction(std::size_t number, const Bindings& bindings, long long blockStart);
+
+    /// All areas of all registers.
+    std::vector<unsigned char> storage;
+
+    /// The lanes that the last instruction left open.
+    std::vector<OpenLane> openLanes;
+
+    /// Set when an instruction read a lane that it had itself left open, so that its result cannot
+    /// be told.
+    bool ambiguous = false;
+
+    /// Set when an instruction read or wrote outside the storage, where nothing can be told.
+    bool outside = false;
+
+    /// The kernels that have run, each by a name that tells family, kinds, operation and shape.
+    std::vector<std::string>* kernelsRun = nullptr;
+
+  private:
+    struct Register {
+        CpuElementKind kind;
+        int multiplicity;
+        std::size_t data;
+        std::size_t validity;
+    };
+    struct Operand {
+        CpuElementKind kind = CpuElementKind::Unsupported;
+        int multiplicity = 1;
+        std::size_t data = 0;
+        std::size_t validity = 0;
+    };
+
+    Verdict planInstruction(const Instruction& instruction) const;
+    Verdict checkMultiplicities(const Instruction& instruction) const;
+    Verdict checkRules(const Instruction& instruction) const;
+    Verdict runOpCode(const Instruction& instruction, const Bindings& bindings,
+                      long long blockStart);
+
+    const Register& reg(int number) const { return registers[static_cast<std::size_t>(number)]; }
+    std::uint64_t read(CpuElementKind kind, std::size_t area, long long index);
+    void write(CpuElementKind kind, std::size_t area, long long index, std::uint64_t bits);
+    void writeOpen(CpuElementKind kind, std::size_t area, long long index, std::uint64_t bits);
+    unsigned char readByte(std::size_t offset);
+    void writeByte(std::size_t offset, unsigned char byte);
+    std::uint64_t converted(CpuElementKind to, const Register& from, long long index);
+
+    Verdict loadConstant(const Instruction& instruction);
+    Verdict loadUniform(const Instruction& instruction, const Bindings& bindings);
+    Verdict loadField(const Instruction& instruction, const Bindings& bindings,
+                      long long blockStart);
+    Verdict sample(const Instruction& instruction, const Bindings& bindings);
+    Verdict component(const Instruction& instruction);
+    Verdict unary(const Instruction& instruction);
+    void negateLane(const Register& result, const Register& operand, long long lane);
+    void lengthElement(const Register& result, const Register& operand, long long element);
+    void booleanUnary(const Instruction& instruction);
+    void booleanBinary(const Instruction& instruction);
+    Verdict arithmetic(const Instruction& instruction);
+    void arithmeticLane(OpCode op, const Register& result, int element, long long lane,
+                        std::uint64_t left, std::uint64_t right);
+    Verdict comparison(const Instruction& instruction);
+    Verdict select(const Instruction& instruction);
+    bool selectComponent(const Instruction& instruction, int element, int component,
+                         unsigned char condition);
+    void note(std::string kernel);
+
+    const FenletProgram* program = nullptr;
+    std::vector<Register> registers;
+    std::vector<std::int64_t> indices;
+    int blockSize = 0;
+    int count = 0;
+};
+
+} // namespace Fenlet::Model

@@ -1,0 +1,276 @@
+// The evaluator against the model: random programs, every register byte after every step.
+#include "exact_number.h"
+#include "model.h"
+#include "random_program.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <map>
+#include <set>
+
+namespace Fenlet::Model {
+namespace {
+
+/// How a case went: empty when evaluator and model agree, else where they do not.
+struct Outcome {
+    std::string difference;
+    bool ambiguous = false;
+    bool ran = false;
+};
+
+/// What a run of `evaluate` left behind, for comparison with the same run step by step.
+class RecordingSink : public BlockSink {
+  public:
+    explicit RecordingSink(int newStopAt) : stopAt(newStopAt) {}
+
+    bool consume(const RegisterFile& registers, long long blockStart, int count) override {
+        const unsigned char* const bytes = registers.data(0);
+        blocks.emplace_back(bytes, bytes + registers.byteCount());
+        starts.push_back(blockStart);
+        counts.push_back(count);
+        return static_cast<int>(blocks.size()) - 1 != stopAt;
+    }
+
+    std::vector<std::vector<unsigned char>> blocks;
+    std::vector<long long> starts;
+    std::vector<int> counts;
+
+  private:
+    int stopAt;
+};
+
+std::string words(ExecRefusal code, const char* message) {
+    return std::string(execRefusalName(code)) + " \"" + (message ? message : "") + "\"";
+}
+
+/// One case in the making: evaluator and model side by side, and a second evaluator that runs the
+/// same by `evaluate`.
+class Comparison {
+  public:
+    Comparison(const Case& newRun, std::vector<std::string>& kernels)
+        : run(newRun), stepHost(newRun), modelHost(newRun), loopHost(newRun) {
+        model.kernelsRun = &kernels;
+    }
+
+    Outcome compare() {
+        if (configured()) {
+            outcome.ran = true;
+            runBlocks();
+            if (outcome.difference.empty() && !outcome.ambiguous)
+                runLoop();
+        }
+        return outcome;
+    }
+
+  private:
+    bool configured() {
+        const Verdict verdict = model.configure(run.program, run.blockSize);
+        const bool accepted = stepwise.configure(run.program, run.blockSize);
+        looping.configure(run.program, run.blockSize);
+        expectRefusal("configure", verdict, accepted);
+        return accepted && outcome.difference.empty();
+    }
+
+    void expectRefusal(const std::string& where, const Verdict& verdict, bool accepted) {
+        const bool same =
+            verdict.refused() != accepted && verdict.code == stepwise.lastRefusal() &&
+            verdict.message == (stepwise.lastRefusalMessage() ? stepwise.lastRefusalMessage() : "");
+        if (!same)
+            outcome.difference = where + ": the model says " +
+                                 words(verdict.code, verdict.message.c_str()) + ", the evaluator " +
+                                 words(stepwise.lastRefusal(), stepwise.lastRefusalMessage());
+    }
+
+    void runBlocks() {
+        const Bindings bindings = stepHost.bindings();
+        stepsPass = stepwise.checkBindings(bindings);
+        auto& registers = const_cast<RegisterFile&>(stepwise.registerFile());
+        for (long long done = 0; stepsPass && done < run.count; done += run.blockSize) {
+            const int length =
+                static_cast<int>(std::min<long long>(run.blockSize, run.count - done));
+            const auto start = static_cast<long long>(static_cast<unsigned long long>(run.first) +
+                                                      static_cast<unsigned long long>(done));
+            registers.setBlockLength(length);
+            for (int number = 0; number < registers.registerCount(); ++number)
+                std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
+            model.beginBlock(length);
+            if (!runSteps(registers, start))
+                return;
+            const unsigned char* const bytes = registers.data(0);
+            blocks.emplace_back(bytes, bytes + registers.byteCount());
+            starts.push_back(start);
+            counts.push_back(length);
+            if (static_cast<int>(blocks.size()) - 1 == run.stopAtBlock) {
+                stepsPass = false;
+                return;
+            }
+        }
+    }
+
+    bool runSteps(RegisterFile& registers, long long start) {
+        const Bindings stepBindings = stepHost.bindings();
+        const Bindings modelBindings = modelHost.bindings();
+        for (std::size_t number = 0; number < stepwise.plan().size(); ++number) {
+            const Verdict verdict = model.runInstruction(number, modelBindings, start);
+            const bool ran = stepwise.runStep(stepwise.plan()[number], stepBindings, start);
+            ++stepsRun;
+            const std::string where = "instruction " + std::to_string(number) + " (" +
+                                      opCodeName(run.program.instructions[number].op) + ")";
+            if (model.outside)
+                outcome.difference = where + ": the model ran out of the storage";
+            if (model.ambiguous)
+                outcome.ambiguous = true;
+            if (model.outside || model.ambiguous)
+                return false;
+            expectRefusal(where, verdict, ran);
+            if (outcome.difference.empty())
+                expectStorage(where, registers.data(0));
+            if (!ran || !outcome.difference.empty()) {
+                stepsPass = false;
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// Compares every byte, taking over the evaluator's bits of a lane that is open where it is a
+    /// NaN there too.
+    void expectStorage(const std::string& where, const unsigned char* bytes) {
+        for (const OpenLane& lane : model.openLanes) {
+            const auto size = static_cast<std::size_t>(elementSize(lane.kind));
+            std::uint64_t bits = 0;
+            for (std::size_t b = 0; b < size; ++b) {
+                const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+                const std::size_t place = bigEndian ? size - 1 - b : b;
+                bits |= std::uint64_t{bytes[lane.offset + place]} << (8 * b);
+            }
+            if (isNan(lane.kind, bits))
+                std::memcpy(model.storage.data() + lane.offset, bytes + lane.offset, size);
+        }
+        if (stepwise.registerFile().byteCount() != model.storage.size()) {
+            outcome.difference = where + ": the register files differ in size";
+            return;
+        }
+        for (std::size_t i = 0; i < model.storage.size(); ++i) {
+            if (model.storage[i] == bytes[i])
+                continue;
+            outcome.difference = where + ": byte " + std::to_string(i) + " of the storage is " +
+                                 std::to_string(bytes[i]) + " and should be " +
+                                 std::to_string(model.storage[i]);
+            return;
+        }
+    }
+
+    void runLoop() {
+        RecordingSink sink(run.stopAtBlock);
+        const bool passed = looping.evaluate(run.first, run.count, loopHost.bindings(), sink);
+        if (passed != stepsPass || looping.lastRefusal() != stepwise.lastRefusal())
+            outcome.difference = "evaluate ends in another way than its steps do";
+        else if (looping.executedSteps() != stepsRun)
+            outcome.difference = "evaluate counts other steps";
+        else if (loopHost.log != stepHost.log || modelHost.log != stepHost.log)
+            outcome.difference = "the providers were called in another way";
+        else if (sink.blocks != blocks || sink.starts != starts || sink.counts != counts)
+            outcome.difference = "the sink got other blocks";
+    }
+
+    const Case& run;
+    Outcome outcome;
+    Model model;
+    Interpreter stepwise;
+    Interpreter looping;
+    RandomHost stepHost;
+    RandomHost modelHost;
+    RandomHost loopHost;
+    bool stepsPass = true;
+    std::uint64_t stepsRun = 0;
+    std::vector<std::vector<unsigned char>> blocks;
+    std::vector<long long> starts;
+    std::vector<int> counts;
+};
+
+std::string differenceOf(const Case& run) {
+    std::vector<std::string> kernels;
+    return Comparison(run, kernels).compare().difference;
+}
+
+/// The smallest case that still differs, found by leaving things out one at a time.
+Case shrink(Case run) {
+    const auto keepIfDifferent = [&run](const Case& smaller) {
+        const bool differs = !differenceOf(smaller).empty();
+        if (differs)
+            run = smaller;
+        return differs;
+    };
+    for (bool smaller = true; smaller;) {
+        smaller = false;
+        for (std::size_t i = 0; i < run.program.instructions.size(); ++i) {
+            Case next = run;
+            next.program.instructions.erase(next.program.instructions.begin() +
+                                            static_cast<std::ptrdiff_t>(i));
+            smaller = keepIfDifferent(next) || smaller;
+        }
+        for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
+            Case next = run;
+            if (next.program.registers[i].multiplicity > 1) {
+                --next.program.registers[i].multiplicity;
+                smaller = keepIfDifferent(next) || smaller;
+            }
+        }
+        Case next = run;
+        if (next.count > 1) {
+            --next.count;
+            smaller = keepIfDifferent(next) || smaller;
+        }
+    }
+    return run;
+}
+
+/// A number from the environment, so that a script can run more cases, or the one that failed.
+std::uint64_t setting(const char* name, std::uint64_t otherwise) {
+    const char* const text = std::getenv(name);
+    return text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+TEST(Model, AgreesWithTheEvaluatorOnRandomPrograms) {
+    const std::uint64_t firstSeed = setting("FENLET_MODEL_SEED", 1);
+    const std::uint64_t cases = setting("FENLET_MODEL_CASES", 20000);
+    std::map<std::string, long long> kernels;
+    long long ran = 0;
+    long long ambiguous = 0;
+    for (std::uint64_t seed = firstSeed; seed < firstSeed + cases; ++seed) {
+        const Case run = randomCase(seed);
+        std::vector<std::string> hit;
+        const Outcome outcome = Comparison(run, hit).compare();
+        for (const std::string& kernel : hit)
+            ++kernels[kernel];
+        ran += outcome.ran;
+        ambiguous += outcome.ambiguous;
+        if (!outcome.difference.empty()) {
+            const Case small = shrink(run);
+            FAIL() << "seed " << seed << ": " << differenceOf(small) << "\n" << describe(small);
+        }
+    }
+    std::map<std::string, int> perFamily;
+    for (const auto& [kernel, times] : kernels)
+        ++perFamily[kernel.substr(0, kernel.find(' '))];
+    std::cout << "seeds " << firstSeed << " and on, " << cases << " programs, " << ran
+              << " accepted, " << ambiguous << " left off where a NaN's bits are open\n";
+    for (const auto& [family, shapes] : perFamily)
+        std::cout << "  " << family << ": " << shapes << " kernels and shapes hit\n";
+    EXPECT_LT(ambiguous * 50, ran);
+    if (cases < 20000)
+        return;
+    for (const char* op : {"Add", "Subtract", "Multiply", "Divide"})
+        EXPECT_EQ(perFamily[op], 64 * 3) << op;
+    for (const char* op : {"Less", "LessEqual", "Greater", "GreaterEqual", "Equal", "NotEqual"})
+        EXPECT_EQ(perFamily[op], 25 * 2) << op;
+    EXPECT_EQ(perFamily["Select"], 126 * 2);
+    EXPECT_EQ(perFamily["Component"], 26 * 2);
+    EXPECT_EQ(perFamily["Negate"], 16);
+    EXPECT_EQ(perFamily["Length"], 16);
+}
+
+} // namespace
+} // namespace Fenlet::Model

@@ -1,0 +1,395 @@
+// Programs, data and hosts by chance.
+#include "random_program.h"
+
+#include "exact_number.h"
+
+#include <cstring>
+#include <sstream>
+
+namespace Fenlet::Model {
+namespace {
+
+using Kind = CpuElementKind;
+
+constexpr Kind numericKinds[] = {Kind::Int32, Kind::Int64, Kind::Half, Kind::Float32,
+                                 Kind::Float64};
+
+std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
+    Chance chance(a * 0x9E3779B97F4A7C15u + b);
+    return chance.bits();
+}
+
+RegisterFormat randomFormat(Chance& chance) {
+    return static_cast<RegisterFormat>(chance.below(8));
+}
+
+int randomMultiplicity(Chance& chance) {
+    switch (chance.below(8)) {
+    case 0:
+        return 2;
+    case 1:
+        return 3;
+    case 2:
+        return 4;
+    case 3:
+        return 1 + chance.below(chance.oneIn(4) ? 70 : 9);
+    default:
+        return 1;
+    }
+}
+
+constexpr Kind arithmeticKinds[] = {Kind::Int32, Kind::Half, Kind::Float32, Kind::Float64};
+
+/// Builds a case instruction by instruction, preferring what fits.
+class CaseBuilder {
+  public:
+    explicit CaseBuilder(std::uint64_t seed) : chance(seed) {}
+
+    Case build();
+
+  private:
+    void declare();
+    Instruction randomInstruction();
+    void fit(Instruction& instruction);
+    int registerOf(Kind kind, int multiplicity);
+    int anyRegister() { return chance.below(static_cast<int>(registers().size())); }
+    std::vector<RegisterInfo>& registers() { return run.program.registers; }
+    Kind numeric() { return numericKinds[chance.below(5)]; }
+    Kind arithmetic() { return arithmeticKinds[chance.below(4)]; }
+    Instruction loadOf(int number);
+    Constant randomConstant();
+
+    Chance chance;
+    Case run;
+    int shape = 1;
+};
+
+Constant CaseBuilder::randomConstant() {
+    const int components = chance.oneIn(20) ? 60 + chance.below(7) : randomMultiplicity(chance);
+    switch (chance.below(3)) {
+    case 0: {
+        constexpr unsigned char bytes[] = {0, 1, 255, 2, 254};
+        return Constant::ofTribool(bytes[chance.below(5)]);
+    }
+    case 1: {
+        std::vector<std::int64_t> values;
+        for (int c = 0; c < components; ++c)
+            values.push_back(static_cast<std::int64_t>(randomComponent(chance, Kind::Int64)));
+        return Constant::ofIntegers(values);
+    }
+    default: {
+        std::vector<double> values;
+        for (int c = 0; c < components; ++c) {
+            const std::uint64_t bits = randomComponent(chance, Kind::Float64);
+            double value;
+            std::memcpy(&value, &bits, sizeof value);
+            values.push_back(value);
+        }
+        return Constant::ofReals(values);
+    }
+    }
+}
+
+void CaseBuilder::declare() {
+    shape = randomMultiplicity(chance);
+    for (int i = chance.below(4); i >= 0; --i) {
+        RegisterInfo info;
+        info.format = randomFormat(chance);
+        info.multiplicity = randomMultiplicity(chance);
+        registers().push_back(info);
+    }
+    if (chance.oneIn(60))
+        registers().back().format = static_cast<RegisterFormat>(chance.oneIn(2) ? 8 : -1);
+    if (chance.oneIn(60))
+        registers().back().multiplicity = -chance.below(3);
+    for (int i = chance.below(4); i >= 0; --i)
+        run.program.constants.push_back(randomConstant());
+    run.program.fields.resize(static_cast<std::size_t>(1 + chance.below(2)));
+    run.program.uniforms.resize(static_cast<std::size_t>(1 + chance.below(2)));
+    run.program.samplers.resize(static_cast<std::size_t>(1 + chance.below(2)));
+}
+
+/// A register of this kind and multiplicity: one that is there, or a new one.
+int CaseBuilder::registerOf(Kind kind, int multiplicity) {
+    for (int tries = 0; tries < 6; ++tries) {
+        const int number = anyRegister();
+        const RegisterInfo& info = registers()[static_cast<std::size_t>(number)];
+        if (blockElement(info.format) == kind && info.multiplicity == multiplicity)
+            return number;
+    }
+    if (registers().size() > 24)
+        return anyRegister();
+    RegisterInfo info;
+    do
+        info.format = randomFormat(chance);
+    while (blockElement(info.format) != kind);
+    info.multiplicity = multiplicity;
+    registers().push_back(info);
+    return static_cast<int>(registers().size()) - 1;
+}
+
+void CaseBuilder::fit(Instruction& instruction) {
+    auto& [op, result, operands, immediate] = instruction;
+    const auto number = static_cast<std::uint32_t>(op);
+    const int width = chance.oneIn(3) ? randomMultiplicity(chance) : shape;
+    // Now and then a result or an operand that does not fit the others.
+    const auto about = [&] { return chance.oneIn(12) ? randomMultiplicity(chance) : width; };
+    if (op == OpCode::ElementIndex) {
+        result = registerOf(Kind::Int64, chance.oneIn(5) ? width : 1);
+    } else if (op == OpCode::LoadField) {
+        operands[0] = registerOf(chance.oneIn(2) ? Kind::Int32 : Kind::Int64, 1);
+    } else if (op == OpCode::Component) {
+        const bool tribools = chance.oneIn(10);
+        result = registerOf(tribools ? Kind::Tribool : numeric(), chance.oneIn(5) ? width : 1);
+        operands[0] = registerOf(tribools ? Kind::Tribool : numeric(), width);
+        immediate = chance.below(width);
+    } else if (op == OpCode::Not || op == OpCode::IsTrue || op == OpCode::And || op == OpCode::Or) {
+        result = registerOf(Kind::Tribool, width);
+        for (int slot = 0; slot < opCodeArity(op); ++slot)
+            operands[slot] = registerOf(Kind::Tribool, about());
+    } else if (op == OpCode::Negate || op == OpCode::Length) {
+        result = registerOf(arithmetic(), op == OpCode::Negate ? about() : 1);
+        operands[0] = registerOf(arithmetic(), width);
+    } else if (number >= 11 && number <= 14) {
+        const int scalar = chance.below(4);
+        result = registerOf(arithmetic(), about());
+        operands[0] = registerOf(arithmetic(), scalar == 0 ? 1 : width);
+        operands[1] = registerOf(arithmetic(), scalar == 1 ? 1 : width);
+    } else if (number >= 15 && number <= 20) {
+        result = registerOf(Kind::Tribool, about());
+        operands[0] = registerOf(numeric(), width);
+        operands[1] = registerOf(numeric(), chance.oneIn(3) ? 1 : width);
+    } else if (op == OpCode::Select) {
+        const bool tribools = chance.oneIn(10);
+        result = registerOf(tribools ? Kind::Tribool : numeric(), width);
+        operands[0] = registerOf(Kind::Tribool, chance.oneIn(2) ? 1 : width);
+        operands[1] = registerOf(tribools ? Kind::Tribool : numeric(), about());
+        operands[2] = registerOf(tribools ? Kind::Tribool : numeric(), about());
+    }
+}
+
+Instruction CaseBuilder::randomInstruction() {
+    constexpr OpCode sources[] = {OpCode::LoadConstant, OpCode::LoadUniform, OpCode::LoadField,
+                                  OpCode::Sample};
+    Instruction instruction;
+    instruction.op = static_cast<OpCode>(chance.below(chance.oneIn(200) ? 27 : 24));
+    if (chance.oneIn(6))
+        instruction.op = sources[chance.below(4)];
+    if (chance.oneIn(6))
+        instruction.op = OpCode::Select;
+    instruction.result = anyRegister();
+    instruction.immediate = chance.below(chance.oneIn(30) ? 3 : 1);
+    for (int slot = 0; slot < opCodeArity(instruction.op); ++slot)
+        instruction.operands[slot] = anyRegister();
+    if (!chance.oneIn(60))
+        fit(instruction);
+    if (chance.oneIn(200))
+        instruction.result = chance.below(40) - 3;
+    if (chance.oneIn(200))
+        instruction.operands[chance.below(3)] = chance.below(40) - 3;
+    if (chance.oneIn(200))
+        instruction.immediate = chance.below(12) - 2;
+    return instruction;
+}
+
+/// Fills a register with whatever a host would bring.
+Instruction CaseBuilder::loadOf(int number) {
+    Instruction instruction;
+    instruction.op = chance.oneIn(8) ? OpCode::LoadConstant : OpCode::Sample;
+    instruction.result = number;
+    instruction.immediate = 0;
+    if (instruction.op == OpCode::Sample)
+        instruction.operands[0] = 0;
+    return instruction;
+}
+
+Case CaseBuilder::build() {
+    declare();
+    for (int i = chance.below(14); i > 0; --i)
+        run.program.instructions.push_back(randomInstruction());
+    // Some of what will be read has been loaded first.
+    for (std::size_t i = 0; i < run.program.registers.size() && !chance.oneIn(8); ++i)
+        run.program.instructions.insert(run.program.instructions.begin(),
+                                        loadOf(static_cast<int>(i)));
+    RegisterInfo padding;
+    padding.format = RegisterFormat::Float64;
+    padding.multiplicity = 80;
+    registers().push_back(padding);
+    run.blockSize =
+        chance.oneIn(60) ? -chance.below(3) : 1 + chance.below(chance.oneIn(8) ? 150 : 24);
+    run.count = chance.oneIn(30) ? -chance.below(3) : 1 + chance.below(60);
+    run.first = chance.oneIn(3)   ? -chance.below(50)
+                : chance.oneIn(9) ? INT64_MAX - chance.below(40)
+                                  : chance.below(1000);
+    run.dataSeed = chance.bits();
+    if (chance.oneIn(25))
+        run.declineAtCall = chance.below(6);
+    if (chance.oneIn(25))
+        run.stopAtBlock = chance.below(3);
+    run.holeInFields = chance.oneIn(40);
+    return run;
+}
+
+} // namespace
+
+std::uint64_t Chance::bits() {
+    state += 0x9E3779B97F4A7C15u;
+    std::uint64_t z = state;
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+    return z ^ (z >> 31);
+}
+
+Case randomCase(std::uint64_t seed) {
+    return CaseBuilder(seed).build();
+}
+
+std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
+    if (kind == Kind::Tribool) {
+        constexpr unsigned char bytes[] = {0, 1, 255, 0, 1, 255, 2, 254, 128};
+        return bytes[chance.below(9)];
+    }
+    switch (chance.below(4)) {
+    case 0: // any bits at all
+        return chance.bits();
+    case 1: { // a small whole number, or one with a fraction
+        const auto small = static_cast<std::uint64_t>(chance.below(9) - 4);
+        return convertBits(kind, Kind::Int64, small);
+    }
+    case 2: { // near a power of two of another kind, where roundings and ranges end
+        const Kind other = numericKinds[chance.below(5)];
+        const std::uint64_t power = std::uint64_t{1} << chance.below(64);
+        std::uint64_t bits = power + static_cast<std::uint64_t>(chance.below(5) - 2);
+        if (chance.oneIn(2))
+            bits = 0 - bits;
+        return convertBits(kind, other == Kind::Int32 ? Kind::Int64 : other, bits);
+    }
+    default: { // zeros, infinities, NaNs, the least and the greatest of a float kind
+        const Kind other = numericKinds[2 + chance.below(3)];
+        const FloatFormat format = formatOf(other);
+        const std::uint64_t infinity = format.topField() << format.fractionBits;
+        const std::uint64_t special[] = {0,
+                                         1,
+                                         format.unit() - 1,
+                                         format.unit(),
+                                         infinity - 1,
+                                         infinity,
+                                         infinity + 1,
+                                         infinity + (format.unit() >> 1)};
+        const std::uint64_t sign = std::uint64_t{chance.oneIn(2)}
+                                   << (format.fractionBits + format.exponentBits);
+        return convertBits(kind, other, sign | special[chance.below(8)]);
+    }
+    }
+}
+
+RandomHost::RandomHost(const Case& newRun) : run(newRun) {
+    fields.assign(run.program.fields.size(), this);
+    samplers.assign(run.program.samplers.size(), this);
+    if (run.holeInFields && !fields.empty())
+        fields[0] = nullptr;
+}
+
+Bindings RandomHost::bindings() {
+    Bindings all;
+    all.fields = fields.data();
+    all.fieldCount = static_cast<std::int32_t>(fields.size());
+    all.uniforms = this;
+    all.samplers = samplers.data();
+    all.samplerCount = static_cast<std::int32_t>(samplers.size());
+    return all;
+}
+
+bool RandomHost::answers(std::string call) {
+    log.push_back(std::move(call));
+    return calls++ != run.declineAtCall;
+}
+
+void RandomHost::fill(std::uint64_t seed, CpuElementKind kind, int multiplicity,
+                      unsigned char* out) const {
+    Chance chance(seed);
+    const auto bytes = static_cast<std::size_t>(elementSize(kind));
+    for (std::size_t c = 0; c < static_cast<std::size_t>(multiplicity); ++c) {
+        const std::uint64_t bits = randomComponent(chance, kind);
+        // Byte by byte from the low end, so that the value is the same in every byte order.
+        for (std::size_t b = 0; b < bytes; ++b) {
+            const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+            const std::size_t place = bigEndian ? bytes - 1 - b : b;
+            out[c * bytes + place] = static_cast<unsigned char>(bits >> (8 * b));
+        }
+    }
+}
+
+bool RandomHost::read(const FieldRead& request) {
+    std::ostringstream call;
+    call << "read " << cpuElementKindName(request.kind) << " x" << request.multiplicity << " "
+         << request.count << (request.contiguous ? " contiguous" : " scattered");
+    for (int i = 0; i < request.count; ++i)
+        call << ' ' << request.indices[i] << '/' << int{request.validity[i]};
+    const bool answer = answers(call.str());
+    const auto bytes = static_cast<std::size_t>(elementSize(request.kind) * request.multiplicity);
+    for (int i = 0; i < request.count; ++i) {
+        const std::uint64_t seed =
+            mix(run.dataSeed, static_cast<std::uint64_t>(request.indices[i]));
+        constexpr unsigned char bytesOfValidity[] = {0, 0, 2, 255, 1, 1, 1, 1};
+        const unsigned char own = bytesOfValidity[seed >> 61];
+        if (own != 1)
+            request.validity[i] = request.validity[i] == 0 ? static_cast<unsigned char>(0) : own;
+        fill(seed, request.kind, request.multiplicity,
+             request.values + static_cast<std::size_t>(i) * bytes);
+        if (!answer && i == request.count / 2)
+            break;
+    }
+    return answer;
+}
+
+bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* out) {
+    std::ostringstream call;
+    call << "fetch " << index << ' ' << cpuElementKindName(kind) << " x" << multiplicity;
+    const bool answer = answers(call.str());
+    // One component fewer than asked now and then: what is left out must be zero.
+    const std::uint64_t seed = mix(run.dataSeed, static_cast<std::uint64_t>(index) + 77);
+    fill(seed, kind, multiplicity - static_cast<int>(seed % 7 == 0),
+         static_cast<unsigned char*>(out));
+    return answer;
+}
+
+bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
+                        int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                        int valueMultiplicity, unsigned char* validity, int count) {
+    std::ostringstream call;
+    call << "sample " << cpuElementKindName(coordinateKind) << " x" << coordinateMultiplicity
+         << " to " << cpuElementKindName(valueKind) << " x" << valueMultiplicity << ' ' << count;
+    const bool answer = answers(call.str());
+    const auto in = static_cast<std::size_t>(elementSize(coordinateKind) * coordinateMultiplicity);
+    const auto out = static_cast<std::size_t>(elementSize(valueKind) * valueMultiplicity);
+    const auto* const from = static_cast<const unsigned char*>(coordinates);
+    std::vector<unsigned char> value(out);
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        std::uint64_t seed = mix(run.dataSeed, validity[i]);
+        for (std::size_t b = 0; b < in && b < 8; ++b)
+            seed = mix(seed, from[i * in + b]);
+        if (seed % 8 == 0)
+            validity[i] = 0;
+        fill(seed, valueKind, valueMultiplicity, value.data());
+        std::memcpy(static_cast<unsigned char*>(values) + i * out, value.data(), out);
+    }
+    return answer;
+}
+
+std::string describe(const Case& run) {
+    std::ostringstream text;
+    text << "block size " << run.blockSize << ", elements " << run.first << " and on, " << run.count
+         << " of them, data seed " << run.dataSeed << ", decline at " << run.declineAtCall
+         << ", stop at " << run.stopAtBlock << "\n";
+    for (std::size_t i = 0; i < run.program.registers.size(); ++i)
+        text << "  register " << i << ": " << registerFormatName(run.program.registers[i].format)
+             << " x" << run.program.registers[i].multiplicity << "\n";
+    for (const Instruction& instruction : run.program.instructions)
+        text << "  %" << instruction.result << " = " << opCodeName(instruction.op) << " %"
+             << instruction.operands[0] << " %" << instruction.operands[1] << " %"
+             << instruction.operands[2] << " immediate " << instruction.immediate << "\n";
+    return text.str();
+}
+
+} // namespace Fenlet::Model

@@ -1,0 +1,74 @@
+// Programs, data and hosts by chance, the same ones for the same seed on every machine.
+#pragma once
+
+#include <fenletexec/interpreter.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Fenlet::Model {
+
+/// A small generator of its own (SplitMix64), since the standard library's distributions differ.
+class Chance {
+  public:
+    explicit Chance(std::uint64_t seed) : state(seed) {}
+
+    std::uint64_t bits();
+    /// 0 to `bound` - 1.
+    int below(int bound) { return static_cast<int>(bits() % static_cast<std::uint64_t>(bound)); }
+    bool oneIn(int odds) { return below(odds) == 0; }
+
+  private:
+    std::uint64_t state;
+};
+
+/// One run: a program, how it is cut into blocks, and what its hosts do.
+struct Case {
+    FenletProgram program;
+    int blockSize = 1;
+    long long first = 0;
+    int count = 0;
+    std::uint64_t dataSeed = 0;
+    int declineAtCall = -1; ///< the provider call that declines, counted from 0; -1 for none
+    int stopAtBlock = -1;   ///< the block at which the sink stops; -1 for none
+    bool holeInFields = false;
+};
+
+/// A case that is sound more often than not. Its last register is unused and wide, so that whatever
+/// runs past another register's areas still stays within the storage.
+Case randomCase(std::uint64_t seed);
+
+/// `bytes` of one component by chance, special values above all.
+std::uint64_t randomComponent(Chance& chance, CpuElementKind kind);
+
+/// The provider of every kind of data in a case: all values follow from the case's data seed and
+/// from what is asked. Keeps a log of its calls.
+class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletSampler {
+  public:
+    explicit RandomHost(const Case& run);
+
+    bool read(const FieldRead& request) override;
+    bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
+    bool sample(const void* coordinates, CpuElementKind coordinateKind, int coordinateMultiplicity,
+                void* values, CpuElementKind valueKind, int valueMultiplicity,
+                unsigned char* validity, int count) override;
+
+    Bindings bindings();
+
+    std::vector<std::string> log;
+
+  private:
+    bool answers(std::string call);
+    void fill(std::uint64_t seed, CpuElementKind kind, int multiplicity, unsigned char* out) const;
+
+    const Case& run;
+    int calls = 0;
+    std::vector<CpuFieldAccessor*> fields;
+    std::vector<FenletSampler*> samplers;
+};
+
+/// The case in words, for a person who has to find out what went wrong.
+std::string describe(const Case& run);
+
+} // namespace Fenlet::Model
