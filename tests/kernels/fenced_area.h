@@ -1,0 +1,43 @@
+// Memory with an edge that nobody can cross unnoticed.
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace Fenlet {
+
+/// An area of `size` zero bytes with memory that may not be touched right after or right before it:
+/// reading or writing past that edge ends the test program.
+class FencedArea {
+  public:
+    enum class Fence { After, Before };
+
+    FencedArea(std::size_t size, Fence fence)
+        : pageBytes(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
+          roomBytes((size + pageBytes - 1) / pageBytes * pageBytes),
+          mapping(mmap(nullptr, roomBytes + 2 * pageBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS,
+                       -1, 0)) {
+        if (mapping == MAP_FAILED)
+            throw std::bad_alloc();
+        unsigned char* const room = static_cast<unsigned char*>(mapping) + pageBytes;
+        if (roomBytes > 0 && mprotect(room, roomBytes, PROT_READ | PROT_WRITE) != 0)
+            throw std::bad_alloc();
+        start = fence == Fence::Before ? room : room + roomBytes - size;
+    }
+    ~FencedArea() { munmap(mapping, roomBytes + 2 * pageBytes); }
+    FencedArea(const FencedArea&) = delete;
+    FencedArea& operator=(const FencedArea&) = delete;
+
+    /// The area's first byte. An area of no bytes is one that may not be touched at all.
+    unsigned char* data() const { return start; }
+
+  private:
+    std::size_t pageBytes;
+    std::size_t roomBytes;
+    void* mapping;
+    unsigned char* start;
+};
+
+} // namespace Fenlet

@@ -1,0 +1,105 @@
+// The memory in which kernels are held against lane-by-lane loops: one piece, with areas anywhere.
+#pragma once
+
+#include "oracle/exact_conversions.h"
+
+#include <fenletexec/element_kinds.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+
+/// Bytes with areas laid out in them as a test likes: apart, misaligned, overlapping. A test runs a
+/// naive loop on one copy and the kernel on another, and compares them whole, so that every byte
+/// that the kernel should have left alone is looked at.
+///
+/// The naive loop loads and stores lanes here as bits. It stores a lane of which only "is a NaN"
+/// holds with `storeNan`; if it reads such a lane later, nothing can be said of what follows, and
+/// `isAmbiguous` tells so.
+class LaneMemory {
+  public:
+    /// No two neighbouring bytes are alike, and none is 0 or 1.
+    explicit LaneMemory(std::size_t size) : bytes(size), openLanes(size, 0) {
+        for (std::size_t i = 0; i < size; ++i)
+            bytes[i] = static_cast<unsigned char>(0x60 + i % 29);
+    }
+
+    unsigned char* at(std::size_t offset) { return bytes.data() + offset; }
+    std::size_t size() const { return bytes.size(); }
+
+    std::uint64_t load(CpuElementKind kind, std::size_t area, std::int64_t index) {
+        const std::size_t start = offsetOf(kind, area, index);
+        for (std::size_t i = start; i < start + sizeOf(kind); ++i)
+            ambiguous = ambiguous || openLanes[i] != 0;
+        return bitsAt(kind, start);
+    }
+
+    void store(CpuElementKind kind, std::size_t area, std::int64_t index, std::uint64_t bits) {
+        put(kind, offsetOf(kind, area, index), bits, 0);
+    }
+
+    /// A lane that is to be a NaN, whichever. All of one memory are of one kind.
+    void storeNan(CpuElementKind kind, std::size_t area, std::int64_t index) {
+        const std::size_t start = offsetOf(kind, area, index);
+        nanKind = kind;
+        put(kind, start, ~std::uint64_t{0}, static_cast<std::uint32_t>(start + 1));
+    }
+
+    bool isAmbiguous() const { return ambiguous; }
+
+    /// The first byte in which `actual` is not what this memory says; empty if there is none.
+    std::string firstDifference(const LaneMemory& actual) const {
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            const std::size_t open = openLanes[i];
+            const bool same = open == 0 ? actual.bytes[i] == bytes[i]
+                                        : !isWhole(open - 1) || isNanAt(actual, open - 1);
+            if (!same)
+                return "byte " + std::to_string(i) + ": " + std::to_string(actual.bytes[i]) +
+                       " instead of " + (open == 0 ? std::to_string(bytes[i]) : "that of a NaN");
+        }
+        return {};
+    }
+
+  private:
+    static std::size_t sizeOf(CpuElementKind kind) {
+        return static_cast<std::size_t>(elementSize(kind));
+    }
+    static std::size_t offsetOf(CpuElementKind kind, std::size_t area, std::int64_t index) {
+        return area + static_cast<std::size_t>(index) * sizeOf(kind);
+    }
+
+    std::uint64_t bitsAt(CpuElementKind kind, std::size_t start) const {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &bytes.at(start), sizeOf(kind));
+        return bits;
+    }
+
+    void put(CpuElementKind kind, std::size_t start, std::uint64_t bits, std::uint32_t open) {
+        std::memcpy(&bytes.at(start), &bits, sizeOf(kind));
+        std::fill_n(&openLanes[start], sizeOf(kind), open);
+    }
+
+    /// Whether nothing has been stored over part of the open lane at `start` since.
+    bool isWhole(std::size_t start) const {
+        const auto first = openLanes.begin() + static_cast<std::ptrdiff_t>(start);
+        return std::count(first, first + static_cast<std::ptrdiff_t>(sizeOf(nanKind)),
+                          static_cast<std::uint32_t>(start + 1)) ==
+               static_cast<std::ptrdiff_t>(sizeOf(nanKind));
+    }
+
+    bool isNanAt(const LaneMemory& actual, std::size_t start) const {
+        return Oracle::isNan(nanKind, actual.bitsAt(nanKind, start));
+    }
+
+    std::vector<unsigned char> bytes;
+    /// For each byte, one more than where the open lane that it belongs to starts; 0 for none.
+    std::vector<std::uint32_t> openLanes;
+    CpuElementKind nanKind = CpuElementKind::Float32;
+    bool ambiguous = false;
+};
+
+} // namespace Fenlet
