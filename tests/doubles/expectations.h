@@ -1,0 +1,38 @@
+// What tests of refusals ask of an interpreter.
+#pragma once
+
+#include <fenletexec/interpreter.h>
+
+#include <gtest/gtest.h>
+
+namespace Fenlet::Doubles {
+
+/// The reason and its exact words; null stands for none.
+inline void expectReason(const Interpreter& interpreter, ExecRefusal code, const char* message) {
+    EXPECT_EQ(interpreter.lastRefusal(), code)
+        << execRefusalName(interpreter.lastRefusal()) << " instead of " << execRefusalName(code);
+    EXPECT_STREQ(interpreter.lastRefusalMessage(), message);
+}
+
+inline void expectNoPlan(const Interpreter& interpreter) {
+    EXPECT_FALSE(interpreter.isConfigured());
+    EXPECT_TRUE(interpreter.plan().empty());
+}
+
+/// `configure` refuses with these words and leaves no plan.
+inline void expectConfigureRefuses(const FenletProgram& program, ExecRefusal code,
+                                   const char* message, int blockSize = 4) {
+    Interpreter interpreter;
+    EXPECT_FALSE(interpreter.configure(program, blockSize));
+    expectReason(interpreter, code, message);
+    expectNoPlan(interpreter);
+}
+
+inline void expectConfigures(const FenletProgram& program, int blockSize = 4) {
+    Interpreter interpreter;
+    EXPECT_TRUE(interpreter.configure(program, blockSize));
+    expectReason(interpreter, ExecRefusal::None, nullptr);
+    EXPECT_TRUE(interpreter.isConfigured());
+}
+
+} // namespace Fenlet::Doubles
