@@ -1,0 +1,131 @@
+// How conversions are held against what they should give: by themselves and in runs, to the bit.
+#pragma once
+
+#include "kernels/conversions/conversions.h"
+#include "kernels/lanes/kinds.h"
+#include "oracle/exact_conversions.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <iomanip>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+
+template <class T>
+inline constexpr CpuElementKind kindOf = CpuElementKind::Unsupported;
+template <>
+inline constexpr CpuElementKind kindOf<std::int32_t> = CpuElementKind::Int32;
+template <>
+inline constexpr CpuElementKind kindOf<std::int64_t> = CpuElementKind::Int64;
+template <>
+inline constexpr CpuElementKind kindOf<Half> = CpuElementKind::Half;
+template <>
+inline constexpr CpuElementKind kindOf<float> = CpuElementKind::Float32;
+template <>
+inline constexpr CpuElementKind kindOf<double> = CpuElementKind::Float64;
+
+inline std::string nameOf(CpuElementKind kind) {
+    constexpr const char* names[] = {"Unsupported", "Tribool", "Int32",  "Int64",
+                                     "Half",        "Float32", "Float64"};
+    return names[static_cast<int>(kind)];
+}
+
+/// Calls `visit.operator()<To, From>()` for every pair of numeric kinds.
+template <class Visit>
+void forEveryPair(const Visit& visit) {
+    const auto toAll = [&]<class From>() {
+        visit.template operator()<std::int32_t, From>();
+        visit.template operator()<std::int64_t, From>();
+        visit.template operator()<Half, From>();
+        visit.template operator()<float, From>();
+        visit.template operator()<double, From>();
+    };
+    toAll.template operator()<std::int32_t>();
+    toAll.template operator()<std::int64_t>();
+    toAll.template operator()<Half>();
+    toAll.template operator()<float>();
+    toAll.template operator()<double>();
+}
+
+template <class T>
+constexpr std::uint64_t bitsOf(T value) {
+    return std::bit_cast<UnsignedOfSize<sizeof(T)>>(value);
+}
+
+template <class T>
+constexpr T valueOf(std::uint64_t bits) {
+    return std::bit_cast<T>(static_cast<UnsignedOfSize<sizeof(T)>>(bits));
+}
+
+/// One conversion that is not part of any loop.
+template <class To, class From>
+[[gnu::noinline]] To convertAlone(From value) {
+    return convert<To>(value);
+}
+
+template <class T>
+std::string hexOf(std::uint64_t bits) {
+    std::ostringstream text;
+    text << "0x" << std::hex << std::uppercase << std::setfill('0') << std::setw(int{sizeof(T)} * 2)
+         << bits;
+    return text.str();
+}
+
+template <class T>
+const unsigned char* bytesOf(const std::vector<T>& lanes) {
+    return reinterpret_cast<const unsigned char*>(lanes.data());
+}
+
+template <class T>
+unsigned char* bytesOf(std::vector<T>& lanes) {
+    return reinterpret_cast<unsigned char*>(lanes.data());
+}
+
+/// The first lane where `actual`, what became of `in` in the way that `how` names, differs in any
+/// bit from `expected`, which `witness` says. Empty if there is none.
+template <class To, class From>
+std::string firstDifference(const std::vector<From>& in, const std::vector<To>& actual,
+                            const std::vector<To>& expected, const char* how, const char* witness) {
+    if (std::equal(bytesOf(actual), bytesOf(actual) + actual.size() * sizeof(To),
+                   bytesOf(expected)))
+        return {};
+    std::size_t i = 0;
+    while (bitsOf(actual[i]) == bitsOf(expected[i]))
+        ++i;
+    return nameOf(kindOf<From>) + ' ' + hexOf<From>(bitsOf(in[i])) + " to " + nameOf(kindOf<To>) +
+           ": " + hexOf<To>(bitsOf(actual[i])) + ' ' + how + ", " + hexOf<To>(bitsOf(expected[i])) +
+           " by " + witness;
+}
+
+/// The same for both ways of converting: each value by itself, and all of them in a run.
+template <class To, class From>
+std::string firstMismatch(const std::vector<From>& in, const std::vector<To>& expected,
+                          const char* witness) {
+    std::vector<To> actual(in.size());
+    std::transform(in.begin(), in.end(), actual.begin(), convertAlone<To, From>);
+    const std::string alone = firstDifference(in, actual, expected, "by itself", witness);
+    mapRun<Convert<To, From>>(bytesOf(actual), bytesOf(in), static_cast<std::int64_t>(in.size()));
+    return alone + firstDifference(in, actual, expected, "in a run", witness);
+}
+
+template <class To, class From>
+std::vector<To> exactlyConverted(const std::vector<From>& in) {
+    std::vector<To> out(in.size());
+    std::transform(in.begin(), in.end(), out.begin(), [](From value) {
+        return valueOf<To>(Oracle::convertBits(kindOf<To>, kindOf<From>, bitsOf(value)));
+    });
+    return out;
+}
+
+/// `firstMismatch` against exact integer arithmetic.
+template <class To, class From>
+std::string firstInexactness(const std::vector<From>& in) {
+    return firstMismatch(in, exactlyConverted<To>(in), "integer arithmetic");
+}
+
+} // namespace Fenlet
