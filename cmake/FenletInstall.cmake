@@ -1,0 +1,20 @@
+# What `cmake --install` puts down: the libraries, their headers, and a package that
+# `find_package(fenletexec)` finds.
+include(CMakePackageConfigHelpers)
+
+set(fenletPackageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/fenletexec)
+set(fenletInstalled fenletir fenletexec)
+if(TARGET fenlethosts)
+  list(APPEND fenletInstalled fenlethosts)
+  install(DIRECTORY hosts/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
+
+install(TARGETS ${fenletInstalled} EXPORT fenletexecTargets)
+install(DIRECTORY include/ fenletir/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT fenletexecTargets NAMESPACE Fenlet:: DESTINATION ${fenletPackageFolder})
+configure_package_config_file(cmake/fenletexecConfig.cmake.in fenletexecConfig.cmake
+  INSTALL_DESTINATION ${fenletPackageFolder})
+write_basic_package_version_file(fenletexecConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfigVersion.cmake
+  DESTINATION ${fenletPackageFolder})
