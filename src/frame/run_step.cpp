@@ -4,6 +4,7 @@
 #include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/lanes/lanes.h"
+#include "kernels/select/select.h"
 #include "kernels/unary/unary.h"
 #include "sources/component.h"
 #include "sources/field_indices.h"
@@ -140,6 +141,20 @@ Fault runArithmetic(const StepFrame& frame) {
     return ran ? Faults::none : Faults::arithmeticKernel;
 }
 
+Fault runSelect(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (const Fault fault = StepRules::select(step))
+        return fault;
+    const SelectArgs args{frame.resultData(),   frame.resultValidity(),
+                          frame.operandData(0), step.operandMultiplicities[0],
+                          frame.operandData(1), frame.operandValidity(1),
+                          frame.operandData(2), frame.operandValidity(2),
+                          frame.count,          step.resultMultiplicity};
+    const bool ran =
+        dispatchSelect(step.resultKind, step.operandKinds[1], step.operandKinds[2], args);
+    return ran ? Faults::none : Faults::selectKernel;
+}
+
 Fault runOpCode(const StepFrame& frame) {
     switch (frame.step.op) {
     case OpCode::ElementIndex:
@@ -163,6 +178,8 @@ Fault runOpCode(const StepFrame& frame) {
     case OpCode::Multiply:
     case OpCode::Divide:
         return runArithmetic(frame);
+    case OpCode::Select:
+        return runSelect(frame);
     default:
         return Faults::opCode;
     }

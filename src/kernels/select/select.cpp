@@ -1,0 +1,27 @@
+// Choosing the select kernel for three kinds.
+#include "kernels/select/select.h"
+
+#include "kernels/lanes/kinds.h"
+
+namespace Fenlet {
+
+inline namespace FENLET_TARGET {
+extern const SelectKernels selectKernels;
+}
+
+bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse,
+                    const SelectArgs& args) {
+    if (result == CpuElementKind::Tribool && whenTrue == result && whenFalse == result) {
+        selectKernels.tribool(args);
+        return true;
+    }
+    constexpr auto position =
+        positionAmong<CpuElementKind::Int32, CpuElementKind::Int64, CpuElementKind::Half,
+                      CpuElementKind::Float32, CpuElementKind::Float64>;
+    if (position(result) < 0 || position(whenTrue) < 0 || position(whenFalse) < 0)
+        return false;
+    selectKernels.numeric[position(result)].of[position(whenTrue)][position(whenFalse)](args);
+    return true;
+}
+
+} // namespace Fenlet
