@@ -79,21 +79,22 @@ inline Half float32ToHalf(float value) {
 /// As `float32ToHalf`, rounding the binary64 value itself, once.
 inline Half float64ToHalf(double value) {
     const auto bits = bitCast<std::uint64_t>(value);
-    const auto sign = static_cast<std::uint32_t>(bits >> 32) & 0x80000000u;
-    const std::uint64_t magnitude = bits & 0x7FFFFFFFFFFFFFFFu;
-    const auto high = static_cast<std::uint32_t>(magnitude >> 32);
-    // The value cut to the fraction of a binary32, with the last bit set if anything was cut off.
-    // That is enough to round from: it keeps every tie a tie and every other value off the ties.
-    const auto cut = static_cast<std::uint32_t>(magnitude >> 29) |
-                     static_cast<std::uint32_t>((magnitude & 0x1FFFFFFFu) != 0);
-    const std::uint32_t rebiased = cut - (std::uint32_t{1023 - 127} << 23);
+    const auto low = static_cast<std::uint32_t>(bits);
+    const auto high = static_cast<std::uint32_t>(bits >> 32);
+    const std::uint32_t sign = high & 0x80000000u;
+    // The upper word, its last bit set if the lower one has any. Its twenty fraction bits are
+    // enough to round to ten from: a tie stays one, every other value stays off the ties, a NaN
+    // stays one.
+    const std::uint32_t magnitude = (high & 0x7FFFFFFFu) | (low != 0 ? 1u : 0u);
     // Below 2 to the power -26 everything rounds to zero; from 2 to the power 17 on everything is
     // infinity; and a NaN brings its own bits. In between the exponent fits that of a binary32.
+    const std::uint32_t rebiased = (magnitude - (std::uint32_t{1023 - 127} << 20)) << 3;
     const std::uint32_t nan = 0x7FC00000u | (rebiased & 0x007FFFFFu);
-    const bool isNan = magnitude > 0x7FF0000000000000u;
-    const std::uint32_t inRange = high < (std::uint32_t{1023 - 26} << 20) ? 0u : rebiased;
-    const std::uint32_t finite = high >= (std::uint32_t{1023 + 17} << 20) ? 0x7F800000u : inRange;
-    return float32ToHalf(bitCast<float>(sign | (isNan ? nan : finite)));
+    const std::uint32_t inRange = magnitude < (std::uint32_t{1023 - 26} << 20) ? 0u : rebiased;
+    const std::uint32_t finite =
+        magnitude >= (std::uint32_t{1023 + 17} << 20) ? 0x7F800000u : inRange;
+    const std::uint32_t narrowed = magnitude > 0x7FF00000u ? nan : finite;
+    return float32ToHalf(bitCast<float>(sign | narrowed));
 }
 
 /// Rounds the integer itself, once; magnitudes of 65520 and above become infinity.
