@@ -59,6 +59,7 @@ using Floats = std::vector<float>;
 using Reals = std::vector<double>;
 
 constexpr float infinity = std::numeric_limits<float>::infinity();
+constexpr double infinity64 = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
 TEST(Component, TakesOneOfEachElement) {
@@ -69,7 +70,7 @@ TEST(Component, TakesOneOfEachElement) {
 }
 
 TEST(Component, TruncatesToIntegersOrGivesTheLeastOne) {
-    const Reals reals{1.9, -1.9, -0.5, 2147483647.9, -2147483648.9, 3e10, -3e10, nan, infinity};
+    const Reals reals{1.9, -1.9, -0.5, 2147483647.9, -2147483648.9, 3e10, -3e10, nan, infinity64};
     EXPECT_EQ((extracted<std::int32_t>(reals, float64, int32)),
               (Int32s{1, -1, 0, INT_MAX, INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN}));
     EXPECT_EQ((extracted<std::int64_t>(Reals{3e10, -3e10, 9.3e18, -9.3e18, nan}, float64, int64)),
@@ -121,11 +122,11 @@ TEST(Component, RoundsIntegersToFloatsInOneStep) {
 TEST(Component, ConvertsBetweenFloats) {
     EXPECT_EQ((extracted<float>(Reals{0.1, 1e39}, float64, float32)), (Floats{0.1f, infinity}));
     EXPECT_EQ((extracted<double>(Floats{0.5f, infinity}, float32, float64)),
-              (Reals{0.5, infinity}));
+              (Reals{0.5, infinity64}));
     EXPECT_EQ((extracted<float>(Halves{0x0001, 0x7BFF}, half, float32)),
               (Floats{0x1p-24f, 65504.0f}));
     EXPECT_EQ((extracted<double>(Halves{0x0001, 0xFC00}, half, float64)),
-              (Reals{0x1p-24, -infinity}));
+              (Reals{0x1p-24, -infinity64}));
 }
 
 TEST(Component, KeepsRawBitsWhereTheKindsAreEqual) {
