@@ -42,7 +42,8 @@ struct Instruction {
 struct RegisterInfo {
     std::int32_t multiplicity = 1; ///< components per element, at least 1
     RegisterFormat format = RegisterFormat::Float32;
-    std::string name; ///< for people; may be empty
+    std::string name;    ///< for people; may be empty
+    bool output = false; ///< what the host wants out of the program
 };
 
 /// One entry of the constant pool: a Tribool, or 1 to 64 integers, or 1 to 64 real numbers.

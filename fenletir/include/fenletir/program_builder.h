@@ -1,0 +1,164 @@
+// Writing a program in readable lines.
+#pragma once
+
+#include <fenletir/export.h>
+#include <fenletir/program.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Fenlet {
+
+/// Short for use in programs: `Format::Float32`.
+using Format = RegisterFormat;
+
+/// A Tribool constant's value.
+enum class Truth : unsigned char { False = 0, True = 1, Unknown = 255 };
+
+/// What `ProgramBuilder` hands out for a register, and takes as an operand. It belongs to the
+/// builder that made it. One whose number is `noRegister` stands for what could not be built.
+struct Register {
+    std::int32_t number = noRegister;
+};
+
+/// A field, uniform or sampler that a program declares.
+struct FieldHandle {
+    std::int32_t number = -1;
+};
+struct UniformHandle {
+    std::int32_t number = -1;
+};
+struct SamplerHandle {
+    std::int32_t number = -1;
+};
+
+/// What a `ProgramBuilder` throws when it is asked to throw.
+class FENLETIR_API ProgramError : public std::invalid_argument {
+  public:
+    using std::invalid_argument::invalid_argument;
+    ~ProgramError() override;
+};
+
+/// What became of a build: the program, or the words of the first thing that could not stand.
+struct BuildResult {
+    FenletProgram program; ///< empty unless `ok()`
+    std::string error;     ///< empty if `ok()`
+
+    bool ok() const { return error.empty(); }
+};
+
+/// Builds a program one instruction a call. Each call makes a new register for its result, whose
+/// multiplicity follows from the operands; its storage kind is asked for where the instruction
+/// leaves it open.
+///
+/// What cannot stand is refused by the call that wrote it, in words that name the instruction and
+/// its registers and say what would stand. A builder that throws throws `ProgramError` there and
+/// then, and has not changed. One that does not answers with a `Register` that has no number,
+/// ignores everything after it, and tells the words in `build()`.
+class FENLETIR_API ProgramBuilder {
+  public:
+    enum class OnError { Report, Throw };
+
+    explicit ProgramBuilder(OnError onError = OnError::Report);
+
+    /// Declares a field, a uniform or a sampler. Its number is its place among its like, from 0:
+    /// the place that the host's provider takes in `Bindings`. A name may stand only once.
+    FieldHandle field(std::string_view name);
+    UniformHandle uniform(std::string_view name);
+    SamplerHandle sampler(std::string_view name);
+
+    /// The absolute number of each element, as Int64.
+    Register elementIndex();
+
+    /// 1 to 64 real numbers, rounded to `format`, or truncated if it is an integer format.
+    Register constant(Format format, const std::vector<double>& components);
+    /// 1 to 64 whole numbers. They are kept exactly, also those that a double could not hold.
+    Register integerConstant(Format format, const std::vector<std::int64_t>& components);
+    Register truthConstant(Truth value);
+
+    /// A uniform of 1 to 64 components.
+    Register loadUniform(UniformHandle uniform, Format format, std::int32_t multiplicity = 1);
+    /// A field at the element numbers in `index`, one component of Int32 or Int64.
+    Register loadField(FieldHandle field, Register index, Format format,
+                       std::int32_t multiplicity = 1);
+    /// What the sampler has at `coordinates`.
+    Register sample(SamplerHandle sampler, Register coordinates, Format format,
+                    std::int32_t multiplicity = 1);
+
+    /// Component `number` of `operand`, in the operand's own format or in another.
+    Register component(Register operand, std::int32_t number);
+    Register component(Register operand, std::int32_t number, Format format);
+    /// `operand`, of one component, in another format.
+    Register convert(Register operand, Format format);
+
+    /// Without a format, that of the operand or, for two operands of different formats, an error.
+    /// Operands have as many components as each other, or one of them has one.
+    Register negate(Register operand);
+    Register negate(Register operand, Format format);
+    Register length(Register operand);
+    Register length(Register operand, Format format);
+    Register add(Register left, Register right);
+    Register add(Register left, Register right, Format format);
+    Register subtract(Register left, Register right);
+    Register subtract(Register left, Register right, Format format);
+    Register multiply(Register left, Register right);
+    Register multiply(Register left, Register right, Format format);
+    Register divide(Register left, Register right);
+    Register divide(Register left, Register right, Format format);
+
+    /// Component by component. A side of one component meets each component of the other; where
+    /// that is the left one the mirrored comparison is written.
+    Register less(Register left, Register right);
+    Register lessEqual(Register left, Register right);
+    Register greater(Register left, Register right);
+    Register greaterEqual(Register left, Register right);
+    Register equal(Register left, Register right);
+    Register notEqual(Register left, Register right);
+
+    /// Three-valued logic, on Tribool registers of the same number of components.
+    Register logicalNot(Register operand);
+    Register logicalAnd(Register left, Register right);
+    Register logicalOr(Register left, Register right);
+    Register isTrue(Register operand);
+
+    /// For each component `whenTrue` where the condition is true, `whenFalse` where it is false,
+    /// and an invalid zero where it is unknown. The arms have as many components as each other;
+    /// the condition has as many, or one.
+    Register select(Register condition, Register whenTrue, Register whenFalse);
+    Register select(Register condition, Register whenTrue, Register whenFalse, Format format);
+
+    /// Gives `value` a name that no other register has, and answers `value`.
+    Register name(Register value, std::string_view name);
+    /// Marks `value` as one that the host wants, and gives it a name. Answers `value`.
+    Register output(Register value, std::string_view name);
+
+    /// The finished program. The builder is as new afterwards, whether or not it could be built.
+    BuildResult build();
+
+  private:
+    Register refuse(OpCode op, const std::string& words);
+    bool refuseDeclaration(const char* what, std::string_view name, const char* words);
+    bool known(OpCode op, std::initializer_list<Register> operands);
+    std::string describe(Register value) const;
+    const RegisterInfo& info(Register value) const;
+    bool storable(OpCode op, Format format, std::int32_t multiplicity);
+    Register emit(OpCode op, std::initializer_list<Register> operands, Format format,
+                  std::int32_t multiplicity, std::int32_t immediate = -1);
+    Register emitConstant(Format format, Constant constant);
+    Register unary(OpCode op, Register operand, Format format);
+    Register arithmetic(OpCode op, Register left, Register right, const Format* format);
+    Register comparison(OpCode op, OpCode mirrored, Register left, Register right);
+    Register logical(OpCode op, std::initializer_list<Register> operands);
+    Register choose(Register condition, Register whenTrue, Register whenFalse,
+                    const Format* format);
+
+    FenletProgram program;
+    std::string error;
+    OnError onError;
+};
+
+} // namespace Fenlet
