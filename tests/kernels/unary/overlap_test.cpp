@@ -1,0 +1,88 @@
+// Areas that overlap: lanes that are written are lanes that are read.
+#include "naive_unary.h"
+
+namespace Fenlet {
+namespace {
+
+/// Counts what a sweep could say nothing about, so that it cannot be everything.
+class Sweep {
+  public:
+    void hold(const UnaryBuild& build, const UnaryCall& call, const LaneMemory& memory) {
+        const UnaryVerdict verdict = holdAgainstNaive(build, call, memory);
+        ++cases;
+        ambiguous += verdict.isAmbiguous;
+        EXPECT_EQ(verdict.difference, "");
+    }
+    ~Sweep() {
+        EXPECT_GT(cases, 1000);
+        EXPECT_LT(ambiguous, cases / 10);
+    }
+    Sweep() = default;
+    Sweep(const Sweep&) = delete;
+    Sweep& operator=(const Sweep&) = delete;
+
+  private:
+    int cases = 0;
+    int ambiguous = 0;
+};
+
+/// The result begins `distance` bytes from the operand; both are filled with the operand's kind.
+LaneMemory layOutPair(UnaryCall& call, int distance, Draw& draw) {
+    call.operand = 6000;
+    call.result = static_cast<std::size_t>(6000 + distance);
+    LaneMemory memory(18000);
+    drawLanes(memory.at(call.operand), call.kinds.operand, call.operandLanes(), draw);
+    return memory;
+}
+
+TEST(UnaryOverlap, GivesWhatLaneOrderGives) {
+    Sweep sweep;
+    Draw draw(1);
+    int number = 0;
+    forEveryUnaryKernel([&](UnaryCall call) {
+        for (int distance = -72; distance <= 72; ++distance)
+            for (const int multiplicity : {1, 2, 3, 4, 7}) {
+                call.multiplicity = multiplicity;
+                call.count = 1 + number * 7 % 61;
+                const LaneMemory memory = layOutPair(call, distance, draw);
+                sweep.hold(everyUnaryBuild()[0], call, memory);
+                if (number % 5 == 0)
+                    for (const UnaryBuild& build : everyUnaryBuild())
+                        sweep.hold(build, call, memory);
+                ++number;
+            }
+    });
+}
+
+TEST(UnaryOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
+    Sweep sweep;
+    Draw draw(2);
+    forEveryUnaryKernel([&](UnaryCall call) {
+        for (const int distance :
+             {-4800, -4096, -2049, -2048, -1030, -513, 511, 1024, 2047, 2400, 4090, 4800})
+            for (const int multiplicity : {1, 2, 3, 4}) {
+                call.multiplicity = multiplicity;
+                call.count = (600 + draw.below(7)) / multiplicity;
+                sweep.hold(everyUnaryBuild()[0], call, layOutPair(call, distance, draw));
+            }
+    });
+}
+
+// An element that has more components than a tile, and its own length written among them.
+TEST(UnaryOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
+    Sweep sweep;
+    Draw draw(3);
+    forEveryUnaryKernel([&](UnaryCall call) {
+        for (const int distance : {-8, -1, 0, 1, 4, 8, 40, 600, 1201})
+            for (const int multiplicity : {8, 20, 600}) {
+                call.multiplicity = multiplicity;
+                call.count = 1 + draw.below(multiplicity > 100 ? 2 : 8);
+                const LaneMemory memory = layOutPair(call, distance, draw);
+                for (const UnaryBuild& build : everyUnaryBuild())
+                    sweep.hold(build, call, memory);
+            }
+    });
+}
+
+} // namespace
+} // namespace Fenlet
