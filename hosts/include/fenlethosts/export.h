@@ -1,0 +1,8 @@
+// What the shared library of ready-made hosts shows. Everything else is hidden.
+#pragma once
+
+#if defined(FENLETHOSTS_STATIC) || defined(_WIN32)
+#define FENLETHOSTS_API
+#else
+#define FENLETHOSTS_API __attribute__((visibility("default")))
+#endif

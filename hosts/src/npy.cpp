@@ -1,0 +1,280 @@
+// Reading .npy files.
+#include <fenlethosts/npy.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace Fenlet {
+namespace {
+
+/// How an entry stands in the file, and what it becomes.
+struct EntryType {
+    std::string_view code; ///< without the byte order
+    std::size_t bytes;
+    bool isSigned;
+    CpuElementKind kind;
+};
+
+constexpr EntryType entryTypes[] = {
+    {"b1", 1, false, CpuElementKind::Tribool}, {"i1", 1, true, CpuElementKind::Int32},
+    {"u1", 1, false, CpuElementKind::Int32},   {"i2", 2, true, CpuElementKind::Int32},
+    {"u2", 2, false, CpuElementKind::Int32},   {"i4", 4, true, CpuElementKind::Int32},
+    {"u4", 4, false, CpuElementKind::Int64},   {"i8", 8, true, CpuElementKind::Int64},
+    {"f2", 2, false, CpuElementKind::Half},    {"f4", 4, false, CpuElementKind::Float32},
+    {"f8", 8, false, CpuElementKind::Float64},
+};
+
+struct Header {
+    EntryType type{};
+    bool bigEndian = false;
+    std::vector<std::int64_t> shape;
+};
+
+/// Reads the header's dictionary: text like {'descr': '<f4', 'fortran_order': False,
+/// 'shape': (3, 4), }, its three keys in any order.
+class HeaderParser {
+  public:
+    HeaderParser(std::string_view newText, const std::string& newPath)
+        : text(newText), path(newPath) {}
+
+    Header parse();
+
+  private:
+    [[noreturn]] void fail(const std::string& what) const { throw FileError(path + ": " + what); }
+    void skipSpace();
+    bool take(char wanted);
+    void expect(char wanted);
+    std::string_view quoted();
+    bool truth();
+    std::int64_t number();
+    std::vector<std::int64_t> tuple();
+    void parseType(std::string_view code, Header& header) const;
+
+    std::string_view text;
+    const std::string& path;
+};
+
+void HeaderParser::skipSpace() {
+    while (!text.empty() && (text.front() == ' ' || text.front() == '\n'))
+        text.remove_prefix(1);
+}
+
+bool HeaderParser::take(char wanted) {
+    skipSpace();
+    const bool found = !text.empty() && text.front() == wanted;
+    if (found)
+        text.remove_prefix(1);
+    return found;
+}
+
+void HeaderParser::expect(char wanted) {
+    if (!take(wanted))
+        fail(std::string("the header lacks a '") + wanted + "' where one is due");
+}
+
+std::string_view HeaderParser::quoted() {
+    skipSpace();
+    const char quote = !text.empty() && text.front() == '"' ? '"' : '\'';
+    expect(quote);
+    const std::size_t end = text.find(quote);
+    if (end == std::string_view::npos)
+        fail("the header holds a string without an end");
+    const std::string_view inside = text.substr(0, end);
+    text.remove_prefix(end + 1);
+    return inside;
+}
+
+bool HeaderParser::truth() {
+    skipSpace();
+    for (const std::string_view word : {"True", "False"}) {
+        if (text.substr(0, word.size()) == word) {
+            text.remove_prefix(word.size());
+            return word == "True";
+        }
+    }
+    fail("fortran_order in the header is neither True nor False");
+}
+
+std::int64_t HeaderParser::number() {
+    skipSpace();
+    if (text.empty() || text.front() < '0' || text.front() > '9')
+        fail("the shape in the header holds something that is no size");
+    std::int64_t value = 0;
+    while (!text.empty() && text.front() >= '0' && text.front() <= '9') {
+        if (value > (std::numeric_limits<std::int64_t>::max() - 9) / 10)
+            fail("the shape in the header holds a size that is too large");
+        value = value * 10 + (text.front() - '0');
+        text.remove_prefix(1);
+    }
+    return value;
+}
+
+std::vector<std::int64_t> HeaderParser::tuple() {
+    std::vector<std::int64_t> sizes;
+    expect('(');
+    while (!take(')')) {
+        sizes.push_back(number());
+        if (sizes.size() > 32)
+            fail("the shape in the header has more than 32 dimensions");
+        if (!take(',') && sizes.size() == 1)
+            fail("the shape in the header is no tuple");
+        else if (text.empty())
+            fail("the shape in the header has no end");
+    }
+    return sizes;
+}
+
+void HeaderParser::parseType(std::string_view code, Header& header) const {
+    const char order = code.empty() ? '?' : code.front();
+    for (const EntryType& type : entryTypes) {
+        if (code.substr(std::min<std::size_t>(1, code.size())) != type.code)
+            continue;
+        const bool oneByte = type.bytes == 1;
+        if (order == '<' || order == '>' || (order == '|' && oneByte)) {
+            header.type = type;
+            header.bigEndian = order == '>';
+            return;
+        }
+    }
+    fail("entries of type '" + std::string(code.substr(0, 40)) +
+         "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) and floats "
+         "are");
+}
+
+Header HeaderParser::parse() {
+    Header header;
+    std::optional<std::string_view> type;
+    std::optional<bool> columnsFirst;
+    std::optional<std::vector<std::int64_t>> shape;
+    expect('{');
+    while (!take('}')) {
+        const std::string_view key = quoted();
+        expect(':');
+        if (key == "descr" && !type)
+            type = quoted();
+        else if (key == "fortran_order" && !columnsFirst)
+            columnsFirst = truth();
+        else if (key == "shape" && !shape)
+            shape = tuple();
+        else
+            fail("the header holds '" + std::string(key.substr(0, 40)) +
+                 "', twice or without meaning");
+        if (!take(',') && (text.empty() || text.front() != '}'))
+            fail("the header's entries are not separated by commas");
+    }
+    skipSpace();
+    if (!text.empty())
+        fail("something stands behind the header's end");
+    if (!type || !columnsFirst || !shape)
+        fail("the header lacks descr, fortran_order or shape");
+    parseType(*type, header);
+    header.shape = *shape;
+    if (*columnsFirst && header.shape.size() > 1)
+        fail("the array stands columns first (fortran_order), which is not supported");
+    return header;
+}
+
+std::vector<unsigned char> readFile(const std::string& path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                               &std::fclose);
+    if (!file)
+        throw FileError(path + ": " + std::strerror(errno));
+    std::vector<unsigned char> bytes;
+    unsigned char buffer[1 << 16];
+    while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, file.get()))
+        bytes.insert(bytes.end(), buffer, buffer + got);
+    if (std::ferror(file.get()))
+        throw FileError(path + ": " + std::strerror(errno));
+    return bytes;
+}
+
+/// The entry's bits, sign-extended where its type has a sign.
+std::uint64_t readEntry(const unsigned char* bytes, const EntryType& type, bool bigEndian) {
+    std::uint64_t bits = 0;
+    for (std::size_t b = 0; b < type.bytes; ++b)
+        bits |= std::uint64_t{bytes[bigEndian ? type.bytes - 1 - b : b]} << (8 * b);
+    const std::uint64_t sign = std::uint64_t{1} << (8 * type.bytes - 1);
+    return type.isSigned ? (bits ^ sign) - sign : bits;
+}
+
+template <class Lane>
+void storeEntries(NpyArray& array, const unsigned char* data, const Header& header) {
+    for (std::size_t i = 0; i * sizeof(Lane) < array.bytes.size(); ++i) {
+        const auto lane = static_cast<Lane>(
+            readEntry(data + i * header.type.bytes, header.type, header.bigEndian));
+        std::memcpy(array.bytes.data() + i * sizeof(Lane), &lane, sizeof lane);
+    }
+}
+
+} // namespace
+
+FileError::~FileError() = default;
+
+NpyArray readNpy(const std::string& path) {
+    const std::vector<unsigned char> file = readFile(path);
+    const auto fail = [&path](const std::string& what) -> FileError {
+        return FileError(path + ": " + what);
+    };
+    if (file.size() < 6 || std::memcmp(file.data(), "\x93NUMPY", 6) != 0)
+        throw fail("not a .npy file (it does not begin with the format's mark)");
+    if (file.size() < 10)
+        throw fail("ends within the first bytes of its header");
+    if (file[6] < 1 || file[6] > 3 || file[7] != 0)
+        throw fail("format version " + std::to_string(file[6]) + "." + std::to_string(file[7]) +
+                   " is not supported; 1.0, 2.0 and 3.0 are");
+    const std::size_t lengthBytes = file[6] == 1 ? 2 : 4;
+    if (file.size() < 8 + lengthBytes)
+        throw fail("ends within the first bytes of its header");
+    const std::size_t headerLength = static_cast<std::size_t>(
+        readEntry(file.data() + 8, {"", lengthBytes, false, CpuElementKind::Int32}, false));
+    const std::size_t headerStart = 8 + lengthBytes;
+    if (file.size() - headerStart < headerLength)
+        throw fail("ends within its header");
+    const std::string_view text(reinterpret_cast<const char*>(file.data()) + headerStart,
+                                headerLength);
+    const Header header = HeaderParser(text, path).parse();
+
+    const std::size_t dataBytes = file.size() - headerStart - headerLength;
+    std::uint64_t entries = 1;
+    for (const std::int64_t size : header.shape) {
+        if (size != 0 && entries > (std::uint64_t{1} << 60) / static_cast<std::uint64_t>(size))
+            throw fail("its shape asks for more entries than can be held");
+        entries *= static_cast<std::uint64_t>(size);
+    }
+    const std::uint64_t wanted = entries * header.type.bytes;
+    if (dataBytes != wanted)
+        throw fail("holds " + std::to_string(dataBytes) +
+                   " bytes of entries where its shape asks "
+                   "for " +
+                   std::to_string(wanted) +
+                   (dataBytes < wanted ? "; the file is cut short" : "; there is too much"));
+
+    NpyArray array;
+    array.kind = header.type.kind;
+    array.shape = header.shape;
+    array.bytes.resize(static_cast<std::size_t>(entries) *
+                       static_cast<std::size_t>(elementSize(array.kind)));
+    const unsigned char* const data = file.data() + headerStart + headerLength;
+    switch (elementSize(array.kind)) {
+    case 1:
+        storeEntries<std::uint8_t>(array, data, header);
+        break;
+    case 2:
+        storeEntries<std::uint16_t>(array, data, header);
+        break;
+    case 4:
+        storeEntries<std::uint32_t>(array, data, header);
+        break;
+    default:
+        storeEntries<std::uint64_t>(array, data, header);
+    }
+    return array;
+}
+
+} // namespace Fenlet

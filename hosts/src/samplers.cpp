@@ -1,0 +1,168 @@
+// Ready-made samplers.
+#include "lane_conversions.h"
+
+#include <fenlethosts/samplers.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <stdexcept>
+
+namespace Fenlet {
+namespace {
+
+/// Components that a sample is put together of, on the stack.
+constexpr std::size_t sampleComponents = 16;
+
+bool isNumeric(CpuElementKind kind) {
+    return elementSize(kind) != 0 && kind != CpuElementKind::Tribool;
+}
+
+double readDouble(LaneConversion toDouble, const unsigned char* lane) {
+    double value;
+    toDouble(reinterpret_cast<unsigned char*>(&value), lane, 1);
+    return value;
+}
+
+void storeDoubles(CpuElementKind kind, unsigned char* out, const double* values,
+                  std::size_t count) {
+    laneConversion(kind, CpuElementKind::Float64)(
+        out, reinterpret_cast<const unsigned char*>(values), static_cast<std::int64_t>(count));
+}
+
+} // namespace
+
+RampSampler::RampSampler(std::vector<RampStop> newStops) : stops(std::move(newStops)) {
+    if (stops.empty())
+        throw std::invalid_argument("a ramp needs at least one stop");
+    const std::size_t components = stops.front().value.size();
+    for (std::size_t i = 0; i < stops.size(); ++i) {
+        if (stops[i].value.size() != components || components < 1 || components > sampleComponents)
+            throw std::invalid_argument("the stops of a ramp need 1 to 16 components each, and as "
+                                        "many as each other");
+        if (!std::isfinite(stops[i].position) ||
+            (i > 0 && !(stops[i - 1].position <= stops[i].position)))
+            throw std::invalid_argument("the stops of a ramp need ascending positions");
+    }
+}
+
+RampSampler::~RampSampler() = default;
+
+bool RampSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
+                         int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                         int valueMultiplicity, unsigned char* validity, int count) {
+    const std::size_t components = stops.front().value.size();
+    if (!isNumeric(coordinateKind) || !isNumeric(valueKind) || coordinateMultiplicity != 1 ||
+        static_cast<std::size_t>(valueMultiplicity) != components || coordinates == nullptr)
+        return false;
+    const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, coordinateKind);
+    const auto* in = static_cast<const unsigned char*>(coordinates);
+    auto* out = static_cast<unsigned char*>(values);
+    const auto valueBytes = static_cast<std::size_t>(elementSize(valueKind)) * components;
+    for (int i = 0; i < count; ++i, in += elementSize(coordinateKind), out += valueBytes) {
+        if (validity[i] == 0)
+            continue;
+        const double at = readDouble(toDouble, in);
+        if (std::isnan(at)) {
+            validity[i] = 0;
+            continue;
+        }
+        const auto above =
+            std::upper_bound(stops.begin(), stops.end(), at,
+                             [](double x, const RampStop& stop) { return x < stop.position; });
+        const RampStop& high = above == stops.end() ? stops.back() : *above;
+        const RampStop& low = above == stops.begin() ? high : *(above - 1);
+        const double width = high.position - low.position;
+        const double share = width > 0 ? std::min((at - low.position) / width, 1.0) : 0.0;
+        std::array<double, sampleComponents> mixed;
+        for (std::size_t c = 0; c < components; ++c)
+            mixed[c] = low.value[c] + (high.value[c] - low.value[c]) * share;
+        storeDoubles(valueKind, out, mixed.data(), components);
+    }
+    return true;
+}
+
+GridSampler::GridSampler(const ArrayView& newCells, std::int64_t newWidth, std::int64_t newHeight,
+                         Filter newFilter)
+    : cells(newCells), width(newWidth), height(newHeight), filter(newFilter) {
+    if (width < 1 || height < 1 || cells.count % width != 0 || cells.count / width != height)
+        throw std::invalid_argument("a grid needs width times height cells");
+    if (cells.components < 1 || static_cast<std::size_t>(cells.components) > sampleComponents)
+        throw std::invalid_argument("the cells of a grid need 1 to 16 components");
+    if (cells.stride == 0)
+        cells.stride = std::int64_t{elementSize(cells.kind)} * cells.components;
+}
+
+GridSampler::~GridSampler() = default;
+
+bool GridSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
+                         int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                         int valueMultiplicity, unsigned char* validity, int count) {
+    if (!isNumeric(coordinateKind) || !isNumeric(valueKind) || !isNumeric(cells.kind) ||
+        coordinateMultiplicity != 2 || valueMultiplicity != cells.components ||
+        coordinates == nullptr)
+        return false;
+    const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, coordinateKind);
+    const auto* in = static_cast<const unsigned char*>(coordinates);
+    auto* out = static_cast<unsigned char*>(values);
+    const auto laneBytes = static_cast<std::ptrdiff_t>(elementSize(coordinateKind));
+    const auto valueBytes = static_cast<std::ptrdiff_t>(elementSize(valueKind)) * valueMultiplicity;
+    for (int i = 0; i < count; ++i, in += 2 * laneBytes, out += valueBytes) {
+        if (validity[i] == 0)
+            continue;
+        const double x = readDouble(toDouble, in);
+        const double y = readDouble(toDouble, in + laneBytes);
+        const bool found = filter == Filter::Nearest ? nearest(x, y, valueKind, out)
+                                                     : bilinear(x, y, valueKind, out);
+        if (!found)
+            validity[i] = 0;
+    }
+    return true;
+}
+
+bool GridSampler::nearest(double x, double y, CpuElementKind kind, unsigned char* out) const {
+    const double column = std::floor(x + 0.5);
+    const double row = std::floor(y + 0.5);
+    if (!(column >= 0 && row >= 0 && column < static_cast<double>(width) &&
+          row < static_cast<double>(height)))
+        return false;
+    const std::int64_t cell =
+        static_cast<std::int64_t>(row) * width + static_cast<std::int64_t>(column);
+    if (cells.validity != nullptr && cells.validity[cell] == 0)
+        return false;
+    laneConversion(kind, cells.kind)(
+        out, static_cast<const unsigned char*>(cells.data) + cell * cells.stride, cells.components);
+    return true;
+}
+
+bool GridSampler::bilinear(double x, double y, CpuElementKind kind, unsigned char* out) const {
+    if (!(x >= 0 && y >= 0 && x <= static_cast<double>(width - 1) &&
+          y <= static_cast<double>(height - 1)))
+        return false;
+    const double left = std::floor(x);
+    const double top = std::floor(y);
+    const auto components = static_cast<std::size_t>(cells.components);
+    const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, cells.kind);
+    std::array<double, sampleComponents> sum{};
+    for (int corner = 0; corner < 4; ++corner) {
+        const double dx = corner & 1 ? x - left : 1 - (x - left);
+        const double dy = corner & 2 ? y - top : 1 - (y - top);
+        // A cell without weight need not exist.
+        if (dx * dy == 0)
+            continue;
+        const std::int64_t cell = (static_cast<std::int64_t>(top) + (corner >> 1)) * width +
+                                  static_cast<std::int64_t>(left) + (corner & 1);
+        if (cells.validity != nullptr && cells.validity[cell] == 0)
+            return false;
+        std::array<double, sampleComponents> value;
+        toDouble(reinterpret_cast<unsigned char*>(value.data()),
+                 static_cast<const unsigned char*>(cells.data) + cell * cells.stride,
+                 cells.components);
+        for (std::size_t c = 0; c < components; ++c)
+            sum[c] += value[c] * (dx * dy);
+    }
+    storeDoubles(kind, out, sum.data(), components);
+    return true;
+}
+
+} // namespace Fenlet

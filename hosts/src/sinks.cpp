@@ -1,0 +1,48 @@
+// The sink that collects registers into arrays.
+#include <fenlethosts/sinks.h>
+
+#include <stdexcept>
+
+namespace Fenlet {
+
+CollectingSink::CollectingSink(const RegisterFile& layout, const std::vector<int>& numbers,
+                               long long newFirst, long long newCount)
+    : first(newFirst), count(newCount > 0 ? newCount : 0) {
+    for (const int number : numbers) {
+        if (layout.data(number) == nullptr)
+            throw std::invalid_argument("register " + std::to_string(number) +
+                                        " is not one of the program's");
+        CollectedRegister one;
+        one.number = number;
+        one.spec = layout.specOf(number);
+        const auto elements = static_cast<std::size_t>(count);
+        one.values.resize(elements * static_cast<std::size_t>(elementSize(one.spec.kind)) *
+                          static_cast<std::size_t>(one.spec.multiplicity));
+        one.validity.resize(elements);
+        kept.push_back(std::move(one));
+    }
+}
+
+CollectingSink::~CollectingSink() = default;
+
+bool CollectingSink::consume(const RegisterFile& registers, long long blockStart, int blockCount) {
+    // Element numbers wrap, and so does the distance between two of them.
+    const auto offset =
+        static_cast<unsigned long long>(blockStart) - static_cast<unsigned long long>(first);
+    const auto total = static_cast<unsigned long long>(count);
+    const auto elements = static_cast<std::size_t>(blockCount);
+    if (offset > total || elements > total - offset)
+        return false;
+    for (CollectedRegister& one : kept) {
+        const auto bytes = static_cast<std::size_t>(elementSize(one.spec.kind)) *
+                           static_cast<std::size_t>(one.spec.multiplicity);
+        std::memcpy(one.values.data() + offset * bytes, registers.data(one.number),
+                    elements * bytes);
+        const unsigned char* const validity = registers.validity(one.number);
+        for (std::size_t i = 0; i < elements; ++i)
+            one.validity[offset + i] = validity[i] != 0;
+    }
+    return true;
+}
+
+} // namespace Fenlet
