@@ -1,0 +1,224 @@
+// Draws a shaded relief of an elevation grid.
+#include "picture.h"
+#include "programs.h"
+#include "progress.h"
+
+#include <fenletexec/interpreter.h>
+#include <fenlethosts/array_field.h>
+#include <fenlethosts/npy.h>
+#include <fenlethosts/samplers.h>
+#include <fenlethosts/sinks.h>
+#include <fenlethosts/uniform_table.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace Terrain {
+namespace {
+
+using namespace Fenlet;
+
+struct Options {
+    std::string input = "data/jacksboro_elevation.npy";
+    std::string output = "terrain.png";
+    int blockSize = 1024;
+    int enlarge = 2;
+    double seaLevel = 0;
+    double spacingEast = 75;
+    double spacingSouth = 92;
+    double exaggeration = 1.5;
+    double lightAzimuth = 315;
+    double lightAltitude = 45;
+    bool northUp = true;
+};
+
+/// Heights in metres, row after row.
+struct Heights {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::vector<float> metres;
+
+    long long count() const { return static_cast<long long>(width) * height; }
+};
+
+/// A run that the library refused. It tells nothing about the data, only about the program.
+void require(bool done, const Interpreter& interpreter) {
+    if (!done)
+        throw std::runtime_error(std::string("the library refuses to run: ") +
+                                 interpreter.lastRefusalMessage());
+}
+
+void configure(Interpreter& interpreter, const FenletProgram& program, const Options& options) {
+    require(interpreter.configure(program, options.blockSize), interpreter);
+}
+
+NpyArray readGrid(const Options& options) {
+    NpyArray grid = readNpy(options.input);
+    const auto fail = [&](const char* what) { return FileError(options.input + ": " + what); };
+    if (grid.shape.size() != 2)
+        throw fail("not a grid: its array has not two dimensions");
+    if (grid.kind == CpuElementKind::Tribool)
+        throw fail("not a grid of heights: its entries are truth values");
+    if (grid.shape[0] < 1 || grid.shape[1] < 1)
+        throw fail("the grid is empty");
+    if (grid.entryCount() > 2147483647 / options.enlarge / options.enlarge)
+        throw fail("the grid is too large: its picture would have more than 2147483647 pixels");
+    return grid;
+}
+
+Heights enlarge(const NpyArray& grid, const Options& options) {
+    Heights heights;
+    // The outermost centres are the borders of the enlarged grid: nothing lies beyond them.
+    heights.height = static_cast<std::int32_t>((grid.shape[0] - 1) * options.enlarge + 1);
+    heights.width = static_cast<std::int32_t>((grid.shape[1] - 1) * options.enlarge + 1);
+    heights.metres.resize(static_cast<std::size_t>(heights.count()));
+    const EnlargeProgram plan = enlargeProgram(heights.width, options.enlarge);
+    Interpreter interpreter;
+    configure(interpreter, plan.program, options);
+
+    GridSampler sampler(grid.view(), grid.shape[1], grid.shape[0], GridSampler::Filter::Bilinear);
+    FenletSampler* const samplers[] = {&sampler};
+    Bindings bindings;
+    bindings.samplers = samplers;
+    bindings.samplerCount = 1;
+    Progress progress("reading heights", heights.count());
+    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
+        std::memcpy(heights.metres.data() + start, registers.data(plan.height),
+                    static_cast<std::size_t>(count) * sizeof(float));
+        progress.advance(start);
+    });
+    require(interpreter.evaluate(0, heights.count(), bindings, sink), interpreter);
+    if (!options.northUp)
+        for (std::int32_t row = 0; row < heights.height / 2; ++row)
+            std::swap_ranges(heights.metres.begin() + std::ptrdiff_t{row} * heights.width,
+                             heights.metres.begin() + std::ptrdiff_t{row + 1} * heights.width,
+                             heights.metres.end() - std::ptrdiff_t{row + 1} * heights.width);
+    return heights;
+}
+
+/// Green valleys, ochre slopes, grey rock and snow, from the lowest dry height to the highest.
+RampSampler paletteFor(const Heights& heights, const Options& options) {
+    double low = HUGE_VAL;
+    double high = -HUGE_VAL;
+    for (const double metres : heights.metres) {
+        if (std::isfinite(metres) && metres >= options.seaLevel) {
+            low = std::min(low, metres);
+            high = std::max(high, metres);
+        }
+    }
+    if (!(low <= high))
+        low = high = options.seaLevel;
+    const auto at = [&](double share) { return low + (high - low) * share; };
+    return RampSampler({{at(0.00), {0.36, 0.50, 0.30}},
+                        {at(0.12), {0.49, 0.60, 0.36}},
+                        {at(0.30), {0.70, 0.70, 0.45}},
+                        {at(0.50), {0.74, 0.61, 0.42}},
+                        {at(0.70), {0.62, 0.48, 0.38}},
+                        {at(0.88), {0.66, 0.62, 0.60}},
+                        {at(1.00), {0.95, 0.95, 0.96}}});
+}
+
+UniformTable uniformsFor(const Options& options) {
+    constexpr double degree = 3.14159265358979323846 / 180;
+    const double azimuth = options.lightAzimuth * degree;
+    const double altitude = options.lightAltitude * degree;
+    const double scale = options.exaggeration * options.enlarge / 2;
+    UniformTable uniforms;
+    uniforms.set(ReliefProgram::seaLevelUniform, Constant::ofReals({options.seaLevel}));
+    uniforms.set(ReliefProgram::slopeScaleUniform,
+                 Constant::ofReals({scale / options.spacingEast, scale / options.spacingSouth}));
+    uniforms.set(ReliefProgram::lightUniform,
+                 Constant::ofReals({std::sin(azimuth) * std::cos(altitude),
+                                    -std::cos(azimuth) * std::cos(altitude), std::sin(altitude)}));
+    return uniforms;
+}
+
+Picture draw(const Heights& heights, const Options& options) {
+    const ReliefProgram plan = reliefProgram(heights.width);
+    Interpreter interpreter;
+    configure(interpreter, plan.program, options);
+
+    ArrayField field(ArrayView::of(heights.metres.data(), heights.count()));
+    RampSampler palette = paletteFor(heights, options);
+    UniformTable uniforms = uniformsFor(options);
+    CpuFieldAccessor* const fields[] = {&field};
+    FenletSampler* const samplers[] = {&palette};
+    const Bindings bindings{fields, 1, &uniforms, samplers, 1};
+
+    Picture picture{
+        static_cast<std::size_t>(heights.width), static_cast<std::size_t>(heights.height), {}};
+    picture.pixels.resize(static_cast<std::size_t>(heights.count()) * 4);
+    Progress progress("drawing", heights.count());
+    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
+        const unsigned char* const colour = registers.data(plan.colour);
+        const unsigned char* const visible = registers.data(plan.visible);
+        unsigned char* pixel = picture.pixels.data() + start * 4;
+        for (int i = 0; i < count; ++i, pixel += 4) {
+            std::int32_t components[3];
+            std::memcpy(components, colour + std::size_t{12} * static_cast<std::size_t>(i), 12);
+            for (int c = 0; c < 3; ++c)
+                pixel[c] = static_cast<unsigned char>(visible[i] == 1 ? components[c] : 0);
+            pixel[3] = visible[i] == 1 ? 255 : 0;
+        }
+        progress.advance(start);
+    });
+    require(interpreter.evaluate(0, heights.count(), bindings, sink), interpreter);
+    return picture;
+}
+
+void addOptions(CLI::App& app, Options& options) {
+    app.add_option("input", options.input, "elevation grid in metres, a two-dimensional .npy file")
+        ->capture_default_str();
+    app.add_option("-o,--output", options.output, "picture to write")->capture_default_str();
+    app.add_option("--block-size", options.blockSize, "elements worked on at a time")
+        ->check(CLI::Range(1, 1 << 20))
+        ->capture_default_str();
+    app.add_option("--enlarge", options.enlarge, "pixels for each step of the grid")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    app.add_option("--sea-level", options.seaLevel, "what lies below is water, in metres")
+        ->capture_default_str();
+    app.add_option("--spacing-east", options.spacingEast, "metres from column to column")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--spacing-south", options.spacingSouth, "metres from row to row")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--exaggeration", options.exaggeration, "how much steeper slopes are drawn")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    app.add_option("--light-azimuth", options.lightAzimuth,
+                   "where the light comes from, in degrees clockwise from north")
+        ->capture_default_str();
+    app.add_option("--light-altitude", options.lightAltitude,
+                   "how high the light stands, in degrees")
+        ->check(CLI::Range(0.0, 90.0))
+        ->capture_default_str();
+    app.add_flag("!--south-up", options.northUp, "the grid's first row is its southernmost");
+}
+
+} // namespace
+} // namespace Terrain
+
+int main(int argumentCount, char** arguments) {
+    using namespace Terrain;
+    Options options;
+    CLI::App app("Draws a shaded relief of an elevation grid.");
+    addOptions(app, options);
+    CLI11_PARSE(app, argumentCount, arguments);
+    try {
+        const Heights heights = enlarge(readGrid(options), options);
+        const Picture picture = draw(heights, options);
+        writePng(picture, options.output);
+        std::printf("%s: %zu x %zu pixels\n", options.output.c_str(), picture.width,
+                    picture.height);
+        return 0;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "terrain: %s: not enough memory\n", options.input.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "terrain: %s\n", error.what());
+    }
+    return 1;
+}

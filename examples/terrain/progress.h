@@ -1,0 +1,28 @@
+// A line on the terminal that tells how far long work has come.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace Terrain {
+
+/// Writes to standard error, and only where that is a terminal. The line appears after a moment, so
+/// that short work leaves no trace, and is gone at the end.
+class Progress {
+  public:
+    Progress(std::string what, long long total);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void advance(long long done);
+
+  private:
+    std::string what;
+    long long total;
+    bool isTerminal;
+    bool isShown = false;
+    std::chrono::steady_clock::time_point next;
+};
+
+} // namespace Terrain
