@@ -1,0 +1,199 @@
+// Select as a step of a program.
+#include "doubles/expectations.h"
+#include "doubles/program_sketch.h"
+#include "doubles/recording.h"
+
+#include <cstdint>
+#include <functional>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace Fenlet {
+namespace {
+
+using namespace Doubles;
+using Bytes = std::vector<unsigned char>;
+
+/// A register's declaration, and what the host loads into it.
+struct Operand {
+    RegisterFormat format;
+    int multiplicity;
+    std::function<void(const FieldRead&)> load = [](const FieldRead&) {};
+};
+
+template <class Lane>
+Operand operandOf(RegisterFormat format, int multiplicity, std::vector<Lane> lanes,
+                  Bytes validity) {
+    return {format, multiplicity, [lanes, validity](const FieldRead& request) {
+                storeLanes(request.values, lanes);
+                storeLanes(request.validity, validity);
+            }};
+}
+
+Operand triboolOf(int multiplicity, Bytes lanes, Bytes validity) {
+    return operandOf(RegisterFormat::Tribool, multiplicity, std::move(lanes), std::move(validity));
+}
+
+Operand singleOf(int multiplicity, std::vector<float> lanes, Bytes validity) {
+    return operandOf(RegisterFormat::Float32, multiplicity, std::move(lanes), std::move(validity));
+}
+
+/// Loads registers 0 to 2 and selects by the first between the other two into register 3.
+struct SelectBench {
+    ProgramSketch program;
+    RecordingHost host;
+    Interpreter interpreter;
+
+    SelectBench(RegisterFormat resultFormat, int resultMultiplicity,
+                const std::vector<Operand>& operands) {
+        program.fields.resize(1);
+        for (const Operand& operand : operands)
+            program.addRegister(operand.format, operand.multiplicity);
+        const std::int32_t result = program.addRegister(resultFormat, resultMultiplicity);
+        const std::int32_t indices = program.addRegister(RegisterFormat::Int32);
+        for (std::int32_t number = 0; number < result; ++number)
+            program.add(OpCode::LoadField, number, {indices}, 0);
+        program.add(OpCode::Select, result, {0, 1, 2});
+        host.field.answer = [this, operands](const FieldRead& request) {
+            operands[(host.field.reads.size() - 1) % operands.size()].load(request);
+            return true;
+        };
+    }
+
+    bool run(int count) {
+        return interpreter.configure(program, count) &&
+               interpreter.evaluate(0, count, host.bindings, host.sink);
+    }
+    template <class Lane>
+    std::vector<Lane> lanesIn(int number) const {
+        return liveLanes<Lane>(interpreter.registerFile(), number);
+    }
+    Bytes validityIn(int number) const { return liveValidity(interpreter.registerFile(), number); }
+};
+
+TEST(SelectStep, TakesByTheConditionsValueWhateverItsValidity) {
+    SelectBench bench(RegisterFormat::Float32, 1,
+                      {triboolOf(1, {1, 1, 0, 0, 255}, {0, 0, 0, 1, 1}),
+                       singleOf(1, {1, 2, 3, 4, 5}, {1, 0, 1, 1, 1}),
+                       singleOf(1, {6, 7, 8, 9, 10}, {1, 1, 1, 0, 1})});
+    ASSERT_TRUE(bench.run(5));
+    EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 8, 9, 0}));
+    EXPECT_EQ(bench.validityIn(3), (Bytes{1, 0, 1, 0, 0}));
+}
+
+TEST(SelectStep, TakesAConditionForEachComponent) {
+    SelectBench bench(RegisterFormat::Int32, 2,
+                      {triboolOf(2, {1, 0, 1, 1, 255, 0}, {1, 1, 0}),
+                       singleOf(2, {1.9f, 2, 3, 4, 5, 6}, {1, 1, 1}),
+                       operandOf<std::int64_t>(RegisterFormat::Int64, 2,
+                                               {7, 5000000000, 9, 10, 11, 12}, {0, 0, 1})});
+    ASSERT_TRUE(bench.run(3));
+    EXPECT_EQ(bench.lanesIn<std::int32_t>(3),
+              (std::vector<std::int32_t>{1, 705032704, 3, 4, 0, 12}));
+    EXPECT_EQ(bench.validityIn(3), (Bytes{0, 1, 0}));
+}
+
+// The frame has put the AND of the condition's and of the first arm's validity into the result's
+// area before the kernel runs, which is the second arm's own.
+TEST(SelectStep, MayHaveItsSecondArmAsResult) {
+    SelectBench bench(RegisterFormat::Float32, 1,
+                      {triboolOf(1, {0, 0, 0, 1}, {1, 0, 1, 1}),
+                       singleOf(1, {1, 2, 3, 4}, {1, 1, 0, 1}),
+                       singleOf(1, {5, 6, 7, 8}, {1, 1, 1, 0})});
+    bench.program.instructions.back().result = 2;
+    ASSERT_TRUE(bench.run(4));
+    EXPECT_EQ(bench.lanesIn<float>(2), (std::vector<float>{5, 6, 7, 4}));
+    EXPECT_EQ(bench.validityIn(2), (Bytes{1, 0, 0, 1}));
+}
+
+TEST(SelectStep, MayHaveItsFirstArmAsResult) {
+    SelectBench bench(RegisterFormat::Float32, 1,
+                      {triboolOf(1, {1, 1, 0, 255}, {1, 0, 0, 1}),
+                       singleOf(1, {1, 2, 3, 4}, {1, 1, 1, 1}),
+                       singleOf(1, {5, 6, 7, 8}, {1, 1, 1, 1})});
+    bench.program.instructions.back().result = 1;
+    ASSERT_TRUE(bench.run(4));
+    EXPECT_EQ(bench.lanesIn<float>(1), (std::vector<float>{1, 2, 7, 0}));
+    EXPECT_EQ(bench.validityIn(1), (Bytes{1, 0, 1, 0}));
+}
+
+TEST(SelectStep, MayHaveItsConditionAsResult) {
+    SelectBench bench(RegisterFormat::Tribool, 2,
+                      {triboolOf(2, {1, 0, 255, 1, 2, 2}, {1, 1, 1}),
+                       triboolOf(2, {0, 0, 1, 255, 0, 0}, {1, 1, 1}),
+                       triboolOf(2, {1, 1, 1, 1, 77, 1}, {1, 1, 1})});
+    bench.program.instructions.back().result = 0;
+    ASSERT_TRUE(bench.run(3));
+    EXPECT_EQ(bench.lanesIn<unsigned char>(0), (Bytes{0, 1, 255, 255, 77, 1}));
+    EXPECT_EQ(bench.validityIn(0), (Bytes{1, 0, 1}));
+}
+
+TEST(SelectStep, ReadsAnArmWithTheResultsStride) {
+    SelectBench bench(RegisterFormat::Float32, 1,
+                      {triboolOf(1, {1, 1, 1, 0}, {1, 1, 1, 1}),
+                       singleOf(2, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 1, 1, 1}),
+                       singleOf(1, {10, 20, 30, 40}, {1, 1, 1, 1})});
+    ASSERT_TRUE(bench.run(4));
+    EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 3, 40}));
+}
+
+TEST(SelectStep, IsRefusedForAConditionThatIsNoTribool) {
+    SelectBench bench(RegisterFormat::Float32, 1,
+                      {singleOf(1, {}, {}), singleOf(1, {}, {}), singleOf(1, {}, {})});
+    expectConfigureRefuses(bench.program, ExecRefusal::KindMismatch,
+                           "Select's condition must be a boolean register");
+}
+
+TEST(SelectStep, IsRefusedForAConditionOfAnotherMultiplicity) {
+    SelectBench bench(RegisterFormat::Float32, 3,
+                      {triboolOf(2, {}, {}), singleOf(3, {}, {}), singleOf(3, {}, {})});
+    expectConfigureRefuses(bench.program, ExecRefusal::MultiplicityMismatch,
+                           "Select's condition is neither scalar nor component-matched");
+}
+
+// The same two refusals from a step that nobody has checked before it runs, in the same order.
+TEST(SelectStep, IsCheckedAgainWhenItRuns) {
+    SelectBench bench(
+        RegisterFormat::Float32, 3,
+        {triboolOf(1, {1}, {1}), singleOf(3, {1, 2, 3}, {1}), singleOf(3, {4, 5, 6}, {1})});
+    ASSERT_TRUE(bench.run(1));
+    Interpreter::Step step = bench.interpreter.plan().back();
+    step.operandMultiplicities[0] = 2;
+    EXPECT_FALSE(bench.interpreter.runStep(step, bench.host.bindings, 0));
+    expectReason(bench.interpreter, ExecRefusal::MultiplicityMismatch,
+                 "Select's condition is neither scalar nor component-matched");
+    step.operandKinds[0] = CpuElementKind::Int32;
+    EXPECT_FALSE(bench.interpreter.runStep(step, bench.host.bindings, 0));
+    expectReason(bench.interpreter, ExecRefusal::KindMismatch,
+                 "Select's condition must be a boolean register");
+    EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 3}));
+}
+
+// Every combination of formats passes `configure`; those without a kernel refuse with the first
+// block, and not before there is one.
+TEST(SelectStep, RefusesArmsWithoutAKernelWhenItFirstRuns) {
+    constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
+                                          RegisterFormat::Int64,   RegisterFormat::Half,
+                                          RegisterFormat::Float32, RegisterFormat::Float64};
+    for (const RegisterFormat result : formats)
+        for (const RegisterFormat whenTrue : formats)
+            for (const RegisterFormat whenFalse : formats) {
+                SelectBench bench(result, 1, {triboolOf(1, {}, {}), {whenTrue, 1}, {whenFalse, 1}});
+                Interpreter& interpreter = bench.interpreter;
+                ASSERT_TRUE(interpreter.configure(bench.program, 4));
+                EXPECT_TRUE(interpreter.evaluate(0, 0, bench.host.bindings, bench.host.sink));
+                const int tribools = (result == RegisterFormat::Tribool) +
+                                     (whenTrue == RegisterFormat::Tribool) +
+                                     (whenFalse == RegisterFormat::Tribool);
+                const bool fits = tribools == 0 || tribools == 3;
+                EXPECT_EQ(interpreter.evaluate(0, 4, bench.host.bindings, bench.host.sink), fits);
+                expectReason(interpreter, fits ? ExecRefusal::None : ExecRefusal::KindMismatch,
+                             fits ? nullptr
+                                  : "select between these arm storage kinds has no kernel");
+                EXPECT_TRUE(interpreter.isConfigured());
+                EXPECT_EQ(bench.host.sink.blocks.size(), fits ? 1u : 0u);
+            }
+}
+
+} // namespace
+} // namespace Fenlet
