@@ -2,20 +2,21 @@
 # that adds this one as a subdirectory keeps its own flags.
 
 function(fenlet_target_defaults target)
-  target_compile_features(${target} PRIVATE cxx_std_20)
   set_target_properties(${target} PROPERTIES
+    CXX_STANDARD 20
+    CXX_STANDARD_REQUIRED ON
     CXX_EXTENSIONS OFF
     POSITION_INDEPENDENT_CODE ON
     CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON)
-  # Every operation rounds by itself: a fused multiply-add would change results.
+    VISIBILITY_INLINES_HIDDEN ON
+    UNITY_BUILD OFF
+    COMPILE_WARNING_AS_ERROR ${PROJECT_IS_TOP_LEVEL})
   target_compile_options(${target} PRIVATE
-    -ffp-contract=off
+    # Every operation rounds by itself, in whatever mood a parent project's flags are: a fused
+    # multiply-add or a reordered sum would change results. The order of the two matters to clang.
+    -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wundef -Wdouble-promotion)
-  if(PROJECT_IS_TOP_LEVEL)
-    target_compile_options(${target} PRIVATE -Werror)
-  endif()
   if(FENLET_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${FENLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
@@ -26,10 +27,19 @@ endfunction()
 # A library of the project: shared or static as BUILD_SHARED_LIBS says.
 function(fenlet_library_defaults target static_definition)
   fenlet_target_defaults(${target})
+  # Before 1.0 every minor version may break what is built against the one before.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+    # Installed libraries find each other in their own folder, wherever that is.
+    INSTALL_RPATH $ORIGIN)
+  get_target_property(type ${target} TYPE)
   if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(${target} PUBLIC ${static_definition})
+  elseif(type STREQUAL "SHARED_LIBRARY")
+    # Templates of the standard library carry default visibility; the map keeps them in.
+    set(map ${PROJECT_SOURCE_DIR}/cmake/fenlet.map)
+    target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
   endif()
 endfunction()

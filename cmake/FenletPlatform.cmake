@@ -1,0 +1,35 @@
+# Refuses, while configuring, the compilers and machines on which the results would be others.
+include(CheckCXXSourceCompiles)
+
+if(NOT CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$")
+  message(FATAL_ERROR "fenletexec builds with g++ or clang++, and this is "
+                      "${CMAKE_CXX_COMPILER_ID} (${CMAKE_CXX_COMPILER}).")
+endif()
+set(fenletOldestGNU 12)
+set(fenletOldestClang 14)
+if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS fenletOldest${CMAKE_CXX_COMPILER_ID})
+  message(FATAL_ERROR "fenletexec needs g++ ${fenletOldestGNU} or clang++ ${fenletOldestClang}, or "
+                      "later, and this is ${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION} "
+                      "(${CMAKE_CXX_COMPILER}).")
+endif()
+if(NOT CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
+  message(FATAL_ERROR "fenletexec builds where libraries are ELF files, and on "
+                      "${CMAKE_SYSTEM_NAME} they are not.")
+endif()
+
+# A machine that computes in registers wider than the type rounds twice. What the parent project
+# allows its own code, -ffast-math above all, is taken back for this code by the targets' options.
+set(CMAKE_REQUIRED_FLAGS -fno-fast-math)
+check_cxx_source_compiles("
+  #include <cfloat>
+  #include <climits>
+  #include <limits>
+  static_assert(CHAR_BIT == 8 && sizeof(int) == 4 && sizeof(long long) == 8);
+  static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<double>::is_iec559);
+  static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 16);
+  int main() {}" FENLET_ROUNDS_ONCE)
+unset(CMAKE_REQUIRED_FLAGS)
+if(NOT FENLET_ROUNDS_ONCE)
+  message(FATAL_ERROR "fenletexec needs IEEE 754 float and double, each computed in its own "
+                      "precision. On 32-bit x86 that takes -msse2 -mfpmath=sse.")
+endif()
