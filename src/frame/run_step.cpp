@@ -3,6 +3,8 @@
 #include "frame/step_rules.h"
 #include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
+#include "kernels/boolean/boolean.h"
+#include "kernels/comparisons/comparisons.h"
 #include "kernels/lanes/lanes.h"
 #include "kernels/select/select.h"
 #include "kernels/unary/unary.h"
@@ -13,6 +15,8 @@
 #include "vocabulary/element_numbers.h"
 
 #include <fenletexec/interpreter.h>
+
+#include <cstring>
 
 namespace Fenlet {
 namespace {
@@ -27,6 +31,7 @@ struct StepFrame {
     long long blockStart;
     int count;
 
+    std::int64_t resultLanes() const { return std::int64_t{count} * step.resultMultiplicity; }
     unsigned char* resultData() const { return registers.data(step.result); }
     unsigned char* resultValidity() const { return registers.validity(step.result); }
     const unsigned char* operandData(int slot) const { return registers.data(step.operands[slot]); }
@@ -141,6 +146,50 @@ Fault runArithmetic(const StepFrame& frame) {
     return ran ? Faults::none : Faults::arithmeticKernel;
 }
 
+// The result is valid throughout: what an invalid operand means, its value tells.
+Fault runComparison(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (const Fault fault = StepRules::comparison(step))
+        return fault;
+    const ComparisonArgs args{frame.resultData(),
+                              frame.operandData(0),
+                              frame.operandValidity(0),
+                              frame.operandData(1),
+                              frame.operandValidity(1),
+                              frame.count,
+                              step.resultMultiplicity,
+                              step.rightScalar,
+                              static_cast<std::uint32_t>(step.op) -
+                                  static_cast<std::uint32_t>(OpCode::Less)};
+    if (!dispatchComparison(step.operandKinds[0], step.operandKinds[1], args))
+        return Faults::comparisonKernel;
+    std::memset(frame.resultValidity(), 1, static_cast<std::size_t>(frame.count));
+    return Faults::none;
+}
+
+Fault runNot(const StepFrame& frame) {
+    if (const Fault fault = StepRules::notOrIsTrue(frame.step))
+        return fault;
+    logicalNot({frame.resultData(), frame.operandData(0), nullptr, frame.resultLanes()});
+    return Faults::none;
+}
+
+Fault runIsTrue(const StepFrame& frame) {
+    if (const Fault fault = StepRules::notOrIsTrue(frame.step))
+        return fault;
+    isTrue({frame.resultData(), frame.resultValidity(), frame.operandData(0),
+            frame.operandValidity(0), frame.count, frame.step.resultMultiplicity});
+    return Faults::none;
+}
+
+// Both operands are read flat: one of a single component is not repeated over the other's.
+Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
+    if (const Fault fault = StepRules::andOr(frame.step))
+        return fault;
+    logic({frame.resultData(), frame.operandData(0), frame.operandData(1), frame.resultLanes()});
+    return Faults::none;
+}
+
 Fault runSelect(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::select(step))
@@ -178,11 +227,27 @@ Fault runOpCode(const StepFrame& frame) {
     case OpCode::Multiply:
     case OpCode::Divide:
         return runArithmetic(frame);
+    case OpCode::Less:
+    case OpCode::LessEqual:
+    case OpCode::Greater:
+    case OpCode::GreaterEqual:
+    case OpCode::Equal:
+    case OpCode::NotEqual:
+        return runComparison(frame);
+    case OpCode::Not:
+        return runNot(frame);
+    case OpCode::IsTrue:
+        return runIsTrue(frame);
+    case OpCode::And:
+        return runAndOr(frame, &logicalAnd);
+    case OpCode::Or:
+        return runAndOr(frame, &logicalOr);
     case OpCode::Select:
         return runSelect(frame);
-    default:
-        return Faults::opCode;
+    case OpCode::Nop:
+        return Faults::none;
     }
+    return Faults::opCode;
 }
 
 } // namespace

@@ -83,7 +83,7 @@ inline std::uint64_t encodeInteger(const ExactNumber& number, int width) {
     for (int i = number.exponent; i < 0 && whole != 0; ++i)
         whole >>= 1;
     for (int i = 0; i < number.exponent && whole != 0; ++i) {
-        if (whole > indefinite)
+        if (whole >= indefinite)
             return indefinite;
         whole <<= 1;
     }

@@ -1,7 +1,7 @@
 // The arithmetic kernels, one for each combination of three kinds.
 //
-// A kernel is a recipe: how each operand's lanes reach the type that the operation works in, the
-// operation, and how its lanes reach the result. One procedure follows every recipe, tile by tile.
+// A kernel lays its call out: how each operand's lanes reach the loop of the operation, the loop,
+// and how its lanes reach the result. One procedure runs every call, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
@@ -12,47 +12,42 @@ inline namespace FENLET_TARGET {
 namespace {
 
 template <class T>
-struct OnLanes {
-    using Left = T;
-    using Right = T;
-    using Out = T;
-};
-
-template <class T>
-struct Add : OnLanes<T> {
+struct Add {
     static T apply(T left, T right) { return left + right; }
 };
 template <class T>
-struct Subtract : OnLanes<T> {
+struct Subtract {
     static T apply(T left, T right) { return left - right; }
 };
 template <class T>
-struct Multiply : OnLanes<T> {
+struct Multiply {
     static T apply(T left, T right) { return left * right; }
 };
 template <class T>
-struct Divide : OnLanes<T> {
+struct Divide {
     static T apply(T left, T right) { return left / right; }
 };
 
-// The first three work on the bits as unsigned numbers, which wrap.
-template <>
-struct Add<std::int32_t> : OnLanes<std::uint32_t> {
-    static std::uint32_t apply(std::uint32_t left, std::uint32_t right) { return left + right; }
+// Integers wrap, as their bits do when taken for unsigned numbers.
+template <template <class> class Operation>
+struct Wrapping {
+    static std::int32_t apply(std::int32_t left, std::int32_t right) {
+        return static_cast<std::int32_t>(Operation<std::uint32_t>::apply(
+            static_cast<std::uint32_t>(left), static_cast<std::uint32_t>(right)));
+    }
 };
 template <>
-struct Subtract<std::int32_t> : OnLanes<std::uint32_t> {
-    static std::uint32_t apply(std::uint32_t left, std::uint32_t right) { return left - right; }
-};
+struct Add<std::int32_t> : Wrapping<Add> {};
 template <>
-struct Multiply<std::int32_t> : OnLanes<std::uint32_t> {
-    static std::uint32_t apply(std::uint32_t left, std::uint32_t right) { return left * right; }
-};
+struct Subtract<std::int32_t> : Wrapping<Subtract> {};
+template <>
+struct Multiply<std::int32_t> : Wrapping<Multiply> {};
+
 // The quotient of two 32-bit integers is never so near to a whole number that binary64 would round
 // it there, so truncating the binary64 quotient is exact, and it runs several lanes at a time. The
 // two divisors that no division may see are replaced before it.
 template <>
-struct Divide<std::int32_t> : OnLanes<std::int32_t> {
+struct Divide<std::int32_t> {
     static std::int32_t apply(std::int32_t left, std::int32_t right) {
         const bool isSpecial = right == 0 || right == -1;
         const double quotient = static_cast<double>(left) / (isSpecial ? 1.0 : right);
@@ -62,19 +57,14 @@ struct Divide<std::int32_t> : OnLanes<std::int32_t> {
     }
 };
 
-struct IsZero {
-    using In = std::int32_t;
-    using Out = unsigned char;
-    static Out apply(In value) { return value == 0; }
-};
-
-/// A validity byte, cleared where the divisor was zero and kept as it is elsewhere.
-struct ClearWhereSet {
-    using Left = unsigned char;
-    using Right = unsigned char;
-    using Out = unsigned char;
-    static Out apply(Left validity, Right wasZero) {
-        return wasZero ? static_cast<unsigned char>(0) : validity;
+/// An operation on lanes of type `T` that converts its operands on the way.
+template <template <class> class Operation, class T, class LeftLane, class RightLane>
+struct Converting {
+    using Left = LeftLane;
+    using Right = RightLane;
+    using Out = T;
+    static T apply(Left left, Right right) {
+        return Operation<T>::apply(convert<T>(left), convert<T>(right));
     }
 };
 
@@ -83,159 +73,214 @@ using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
 using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
                             std::int64_t multiplicity);
 
-/// What a kernel does. A map is null where the lanes are of the right type already.
-struct Recipe {
-    LaneMap leftToWorking;
-    LaneMap rightToWorking;
-    LaneSpread spread; ///< of the working type
-    LaneOperation operate;
-    LaneMap workingToResult;
-    std::int64_t leftBytes;
-    std::int64_t rightBytes;
-    std::int64_t workingBytes;
-    std::int64_t resultBytes;
-    bool clearsValidity; ///< where the right side is zero
-};
-
 /// The widest working type, for tiles that serve any of them.
 using WidestTile = Tile<double>;
 
-/// One operand of a call: where its lanes are, and how they reach the working type.
+/// One operand of a call: where its lanes are, and how they reach the operation.
 struct Operand {
     const unsigned char* lanes;
     std::int64_t bytes;
-    LaneMap toWorking;
+    bool isScalar; ///< one lane for each element, which meets every component
+    LaneMap map;   ///< null where the operation takes the lanes as they are
 
-    /// `count` lanes from `first` on in the working type: in `tile`, or where they stand.
+    /// `count` lanes from `first` on, mapped: in `tile`, or where they stand.
     const unsigned char* fetch(std::int64_t first, std::int64_t count, WidestTile& tile) const {
         const unsigned char* const start = lanes + first * bytes;
-        if (toWorking == nullptr)
+        if (map == nullptr)
             return start;
-        toWorking(tile.bytes, start, count);
+        map(tile.bytes, start, count);
         return tile.bytes;
     }
 };
 
-/// One call on its way through a recipe.
-struct Run {
+struct LaneSpan {
+    std::int64_t first;
+    std::int64_t count;
+};
+
+/// One call, laid out by its kinds, its operation and its shape.
+struct Call {
     const ArithmeticArgs& args;
-    const Recipe& recipe;
     Operand left;
     Operand right;
+    LaneSpread spread; ///< of the working type, in which a scalar reaches the operation
+    LaneOperation operation;
+    LaneMap toResult; ///< null where the operation gives lanes of the result
+    std::int64_t resultBytes;
+    bool dividesIntegers;
 
+    void run() const;
+
+  private:
+    bool hasScalar() const { return left.isScalar || right.isScalar; }
+    bool usesTiles() const { return left.map || right.map || toResult || dividesIntegers; }
+    unsigned char* resultLane(std::int64_t lane) const {
+        return static_cast<unsigned char*>(args.result) + lane * resultBytes;
+    }
     bool lanesIndependent(std::int64_t lanes) const;
     void fullShape(Pace pace, std::int64_t lanes) const;
     void scalarShape(Pace pace) const;
-    void operate(std::int64_t firstLane, const unsigned char* leftLanes,
-                 const unsigned char* rightLanes, std::int64_t lanes) const;
-    void clearValidity(const unsigned char* zeroes, std::int64_t firstLane,
-                       std::int64_t lanes) const;
+    void work(std::int64_t first, std::int64_t count, const unsigned char* repeated) const;
+    LaneSpan settleZeroDivisors(std::int64_t first, std::int64_t count,
+                                const unsigned char* divisors) const;
 };
 
-bool Run::lanesIndependent(std::int64_t lanes) const {
-    const LaneRange result{args.result, lanes, recipe.resultBytes};
-    const LaneRange validity{args.resultValidity, args.count, 1};
-    const auto independentOf = [&](const Operand& operand, bool scalar) {
-        const LaneRange read{operand.lanes, scalar ? args.count : lanes, operand.bytes};
-        // A scalar's lane i is not the result's lane i, unless there is one component.
-        const bool resultFits = scalar && args.multiplicity > 1 ? areDisjoint(result, read)
-                                                                : lanesAreIndependent(result, read);
-        return resultFits && (!recipe.clearsValidity || areDisjoint(validity, read));
-    };
-    return independentOf(left, args.leftScalar) &&
-           independentOf(right, args.rightScalar && !args.leftScalar) &&
-           (!recipe.clearsValidity || areDisjoint(validity, result));
+void Call::run() const {
+    std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
+    // The full shape counts its lanes in 32 bits, except where it goes element by element.
+    if (!hasScalar() && !dividesIntegers)
+        lanes = static_cast<std::int32_t>(static_cast<std::uint32_t>(lanes));
+    if (args.count < 1 || lanes < 1)
+        return;
+    const bool independent = lanesIndependent(lanes);
+    const Pace pace = paceOf(independent, args.multiplicity);
+    if (hasScalar())
+        scalarShape(pace);
+    else if (independent && !usesTiles())
+        work(0, lanes, nullptr);
+    else
+        fullShape(pace, lanes);
 }
 
-void Run::fullShape(Pace pace, std::int64_t lanes) const {
-    WidestTile leftTile;
-    WidestTile rightTile;
-    for (std::int64_t lane = 0; lane < lanes; lane += pace.lanes) {
-        const std::int64_t some = atMost(pace.lanes, lanes - lane);
-        const unsigned char* const rightLanes = right.fetch(lane, some, rightTile);
-        operate(lane, left.fetch(lane, some, leftTile), rightLanes, some);
-    }
+bool Call::lanesIndependent(std::int64_t lanes) const {
+    const LaneRange result{args.result, lanes, resultBytes};
+    const LaneRange validity{args.resultValidity, args.count, 1};
+    const auto independentOf = [&](const Operand& operand) {
+        const LaneRange read{operand.lanes, operand.isScalar ? args.count : lanes, operand.bytes};
+        // A scalar's lane i is not the result's lane i, unless there is one component.
+        const bool resultFits = operand.isScalar && args.multiplicity > 1
+                                    ? areDisjoint(result, read)
+                                    : lanesAreIndependent(result, read);
+        return resultFits && (!dividesIntegers || areDisjoint(validity, read));
+    };
+    return independentOf(left) && independentOf(right) &&
+           (!dividesIntegers || areDisjoint(validity, result));
+}
+
+void Call::fullShape(Pace pace, std::int64_t lanes) const {
+    for (std::int64_t lane = 0; lane < lanes; lane += pace.lanes)
+        work(lane, atMost(pace.lanes, lanes - lane), nullptr);
 }
 
 // The scalar side is converted once for each element and repeated over its components; an element
 // of more components than a tile has lanes is worked off in pieces, all with the same repeats.
-void Run::scalarShape(Pace pace) const {
-    const Operand& scalar = args.leftScalar ? left : right;
-    const Operand& other = args.leftScalar ? right : left;
+void Call::scalarShape(Pace pace) const {
+    const Operand& scalar = left.isScalar ? left : right;
     const std::int64_t multiplicity = args.multiplicity;
     WidestTile converted;
     WidestTile repeated;
-    WidestTile otherTile;
     for (std::int64_t element = 0; element < args.count; element += pace.elements) {
         const std::int64_t elements = atMost(pace.elements, args.count - element);
         const std::int64_t lanes = elements * multiplicity;
         const std::int64_t repeats = atMost(tileLanes / elements, multiplicity);
-        recipe.spread(repeated.bytes, scalar.fetch(element, elements, converted), elements,
-                      repeats);
-        for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
-            const std::int64_t some = atMost(pace.lanes, lanes - done);
-            const std::int64_t lane = element * multiplicity + done;
-            const unsigned char* const otherLanes = other.fetch(lane, some, otherTile);
-            if (args.leftScalar)
-                operate(lane, repeated.bytes, otherLanes, some);
-            else
-                operate(lane, otherLanes, repeated.bytes, some);
-        }
+        spread(repeated.bytes, scalar.fetch(element, elements, converted), elements, repeats);
+        for (std::int64_t done = 0; done < lanes; done += pace.lanes)
+            work(element * multiplicity + done, atMost(pace.lanes, lanes - done), repeated.bytes);
     }
 }
 
-// Zero divisors are noted before the operation, which may write over them, and their elements are
-// cleared after it, as each lane does by itself.
-void Run::operate(std::int64_t firstLane, const unsigned char* leftLanes,
-                  const unsigned char* rightLanes, std::int64_t lanes) const {
-    Tile<unsigned char> zeroes;
-    if (recipe.clearsValidity)
-        mapRun<IsZero>(zeroes.bytes, rightLanes, lanes);
-    unsigned char* const result =
-        static_cast<unsigned char*>(args.result) + firstLane * recipe.resultBytes;
-    if (recipe.workingToResult == nullptr) {
-        recipe.operate(result, leftLanes, rightLanes, lanes);
+/// `count` lanes of the result from `first` on. `repeated` holds the scalar operand's, if there is
+/// one.
+void Call::work(std::int64_t first, std::int64_t count, const unsigned char* repeated) const {
+    WidestTile leftTile;
+    WidestTile rightTile;
+    const unsigned char* rightLanes =
+        right.isScalar ? repeated : right.fetch(first, count, rightTile);
+    if (dividesIntegers) {
+        const LaneSpan divisible = settleZeroDivisors(first, count, rightLanes);
+        rightLanes += divisible.first * resultBytes;
+        first += divisible.first;
+        count = divisible.count;
+    }
+    const unsigned char* const leftLanes =
+        left.isScalar ? repeated : left.fetch(first, count, leftTile);
+    if (toResult == nullptr) {
+        operation(resultLane(first), leftLanes, rightLanes, count);
     } else {
         WidestTile worked;
-        recipe.operate(worked.bytes, leftLanes, rightLanes, lanes);
-        recipe.workingToResult(result, worked.bytes, lanes);
+        operation(worked.bytes, leftLanes, rightLanes, count);
+        toResult(resultLane(first), worked.bytes, count);
     }
-    if (recipe.clearsValidity)
-        clearValidity(zeroes.bytes, firstLane, lanes);
 }
 
-void Run::clearValidity(const unsigned char* zeroes, std::int64_t firstLane,
-                        std::int64_t lanes) const {
-    unsigned char* const validity = args.resultValidity;
-    if (args.multiplicity == 1) {
-        combineRun<ClearWhereSet>(validity + firstLane, validity + firstLane, zeroes, lanes);
-        return;
-    }
-    for (std::int64_t lane = 0; lane < lanes; ++lane)
-        if (zeroes[lane])
-            validity[(firstLane + lane) / args.multiplicity] = 0;
+[[gnu::noinline]] bool hasZero(const unsigned char* divisors, std::int64_t lanes) {
+    std::uint32_t found = 0;
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t i = 0; i < lanes; ++i)
+        found |= loadLane<std::int32_t>(divisors, i) == 0 ? 1u : 0u;
+    return found != 0;
 }
 
-void follow(const ArithmeticArgs& args, const Recipe& recipe) {
-    if (args.count < 1 || args.multiplicity < 1)
-        return;
-    const bool hasScalar = args.leftScalar || args.rightScalar;
-    std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
-    // The full shape counts its lanes in 32 bits, except where it goes element by element.
-    if (!hasScalar && !recipe.clearsValidity)
-        lanes = static_cast<std::int32_t>(static_cast<std::uint32_t>(lanes));
-    if (lanes < 1)
-        return;
-    const Run run{
-        args,
-        recipe,
-        {static_cast<const unsigned char*>(args.left), recipe.leftBytes, recipe.leftToWorking},
-        {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}};
-    const Pace pace = paceOf(run.lanesIndependent(lanes), args.multiplicity);
-    if (hasScalar)
-        run.scalarShape(pace);
+// Clears the elements that have a zero divisor, and stores the zeroes before the first divisor and
+// after the last one that are others: what stands on the left of them is not read, and may not be
+// there. The span of lanes in between is what remains to do.
+LaneSpan Call::settleZeroDivisors(std::int64_t first, std::int64_t count,
+                                  const unsigned char* divisors) const {
+    if (!hasZero(divisors, count))
+        return {0, count};
+    const auto isZero = [divisors](std::int64_t lane) {
+        return loadLane<std::int32_t>(divisors, lane) == 0;
+    };
+    for (std::int64_t lane = 0; lane < count; ++lane)
+        if (isZero(lane))
+            args.resultValidity[(first + lane) / args.multiplicity] = 0;
+    std::int64_t begin = 0;
+    while (begin < count && isZero(begin))
+        ++begin;
+    std::int64_t end = count;
+    while (end > begin && isZero(end - 1))
+        --end;
+    std::memset(resultLane(first), 0, static_cast<std::size_t>(begin * resultBytes));
+    std::memset(resultLane(first + end), 0, static_cast<std::size_t>((count - end) * resultBytes));
+    return {begin, end - begin};
+}
+
+/// Whether lanes of `From` become a `Result` in a pass of their own. All other conversions are so
+/// short that the loops of the operations make them on the way.
+template <class Result, class From>
+inline constexpr bool isStaged = isSame<Result, Half> || isSame<From, Half>;
+
+template <class Result, class From>
+auto takenLane() {
+    if constexpr (isStaged<Result, From>)
+        return Working<Result>{};
     else
-        run.fullShape(pace, lanes);
+        return From{};
+}
+
+/// The type in which an operation takes an operand that is no scalar.
+template <class Result, class From>
+using Taken = decltype(takenLane<Result, From>());
+
+/// The loop of an operation. A scalar comes to it repeated, in the working type.
+template <template <class> class Operation, class Result, class Left, class Right>
+LaneOperation loopOf(const ArithmeticArgs& args) {
+    using T = Working<Result>;
+    if (args.leftScalar)
+        return &combineRun<Converting<Operation, T, T, Taken<Result, Right>>>;
+    if (args.rightScalar)
+        return &combineRun<Converting<Operation, T, Taken<Result, Left>, T>>;
+    return &combineRun<Converting<Operation, T, Taken<Result, Left>, Taken<Result, Right>>>;
+}
+
+/// Null for a number that is no operation.
+template <class Result, class Left, class Right>
+LaneOperation operationOf(const ArithmeticArgs& args) {
+    switch (args.op) {
+    case ArithmeticOp::Add:
+        return loopOf<Add, Result, Left, Right>(args);
+    case ArithmeticOp::Subtract:
+        return loopOf<Subtract, Result, Left, Right>(args);
+    case ArithmeticOp::Multiply:
+        return loopOf<Multiply, Result, Left, Right>(args);
+    case ArithmeticOp::Divide:
+        // Divisors are looked at before they are divided by, so both sides come converted.
+        if constexpr (isSame<Result, std::int32_t>)
+            return &combineRun<Converting<Divide, Result, Result, Result>>;
+        else
+            return loopOf<Divide, Result, Left, Right>(args);
+    }
+    return nullptr;
 }
 
 template <class Result>
@@ -246,33 +291,27 @@ constexpr LaneMap toResult() {
         return &mapRun<Convert<Result, Working<Result>>>;
 }
 
-/// The loop of one operation, null for a number that is none.
-template <class T>
-LaneOperation operationOf(ArithmeticOp op) {
-    switch (op) {
-    case ArithmeticOp::Add:
-        return &combineRun<Add<T>>;
-    case ArithmeticOp::Subtract:
-        return &combineRun<Subtract<T>>;
-    case ArithmeticOp::Multiply:
-        return &combineRun<Multiply<T>>;
-    case ArithmeticOp::Divide:
-        return &combineRun<Divide<T>>;
-    }
-    return nullptr;
-}
-
 template <class Result, class Left, class Right>
 void arithmetic(const ArithmeticArgs& args) {
-    using Worked = Working<Result>;
-    using WorkedBits = UnsignedOfSize<sizeof(Worked)>;
-    const LaneOperation operation = operationOf<Worked>(args.op);
+    using ScalarBits = UnsignedOfSize<sizeof(Working<Result>)>;
+    const LaneOperation operation = operationOf<Result, Left, Right>(args);
     if (operation == nullptr)
         return;
     const bool dividesIntegers = isSame<Result, std::int32_t> && args.op == ArithmeticOp::Divide;
-    follow(args, {toWorking<Result, Left>(), toWorking<Result, Right>(), &spreadRun<WorkedBits>,
-                  operation, toResult<Result>(), sizeof(Left), sizeof(Right), sizeof(Worked),
-                  sizeof(Result), dividesIntegers});
+    const auto operand = [dividesIntegers]<class From>(const void* lanes, bool isScalar, From) {
+        const bool isMapped = isScalar || dividesIntegers || isStaged<Result, From>;
+        return Operand{static_cast<const unsigned char*>(lanes), sizeof(From), isScalar,
+                       isMapped ? toWorking<Result, From>() : nullptr};
+    };
+    const Call call{args,
+                    operand(args.left, args.leftScalar, Left{}),
+                    operand(args.right, args.rightScalar && !args.leftScalar, Right{}),
+                    &spreadRun<ScalarBits>,
+                    operation,
+                    toResult<Result>(),
+                    sizeof(Result),
+                    dividesIntegers};
+    call.run();
 }
 
 template <class Result, class... Lefts>

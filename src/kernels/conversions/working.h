@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kernels/conversions/conversions.h"
+#include "kernels/lanes/tiles.h"
 
 #include <cstdint>
 
@@ -40,6 +41,25 @@ constexpr LaneMap toWorking() {
     else
         return &mapRun<ToWorking<Result, From>>;
 }
+
+/// The widest working type, for tiles that serve any of them.
+using WidestTile = Tile<double>;
+
+/// One operand of a call: where its lanes are, and how they reach the working type.
+struct Operand {
+    const unsigned char* lanes;
+    std::int64_t bytes; ///< of one lane
+    LaneMap toWorking;
+
+    /// `count` lanes from `first` on in the working type: in `tile`, or where they stand.
+    const unsigned char* fetch(std::int64_t first, std::int64_t count, WidestTile& tile) const {
+        const unsigned char* const start = lanes + first * bytes;
+        if (toWorking == nullptr)
+            return start;
+        toWorking(tile.bytes, start, count);
+        return tile.bytes;
+    }
+};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

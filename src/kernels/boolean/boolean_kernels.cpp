@@ -1,0 +1,120 @@
+// The loops of three-valued logic: maps of bytes, without branches.
+#include "kernels/boolean/boolean.h"
+#include "kernels/lanes/kinds.h"
+#include "kernels/lanes/tiles.h"
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+namespace {
+
+constexpr Tribool unknown = 255;
+
+struct OnTribools {
+    using In = Tribool;
+    using Left = Tribool;
+    using Right = Tribool;
+    using Out = Tribool;
+};
+
+struct NotMap : OnTribools {
+    static Tribool apply(Tribool x) {
+        const Tribool decided = x != 1;
+        return x == unknown ? unknown : decided;
+    }
+};
+
+struct IsOne : OnTribools {
+    static Tribool apply(Tribool x) { return x == 1; }
+};
+
+// The test is for zero: any other byte but unknown acts as true.
+struct AndMap : OnTribools {
+    static Tribool apply(Tribool a, Tribool b) {
+        const bool isFalse = (a == 0) | (b == 0);
+        const bool isUnknown = (a == unknown) | (b == unknown);
+        const Tribool otherwise = isUnknown ? unknown : Tribool{1};
+        return isFalse ? Tribool{0} : otherwise;
+    }
+};
+
+// The test is for one: any other byte but unknown acts as false.
+struct OrMap : OnTribools {
+    static Tribool apply(Tribool a, Tribool b) {
+        const bool isTrue = (a == 1) | (b == 1);
+        const bool isUnknown = (a == unknown) | (b == unknown);
+        const Tribool otherwise = isUnknown ? unknown : Tribool{0};
+        return isTrue ? Tribool{1} : otherwise;
+    }
+};
+
+/// What is true of a valid element, and false of any other.
+struct WhereValid : OnTribools {
+    static Tribool apply(Tribool truth, Tribool validity) {
+        return validity != 0 ? truth : Tribool{0};
+    }
+};
+
+void runNot(const LogicArgs& args) {
+    const bool independent =
+        lanesAreIndependent({args.result, args.lanes, 1}, {args.left, args.lanes, 1});
+    const std::int64_t pace = independent ? args.lanes : 1;
+    for (std::int64_t lane = 0; lane < args.lanes; lane += pace)
+        mapRun<NotMap>(args.result + lane, args.left + lane, pace);
+}
+
+template <class Map>
+void runBinary(const LogicArgs& args) {
+    const LaneRange result{args.result, args.lanes, 1};
+    const bool independent = lanesAreIndependent(result, {args.left, args.lanes, 1}) &&
+                             lanesAreIndependent(result, {args.right, args.lanes, 1});
+    const std::int64_t pace = independent ? args.lanes : 1;
+    for (std::int64_t lane = 0; lane < args.lanes; lane += pace)
+        combineRun<Map>(args.result + lane, args.left + lane, args.right + lane, pace);
+}
+
+bool lanesIndependent(const IsTrueArgs& args, std::int64_t lanes) {
+    const LaneRange result{args.result, lanes, 1};
+    const LaneRange validity{args.operandValidity, args.count, 1};
+    const bool validityFits = args.operandValidity == nullptr || areDisjoint(result, validity) ||
+                              (args.operandValidity == args.result && args.multiplicity == 1);
+    return lanesAreIndependent(result, {args.operand, lanes, 1}) && validityFits;
+}
+
+/// `elements` elements from `element` on, no more lanes than a tile has unless there is one element
+/// alone.
+void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t elements, Pace pace) {
+    const std::int64_t multiplicity = args.multiplicity;
+    Tile<Tribool> validity;
+    if (args.operandValidity != nullptr)
+        spreadRun<Tribool>(validity.bytes, args.operandValidity + element, elements,
+                           atMost(tileLanes / elements, multiplicity));
+    const std::int64_t first = element * multiplicity;
+    const std::int64_t lanes = elements * multiplicity;
+    for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
+        const std::int64_t some = atMost(pace.lanes, lanes - done);
+        unsigned char* const result = args.result + first + done;
+        mapRun<IsOne>(result, args.operand + first + done, some);
+        if (args.operandValidity != nullptr)
+            combineRun<WhereValid>(result, result, validity.bytes, some);
+    }
+}
+
+void runIsTrue(const IsTrueArgs& args) {
+    if (args.count < 1)
+        return;
+    const std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
+    if (lanes > 0) {
+        const Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
+        for (std::int64_t element = 0; element < args.count; element += pace.elements)
+            isTrueOfTile(args, element, atMost(pace.elements, args.count - element), pace);
+    }
+    std::memset(args.resultValidity, 1, static_cast<std::size_t>(args.count));
+}
+
+} // namespace
+
+extern const BooleanKernels booleanKernels;
+const BooleanKernels booleanKernels = {&runNot, &runBinary<AndMap>, &runBinary<OrMap>, &runIsTrue};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet

@@ -1,0 +1,265 @@
+// The comparison kernels, one for each pair of numeric kinds.
+//
+// A kernel is a recipe: how each side's lanes reach the type that they are compared in. One
+// procedure follows every recipe, tile by tile: it compares all lanes from the first to the last
+// valid element, and then puts unknown over those of the invalid ones in between.
+#include "kernels/comparisons/comparisons.h"
+#include "kernels/conversions/working.h"
+#include "kernels/lanes/kinds.h"
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+namespace {
+
+constexpr unsigned char unknown = 255;
+
+template <class T>
+struct Predicate {
+    using Left = T;
+    using Right = T;
+    using Out = unsigned char;
+};
+template <class T>
+struct Less : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left < right; }
+};
+template <class T>
+struct LessEqual : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left <= right; }
+};
+template <class T>
+struct Greater : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left > right; }
+};
+template <class T>
+struct GreaterEqual : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left >= right; }
+};
+template <class T>
+struct Equal : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left == right; }
+};
+template <class T>
+struct NotEqual : Predicate<T> {
+    static unsigned char apply(T left, T right) { return left != right; }
+};
+
+struct UnknownWhereEitherIsInvalid {
+    using Left = unsigned char;
+    using Right = unsigned char;
+    using Out = unsigned char;
+    static unsigned char apply(Left left, Right right) {
+        return (left != 0) & (right != 0) ? static_cast<unsigned char>(0) : unknown;
+    }
+};
+
+/// Unknown has all bits set, and the mark of a valid element none.
+struct PutMark {
+    using Left = unsigned char;
+    using Right = unsigned char;
+    using Out = unsigned char;
+    static unsigned char apply(Left compared, Right mark) {
+        return static_cast<unsigned char>(compared | mark);
+    }
+};
+
+using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
+                               const unsigned char* right, std::int64_t lanes);
+using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
+                            std::int64_t multiplicity);
+
+/// What a kernel does.
+struct Recipe {
+    LaneMap leftToWorking;
+    LaneMap rightToWorking;
+    LaneSpread spread; ///< of the working type
+    LaneOperation compare;
+    std::int64_t leftBytes;
+    std::int64_t rightBytes;
+};
+
+/// The elements of a tile, by whether both sides are valid.
+struct TileValidity {
+    Tile<unsigned char> marks; ///< unknown or 0 for each element
+    std::int64_t first;        ///< the first valid element; the end when there is none
+    std::int64_t end;          ///< one past the last valid element
+    bool hasMarks;             ///< whether any element between the two is invalid
+};
+
+/// One call on its way through a recipe.
+struct Run {
+    const ComparisonArgs& args;
+    LaneOperation compare;
+    LaneSpread spread;
+    Operand left;
+    Operand right;
+
+    bool lanesIndependent() const;
+    void findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const;
+    void compareElements(std::int64_t element, std::int64_t elements, Pace pace) const;
+    void compareTile(std::int64_t element, std::int64_t elements, Pace pace) const;
+};
+
+bool Run::lanesIndependent() const {
+    const std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
+    const LaneRange result{args.result, lanes, 1};
+    const auto validityFits = [&](const unsigned char* validity) {
+        const LaneRange read{validity, args.count, 1};
+        return validity == nullptr || areDisjoint(result, read) ||
+               (validity == args.result && args.multiplicity == 1);
+    };
+    return areDisjoint(result, {left.lanes, lanes, left.bytes}) &&
+           areDisjoint(result, {right.lanes, args.rightScalar ? args.count : lanes, right.bytes}) &&
+           validityFits(args.leftValidity) && validityFits(args.rightValidity);
+}
+
+void Run::findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const {
+    validity.first = 0;
+    validity.end = elements;
+    validity.hasMarks = false;
+    const unsigned char* leftBytes = args.leftValidity;
+    const unsigned char* rightBytes = args.rightValidity;
+    if (leftBytes == nullptr && rightBytes == nullptr)
+        return;
+    leftBytes = leftBytes == nullptr ? rightBytes : leftBytes;
+    rightBytes = rightBytes == nullptr ? leftBytes : rightBytes;
+    unsigned char* const marks = validity.marks.bytes;
+    combineRun<UnknownWhereEitherIsInvalid>(marks, leftBytes + element, rightBytes + element,
+                                            elements);
+    unsigned char any = 0;
+    for (std::int64_t e = 0; e < elements; ++e)
+        any |= marks[e];
+    if (any == 0)
+        return;
+    while (validity.first < elements && marks[validity.first] != 0)
+        ++validity.first;
+    while (validity.end > validity.first && marks[validity.end - 1] != 0)
+        --validity.end;
+    validity.hasMarks = true;
+}
+
+/// Compares elements without a look at their validity. Only an element that is alone can have more
+/// lanes than a tile.
+void Run::compareElements(std::int64_t element, std::int64_t elements, Pace pace) const {
+    const std::int64_t multiplicity = args.multiplicity;
+    const std::int64_t lanes = elements * multiplicity;
+    const std::int64_t firstLane = element * multiplicity;
+    WidestTile leftTile;
+    WidestTile rightTile;
+    WidestTile repeated;
+    if (args.rightScalar)
+        spread(repeated.bytes, right.fetch(element, elements, rightTile), elements,
+               atMost(tileLanes / elements, multiplicity));
+    for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
+        const std::int64_t some = atMost(pace.lanes, lanes - done);
+        const unsigned char* const rightLanes =
+            args.rightScalar ? repeated.bytes : right.fetch(firstLane + done, some, rightTile);
+        compare(args.result + firstLane + done, left.fetch(firstLane + done, some, leftTile),
+                rightLanes, some);
+    }
+}
+
+void Run::compareTile(std::int64_t element, std::int64_t elements, Pace pace) const {
+    const std::int64_t multiplicity = args.multiplicity;
+    TileValidity validity;
+    findValid(element, elements, validity);
+    const std::int64_t some = validity.end - validity.first;
+    unsigned char* const result = args.result + element * multiplicity;
+    if (some > 0)
+        compareElements(element + validity.first, some, pace);
+    if (!validity.hasMarks)
+        return;
+    if (some > 0) {
+        Tile<unsigned char> spreadMarks;
+        const unsigned char* marks = validity.marks.bytes + validity.first;
+        // An element that has more lanes than a tile is alone, and so it is valid here.
+        const std::int64_t lanes = atMost(tileLanes, some * multiplicity);
+        if (multiplicity > 1) {
+            spreadRun<unsigned char>(spreadMarks.bytes, marks, some, lanes / some);
+            marks = spreadMarks.bytes;
+        }
+        unsigned char* const compared = result + validity.first * multiplicity;
+        combineRun<PutMark>(compared, compared, marks, lanes);
+    }
+    const auto fill = [&](std::int64_t from, std::int64_t to) {
+        std::memset(result + from * multiplicity, unknown,
+                    static_cast<std::size_t>((to - from) * multiplicity));
+    };
+    fill(0, validity.first);
+    fill(validity.end, elements);
+}
+
+void follow(const ComparisonArgs& args, const Recipe& recipe) {
+    if (recipe.compare == nullptr || args.count < 1 || args.multiplicity < 1)
+        return;
+    const Run run{
+        args,
+        recipe.compare,
+        recipe.spread,
+        {static_cast<const unsigned char*>(args.left), recipe.leftBytes, recipe.leftToWorking},
+        {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}};
+    const Pace pace = paceOf(run.lanesIndependent(), args.multiplicity);
+    for (std::int64_t element = 0; element < args.count; element += pace.elements)
+        run.compareTile(element, atMost(pace.elements, args.count - element), pace);
+}
+
+/// The loop of one predicate, null for a number that is none.
+template <class T>
+LaneOperation predicateOf(std::uint32_t predicate) {
+    switch (predicate) {
+    case 0:
+        return &combineRun<Less<T>>;
+    case 1:
+        return &combineRun<LessEqual<T>>;
+    case 2:
+        return &combineRun<Greater<T>>;
+    case 3:
+        return &combineRun<GreaterEqual<T>>;
+    case 4:
+        return &combineRun<Equal<T>>;
+    case 5:
+        return &combineRun<NotEqual<T>>;
+    default:
+        return nullptr;
+    }
+}
+
+template <class Kind>
+constexpr int rankOf = isSame<Kind, std::int32_t>   ? 0
+                       : isSame<Kind, std::int64_t> ? 1
+                       : isSame<Kind, Half>         ? 2
+                       : isSame<Kind, float>        ? 3
+                                                    : 4;
+
+template <bool leftIsHigher, class Left, class Right>
+struct Higher {
+    using Kind = Left;
+};
+template <class Left, class Right>
+struct Higher<false, Left, Right> {
+    using Kind = Right;
+};
+
+template <class Left, class Right>
+void comparison(const ComparisonArgs& args) {
+    using Compared = typename Higher<(rankOf<Left> > rankOf<Right>), Left, Right>::Kind;
+    using Worked = Working<Compared>;
+    follow(args, {toWorking<Compared, Left>(), toWorking<Compared, Right>(),
+                  &spreadRun<UnsignedOfSize<sizeof(Worked)>>, predicateOf<Worked>(args.predicate),
+                  sizeof(Left), sizeof(Right)});
+}
+
+template <class... Lefts>
+constexpr ComparisonKernels everyPair(KindList<Lefts...>) {
+    return {{{&comparison<Lefts, std::int32_t>, &comparison<Lefts, std::int64_t>,
+              &comparison<Lefts, Half>, &comparison<Lefts, float>, &comparison<Lefts, double>}...}};
+}
+
+} // namespace
+
+extern const ComparisonKernels comparisonKernels;
+const ComparisonKernels comparisonKernels =
+    everyPair(KindList<std::int32_t, std::int64_t, Half, float, double>{});
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
