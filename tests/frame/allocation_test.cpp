@@ -121,6 +121,7 @@ TEST(Allocation, HappensInNoRepeatedConfigure) {
     for (const int shape : shapes) {
         SCOPED_TRACE(shape);
         const SourcesProgram program(shape);
+        const SourcesProgram smaller((shape + 1) / 2);
         SourcesProgram badFormat(shape);
         badFormat.registers.back().format = static_cast<RegisterFormat>(8);
         SourcesProgram badInstruction(shape);
@@ -143,7 +144,7 @@ TEST(Allocation, HappensInNoRepeatedConfigure) {
         refusals += !interpreter.configure(badRule, 16);
         planned &= interpreter.configure(program, 16);
         // Nor for anything that fits into what there is.
-        planned &= interpreter.configure(program, 8);
+        planned &= interpreter.configure(smaller, 8);
         planned &= interpreter.configure(program, 16);
         EXPECT_EQ(allocations.count(), 0u);
         EXPECT_TRUE(planned);
@@ -292,6 +293,8 @@ TEST(HugeLayouts, EndInTheAllocatorsExceptionOrALengthError) {
         {RegisterFormat::Float64, CpuElementKind::Float64, 1, large, large},
         {RegisterFormat::Float64, CpuElementKind::Float64, 2, large, large},
         {RegisterFormat::Float64, CpuElementKind::Float64, 3, large, large},
+        // 2 to the power 64, and half a megabyte.
+        {RegisterFormat::Float64, CpuElementKind::Float64, 1, 2147437309, 1073764994},
         {RegisterFormat::Float64, CpuElementKind::Float64, 1, INT_MAX, INT_MAX},
         {RegisterFormat::Float64, CpuElementKind::Float64, 9, INT_MAX, INT_MAX},
         {RegisterFormat::Float32, CpuElementKind::Float32, 1, INT_MAX, INT_MAX},

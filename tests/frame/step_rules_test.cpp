@@ -467,13 +467,6 @@ TEST(ValidateStep, HasNoRuleForWhatTheKernelsDecide) {
     EXPECT_TRUE(bench.interpreter.isConfigured());
 }
 
-TEST(ValidateStep, AsksNothingOfALoadFieldWithoutAnOperand) {
-    StepBench bench;
-    Step step = bench.step(OpCode::LoadField, bench.program.real, Kind::Float32);
-    step.immediate = 0;
-    EXPECT_TRUE(bench.interpreter.validateStep(step));
-}
-
 // The scratch refuses a kind without storage before it is filled; only a step that no plan holds
 // can have one.
 TEST(RunStep, RefusesToMaterialiseAConstantInNoKind) {
@@ -487,6 +480,16 @@ TEST(RunStep, RefusesToMaterialiseAConstantInNoKind) {
         EXPECT_EQ(liveLanes<float>(bench.interpreter.registerFile(), bench.program.real),
                   (std::vector<float>{0, 0, 0, 0}));
     }
+}
+
+TEST(RunStep, RefusesToMaterialiseAConstantOfNothingInNoKind) {
+    StepBench bench;
+    bench.program.constants[0].multiplicity = 0;
+    Step step = bench.step(OpCode::LoadConstant, bench.program.real, Kind::Unsupported);
+    step.immediate = 0;
+    EXPECT_FALSE(bench.interpreter.runStep(step, bench.host.bindings, 0));
+    expectReason(bench.interpreter, kindMismatch,
+                 "constant cannot be materialised into the destination storage kind");
 }
 
 TEST(RunStep, RefusesToBroadcastAUniformInNoKind) {
@@ -512,6 +515,21 @@ TEST(RunStep, AsksForTheUniformSourceBeforeTheIndex) {
         step.resultMultiplicity = 65;
         EXPECT_FALSE(bench.interpreter.runStep(step, bench.host.bindings, 0));
         expectReason(bench.interpreter, ExecRefusal::UnboundUniform, "no uniform source bound");
+    }
+}
+
+TEST(RunStep, ReadsAFieldByTheStepsArityAndNotByItsOperand) {
+    StepBench bench;
+    Step step = bench.step(OpCode::LoadField, bench.program.real, Kind::Float32, 0,
+                           bench.program.real, Kind::Float32);
+    step.immediate = 0;
+    EXPECT_TRUE(bench.interpreter.validateStep(step));
+    for (const int arity : {0, -1}) {
+        step.arity = arity;
+        ASSERT_TRUE(bench.interpreter.runStep(step, bench.host.bindings, 70));
+        EXPECT_EQ(bench.host.field.reads.back().indices,
+                  (std::vector<std::int64_t>{70, 71, 72, 73}));
+        EXPECT_TRUE(bench.host.field.reads.back().request.contiguous);
     }
 }
 
