@@ -25,7 +25,7 @@ struct Options {
     std::string output = "terrain.png";
     int blockSize = 1024;
     int enlarge = 2;
-    double seaLevel = 0;
+    double seaLevel = 306; // the reservoir in the default grid stands at 305
     double spacingEast = 75;
     double spacingSouth = 92;
     double exaggeration = 1.5;

@@ -1,0 +1,107 @@
+// Finds the rows of a table for which a three-valued rule holds.
+#include "rule.h"
+#include "table.h"
+
+#include <fenletexec/interpreter.h>
+#include <fenlethosts/array_field.h>
+#include <fenlethosts/sinks.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <list>
+
+namespace Rules {
+namespace {
+
+using namespace Fenlet;
+
+struct Options {
+    std::string table = "examples/rules/stations.csv";
+    std::string rule = "(low < high and rain > 0.5) or not automatic";
+    int blockSize = 1024;
+    long long limit = 20;
+};
+
+struct Answer {
+    long long holds = 0;
+    long long fails = 0;
+    long long unknown = 0;
+    std::vector<std::size_t> rows; ///< those for which the rule holds
+};
+
+Answer evaluate(const RuleProgram& rule, const Table& table, const Options& options) {
+    Interpreter interpreter;
+    std::list<ArrayField> fields;
+    std::vector<CpuFieldAccessor*> accessors;
+    for (const std::size_t column : rule.columns)
+        accessors.push_back(&fields.emplace_back(table.columns[column].view()));
+    Bindings bindings;
+    bindings.fields = accessors.data();
+    bindings.fieldCount = static_cast<std::int32_t>(accessors.size());
+
+    Answer answer;
+    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
+        const unsigned char* const truth = registers.data(rule.truth);
+        const unsigned char* const holds = registers.data(rule.holds);
+        for (int i = 0; i < count; ++i) {
+            ++(truth[i] == 1 ? answer.holds : truth[i] == 0 ? answer.fails : answer.unknown);
+            if (holds[i] == 1)
+                answer.rows.push_back(static_cast<std::size_t>(start + i));
+        }
+    });
+    if (!interpreter.configure(rule.program, options.blockSize) ||
+        !interpreter.evaluate(0, static_cast<long long>(table.rows), bindings, sink))
+        throw std::runtime_error(std::string("the library refuses to run: ") +
+                                 interpreter.lastRefusalMessage());
+    return answer;
+}
+
+void print(const Answer& answer, const Table& table, const Options& options) {
+    std::printf("true %lld, false %lld, unknown %lld\n", answer.holds, answer.fails,
+                answer.unknown);
+    const auto line = [&](const std::string& lead, auto textOf) {
+        std::string text = lead;
+        for (const Column& column : table.columns) {
+            text += ',';
+            text += textOf(column);
+        }
+        std::printf("%s\n", text.c_str());
+    };
+    line("row", [](const Column& column) { return column.name; });
+    const auto all = static_cast<long long>(answer.rows.size());
+    const long long shown = options.limit < all ? options.limit : all;
+    for (const std::size_t row : std::vector(answer.rows.begin(), answer.rows.begin() + shown))
+        line(std::to_string(row + 1), [row](const Column& column) { return column.texts[row]; });
+    if (shown < all)
+        std::printf("... and %lld more\n", all - shown);
+}
+
+} // namespace
+} // namespace Rules
+
+int main(int argumentCount, char** arguments) {
+    using namespace Rules;
+    Options options;
+    CLI::App app("Finds the rows of a table for which a three-valued rule holds.");
+    app.add_option("table", options.table, "comma-separated file; its first line names the columns")
+        ->capture_default_str();
+    app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
+        ->capture_default_str();
+    app.add_option("--block-size", options.blockSize, "rows worked on at a time")
+        ->check(CLI::Range(1, 1 << 20))
+        ->capture_default_str();
+    app.add_option("--limit", options.limit, "rows to print at most")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    CLI11_PARSE(app, argumentCount, arguments);
+    try {
+        const Table table = readTable(options.table);
+        print(evaluate(compileRule(options.rule, table), table, options), table, options);
+        return std::fflush(stdout) == 0 ? 0 : 1;
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "rules: %s: not enough memory\n", options.table.c_str());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "rules: %s\n", error.what());
+    }
+    return 1;
+}
