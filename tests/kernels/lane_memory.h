@@ -53,6 +53,8 @@ class LaneMemory {
 
     /// The first byte in which `actual` is not what this memory says; empty if there is none.
     std::string firstDifference(const LaneMemory& actual) const {
+        if (actual.bytes == bytes)
+            return {};
         for (std::size_t i = 0; i < bytes.size(); ++i) {
             const std::size_t open = openLanes[i];
             const bool same = open == 0 ? actual.bytes[i] == bytes[i]

@@ -3,6 +3,7 @@
 
 #include <fenletexec/element_kinds.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -121,34 +122,35 @@ inline const std::vector<std::uint64_t>& specialBits(CpuElementKind kind) {
     }
 }
 
-/// One value's bits: special ones, any bits at all, and in between small whole numbers, which most
-/// programs hold.
-inline std::uint64_t drawBits(CpuElementKind kind, Draw& draw) {
-    const std::uint64_t choice = draw.next();
-    const std::vector<std::uint64_t>& special = specialBits(kind);
-    if (choice % 8 < 4)
-        return special[(choice >> 8) % special.size()];
-    if (choice % 8 < 6)
-        return choice >> 8;
-    const int whole = static_cast<int>((choice >> 8) % 201) - 100;
-    if (kind == CpuElementKind::Float32 || kind == CpuElementKind::Float64) {
-        const auto wide = static_cast<double>(whole);
-        const auto narrow = static_cast<float>(whole);
-        std::uint64_t bits = 0;
-        if (kind == CpuElementKind::Float32)
-            std::memcpy(&bits, &narrow, sizeof narrow);
-        else
-            std::memcpy(&bits, &wide, sizeof wide);
-        return bits;
-    }
+/// The bits of a small whole number, as most programs hold them. A `Half` is any below 2.
+inline std::uint64_t drawWholeBits(CpuElementKind kind, Draw& draw) {
+    const int whole = draw.below(201) - 100;
+    if (kind == CpuElementKind::Float32)
+        return std::bit_cast<std::uint32_t>(static_cast<float>(whole));
+    if (kind == CpuElementKind::Float64)
+        return std::bit_cast<std::uint64_t>(static_cast<double>(whole));
+    if (kind == CpuElementKind::Half)
+        return draw.next() & 0xBFFF;
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(whole));
 }
 
+/// One value's bits: special ones, any bits at all, and small whole numbers.
+inline std::uint64_t drawBits(CpuElementKind kind, Draw& draw) {
+    const std::vector<std::uint64_t>& special = specialBits(kind);
+    const int choice = draw.below(4);
+    if (choice < 2)
+        return special[draw.next() % special.size()];
+    return choice == 2 ? draw.next() : drawWholeBits(kind, draw);
+}
+
+using DrawBits = std::uint64_t (*)(CpuElementKind kind, Draw& draw);
+
 /// Fills `lanes` lanes at `area` with drawn values.
-inline void drawLanes(unsigned char* area, CpuElementKind kind, std::int64_t lanes, Draw& draw) {
+inline void drawLanes(unsigned char* area, CpuElementKind kind, std::int64_t lanes, Draw& draw,
+                      DrawBits drawOne = &drawBits) {
     const auto bytes = static_cast<std::size_t>(elementSize(kind));
     for (std::int64_t lane = 0; lane < lanes; ++lane) {
-        const std::uint64_t bits = drawBits(kind, draw);
+        const std::uint64_t bits = drawOne(kind, draw);
         std::memcpy(area + static_cast<std::size_t>(lane) * bytes, &bits, bytes);
     }
 }

@@ -106,6 +106,7 @@ struct Call {
     LaneSpread spread; ///< of the working type, in which a scalar reaches the operation
     LaneOperation operation;
     LaneMap toResult; ///< null where the operation gives lanes of the result
+    std::int64_t workingBytes;
     std::int64_t resultBytes;
     bool dividesIntegers;
 
@@ -184,22 +185,21 @@ void Call::scalarShape(Pace pace) const {
 void Call::work(std::int64_t first, std::int64_t count, const unsigned char* repeated) const {
     WidestTile leftTile;
     WidestTile rightTile;
-    const unsigned char* rightLanes =
+    const unsigned char* const rightLanes =
         right.isScalar ? repeated : right.fetch(first, count, rightTile);
-    if (dividesIntegers) {
-        const LaneSpan divisible = settleZeroDivisors(first, count, rightLanes);
-        rightLanes += divisible.first * resultBytes;
-        first += divisible.first;
-        count = divisible.count;
-    }
+    const LaneSpan span =
+        dividesIntegers ? settleZeroDivisors(first, count, rightLanes) : LaneSpan{0, count};
+    const std::int64_t skippedBytes = span.first * workingBytes;
     const unsigned char* const leftLanes =
-        left.isScalar ? repeated : left.fetch(first, count, leftTile);
+        left.isScalar ? repeated + skippedBytes
+                      : left.fetch(first + span.first, span.count, leftTile);
+    unsigned char* const result = resultLane(first + span.first);
     if (toResult == nullptr) {
-        operation(resultLane(first), leftLanes, rightLanes, count);
+        operation(result, leftLanes, rightLanes + skippedBytes, span.count);
     } else {
         WidestTile worked;
-        operation(worked.bytes, leftLanes, rightLanes, count);
-        toResult(resultLane(first), worked.bytes, count);
+        operation(worked.bytes, leftLanes, rightLanes + skippedBytes, span.count);
+        toResult(result, worked.bytes, span.count);
     }
 }
 
@@ -309,6 +309,7 @@ void arithmetic(const ArithmeticArgs& args) {
                     &spreadRun<ScalarBits>,
                     operation,
                     toResult<Result>(),
+                    sizeof(Working<Result>),
                     sizeof(Result),
                     dividesIntegers};
     call.run();
