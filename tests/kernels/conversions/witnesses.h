@@ -1,0 +1,95 @@
+// Other ways of converting to and from `Half`, where the machine or the compiler has them.
+#pragma once
+
+#include "conversion_checks.h"
+
+#include <vector>
+
+#if defined(__x86_64__)
+#include <cpuid.h>
+#include <immintrin.h>
+#endif
+
+namespace Fenlet {
+
+/// Converts all of the values in a way of its own, which `name` tells.
+template <class To, class From>
+struct Witness {
+    const char* name;
+    std::vector<To> (*convert)(const std::vector<From>& in);
+};
+
+#if defined(__x86_64__)
+inline constexpr std::size_t f16cLanes = 8;
+
+/// Whether the processor has the instructions, and the system keeps the registers that they use.
+inline bool hasF16c() {
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    return __get_cpuid(1, &a, &b, &c, &d) != 0 && (c & bit_F16C) != 0 &&
+           __builtin_cpu_supports("avx");
+}
+
+[[gnu::target("avx,f16c")]] inline void narrowEight(Half* out, const float* in) {
+    const __m128i halves = _mm256_cvtps_ph(_mm256_loadu_ps(in), _MM_FROUND_TO_NEAREST_INT);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), halves);
+}
+
+[[gnu::target("avx,f16c")]] inline void widenEight(float* out, const Half* in) {
+    const __m128i halves = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    _mm256_storeu_ps(out, _mm256_cvtph_ps(halves));
+}
+
+/// `convertEight` over all of `in`, which is filled up to whole eights.
+template <class To, class From, void (*convertEight)(To* out, const From* in)>
+std::vector<To> convertedInEights(const std::vector<From>& in) {
+    std::vector<From> padded = in;
+    padded.resize((in.size() + f16cLanes - 1) / f16cLanes * f16cLanes);
+    std::vector<To> out(padded.size());
+    for (std::size_t i = 0; i < padded.size(); i += f16cLanes)
+        convertEight(&out[i], &padded[i]);
+    out.resize(in.size());
+    return out;
+}
+#endif
+
+#ifdef FENLET_TEST_HAS_FLOAT16
+/// By the compiler's own binary16 type, which is software here and too slow for every word there
+/// is.
+template <class To, class From>
+std::vector<To> convertedThroughFloat16(const std::vector<From>& in) {
+    std::vector<To> out(in.size());
+    std::transform(in.begin(), in.end(), out.begin(), [](From value) {
+        if constexpr (isSame<To, Half>)
+            return std::bit_cast<Half>(static_cast<_Float16>(value));
+        else
+            return static_cast<To>(std::bit_cast<_Float16>(value));
+    });
+    return out;
+}
+#endif
+
+/// The ways that there are here. Integer arithmetic is always there besides.
+template <class To, class From>
+std::vector<Witness<To, From>> witnessesHere() {
+    std::vector<Witness<To, From>> witnesses;
+#if defined(__x86_64__)
+    if constexpr (isSame<To, Half> && isSame<From, float>)
+        if (hasF16c())
+            witnesses.push_back({"F16C", convertedInEights<Half, float, narrowEight>});
+    if constexpr (isSame<To, float> && isSame<From, Half>)
+        if (hasF16c())
+            witnesses.push_back({"F16C", convertedInEights<float, Half, widenEight>});
+#endif
+#ifdef FENLET_TEST_HAS_FLOAT16
+    constexpr bool narrows = isSame<To, Half> && sizeof(From) == 8;
+    constexpr bool widens = isSame<From, Half> && (isSame<To, float> || isSame<To, double>);
+    if constexpr (narrows || widens)
+        witnesses.push_back({"_Float16", convertedThroughFloat16<To, From>});
+#endif
+    return witnesses;
+}
+
+} // namespace Fenlet
