@@ -116,12 +116,13 @@ inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) 
     std::uint64_t kept = number.magnitude;
     bool half = false;
     bool sticky = false;
-    for (int exponent = number.exponent; exponent < place; ++exponent) {
+    int dropped = place - number.exponent;
+    for (; dropped > 0; --dropped) {
         sticky = sticky || half;
         half = (kept & 1) != 0;
         kept >>= 1;
     }
-    for (int exponent = number.exponent; exponent > place; --exponent)
+    for (; dropped < 0; ++dropped)
         kept <<= 1;
     if (half && (sticky || (kept & 1) != 0))
         ++kept;

@@ -175,8 +175,11 @@ Instruction CaseBuilder::randomInstruction() {
     instruction.op = static_cast<OpCode>(chance.below(chance.oneIn(200) ? 27 : 24));
     if (chance.oneIn(6))
         instruction.op = sources[chance.below(4)];
+    // The families with the most kernels, so that all of them are met.
     if (chance.oneIn(6))
         instruction.op = OpCode::Select;
+    if (chance.oneIn(4))
+        instruction.op = static_cast<OpCode>(static_cast<int>(OpCode::Add) + chance.below(4));
     instruction.result = anyRegister();
     instruction.immediate = chance.below(chance.oneIn(30) ? 3 : 1);
     for (int slot = 0; slot < opCodeArity(instruction.op); ++slot)

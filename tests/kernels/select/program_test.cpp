@@ -178,7 +178,8 @@ TEST(SelectStep, RefusesArmsWithoutAKernelWhenItFirstRuns) {
     for (const RegisterFormat result : formats)
         for (const RegisterFormat whenTrue : formats)
             for (const RegisterFormat whenFalse : formats) {
-                SelectBench bench(result, 1, {triboolOf(1, {}, {}), {whenTrue, 1}, {whenFalse, 1}});
+                SelectBench bench(result, 1,
+                                  {{RegisterFormat::Tribool, 1}, {whenTrue, 1}, {whenFalse, 1}});
                 Interpreter& interpreter = bench.interpreter;
                 ASSERT_TRUE(interpreter.configure(bench.program, 4));
                 EXPECT_TRUE(interpreter.evaluate(0, 0, bench.host.bindings, bench.host.sink));
