@@ -1,5 +1,5 @@
-# What `cmake --install` puts down: the libraries, their headers, and a package that
-# `find_package(fenletexec)` finds.
+# What `cmake --install` puts down: the libraries, their headers, and what `find_package(fenletexec)`
+# and pkg-config find. The installed folder may be moved.
 include(CMakePackageConfigHelpers)
 
 set(fenletPackageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/fenletexec)
@@ -18,3 +18,13 @@ write_basic_package_version_file(fenletexecConfigVersion.cmake COMPATIBILITY Sam
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfigVersion.cmake
   DESTINATION ${fenletPackageFolder})
+
+set(fenletStaticFlags)
+if(NOT BUILD_SHARED_LIBS)
+  set(fenletStaticFlags " -DFENLETEXEC_STATIC -DFENLETIR_STATIC")
+endif()
+file(RELATIVE_PATH fenletIncludeFromPc
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(cmake/fenletexec.pc.in fenletexec.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexec.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
