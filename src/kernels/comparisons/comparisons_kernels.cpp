@@ -49,7 +49,7 @@ struct UnknownWhereEitherIsInvalid {
     using Right = unsigned char;
     using Out = unsigned char;
     static unsigned char apply(Left left, Right right) {
-        return (left != 0) & (right != 0) ? static_cast<unsigned char>(0) : unknown;
+        return ((left != 0) & (right != 0)) ? static_cast<unsigned char>(0) : unknown;
     }
 };
 
