@@ -104,4 +104,24 @@ class LaneMemory {
     bool ambiguous = false;
 };
 
+/// The offsets of areas that stand apart from each other, with guard bytes around each.
+class AreaRow {
+  public:
+    /// The first area begins `misalignment` bytes past an aligned place.
+    explicit AreaRow(int misalignment) : end(static_cast<std::size_t>(misalignment)) {}
+
+    /// Where the next area begins, of so many lanes.
+    std::size_t place(CpuElementKind kind, std::int64_t lanes) {
+        const std::size_t start = end + guardBytes;
+        end = start + static_cast<std::size_t>(lanes * elementSize(kind));
+        return start;
+    }
+    /// A memory with room for all of them.
+    LaneMemory memory() const { return LaneMemory(end + guardBytes); }
+
+  private:
+    static constexpr std::size_t guardBytes = 64;
+    std::size_t end;
+};
+
 } // namespace Fenlet

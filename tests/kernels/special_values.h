@@ -15,6 +15,11 @@ inline constexpr CpuElementKind everyKind[] = {CpuElementKind::Unsupported, CpuE
                                                CpuElementKind::Half,        CpuElementKind::Float32,
                                                CpuElementKind::Float64};
 
+/// The kinds that numbers are stored in, from the lowest rank to the highest.
+inline constexpr CpuElementKind numericKinds[] = {CpuElementKind::Int32, CpuElementKind::Int64,
+                                                  CpuElementKind::Half, CpuElementKind::Float32,
+                                                  CpuElementKind::Float64};
+
 /// The seven kinds and numbers that are none.
 inline constexpr CpuElementKind everyKindAndStrays[] = {
     CpuElementKind::Unsupported,    CpuElementKind::Tribool,

@@ -209,17 +209,12 @@ const std::vector<ArithmeticBuild>& everyArithmeticBuild() {
 }
 
 LaneMemory layOutApart(ArithmeticCall& call, int misalignment, Draw& draw) {
-    std::size_t end = static_cast<std::size_t>(misalignment);
-    const auto place = [&end](CpuElementKind kind, std::int64_t lanes) {
-        const std::size_t start = end + 64;
-        end = start + static_cast<std::size_t>(lanes * elementSize(kind));
-        return start;
-    };
-    call.places.left = place(call.kinds.left, call.leftLanes());
-    call.places.result = place(call.kinds.result, call.lanes());
-    call.places.right = place(call.kinds.right, call.rightLanes());
-    call.places.validity = place(CpuElementKind::Tribool, call.count);
-    LaneMemory memory(end + 64);
+    AreaRow areas(misalignment);
+    call.places.left = areas.place(call.kinds.left, call.leftLanes());
+    call.places.result = areas.place(call.kinds.result, call.lanes());
+    call.places.right = areas.place(call.kinds.right, call.rightLanes());
+    call.places.validity = areas.place(CpuElementKind::Tribool, call.count);
+    LaneMemory memory = areas.memory();
     drawLanes(memory.at(call.places.left), call.kinds.left, call.leftLanes(), draw);
     drawLanes(memory.at(call.places.right), call.kinds.right, call.rightLanes(), draw);
     drawValidity(memory.at(call.places.validity), call.count, draw);

@@ -159,21 +159,16 @@ void drawConditions(unsigned char* area, std::int64_t conditions, int runLength,
 }
 
 LaneMemory layOutApart(SelectCall& call, int misalignment, int runLength, Draw& draw) {
-    std::size_t end = static_cast<std::size_t>(misalignment);
-    const auto place = [&end](CpuElementKind kind, std::int64_t lanes) {
-        const std::size_t start = end + 64;
-        end = start + static_cast<std::size_t>(lanes * elementSize(kind));
-        return start;
-    };
+    AreaRow areas(misalignment);
     SelectPlaces& places = call.places;
-    places.whenTrue = place(call.kinds.whenTrue, call.lanes());
-    places.result = place(call.kinds.result, call.lanes());
-    places.whenFalse = place(call.kinds.whenFalse, call.lanes());
-    places.condition = place(tribool, call.conditions());
-    places.whenTrueValidity = place(tribool, call.count);
-    places.resultValidity = place(tribool, call.count);
-    places.whenFalseValidity = place(tribool, call.count);
-    LaneMemory memory(end + 64);
+    places.whenTrue = areas.place(call.kinds.whenTrue, call.lanes());
+    places.result = areas.place(call.kinds.result, call.lanes());
+    places.whenFalse = areas.place(call.kinds.whenFalse, call.lanes());
+    places.condition = areas.place(tribool, call.conditions());
+    places.whenTrueValidity = areas.place(tribool, call.count);
+    places.resultValidity = areas.place(tribool, call.count);
+    places.whenFalseValidity = areas.place(tribool, call.count);
+    LaneMemory memory = areas.memory();
     drawLanes(memory.at(places.whenTrue), call.kinds.whenTrue, call.lanes(), draw);
     drawLanes(memory.at(places.whenFalse), call.kinds.whenFalse, call.lanes(), draw);
     drawConditions(memory.at(places.condition), call.conditions(), runLength, draw);

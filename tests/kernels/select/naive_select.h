@@ -12,10 +12,6 @@
 
 namespace Fenlet {
 
-inline constexpr CpuElementKind numericKinds[] = {CpuElementKind::Int32, CpuElementKind::Int64,
-                                                  CpuElementKind::Half, CpuElementKind::Float32,
-                                                  CpuElementKind::Float64};
-
 struct SelectKinds {
     CpuElementKind result;
     CpuElementKind whenTrue;

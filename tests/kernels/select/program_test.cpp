@@ -1,10 +1,8 @@
 // Select as a step of a program.
 #include "doubles/expectations.h"
-#include "doubles/program_sketch.h"
-#include "doubles/recording.h"
+#include "kernels/step_bench.h"
 
 #include <cstdint>
-#include <functional>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -14,68 +12,18 @@ namespace {
 using namespace Doubles;
 using Bytes = std::vector<unsigned char>;
 
-/// A register's declaration, and what the host loads into it.
-struct Operand {
-    RegisterFormat format;
-    int multiplicity;
-    std::function<void(const FieldRead&)> load = [](const FieldRead&) {};
-};
-
-template <class Lane>
-Operand operandOf(RegisterFormat format, int multiplicity, std::vector<Lane> lanes,
-                  Bytes validity) {
-    return {format, multiplicity, [lanes, validity](const FieldRead& request) {
-                storeLanes(request.values, lanes);
-                storeLanes(request.validity, validity);
-            }};
-}
-
-Operand triboolOf(int multiplicity, Bytes lanes, Bytes validity) {
-    return operandOf(RegisterFormat::Tribool, multiplicity, std::move(lanes), std::move(validity));
-}
-
-Operand singleOf(int multiplicity, std::vector<float> lanes, Bytes validity) {
-    return operandOf(RegisterFormat::Float32, multiplicity, std::move(lanes), std::move(validity));
-}
-
-/// Loads registers 0 to 2 and selects by the first between the other two into register 3.
-struct SelectBench {
-    ProgramSketch program;
-    RecordingHost host;
-    Interpreter interpreter;
-
+/// Selects by register 0 between registers 1 and 2 into register 3.
+struct SelectBench : StepBench {
     SelectBench(RegisterFormat resultFormat, int resultMultiplicity,
-                const std::vector<Operand>& operands) {
-        program.fields.resize(1);
-        for (const Operand& operand : operands)
-            program.addRegister(operand.format, operand.multiplicity);
-        const std::int32_t result = program.addRegister(resultFormat, resultMultiplicity);
-        const std::int32_t indices = program.addRegister(RegisterFormat::Int32);
-        for (std::int32_t number = 0; number < result; ++number)
-            program.add(OpCode::LoadField, number, {indices}, 0);
-        program.add(OpCode::Select, result, {0, 1, 2});
-        host.field.answer = [this, operands](const FieldRead& request) {
-            operands[(host.field.reads.size() - 1) % operands.size()].load(request);
-            return true;
-        };
-    }
-
-    bool run(int count) {
-        return interpreter.configure(program, count) &&
-               interpreter.evaluate(0, count, host.bindings, host.sink);
-    }
-    template <class Lane>
-    std::vector<Lane> lanesIn(int number) const {
-        return liveLanes<Lane>(interpreter.registerFile(), number);
-    }
-    Bytes validityIn(int number) const { return liveValidity(interpreter.registerFile(), number); }
+                const std::vector<LoadedRegister>& operands)
+        : StepBench(OpCode::Select, resultFormat, resultMultiplicity, operands) {}
 };
 
 TEST(SelectStep, TakesByTheConditionsValueWhateverItsValidity) {
     SelectBench bench(RegisterFormat::Float32, 1,
-                      {triboolOf(1, {1, 1, 0, 0, 255}, {0, 0, 0, 1, 1}),
-                       singleOf(1, {1, 2, 3, 4, 5}, {1, 0, 1, 1, 1}),
-                       singleOf(1, {6, 7, 8, 9, 10}, {1, 1, 1, 0, 1})});
+                      {loadedTribools(1, {1, 1, 0, 0, 255}, {0, 0, 0, 1, 1}),
+                       loadedSingles(1, {1, 2, 3, 4, 5}, {1, 0, 1, 1, 1}),
+                       loadedSingles(1, {6, 7, 8, 9, 10}, {1, 1, 1, 0, 1})});
     ASSERT_TRUE(bench.run(5));
     EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 8, 9, 0}));
     EXPECT_EQ(bench.validityIn(3), (Bytes{1, 0, 1, 0, 0}));
@@ -83,10 +31,10 @@ TEST(SelectStep, TakesByTheConditionsValueWhateverItsValidity) {
 
 TEST(SelectStep, TakesAConditionForEachComponent) {
     SelectBench bench(RegisterFormat::Int32, 2,
-                      {triboolOf(2, {1, 0, 1, 1, 255, 0}, {1, 1, 0}),
-                       singleOf(2, {1.9f, 2, 3, 4, 5, 6}, {1, 1, 1}),
-                       operandOf<std::int64_t>(RegisterFormat::Int64, 2,
-                                               {7, 5000000000, 9, 10, 11, 12}, {0, 0, 1})});
+                      {loadedTribools(2, {1, 0, 1, 1, 255, 0}, {1, 1, 0}),
+                       loadedSingles(2, {1.9f, 2, 3, 4, 5, 6}, {1, 1, 1}),
+                       loaded<std::int64_t>(RegisterFormat::Int64, 2,
+                                            {7, 5000000000, 9, 10, 11, 12}, {0, 0, 1})});
     ASSERT_TRUE(bench.run(3));
     EXPECT_EQ(bench.lanesIn<std::int32_t>(3),
               (std::vector<std::int32_t>{1, 705032704, 3, 4, 0, 12}));
@@ -97,9 +45,9 @@ TEST(SelectStep, TakesAConditionForEachComponent) {
 // area before the kernel runs, which is the second arm's own.
 TEST(SelectStep, MayHaveItsSecondArmAsResult) {
     SelectBench bench(RegisterFormat::Float32, 1,
-                      {triboolOf(1, {0, 0, 0, 1}, {1, 0, 1, 1}),
-                       singleOf(1, {1, 2, 3, 4}, {1, 1, 0, 1}),
-                       singleOf(1, {5, 6, 7, 8}, {1, 1, 1, 0})});
+                      {loadedTribools(1, {0, 0, 0, 1}, {1, 0, 1, 1}),
+                       loadedSingles(1, {1, 2, 3, 4}, {1, 1, 0, 1}),
+                       loadedSingles(1, {5, 6, 7, 8}, {1, 1, 1, 0})});
     bench.program.instructions.back().result = 2;
     ASSERT_TRUE(bench.run(4));
     EXPECT_EQ(bench.lanesIn<float>(2), (std::vector<float>{5, 6, 7, 4}));
@@ -108,9 +56,9 @@ TEST(SelectStep, MayHaveItsSecondArmAsResult) {
 
 TEST(SelectStep, MayHaveItsFirstArmAsResult) {
     SelectBench bench(RegisterFormat::Float32, 1,
-                      {triboolOf(1, {1, 1, 0, 255}, {1, 0, 0, 1}),
-                       singleOf(1, {1, 2, 3, 4}, {1, 1, 1, 1}),
-                       singleOf(1, {5, 6, 7, 8}, {1, 1, 1, 1})});
+                      {loadedTribools(1, {1, 1, 0, 255}, {1, 0, 0, 1}),
+                       loadedSingles(1, {1, 2, 3, 4}, {1, 1, 1, 1}),
+                       loadedSingles(1, {5, 6, 7, 8}, {1, 1, 1, 1})});
     bench.program.instructions.back().result = 1;
     ASSERT_TRUE(bench.run(4));
     EXPECT_EQ(bench.lanesIn<float>(1), (std::vector<float>{1, 2, 7, 0}));
@@ -119,9 +67,9 @@ TEST(SelectStep, MayHaveItsFirstArmAsResult) {
 
 TEST(SelectStep, MayHaveItsConditionAsResult) {
     SelectBench bench(RegisterFormat::Tribool, 2,
-                      {triboolOf(2, {1, 0, 255, 1, 2, 2}, {1, 1, 1}),
-                       triboolOf(2, {0, 0, 1, 255, 0, 0}, {1, 1, 1}),
-                       triboolOf(2, {1, 1, 1, 1, 77, 1}, {1, 1, 1})});
+                      {loadedTribools(2, {1, 0, 255, 1, 2, 2}, {1, 1, 1}),
+                       loadedTribools(2, {0, 0, 1, 255, 0, 0}, {1, 1, 1}),
+                       loadedTribools(2, {1, 1, 1, 1, 77, 1}, {1, 1, 1})});
     bench.program.instructions.back().result = 0;
     ASSERT_TRUE(bench.run(3));
     EXPECT_EQ(bench.lanesIn<unsigned char>(0), (Bytes{0, 1, 255, 255, 77, 1}));
@@ -130,32 +78,34 @@ TEST(SelectStep, MayHaveItsConditionAsResult) {
 
 TEST(SelectStep, ReadsAnArmWithTheResultsStride) {
     SelectBench bench(RegisterFormat::Float32, 1,
-                      {triboolOf(1, {1, 1, 1, 0}, {1, 1, 1, 1}),
-                       singleOf(2, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 1, 1, 1}),
-                       singleOf(1, {10, 20, 30, 40}, {1, 1, 1, 1})});
+                      {loadedTribools(1, {1, 1, 1, 0}, {1, 1, 1, 1}),
+                       loadedSingles(2, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 1, 1, 1}),
+                       loadedSingles(1, {10, 20, 30, 40}, {1, 1, 1, 1})});
     ASSERT_TRUE(bench.run(4));
     EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 3, 40}));
 }
 
 TEST(SelectStep, IsRefusedForAConditionThatIsNoTribool) {
-    SelectBench bench(RegisterFormat::Float32, 1,
-                      {singleOf(1, {}, {}), singleOf(1, {}, {}), singleOf(1, {}, {})});
+    SelectBench bench(
+        RegisterFormat::Float32, 1,
+        {loadedSingles(1, {}, {}), loadedSingles(1, {}, {}), loadedSingles(1, {}, {})});
     expectConfigureRefuses(bench.program, ExecRefusal::KindMismatch,
                            "Select's condition must be a boolean register");
 }
 
 TEST(SelectStep, IsRefusedForAConditionOfAnotherMultiplicity) {
-    SelectBench bench(RegisterFormat::Float32, 3,
-                      {triboolOf(2, {}, {}), singleOf(3, {}, {}), singleOf(3, {}, {})});
+    SelectBench bench(
+        RegisterFormat::Float32, 3,
+        {loadedTribools(2, {}, {}), loadedSingles(3, {}, {}), loadedSingles(3, {}, {})});
     expectConfigureRefuses(bench.program, ExecRefusal::MultiplicityMismatch,
                            "Select's condition is neither scalar nor component-matched");
 }
 
 // The same two refusals from a step that nobody has checked before it runs, in the same order.
 TEST(SelectStep, IsCheckedAgainWhenItRuns) {
-    SelectBench bench(
-        RegisterFormat::Float32, 3,
-        {triboolOf(1, {1}, {1}), singleOf(3, {1, 2, 3}, {1}), singleOf(3, {4, 5, 6}, {1})});
+    SelectBench bench(RegisterFormat::Float32, 3,
+                      {loadedTribools(1, {1}, {1}), loadedSingles(3, {1, 2, 3}, {1}),
+                       loadedSingles(3, {4, 5, 6}, {1})});
     ASSERT_TRUE(bench.run(1));
     Interpreter::Step step = bench.interpreter.plan().back();
     step.operandMultiplicities[0] = 2;

@@ -148,15 +148,10 @@ const std::vector<UnaryBuild>& everyUnaryBuild() {
 }
 
 LaneMemory layOutApart(UnaryCall& call, int misalignment, Draw& draw) {
-    std::size_t end = static_cast<std::size_t>(misalignment);
-    const auto place = [&end](CpuElementKind kind, std::int64_t lanes) {
-        const std::size_t start = end + 64;
-        end = start + static_cast<std::size_t>(lanes * elementSize(kind));
-        return start;
-    };
-    call.operand = place(call.kinds.operand, call.operandLanes());
-    call.result = place(call.kinds.result, call.resultLanes());
-    LaneMemory memory(end + 64);
+    AreaRow areas(misalignment);
+    call.operand = areas.place(call.kinds.operand, call.operandLanes());
+    call.result = areas.place(call.kinds.result, call.resultLanes());
+    LaneMemory memory = areas.memory();
     drawLanes(memory.at(call.operand), call.kinds.operand, call.operandLanes(), draw);
     return memory;
 }
