@@ -6,10 +6,64 @@
 #include <algorithm>
 
 namespace Fenlet {
+namespace {
+
+std::int64_t packedBytes(CpuElementKind kind, std::int32_t components) {
+    return std::int64_t{elementSize(kind)} * components;
+}
+
+/// Positions of one ascending run of element numbers, over elements that lie side by side.
+void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& request) {
+    const std::int64_t start = request.indices[0];
+    const std::int64_t count = request.count;
+    // The part of the run that lies within the array, in positions.
+    const std::int64_t before = start >= 0 ? 0 : start <= -count ? count : -start;
+    const bool isInside = start + before >= 0 && start + before < array.count;
+    const std::int64_t end =
+        isInside ? before + std::min(count - before, array.count - (start + before)) : before;
+    constexpr unsigned char invalid = 0;
+    std::fill(request.validity, request.validity + before, invalid);
+    std::fill(request.validity + end, request.validity + count, invalid);
+
+    const auto* const elements = static_cast<const unsigned char*>(array.data);
+    const std::int64_t valueBytes = packedBytes(request.kind, array.components);
+    const auto isMissing = [&](std::int64_t position) {
+        return array.validity != nullptr && array.validity[start + position] == 0;
+    };
+    // What is missing parts the run into shorter ones: its values are not to be read.
+    for (std::int64_t from = before; from < end;) {
+        std::int64_t to = array.validity == nullptr ? end : from;
+        while (to < end && !isMissing(to))
+            ++to;
+        if (to > from)
+            convert(request.values + from * valueBytes, elements + (start + from) * array.stride,
+                    (to - from) * array.components);
+        for (from = to; from < end && isMissing(from); ++from)
+            request.validity[from] = invalid;
+    }
+}
+
+void readSingly(const ArrayView& array, LaneConversion convert, const FieldRead& request) {
+    const auto* const elements = static_cast<const unsigned char*>(array.data);
+    const std::int64_t valueBytes = packedBytes(request.kind, array.components);
+    for (std::int64_t i = 0; i < request.count; ++i) {
+        const std::int64_t index = request.indices[i];
+        if (request.validity[i] == 0)
+            continue;
+        if (index < 0 || index >= array.count ||
+            (array.validity != nullptr && array.validity[index] == 0))
+            request.validity[i] = 0;
+        else
+            convert(request.values + i * valueBytes, elements + index * array.stride,
+                    array.components);
+    }
+}
+
+} // namespace
 
 ArrayField::ArrayField(const ArrayView& newArray) : array(newArray) {
     if (array.stride == 0)
-        array.stride = std::int64_t{elementSize(array.kind)} * array.components;
+        array.stride = packedBytes(array.kind, array.components);
 }
 
 ArrayField::~ArrayField() = default;
@@ -18,42 +72,11 @@ bool ArrayField::read(const FieldRead& request) {
     const LaneConversion convert = laneConversion(request.kind, array.kind);
     if (convert == nullptr || request.multiplicity != array.components)
         return false;
-    const auto* const elements = static_cast<const unsigned char*>(array.data);
-    const std::int64_t elementBytes = std::int64_t{elementSize(array.kind)} * array.components;
-    const std::int64_t valueBytes = std::int64_t{elementSize(request.kind)} * array.components;
-    const auto has = [this](std::int64_t index) { return index >= 0 && index < array.count; };
-
-    if (request.contiguous && request.count > 0 && array.stride == elementBytes) {
-        // The part of the run that lies within the array, in positions.
-        const std::int64_t start = request.indices[0];
-        const std::int64_t before = start >= 0                ? 0
-                                    : start <= -request.count ? request.count
-                                                              : -start;
-        const std::int64_t inside =
-            has(start + before)
-                ? std::min<std::int64_t>(request.count - before, array.count - (start + before))
-                : 0;
-        for (std::int64_t i = 0; i < request.count; ++i)
-            if (i < before || i >= before + inside)
-                request.validity[i] = 0;
-        if (inside > 0)
-            convert(request.values + before * valueBytes,
-                    elements + (start + before) * elementBytes, inside * array.components);
-        for (std::int64_t i = before; array.validity != nullptr && i < before + inside; ++i)
-            if (array.validity[start + i] == 0)
-                request.validity[i] = 0;
-        return true;
-    }
-    for (std::int64_t i = 0; i < request.count; ++i) {
-        const std::int64_t index = request.indices[i];
-        if (request.validity[i] == 0)
-            continue;
-        if (!has(index) || (array.validity != nullptr && array.validity[index] == 0))
-            request.validity[i] = 0;
-        else
-            convert(request.values + i * valueBytes, elements + index * array.stride,
-                    array.components);
-    }
+    const bool isPacked = array.stride == packedBytes(array.kind, array.components);
+    if (request.contiguous && request.count > 0 && isPacked)
+        readRun(array, convert, request);
+    else
+        readSingly(array, convert, request);
     return true;
 }
 

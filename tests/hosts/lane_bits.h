@@ -1,0 +1,123 @@
+// Lanes of any kind as bit patterns, and what a conversion is to make of them.
+#pragma once
+
+#include "oracle/exact_conversions.h"
+
+#include <fenletexec/element_kinds.h>
+
+#include <cstdint>
+#include <cstring>
+#include <ostream>
+#include <vector>
+
+namespace Fenlet {
+
+/// For messages of failed checks.
+inline void PrintTo(CpuElementKind kind, std::ostream* out) {
+    *out << cpuElementKindName(kind);
+}
+
+namespace Hosts {
+
+using Bytes = std::vector<unsigned char>;
+
+inline constexpr CpuElementKind allKinds[] = {CpuElementKind::Tribool, CpuElementKind::Int32,
+                                              CpuElementKind::Int64,   CpuElementKind::Half,
+                                              CpuElementKind::Float32, CpuElementKind::Float64};
+inline constexpr CpuElementKind kindsWithoutStorage[] = {
+    CpuElementKind::Unsupported, static_cast<CpuElementKind>(7), static_cast<CpuElementKind>(-1)};
+
+/// Whether lanes of `from` can become lanes of `to`.
+constexpr bool converts(CpuElementKind to, CpuElementKind from) {
+    return to == from || (to != CpuElementKind::Tribool && from != CpuElementKind::Tribool);
+}
+
+/// The bits that a lane of `from` becomes as one of `to`.
+constexpr std::uint64_t converted(CpuElementKind to, CpuElementKind from, std::uint64_t bits) {
+    return to == from ? bits : Oracle::convertBits(to, from, bits);
+}
+
+inline std::uint64_t loadBits(CpuElementKind kind, const unsigned char* lane) {
+    switch (elementSize(kind)) {
+    case 1:
+        return *lane;
+    case 2: {
+        std::uint16_t bits;
+        std::memcpy(&bits, lane, sizeof bits);
+        return bits;
+    }
+    case 4: {
+        std::uint32_t bits;
+        std::memcpy(&bits, lane, sizeof bits);
+        return bits;
+    }
+    default: {
+        std::uint64_t bits;
+        std::memcpy(&bits, lane, sizeof bits);
+        return bits;
+    }
+    }
+}
+
+inline void storeBits(CpuElementKind kind, unsigned char* lane, std::uint64_t bits) {
+    const auto half = static_cast<std::uint16_t>(bits);
+    const auto word = static_cast<std::uint32_t>(bits);
+    switch (elementSize(kind)) {
+    case 1:
+        *lane = static_cast<unsigned char>(bits);
+        break;
+    case 2:
+        std::memcpy(lane, &half, sizeof half);
+        break;
+    case 4:
+        std::memcpy(lane, &word, sizeof word);
+        break;
+    default:
+        std::memcpy(lane, &bits, sizeof bits);
+    }
+}
+
+/// Values of the kind that conversions treat in different ways: exact ones, ties, and what does not
+/// fit into a smaller kind.
+inline std::vector<std::uint64_t> tellingBits(CpuElementKind kind) {
+    switch (kind) {
+    case CpuElementKind::Tribool:
+        return {0, 1, 255, 7};
+    case CpuElementKind::Int32:
+        return {0, 1, 0xFFFFFFFE, 2049, 65520, 16777217, 0x7FFFFFFF, 0x80000000};
+    case CpuElementKind::Int64:
+        return {0,          ~std::uint64_t{1},     2051,
+                0x80000000, (1ULL << 53) + 1,      0x123456789ABCDEF0,
+                1ULL << 63, ~std::uint64_t{0} >> 1};
+    case CpuElementKind::Half:
+        return {0x0000, 0x8000, 0x3E00, 0xC500, 0x0001, 0x7BFF, 0x7C00, 0xFC00, 0x7E01};
+    case CpuElementKind::Float32:
+        return {0x00000000, 0x80000000, 0x40300000, 0xC0300000, 0x3F801000,
+                0x4F000000, 0x7F7FFFFF, 0x00000001, 0x7F800000, 0xFFC12345};
+    default:
+        return {0,
+                1ULL << 63,
+                0x4006000000000000,
+                0xC006000000000000,
+                0x3FF0000010000000,
+                0x41DFFFFFFFC00000,
+                0x43E0000000000000,
+                0x7FEFFFFFFFFFFFFF,
+                1,
+                0xFFF0000000000000,
+                0x7FF8123456789ABC};
+    }
+}
+
+/// `count` lanes, which go round and round through `tellingBits`.
+inline Bytes tellingLanes(CpuElementKind kind, std::size_t count) {
+    const auto size = static_cast<std::size_t>(elementSize(kind));
+    const std::vector<std::uint64_t> bits = tellingBits(kind);
+    Bytes bytes(count * size);
+    for (std::size_t i = 0; i < count; ++i)
+        storeBits(kind, bytes.data() + i * size, bits[i % bits.size()]);
+    return bytes;
+}
+
+} // namespace Hosts
+} // namespace Fenlet
