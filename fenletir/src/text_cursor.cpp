@@ -1,0 +1,144 @@
+#include "text_cursor.h"
+
+#include "text_words.h"
+
+namespace Fenlet::Text {
+namespace {
+
+std::optional<int> hexDigit(char byte) {
+    if (isDigit(byte))
+        return byte - '0';
+    if (byte >= 'a' && byte <= 'f')
+        return byte - 'a' + 10;
+    if (byte >= 'A' && byte <= 'F')
+        return byte - 'A' + 10;
+    return std::nullopt;
+}
+
+} // namespace
+
+void TextCursor::skipSpace() {
+    skipWhile([](char byte, char) { return byte == ' ' || byte == '\t' || byte == '\r'; });
+    if (place < text.size() && text[place] == '#')
+        skipWhile([](char byte, char) { return byte != '\n'; });
+}
+
+bool TextCursor::isAtLineEnd() {
+    skipSpace();
+    return isAtTextEnd() || text[place] == '\n';
+}
+
+void TextCursor::nextLine() {
+    if (!isAtTextEnd())
+        ++place;
+}
+
+char TextCursor::peek() {
+    skipSpace();
+    return isAtTextEnd() ? '\0' : text[place];
+}
+
+bool TextCursor::accept(char byte) {
+    skipSpace();
+    return acceptHere({&byte, 1});
+}
+
+bool TextCursor::acceptHere(std::string_view letters) {
+    if (text.substr(place, letters.size()) != letters)
+        return false;
+    place += letters.size();
+    return true;
+}
+
+bool TextCursor::expect(char byte, const char* where) {
+    return accept(byte) || failExpecting(std::string("\"") + byte + "\" " + where);
+}
+
+std::string_view TextCursor::word() {
+    skipSpace();
+    const std::size_t begin = place;
+    skipWhile([](char byte, char) { return isWordByte(byte); });
+    return since(begin);
+}
+
+std::string TextCursor::nextThing() {
+    if (isAtLineEnd())
+        return "the end of the line";
+    std::size_t length = 0;
+    while (place + length < text.size() && isWordByte(text[place + length]))
+        ++length;
+    if (length == 0)
+        length = visibleCharacter(text, place);
+    return cited(text.substr(place, length > 0 ? length : 1));
+}
+
+bool TextCursor::isAtName() {
+    return peek() == '"' || bareNameLength(text, place) > 0;
+}
+
+std::optional<std::string> TextCursor::name(const char* example) {
+    if (peek() == '"')
+        return quotedName();
+    const std::size_t length = bareNameLength(text, place);
+    if (length == 0) {
+        failExpecting(std::string("a name, as ") + example + " or \"any words\"");
+        return std::nullopt;
+    }
+    const std::size_t begin = place;
+    place += length;
+    return std::string(since(begin));
+}
+
+std::optional<std::string> TextCursor::quotedName() {
+    const std::size_t begin = place++;
+    std::string name;
+    while (!isAtTextEnd() && text[place] != '\n') {
+        const char byte = text[place++];
+        if (byte == '"')
+            return name;
+        const std::optional<char> value = byte == '\\' ? escape() : byte;
+        if (!value)
+            return std::nullopt;
+        name += *value;
+    }
+    fail(begin, "this quoted name has no end on its line");
+    return std::nullopt;
+}
+
+/// What stands for one byte in a quoted name, after its backslash.
+std::optional<char> TextCursor::escape() {
+    const std::size_t begin = place - 1;
+    const char kind = isAtTextEnd() ? '\0' : text[place++];
+    if (kind == '"' || kind == '\\')
+        return kind;
+    if (kind == 'n')
+        return '\n';
+    if (kind == 't')
+        return '\t';
+    if (kind == 'x' && text.size() - place >= 2) {
+        const std::optional<int> high = hexDigit(text[place]);
+        const std::optional<int> low = hexDigit(text[place + 1]);
+        if (high && low) {
+            place += 2;
+            return static_cast<char>(static_cast<unsigned char>(*high * 16 + *low));
+        }
+    }
+    fail(begin, "in a quoted name a backslash begins \\\\, \\\", \\n, \\t or two hexadecimal "
+                "digits, as \\x0d");
+    return std::nullopt;
+}
+
+bool TextCursor::fail(std::size_t where, std::string words) {
+    if (!hasFailed()) {
+        failure = where;
+        message = std::move(words);
+    }
+    return false;
+}
+
+bool TextCursor::failExpecting(const std::string& expected) {
+    const std::string found = nextThing();
+    return fail(place, "expected " + expected + ", found " + found);
+}
+
+} // namespace Fenlet::Text
