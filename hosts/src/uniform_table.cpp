@@ -3,7 +3,7 @@
 
 #include <fenlethosts/uniform_table.h>
 
-#include <cstring>
+#include <stdexcept>
 #include <utility>
 
 namespace Fenlet {
@@ -12,6 +12,14 @@ UniformTable::UniformTable() = default;
 UniformTable::~UniformTable() = default;
 
 void UniformTable::set(std::int32_t index, Constant value) {
+    if (index < 0)
+        throw std::invalid_argument("a uniform's number is not negative");
+    const bool isTribool = value.reals.empty() && value.integers.empty();
+    const std::size_t components = isTribool ? 1 : value.reals.size() + value.integers.size();
+    if ((!value.reals.empty() && !value.integers.empty()) || value.multiplicity < 1 ||
+        static_cast<std::size_t>(value.multiplicity) != components)
+        throw std::invalid_argument("a uniform's value holds as many components as it says, all of "
+                                    "one sort");
     const auto place = static_cast<std::size_t>(index);
     if (place >= entries.size())
         entries.resize(place + 1);

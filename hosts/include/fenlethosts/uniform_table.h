@@ -19,8 +19,9 @@ class FENLETHOSTS_API UniformTable final : public UniformSource {
     UniformTable();
     ~UniformTable() override;
 
-    /// Gives uniform `index`, which is not negative, a value, in the place of an earlier one:
-    /// `table.set(0, Constant::ofReals({0.5}))`.
+    /// Gives uniform `index` a value, in the place of an earlier one:
+    /// `table.set(0, Constant::ofReals({0.5}))`. Throws `std::invalid_argument` for a negative
+    /// number, and for a constant that holds no value or other components than it says.
     void set(std::int32_t index, Constant value);
 
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
