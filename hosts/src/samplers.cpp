@@ -30,6 +30,24 @@ void storeDoubles(CpuElementKind kind, unsigned char* out, const double* values,
         out, reinterpret_cast<const unsigned char*>(values), static_cast<std::int64_t>(count));
 }
 
+/// How far `at` is on the way from `low` to `high`: 0 to 1. Halves are subtracted where the whole
+/// way is too long for a number.
+double shareBetween(double low, double high, double at) {
+    const double width = high - low;
+    return std::isfinite(width) ? (at - low) / width : (at / 2 - low / 2) / (high / 2 - low / 2);
+}
+
+/// Exact at a share of 0, and between equal values, which may be infinite.
+double mix(double low, double high, double share) {
+    return share == 0 || low == high ? low : std::lerp(low, high, share);
+}
+
+/// The cell that a coordinate lies in, the upper one on a boundary between two.
+double nearestCell(double coordinate) {
+    const double below = std::floor(coordinate);
+    return coordinate - below < 0.5 ? below : below + 1;
+}
+
 } // namespace
 
 RampSampler::RampSampler(std::vector<RampStop> newStops) : stops(std::move(newStops)) {
@@ -72,11 +90,10 @@ bool RampSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
                              [](double x, const RampStop& stop) { return x < stop.position; });
         const RampStop& high = above == stops.end() ? stops.back() : *above;
         const RampStop& low = above == stops.begin() ? high : *(above - 1);
-        const double width = high.position - low.position;
-        const double share = width > 0 ? std::min((at - low.position) / width, 1.0) : 0.0;
+        const double share = &low == &high ? 0 : shareBetween(low.position, high.position, at);
         std::array<double, sampleComponents> mixed;
         for (std::size_t c = 0; c < components; ++c)
-            mixed[c] = low.value[c] + (high.value[c] - low.value[c]) * share;
+            mixed[c] = mix(low.value[c], high.value[c], share);
         storeDoubles(valueKind, out, mixed.data(), components);
     }
     return true;
@@ -121,8 +138,8 @@ bool GridSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
 }
 
 bool GridSampler::nearest(double x, double y, CpuElementKind kind, unsigned char* out) const {
-    const double column = std::floor(x + 0.5);
-    const double row = std::floor(y + 0.5);
+    const double column = nearestCell(x);
+    const double row = nearestCell(y);
     if (!(column >= 0 && row >= 0 && column < static_cast<double>(width) &&
           row < static_cast<double>(height)))
         return false;
