@@ -1,0 +1,23 @@
+// Every kernel, build, multiplicity and block size: what the quick tests take samples of.
+#include "naive_boolean.h"
+
+namespace Fenlet {
+namespace {
+
+TEST(BooleanSweep, EqualsANaiveLoopInEveryBuildMultiplicityAndBlockSize) {
+    Draw draw(1);
+    int number = 0;
+    for (const int multiplicity : everyMultiplicity)
+        for (int count = 1; count <= (multiplicity > 100 ? 20 : 200); ++count)
+            for (const BooleanOp op : everyBooleanOp)
+                for (const bool hasValidity : {false, true}) {
+                    BooleanCall call{op, count, multiplicity, hasValidity, {}};
+                    const LaneMemory memory = layOutApart(call, number % 8, draw);
+                    for (const BooleanBuild& build : everyBooleanBuild())
+                        EXPECT_EQ(differenceFromNaive(build, call, memory), "");
+                    ++number;
+                }
+}
+
+} // namespace
+} // namespace Fenlet

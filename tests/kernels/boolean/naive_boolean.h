@@ -1,0 +1,70 @@
+// Three-valued logic one lane at a time: what the kernels are held against.
+#pragma once
+
+#include "kernels/boolean/boolean.h"
+#include "kernels/lane_memory.h"
+#include "kernels/special_values.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+
+enum class BooleanOp { Not, And, Or, IsTrue };
+inline constexpr BooleanOp everyBooleanOp[] = {BooleanOp::Not, BooleanOp::And, BooleanOp::Or,
+                                               BooleanOp::IsTrue};
+
+/// Where the areas of a call are in a `LaneMemory`. `Not` and `IsTrue` have no right side, and only
+/// `IsTrue` has anything to do with validity.
+struct BooleanPlaces {
+    std::size_t result;
+    std::size_t resultValidity;
+    std::size_t left;
+    std::size_t leftValidity;
+    std::size_t right;
+};
+
+/// One call of a kernel, with offsets in the place of pointers.
+struct BooleanCall {
+    BooleanOp op;
+    std::int32_t count;
+    std::int32_t multiplicity;
+    bool hasLeftValidity; ///< for `IsTrue`
+    BooleanPlaces places;
+
+    std::int64_t lanes() const { return std::int64_t{count} * multiplicity; }
+    std::string name() const;
+};
+
+/// The byte that a lane's rule gives. `IsTrue` is asked about a lane of a valid element, and takes
+/// no notice of `right`; neither does `Not`.
+unsigned char decide(BooleanOp op, unsigned char left, unsigned char right);
+
+/// Runs the call in `memory`, lane by lane in ascending order; the result's validity comes last.
+void runNaively(const BooleanCall& call, LaneMemory& memory);
+
+/// One compiled form of the kernels.
+struct BooleanBuild {
+    const char* name;
+    BooleanKernels kernels;
+
+    void run(const BooleanCall& call, LaneMemory& memory) const;
+};
+
+/// The library's own, as steps call them, and the same kernels with tiles of a few lanes.
+const std::vector<BooleanBuild>& everyBooleanBuild();
+
+/// Fills lanes: half of them false, true and unknown, the others any byte.
+void drawTribools(unsigned char* area, std::int64_t lanes, Draw& draw);
+
+/// Lays the call's areas out apart from each other, beginning `misalignment` bytes past an aligned
+/// place, with guard bytes around each, and fills what is read with drawn values.
+LaneMemory layOutApart(BooleanCall& call, int misalignment, Draw& draw);
+
+/// What is different when the call runs both ways, each in a copy of `memory`; empty for nothing.
+std::string differenceFromNaive(const BooleanBuild& build, const BooleanCall& call,
+                                const LaneMemory& memory);
+
+} // namespace Fenlet
