@@ -50,21 +50,27 @@ bool TextCursor::acceptHere(std::string_view letters) {
     return true;
 }
 
+bool TextCursor::acceptWord(std::string_view wanted) {
+    skipSpace();
+    const std::size_t end = place + wanted.size();
+    return !(end < text.size() && isWordByte(text[end])) && acceptHere(wanted);
+}
+
 bool TextCursor::expect(char byte, const char* where) {
     return accept(byte) || failExpecting(std::string("\"") + byte + "\" " + where);
 }
 
-std::string_view TextCursor::word() {
+std::string_view TextCursor::bareName() {
     skipSpace();
     const std::size_t begin = place;
-    skipWhile([](char byte, char) { return isWordByte(byte); });
+    place += bareNameLength(text, place);
     return since(begin);
 }
 
 std::string TextCursor::nextThing() {
     if (isAtLineEnd())
         return "the end of the line";
-    std::size_t length = 0;
+    std::size_t length = bareNameLength(text, place);
     while (place + length < text.size() && isWordByte(text[place + length]))
         ++length;
     if (length == 0)
@@ -79,14 +85,11 @@ bool TextCursor::isAtName() {
 std::optional<std::string> TextCursor::name(const char* example) {
     if (peek() == '"')
         return quotedName();
-    const std::size_t length = bareNameLength(text, place);
-    if (length == 0) {
-        failExpecting(std::string("a name, as ") + example + " or \"any words\"");
-        return std::nullopt;
-    }
-    const std::size_t begin = place;
-    place += length;
-    return std::string(since(begin));
+    const std::string_view bare = bareName();
+    if (!bare.empty())
+        return std::string(bare);
+    failExpecting(std::string("a name, as ") + example + " or \"any words\"");
+    return std::nullopt;
 }
 
 std::optional<std::string> TextCursor::quotedName() {

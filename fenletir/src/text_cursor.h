@@ -21,7 +21,7 @@ int lineNumber(std::string_view text, std::size_t offset);
 /// `piece` in quotes, cut if it is long: for a message.
 std::string cited(std::string_view piece);
 
-/// A place in a text. What it reads it reads within a line, and it never goes back.
+/// A place in a text. What it reads it reads within a line.
 ///
 /// A reader that cannot go on calls `fail` and answers false or nothing; all its callers do the
 /// same. Only the first failure counts.
@@ -48,8 +48,13 @@ class TextCursor {
     /// Skips `letters` if they come right here, without blanks.
     bool acceptHere(std::string_view letters);
 
-    /// The letters, digits and underscores from here on, after blanks; may be empty.
-    std::string_view word();
+    /// Skips blanks and `wanted`, if just that word is next.
+    bool acceptWord(std::string_view wanted);
+
+    void goBack(std::size_t offset) { place = offset; }
+
+    /// The name without quotes that comes after blanks; empty if none does.
+    std::string_view bareName();
     /// What is next, for a message: a word, one other character, or the end of the line.
     std::string nextThing();
 

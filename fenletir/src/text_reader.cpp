@@ -1,0 +1,355 @@
+// Reading a program's text: one statement a line, each name declared before it is used.
+#include "text_registers.h"
+#include "text_values.h"
+#include "text_words.h"
+
+#include <fenletir/text.h>
+
+namespace Fenlet {
+namespace {
+
+using namespace Text;
+
+/// The fields, uniforms or samplers of a text. Either lines declare all of them before the first
+/// use, so that a misspelt name does not pass for a new one, or each is declared by its first use.
+template <class Entry>
+struct Pool {
+    const char* word;
+    std::vector<Entry> entries;
+    NameTable names;
+    std::optional<std::size_t> firstUse; ///< where the first one was declared by use
+
+    std::int32_t add(const std::string& name) {
+        const auto number = static_cast<std::int32_t>(entries.size());
+        entries.push_back({name});
+        names.add(name, number);
+        return number;
+    }
+
+    bool readDeclaration(TextCursor& cursor) {
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        const std::optional<std::string> name = cursor.name("elevation");
+        if (!name)
+            return false;
+        if (firstUse)
+            return cursor.fail(begin, std::string("each ") + word +
+                                          " is declared by its first use here, from line " +
+                                          std::to_string(cursor.lineOf(*firstUse)) +
+                                          " on; lines that declare one come before that");
+        add(*name);
+        return true;
+    }
+
+    std::optional<std::int32_t> readNumber(TextCursor& cursor, std::size_t begin) const {
+        const auto number = cursor.number<std::int32_t>("the number of an entry");
+        if (!number || (*number >= 0 && static_cast<std::size_t>(*number) < entries.size()))
+            return number;
+        cursor.fail(begin, std::string("no ") + word + " above has the number @" +
+                               std::to_string(*number));
+        return std::nullopt;
+    }
+
+    /// The number of what the text names here.
+    std::optional<std::int32_t> readReference(TextCursor& cursor) {
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        if (cursor.accept('@'))
+            return readNumber(cursor, begin);
+        const std::optional<std::string> name = cursor.name("elevation, @0");
+        if (!name)
+            return std::nullopt;
+        const std::int32_t number = names.find(*name);
+        if (number >= 0)
+            return number;
+        if (number == NameTable::none && (entries.empty() || firstUse)) {
+            firstUse = firstUse.value_or(begin);
+            return add(*name);
+        }
+        const bool isSeveral = number == NameTable::several;
+        cursor.fail(begin, isSeveral
+                               ? std::string("several entries are named ") + cited(*name) +
+                                     "; a number tells which is meant, as @0"
+                               : std::string("no ") + word + " above is named " + cited(*name));
+        return std::nullopt;
+    }
+};
+
+class Reader {
+  public:
+    explicit Reader(std::string_view text) : cursor(text) {}
+
+    ParseResult read() {
+        while (!cursor.isAtTextEnd() && readLine())
+            cursor.nextLine();
+        ParseResult result;
+        if (!cursor.hasFailed()) {
+            if (auto all = registers.finish(cursor))
+                program.registers = std::move(*all);
+        }
+        if (cursor.hasFailed()) {
+            result.error = cursor.error();
+            return result;
+        }
+        program.fields = std::move(fields.entries);
+        program.uniforms = std::move(uniforms.entries);
+        program.samplers = std::move(samplers.entries);
+        result.program = std::move(program);
+        return result;
+    }
+
+  private:
+    bool readLine() {
+        if (cursor.isAtLineEnd())
+            return true;
+        return readStatement() &&
+               (cursor.isAtLineEnd() || cursor.failExpecting("the end of the line"));
+    }
+
+    bool readStatement() {
+        if (cursor.peek() == '%' || cursor.peek() == '"')
+            return readInstruction();
+        const std::size_t begin = cursor.offset();
+        const std::string_view keyword = cursor.bareName();
+        // No word is reserved: a register may be called `field`, and is where it is written to.
+        if (cursor.peek() == ':' || cursor.peek() == '=' || keyword.empty()) {
+            cursor.goBack(begin);
+            return cursor.isAtName() ? readInstruction()
+                                     : cursor.failExpecting("a declaration or an instruction");
+        }
+        return readKeyword(begin, keyword);
+    }
+
+    bool readKeyword(std::size_t begin, std::string_view keyword) {
+        const struct {
+            std::string_view keyword;
+            bool (Reader::*read)();
+        } statements[] = {
+            {"field", &Reader::readField},       {"uniform", &Reader::readUniform},
+            {"sampler", &Reader::readSampler},   {"constant", &Reader::readConstantLine},
+            {"register", &Reader::readRegister}, {"output", &Reader::readOutput},
+            {"raw", &Reader::readRaw},           {"Nop", &Reader::readNop},
+        };
+        for (const auto& statement : statements)
+            if (statement.keyword == keyword)
+                return (this->*statement.read)();
+        cursor.goBack(begin);
+        if (findOpCode(keyword))
+            return cursor.failExpecting("the register that is written, as \"height : f32 =\"");
+        return readInstruction();
+    }
+
+    bool readField() { return fields.readDeclaration(cursor); }
+    bool readUniform() { return uniforms.readDeclaration(cursor); }
+    bool readSampler() { return samplers.readDeclaration(cursor); }
+
+    /// constant @0 = 0.5
+    bool readConstantLine() {
+        const std::string next = std::string("@") + std::to_string(program.constants.size());
+        if (!cursor.accept('@'))
+            return cursor.failExpecting("the number of this constant, " + next);
+        const std::size_t begin = cursor.offset();
+        const auto number = cursor.number<std::uint32_t>("the number of this constant");
+        if (!number)
+            return false;
+        if (*number != program.constants.size())
+            return cursor.fail(begin,
+                               "constants are numbered in their order, and this one is " + next);
+        return cursor.expect('=', "before the value of a constant") && appendConstant();
+    }
+
+    bool appendConstant() {
+        std::optional<Constant> constant = readConstant(cursor);
+        if (constant)
+            program.constants.push_back(std::move(*constant));
+        return constant.has_value();
+    }
+
+    /// register %3 height : f32
+    bool readRegister() {
+        const std::optional<Target> target = registers.readTarget(cursor);
+        if (!target)
+            return false;
+        if (target->existing)
+            return cursor.fail(
+                target->offset,
+                "register %" + std::to_string(*target->existing) + " is declared in line " +
+                    std::to_string(registers.declaringLine(cursor, *target->existing)));
+        return registers.declare(cursor, *target).has_value();
+    }
+
+    bool readOutput() {
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        const std::optional<std::int32_t> number = registers.readReference(cursor);
+        if (!number)
+            return false;
+        return registers.markOutput(*number) ||
+               cursor.fail(begin, "register %" + std::to_string(*number) + " is an output already");
+    }
+
+    bool readNop() {
+        program.instructions.emplace_back();
+        return true;
+    }
+
+    /// raw Add %1 (%2, %900, %-1) -1
+    bool readRaw() {
+        Instruction instruction;
+        const std::optional<OpCode> op = readOpCodeNameOrNumber();
+        if (!op || !readRawRegister(instruction.result) ||
+            !cursor.expect('(', "before three operands"))
+            return false;
+        for (std::int32_t slot = 0; slot < 3; ++slot) {
+            if (slot > 0 && !cursor.expect(',', "between operands"))
+                return false;
+            if (!readRawRegister(instruction.operands[slot]))
+                return false;
+        }
+        if (!cursor.expect(')', "after three operands"))
+            return false;
+        cursor.skipSpace();
+        const auto immediate = cursor.number<std::int32_t>("an immediate");
+        if (!immediate)
+            return false;
+        instruction.op = *op;
+        instruction.immediate = *immediate;
+        program.instructions.push_back(instruction);
+        return true;
+    }
+
+    /// A number that need not be a register's.
+    bool readRawRegister(std::int32_t& slot) {
+        if (!cursor.accept('%'))
+            return cursor.failExpecting("a register number, as %3 or %-1");
+        const auto number = cursor.number<std::int32_t>("a register number");
+        slot = number.value_or(noRegister);
+        return number.has_value();
+    }
+
+    static std::optional<OpCode> findOpCode(std::string_view name) {
+        for (std::uint32_t number = 0; number < opCodeCount; ++number)
+            if (opCodeName(static_cast<OpCode>(number)) == name)
+                return static_cast<OpCode>(number);
+        return std::nullopt;
+    }
+
+    std::optional<OpCode> readOpCodeName() {
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        const std::optional<OpCode> op = findOpCode(cursor.bareName());
+        if (op)
+            return op;
+        cursor.goBack(begin);
+        cursor.failExpecting("an opcode, as Add or LoadField");
+        return std::nullopt;
+    }
+
+    std::optional<OpCode> readOpCodeNameOrNumber() {
+        if (!isDigit(cursor.peek()))
+            return readOpCodeName();
+        const auto number = cursor.number<std::uint32_t>("the number of an opcode");
+        return number ? std::optional(static_cast<OpCode>(*number)) : std::nullopt;
+    }
+
+    /// height : f32 = LoadField elevation[%3]
+    bool readInstruction() {
+        const std::optional<Target> target = registers.readTarget(cursor);
+        if (!target || !cursor.expect('=', "before an opcode"))
+            return false;
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        const std::optional<OpCode> op = readOpCodeName();
+        if (!op)
+            return false;
+        if (*op == OpCode::Nop)
+            return cursor.fail(begin, "Nop has no result; it stands alone on its line");
+        Instruction instruction;
+        instruction.op = *op;
+        if (!readOperands(instruction))
+            return false;
+        // Declared after its operands: no instruction reads what itself declares.
+        const std::optional<std::int32_t> result = registers.declare(cursor, *target);
+        if (!result)
+            return false;
+        instruction.result = *result;
+        program.instructions.push_back(instruction);
+        return true;
+    }
+
+    static bool take(std::int32_t& slot, std::optional<std::int32_t> number) {
+        slot = number.value_or(-1);
+        return number.has_value();
+    }
+
+    bool readOperand(Instruction& instruction, std::int32_t slot) {
+        return take(instruction.operands[slot], registers.readReference(cursor));
+    }
+
+    bool readOperands(Instruction& instruction) {
+        std::int32_t& immediate = instruction.immediate;
+        switch (operandShape(instruction.op)) {
+        case OperandShape::Nothing:
+            return true;
+        case OperandShape::Constant:
+            return readConstantReference(immediate);
+        case OperandShape::Uniform:
+            return take(immediate, uniforms.readReference(cursor));
+        case OperandShape::Field:
+            return take(immediate, fields.readReference(cursor)) &&
+                   cursor.expect('[', "before the element number") && readOperand(instruction, 0) &&
+                   cursor.expect(']', "after the element number");
+        case OperandShape::Sampler:
+            return take(immediate, samplers.readReference(cursor)) &&
+                   cursor.expect('[', "before the coordinates") && readOperand(instruction, 0) &&
+                   cursor.expect(']', "after the coordinates");
+        case OperandShape::Component:
+            return readOperand(instruction, 0) && readComponentNumber(immediate);
+        case OperandShape::Registers:
+            break;
+        }
+        for (std::int32_t slot = 0; slot < opCodeArity(instruction.op); ++slot)
+            if ((slot > 0 && !cursor.expect(',', "before the next operand")) ||
+                !readOperand(instruction, slot))
+                return false;
+        return true;
+    }
+
+    bool readComponentNumber(std::int32_t& immediate) {
+        if (!cursor.expect('[', "before a component number"))
+            return false;
+        cursor.skipSpace();
+        return take(immediate, cursor.number<std::int32_t>("a component number")) &&
+               cursor.expect(']', "after a component number");
+    }
+
+    /// A constant by number, or its value, which is a new constant.
+    bool readConstantReference(std::int32_t& immediate) {
+        cursor.skipSpace();
+        const std::size_t begin = cursor.offset();
+        const std::size_t count = program.constants.size();
+        if (!cursor.accept('@')) {
+            immediate = static_cast<std::int32_t>(count);
+            return appendConstant();
+        }
+        if (!take(immediate, cursor.number<std::int32_t>("the number of a constant")))
+            return false;
+        return (immediate >= 0 && static_cast<std::size_t>(immediate) < count) ||
+               cursor.fail(begin, "no constant above has the number @" + std::to_string(immediate));
+    }
+
+    TextCursor cursor;
+    FenletProgram program;
+    RegisterTable registers;
+    Pool<FieldBinding> fields{"field", {}, {}, {}};
+    Pool<UniformDeclaration> uniforms{"uniform", {}, {}, {}};
+    Pool<SamplerDeclaration> samplers{"sampler", {}, {}, {}};
+};
+
+} // namespace
+
+ParseResult parseProgram(std::string_view text) {
+    return Reader(text).read();
+}
+
+} // namespace Fenlet

@@ -1,0 +1,191 @@
+#include "text_registers.h"
+
+#include "text_words.h"
+
+#include <limits>
+#include <utility>
+
+namespace Fenlet::Text {
+namespace {
+
+constexpr const char* typeExpected = "a type, as f32 or i64x3";
+
+/// The format alone. Nothing if the text has none here.
+std::optional<RegisterFormat> readFormat(TextCursor& cursor) {
+    for (std::int32_t number = 0; number < formatCount; ++number) {
+        const auto format = static_cast<RegisterFormat>(number);
+        if (cursor.acceptHere(formatWord(format)))
+            return format;
+    }
+    if (!cursor.acceptHere("format("))
+        return std::nullopt;
+    const auto number = cursor.number<std::int32_t>("a format number");
+    if (!number || !cursor.expect(')', "after a format number"))
+        return std::nullopt;
+    return static_cast<RegisterFormat>(*number);
+}
+
+std::optional<RegisterInfo> readType(TextCursor& cursor) {
+    cursor.skipSpace();
+    const std::size_t begin = cursor.offset();
+    const std::optional<RegisterFormat> format = readFormat(cursor);
+    if (!format) {
+        cursor.failExpecting(typeExpected);
+        return std::nullopt;
+    }
+    RegisterInfo type;
+    type.format = *format;
+    if (cursor.acceptHere("x")) {
+        const auto multiplicity = cursor.number<std::int32_t>("a multiplicity");
+        if (!multiplicity)
+            return std::nullopt;
+        type.multiplicity = *multiplicity;
+    }
+    const std::size_t end = cursor.offset();
+    cursor.skipWhile([](char byte, char) { return isWordByte(byte); });
+    if (cursor.offset() == end)
+        return type;
+    cursor.fail(begin,
+                std::string("expected ") + typeExpected + ", found " + cited(cursor.since(begin)));
+    return std::nullopt;
+}
+
+std::optional<std::int32_t> readNumber(TextCursor& cursor) {
+    const std::size_t begin = cursor.offset();
+    const auto number = cursor.number<std::int32_t>("a register number");
+    if (number && *number < 0) {
+        cursor.fail(begin, "a register number is 0 or more");
+        return std::nullopt;
+    }
+    return number;
+}
+
+std::string severalNamed(const std::string& name) {
+    return "several registers are named " + cited(name) + "; its number tells which is meant";
+}
+
+} // namespace
+
+std::optional<Target> RegisterTable::readTarget(TextCursor& cursor) const {
+    cursor.skipSpace();
+    Target target;
+    target.offset = cursor.offset();
+    if (cursor.accept('%')) {
+        target.number = readNumber(cursor);
+        if (!target.number)
+            return std::nullopt;
+    }
+    if (cursor.isAtName() || !target.number) {
+        std::optional<std::string> name = cursor.name("%3, height");
+        if (!name)
+            return std::nullopt;
+        target.name = std::move(*name);
+    }
+    if (cursor.accept(':')) {
+        target.type = readType(cursor);
+        if (!target.type)
+            return std::nullopt;
+    }
+    return lookUp(cursor, target) ? std::optional<Target>(std::move(target)) : std::nullopt;
+}
+
+/// Finds out whether the target is declared above, and whether the line gives what it then may.
+bool RegisterTable::lookUp(TextCursor& cursor, Target& target) const {
+    if (target.number && entries.count(*target.number) > 0)
+        target.existing = target.number;
+    else if (!target.number && !lookUpName(cursor, target))
+        return false;
+    if (!target.existing)
+        return target.type || cursor.failExpecting("\":\" and the type of a new register");
+    const bool isNamedAgain = target.number && !target.name.empty();
+    if (!target.type && !isNamedAgain)
+        return true;
+    return cursor.fail(target.offset, "register %" + std::to_string(*target.existing) +
+                                          " is declared in line " +
+                                          std::to_string(declaringLine(cursor, *target.existing)) +
+                                          ", and its name and type stand only there");
+}
+
+bool RegisterTable::lookUpName(TextCursor& cursor, Target& target) const {
+    const std::int32_t found = target.name.empty() ? NameTable::none : names.find(target.name);
+    if (found == NameTable::several)
+        return cursor.fail(target.offset, severalNamed(target.name));
+    if (found != NameTable::none)
+        target.existing = found;
+    return true;
+}
+
+std::optional<std::int32_t> RegisterTable::readReference(TextCursor& cursor) const {
+    cursor.skipSpace();
+    const std::size_t begin = cursor.offset();
+    if (cursor.accept('%')) {
+        const std::optional<std::int32_t> number = readNumber(cursor);
+        if (!number || entries.count(*number) > 0)
+            return number;
+        cursor.fail(begin, "register %" + std::to_string(*number) + " is declared nowhere above");
+        return std::nullopt;
+    }
+    if (!cursor.isAtName()) {
+        cursor.failExpecting("a register, as %3 or its name");
+        return std::nullopt;
+    }
+    const std::optional<std::string> name = cursor.name("height");
+    if (!name)
+        return std::nullopt;
+    const std::int32_t found = names.find(*name);
+    if (found >= 0)
+        return found;
+    cursor.fail(begin, found == NameTable::several ? severalNamed(*name)
+                                                   : "no register above is named " + cited(*name));
+    return std::nullopt;
+}
+
+std::optional<std::int32_t> RegisterTable::declare(TextCursor& cursor, const Target& target) {
+    if (target.existing)
+        return target.existing;
+    std::int32_t number = 0;
+    if (target.number)
+        number = *target.number;
+    else if (!entries.empty()) {
+        const std::int32_t highest = entries.rbegin()->first;
+        if (highest == std::numeric_limits<std::int32_t>::max()) {
+            cursor.fail(target.offset,
+                        "no register number is left after %" + std::to_string(highest) + " above");
+            return std::nullopt;
+        }
+        number = highest + 1;
+    }
+    Entry& entry = entries[number];
+    entry.info = *target.type;
+    entry.info.name = target.name;
+    entry.declaredAt = target.offset;
+    if (!target.name.empty())
+        names.add(target.name, number);
+    return number;
+}
+
+bool RegisterTable::markOutput(std::int32_t number) {
+    return !std::exchange(entries.at(number).info.output, true);
+}
+
+int RegisterTable::declaringLine(const TextCursor& cursor, std::int32_t number) const {
+    return cursor.lineOf(entries.at(number).declaredAt);
+}
+
+std::optional<std::vector<RegisterInfo>> RegisterTable::finish(TextCursor& cursor) {
+    std::vector<RegisterInfo> registers;
+    registers.reserve(entries.size());
+    for (auto& [number, entry] : entries) {
+        const auto expected = static_cast<std::int32_t>(registers.size());
+        if (number != expected) {
+            cursor.fail(entry.declaredAt, "the numbers of registers have no gaps, but %" +
+                                              std::to_string(expected) + ", below %" +
+                                              std::to_string(number) + ", is declared nowhere");
+            return std::nullopt;
+        }
+        registers.push_back(std::move(entry.info));
+    }
+    return registers;
+}
+
+} // namespace Fenlet::Text
