@@ -1,26 +1,12 @@
 // Writing a program in readable lines.
+#include "formats.h"
+
 #include <fenletir/program_builder.h>
 
 #include <algorithm>
 
 namespace Fenlet {
 namespace {
-
-/// Components that one constant or uniform may have.
-constexpr std::int32_t valueComponents = 64;
-
-bool isInteger(Format format) {
-    return format >= Format::Int8 && format <= Format::Int64;
-}
-
-/// The kinds that arithmetic, Negate and Length know.
-bool isArithmetic(Format format) {
-    return format != Format::Tribool && format != Format::Int64;
-}
-
-bool isFormat(Format format) {
-    return format >= Format::Tribool && format <= Format::Float64;
-}
 
 template <class Entry>
 bool hasName(const std::vector<Entry>& entries, std::string_view name) {
@@ -32,10 +18,6 @@ template <class Entry>
 std::int32_t append(std::vector<Entry>& entries, Entry entry) {
     entries.push_back(std::move(entry));
     return static_cast<std::int32_t>(entries.size()) - 1;
-}
-
-std::string components(std::int32_t count) {
-    return std::to_string(count) + (count == 1 ? " component" : " components");
 }
 
 } // namespace
@@ -88,12 +70,7 @@ const RegisterInfo& ProgramBuilder::info(Register value) const {
 }
 
 std::string ProgramBuilder::describe(Register value) const {
-    const RegisterInfo& about = info(value);
-    std::string words = "register %" + std::to_string(value.number);
-    if (!about.name.empty())
-        words += " \"" + about.name + "\"";
-    return words + " (" + registerFormatName(about.format) + ", " + components(about.multiplicity) +
-           ")";
+    return registerInWords(program, value.number);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -162,7 +139,7 @@ Register ProgramBuilder::emitConstant(Format format, Constant constant) {
     const std::int32_t multiplicity = constant.multiplicity;
     if (multiplicity < 1 || multiplicity > valueComponents)
         return refuse(OpCode::LoadConstant,
-                      components(multiplicity) + " are given; a constant has 1 to 64");
+                      componentsInWords(multiplicity) + " are given; a constant has 1 to 64");
     if (!storable(OpCode::LoadConstant, format, multiplicity))
         return {};
     const std::int32_t number = append(program.constants, std::move(constant));
@@ -201,7 +178,8 @@ Register ProgramBuilder::loadUniform(UniformHandle uniform, Format format,
     if (uniform.number < 0 || static_cast<std::size_t>(uniform.number) >= program.uniforms.size())
         return refuse(op, "that is no uniform of this program; it takes what uniform() answered");
     if (multiplicity > valueComponents)
-        return refuse(op, components(multiplicity) + " are asked for; a uniform has 1 to 64");
+        return refuse(op,
+                      componentsInWords(multiplicity) + " are asked for; a uniform has 1 to 64");
     return emit(op, {}, format, multiplicity, uniform.number);
 }
 
@@ -413,7 +391,7 @@ Register ProgramBuilder::choose(Register condition, Register whenTrue, Register 
         return refuse(op, arms + " do not fit; the arms take as many components");
     if (info(condition).multiplicity != 1 && info(condition).multiplicity != a.multiplicity)
         return refuse(op, "the condition is " + describe(condition) + " and the arms have " +
-                              components(a.multiplicity) + "; it takes as many, or one");
+                              componentsInWords(a.multiplicity) + "; it takes as many, or one");
     return emit(op, {condition, whenTrue, whenFalse}, result, a.multiplicity);
 }
 

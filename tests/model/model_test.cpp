@@ -2,6 +2,7 @@
 #include "exact_number.h"
 #include "model.h"
 #include "random_program.h"
+#include "shrink.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -195,38 +196,6 @@ std::string differenceOf(const Case& run) {
     return Comparison(run, kernels).compare().difference;
 }
 
-/// The smallest case that still differs, found by leaving things out one at a time.
-Case shrink(Case run) {
-    const auto keepIfDifferent = [&run](const Case& smaller) {
-        const bool differs = !differenceOf(smaller).empty();
-        if (differs)
-            run = smaller;
-        return differs;
-    };
-    for (bool smaller = true; smaller;) {
-        smaller = false;
-        for (std::size_t i = 0; i < run.program.instructions.size(); ++i) {
-            Case next = run;
-            next.program.instructions.erase(next.program.instructions.begin() +
-                                            static_cast<std::ptrdiff_t>(i));
-            smaller = keepIfDifferent(next) || smaller;
-        }
-        for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
-            Case next = run;
-            if (next.program.registers[i].multiplicity > 1) {
-                --next.program.registers[i].multiplicity;
-                smaller = keepIfDifferent(next) || smaller;
-            }
-        }
-        Case next = run;
-        if (next.count > 1) {
-            --next.count;
-            smaller = keepIfDifferent(next) || smaller;
-        }
-    }
-    return run;
-}
-
 /// A number from the environment, so that a script can run more cases, or the one that failed.
 std::uint64_t setting(const char* name, std::uint64_t otherwise) {
     const char* const text = std::getenv(name);
@@ -248,7 +217,8 @@ TEST(Model, AgreesWithTheEvaluatorOnRandomPrograms) {
         ran += outcome.ran;
         ambiguous += outcome.ambiguous;
         if (!outcome.difference.empty()) {
-            const Case small = shrink(run);
+            const Case small =
+                shrinkCase(run, [](const Case& other) { return !differenceOf(other).empty(); });
             FAIL() << "seed " << seed << ": " << differenceOf(small) << "\n" << describe(small);
         }
     }
