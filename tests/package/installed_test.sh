@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Installs what was built, moves it elsewhere, and builds against it as others do: with
+# find_package, and with pkg-config alone.
+#
+#   installed_test.sh SOURCE BUILD GENERATOR COMPILER
+set -euo pipefail
+
+source=$1 build=$2 generator=$3 compiler=$4
+place=$(mktemp -d)
+trap 'rm -rf "$place"' EXIT
+fail() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+unset DESTDIR CXXFLAGS CFLAGS LDFLAGS LD_LIBRARY_PATH
+
+cmake --install "$build" --prefix "$place/first" >/dev/null
+mv "$place/first" "$place/moved"
+prefix=$place/moved
+
+# All public headers and no other.
+diff <(cd "$prefix/include" && find . -type f | LC_ALL=C sort) \
+    <(for folder in include fenletir/include hosts/include; do
+        (cd "$source/$folder" && find . -type f)
+    done | LC_ALL=C sort) || fail 'The installed headers are not the public ones.'
+
+# Nothing that points back to where it was built or first installed.
+if grep -rlF -e "$source" -e "$build" -e "$place/first" "$prefix" --include='*.cmake' \
+    --include='*.pc' --include='*.h'; then
+    fail 'An installed file names the folders of the build.'
+fi
+for library in "$prefix"/lib*/*.so; do
+    [ -e "$library" ] || continue
+    if readelf --dynamic --wide "$library" | grep -E 'R(UN)?PATH' | grep -vF '[$ORIGIN]'; then
+        fail "$library looks for others elsewhere than beside it."
+    fi
+done
+
+cmake -S "$source/tests/package/consumer" -B "$place/consumer" -G "$generator" \
+    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_PREFIX_PATH="$prefix" \
+    >"$place/log" || { cat "$place/log" && fail 'The package is not found.'; }
+cmake --build "$place/consumer" >"$place/log" || {
+    cat "$place/log" && fail 'The consumer does not build.'
+}
+"$place/consumer/consumer"
+"$place/consumer/with_hosts"
+
+PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib*/pkgconfig)
+[ -d "$PKG_CONFIG_LIBDIR" ] || PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib/*/pkgconfig)
+export PKG_CONFIG_LIBDIR
+pkg-config --validate fenletexec
+[ "$(pkg-config --modversion fenletexec)" = "$(sed -n \
+    's/^project(fenletexec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")" ] ||
+    fail 'pkg-config tells another version.'
+read -ra flags < <(pkg-config --cflags --libs fenletexec)
+"$compiler" -std=c++17 -o "$place/alone" "$source/tests/package/consumer/main.cpp" "${flags[@]}"
+LD_LIBRARY_PATH=${PKG_CONFIG_LIBDIR%/pkgconfig} "$place/alone"
