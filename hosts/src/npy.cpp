@@ -30,6 +30,18 @@ constexpr EntryType entryTypes[] = {
     {"f8", 8, false, CpuElementKind::Float64},
 };
 
+/// The longest header that is read. It tells a type and a shape, and that takes a line.
+constexpr std::size_t longestHeader = std::size_t{1} << 20;
+
+/// Text out of a file, fit to stand in a line of a message.
+std::string printable(std::string_view text) {
+    std::string line(text.substr(0, 40));
+    for (char& c : line)
+        if (c < ' ' || c > '~')
+            c = '?';
+    return line;
+}
+
 struct Header {
     EntryType type{};
     bool bigEndian = false;
@@ -118,14 +130,16 @@ std::int64_t HeaderParser::number() {
 std::vector<std::int64_t> HeaderParser::tuple() {
     std::vector<std::int64_t> sizes;
     expect('(');
-    while (!take(')')) {
+    bool isOver = take(')');
+    while (!isOver) {
         sizes.push_back(number());
         if (sizes.size() > 32)
             fail("the shape in the header has more than 32 dimensions");
-        if (!take(',') && sizes.size() == 1)
+        // A comma stands between two sizes, may follow the last and must follow a single one.
+        const bool isFollowed = take(',');
+        isOver = take(')');
+        if (!isFollowed && (!isOver || sizes.size() == 1))
             fail("the shape in the header is no tuple");
-        else if (text.empty())
-            fail("the shape in the header has no end");
     }
     return sizes;
 }
@@ -142,7 +156,7 @@ void HeaderParser::parseType(std::string_view code, Header& header) const {
             return;
         }
     }
-    fail("entries of type '" + std::string(code.substr(0, 40)) +
+    fail("entries of type '" + printable(code) +
          "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) and floats "
          "are");
 }
@@ -163,8 +177,7 @@ Header HeaderParser::parse() {
         else if (key == "shape" && !shape)
             shape = tuple();
         else
-            fail("the header holds '" + std::string(key.substr(0, 40)) +
-                 "', twice or without meaning");
+            fail("the header holds '" + printable(key) + "', twice or without meaning");
         if (!take(',') && (text.empty() || text.front() != '}'))
             fail("the header's entries are not separated by commas");
     }
@@ -180,15 +193,35 @@ Header HeaderParser::parse() {
     return header;
 }
 
-std::vector<unsigned char> readFile(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
-                                                               &std::fclose);
-    if (!file)
-        throw FileError(path + ": " + std::strerror(errno));
+/// A file that is read from its first byte on, and never further than it is asked to.
+class InputFile {
+  public:
+    explicit InputFile(const std::string& newPath)
+        : path(newPath), file(std::fopen(path.c_str(), "rb"), &std::fclose) {
+        if (!file)
+            throw FileError(path + ": " + std::strerror(errno));
+    }
+
+    /// The next bytes: as many as are wanted, or all that are left.
+    std::vector<unsigned char> read(std::uint64_t wanted);
+
+  private:
+    const std::string& path;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
+};
+
+std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
     std::vector<unsigned char> bytes;
-    unsigned char buffer[1 << 16];
-    while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, file.get()))
-        bytes.insert(bytes.end(), buffer, buffer + got);
+    bool isMore = true;
+    while (isMore && bytes.size() < wanted) {
+        // A file may promise more than it holds: memory grows with what is really there.
+        const std::size_t had = bytes.size();
+        const std::uint64_t step = std::min<std::uint64_t>(wanted - had, had + (1 << 16));
+        bytes.resize(had + static_cast<std::size_t>(step));
+        const std::size_t got = std::fread(bytes.data() + had, 1, bytes.size() - had, file.get());
+        isMore = got == step;
+        bytes.resize(had + got);
+    }
     if (std::ferror(file.get()))
         throw FileError(path + ": " + std::strerror(errno));
     return bytes;
@@ -212,67 +245,77 @@ void storeEntries(NpyArray& array, const unsigned char* data, const Header& head
     }
 }
 
+/// Everything before the entries.
+Header readHeader(InputFile& file, const std::string& path) {
+    const auto fail = [&path](const std::string& what) -> FileError {
+        return FileError(path + ": " + what);
+    };
+    const std::vector<unsigned char> mark = file.read(8);
+    if (mark.empty())
+        throw fail("is empty");
+    if (mark.size() < 6 || std::memcmp(mark.data(), "\x93NUMPY", 6) != 0)
+        throw fail("not a .npy file (it does not begin with the format's mark)");
+    if (mark.size() < 8)
+        throw fail("ends within the first bytes of its header");
+    if (mark[6] < 1 || mark[6] > 3 || mark[7] != 0)
+        throw fail("format version " + std::to_string(mark[6]) + "." + std::to_string(mark[7]) +
+                   " is not supported; 1.0, 2.0 and 3.0 are");
+    const std::size_t lengthBytes = mark[6] == 1 ? 2 : 4;
+    const std::vector<unsigned char> length = file.read(lengthBytes);
+    if (length.size() < lengthBytes)
+        throw fail("ends within the first bytes of its header");
+    const std::uint64_t headerLength =
+        readEntry(length.data(), {"", lengthBytes, false, CpuElementKind::Int32}, false);
+    if (headerLength > longestHeader)
+        throw fail("its header of " + std::to_string(headerLength) + " bytes is too long");
+    const std::vector<unsigned char> text = file.read(headerLength);
+    if (text.size() < headerLength)
+        throw fail("ends within its header");
+    return HeaderParser({reinterpret_cast<const char*>(text.data()), text.size()}, path).parse();
+}
+
 } // namespace
 
 FileError::~FileError() = default;
 
 NpyArray readNpy(const std::string& path) {
-    const std::vector<unsigned char> file = readFile(path);
-    const auto fail = [&path](const std::string& what) -> FileError {
-        return FileError(path + ": " + what);
-    };
-    if (file.size() < 6 || std::memcmp(file.data(), "\x93NUMPY", 6) != 0)
-        throw fail("not a .npy file (it does not begin with the format's mark)");
-    if (file.size() < 10)
-        throw fail("ends within the first bytes of its header");
-    if (file[6] < 1 || file[6] > 3 || file[7] != 0)
-        throw fail("format version " + std::to_string(file[6]) + "." + std::to_string(file[7]) +
-                   " is not supported; 1.0, 2.0 and 3.0 are");
-    const std::size_t lengthBytes = file[6] == 1 ? 2 : 4;
-    if (file.size() < 8 + lengthBytes)
-        throw fail("ends within the first bytes of its header");
-    const std::size_t headerLength = static_cast<std::size_t>(
-        readEntry(file.data() + 8, {"", lengthBytes, false, CpuElementKind::Int32}, false));
-    const std::size_t headerStart = 8 + lengthBytes;
-    if (file.size() - headerStart < headerLength)
-        throw fail("ends within its header");
-    const std::string_view text(reinterpret_cast<const char*>(file.data()) + headerStart,
-                                headerLength);
-    const Header header = HeaderParser(text, path).parse();
-
-    const std::size_t dataBytes = file.size() - headerStart - headerLength;
+    InputFile file(path);
+    const Header header = readHeader(file, path);
     std::uint64_t entries = 1;
     for (const std::int64_t size : header.shape) {
         if (size != 0 && entries > (std::uint64_t{1} << 60) / static_cast<std::uint64_t>(size))
-            throw fail("its shape asks for more entries than can be held");
+            throw FileError(path + ": its shape asks for more entries than can be held");
         entries *= static_cast<std::uint64_t>(size);
     }
     const std::uint64_t wanted = entries * header.type.bytes;
-    if (dataBytes != wanted)
-        throw fail("holds " + std::to_string(dataBytes) +
-                   " bytes of entries where its shape asks "
-                   "for " +
-                   std::to_string(wanted) +
-                   (dataBytes < wanted ? "; the file is cut short" : "; there is too much"));
+    const std::vector<unsigned char> data = file.read(wanted);
+    if (data.size() < wanted)
+        throw FileError(path + ": holds " + std::to_string(data.size()) +
+                        " bytes of entries where its shape asks for " + std::to_string(wanted) +
+                        "; the file is cut short");
+    if (!file.read(1).empty())
+        throw FileError(path + ": holds more than the " + std::to_string(wanted) +
+                        " bytes of entries that its shape asks for");
 
     NpyArray array;
     array.kind = header.type.kind;
     array.shape = header.shape;
     array.bytes.resize(static_cast<std::size_t>(entries) *
                        static_cast<std::size_t>(elementSize(array.kind)));
-    const unsigned char* const data = file.data() + headerStart + headerLength;
     switch (elementSize(array.kind)) {
     case 1:
-        storeEntries<std::uint8_t>(array, data, header);
+        if (std::any_of(data.begin(), data.end(), [](unsigned char truth) { return truth > 1; }))
+            throw FileError(path + ": holds a truth value that is neither false nor true");
+        storeEntries<std::uint8_t>(array, data.data(), header);
         break;
     case 2:
-        storeEntries<std::uint16_t>(array, data, header);
+        storeEntries<std::uint16_t>(array, data.data(), header);
         break;
     case 4:
-        storeEntries<std::uint32_t>(array, data, header);
+        storeEntries<std::uint32_t>(array, data.data(), header);
         break;
     default:
-        storeEntries<std::uint64_t>(array, data, header);
+        storeEntries<std::uint64_t>(array, data.data(), header);
     }
     return array;
 }
