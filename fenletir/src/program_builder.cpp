@@ -99,8 +99,10 @@ Register ProgramBuilder::emit(OpCode op, std::initializer_list<Register> operand
     RegisterInfo result;
     result.multiplicity = multiplicity;
     result.format = format;
-    // The register comes first: if the instruction cannot be kept, one that nothing uses is left.
-    program.instructions.reserve(program.instructions.size() + 1);
+    // The room comes first: if there is none, nothing has changed. It doubles, for each growth
+    // copies all instructions.
+    if (program.instructions.size() == program.instructions.capacity())
+        program.instructions.reserve(std::max<std::size_t>(16, 2 * program.instructions.size()));
     instruction.result = append(program.registers, result);
     program.instructions.push_back(instruction);
     return {instruction.result};

@@ -33,10 +33,9 @@ struct Pool {
         if (!name)
             return false;
         if (firstUse)
-            return cursor.fail(begin, std::string("each ") + word +
-                                          " is declared by its first use here, from line " +
-                                          std::to_string(cursor.lineOf(*firstUse)) +
-                                          " on; lines that declare one come before that");
+            return cursor.fail(begin, std::string("every ") + word +
+                                          " is declared before the first one is used, and line " +
+                                          std::to_string(cursor.lineOf(*firstUse)) + " uses one");
         add(*name);
         return true;
     }
