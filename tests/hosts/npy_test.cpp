@@ -172,5 +172,162 @@ TEST_F(NpyFile, IsRefusedWhereverItIsCutShort) {
     }
 }
 
+TEST_F(NpyFile, IsRefusedWithoutItsMarkOrWithAnUnknownVersion) {
+    const std::string whole = npyFile(npyHeader("|u1", "(1,)"), "x");
+    const std::string noMark = "not a .npy file (it does not begin with the format's mark)";
+    for (std::size_t i = 0; i < 6; ++i) {
+        std::string other = whole;
+        other[i] ^= 1;
+        EXPECT_EQ(refusal(other), noMark);
+    }
+    EXPECT_EQ(refusal("station,low,high\n"), noMark);
+    for (const int version : {0, 4, 255}) {
+        std::string other = whole;
+        other[6] = static_cast<char>(version);
+        EXPECT_EQ(refusal(other), "format version " + std::to_string(version) +
+                                      ".0 is not supported; 1.0, 2.0 and 3.0 are");
+    }
+    std::string other = whole;
+    other[7] = 1;
+    EXPECT_EQ(refusal(other), "format version 1.1 is not supported; 1.0, 2.0 and 3.0 are");
+}
+
+TEST_F(NpyFile, IsRefusedForAHeaderThatIsTooLong) {
+    const std::string start = std::string("\x93NUMPY\x02", 7) + '\0';
+    EXPECT_EQ(refusal(start + littleEndian(0xFFFFFFFF, 4) + "{"),
+              "its header of 4294967295 bytes is too long");
+    EXPECT_EQ(refusal(start + littleEndian((1 << 20) + 1, 4) + "{"),
+              "its header of 1048577 bytes is too long");
+    EXPECT_EQ(refusal(start + littleEndian(1 << 20, 4) + "{"), "ends within its header");
+    const std::string longest = npyHeader("|u1", "(1,)") + std::string(65000, ' ');
+    EXPECT_EQ(refusal(npyFile(longest, "x", 1)), "(is read)");
+}
+
+TEST_F(NpyFile, IsRefusedForAShapeThatNoMemoryHolds) {
+    const std::string tooMany = "its shape asks for more entries than can be held";
+    const auto withShape = [this](const std::string& shape, const char* type = "|u1") {
+        return refusal(npyFile(npyHeader(type, shape), "x"));
+    };
+    EXPECT_EQ(withShape("(4294967296, 4294967296)"), tooMany);
+    EXPECT_EQ(withShape("(4294967296, 4294967296, 0)"), tooMany);
+    EXPECT_EQ(withShape("(1152921504606846977,)"), tooMany);
+    EXPECT_EQ(withShape("(3, 6148914691236517206)"), tooMany);
+    EXPECT_EQ(withShape("(18446744073709551617,)"),
+              "the shape in the header holds a size that is too large");
+    EXPECT_EQ(withShape("(9223372036854775808,)"),
+              "the shape in the header holds a size that is too large");
+    // As many as can be counted, of which nothing is there: no memory is taken for them.
+    EXPECT_EQ(withShape("(1152921504606846976,)", "<f8"),
+              "holds 1 bytes of entries where its shape asks for 9223372036854775808; the file is "
+              "cut short");
+    std::string dimensions = "(1";
+    for (int i = 1; i < 32; ++i)
+        dimensions += ", 1";
+    EXPECT_EQ(withShape(dimensions + ")"), "(is read)");
+    EXPECT_EQ(withShape(dimensions + ", 1)"),
+              "the shape in the header has more than 32 dimensions");
+}
+
+TEST_F(NpyFile, IsRefusedForEntriesOfAnotherType) {
+    for (const std::string type : {"<u8", "<f16", "<c8", "|S5", "<U3", "|O", "<M8[ns]", "<V4",
+                                   "=f4", "|f4", "f4", "<", "", "<f", "<f44"}) {
+        EXPECT_EQ(refusal(npyFile(npyHeader(type, "(1,)"), "12345678")),
+                  "entries of type '" + type +
+                      "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) "
+                      "and floats are");
+    }
+    const std::string longType(100, 'q');
+    EXPECT_EQ(refusal(npyFile(npyHeader(longType, "(1,)"), "")),
+              "entries of type '" + longType.substr(0, 40) +
+                  "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) and "
+                  "floats are");
+    EXPECT_EQ(refusal(npyFile(npyHeader("|b1", "(3,)"), std::string("\0\1\2", 3))),
+              "holds a truth value that is neither false nor true");
+    EXPECT_EQ(refusal(npyFile(npyHeader("|b1", "(1,)"), "\xFF")),
+              "holds a truth value that is neither false nor true");
+}
+
+TEST_F(NpyFile, IsRefusedForColumnsFirstButNotWhereThatMakesNoDifference) {
+    const auto withShape = [this](const std::string& shape) {
+        return refusal(
+            npyFile("{'descr': '|u1', 'fortran_order': True, 'shape': " + shape + ", }", "abcd"));
+    };
+    EXPECT_EQ(withShape("(2, 2)"),
+              "the array stands columns first (fortran_order), which is not supported");
+    EXPECT_EQ(withShape("(4,)"), "(is read)");
+}
+
+TEST_F(NpyFile, IsRefusedForAHeaderThatIsNoDictionary) {
+    const auto due = [](const std::string& sign) {
+        return "the header lacks a '" + sign + "' where one is due";
+    };
+    const std::string lacks = "the header lacks descr, fortran_order or shape";
+    const std::string commas = "the header's entries are not separated by commas";
+    const std::string tuple = "the shape in the header is no tuple";
+    const std::string size = "the shape in the header holds something that is no size";
+    const std::string start = "{'descr': '|u1', 'fortran_order': False, 'shape': ";
+    const struct {
+        std::string header, message;
+    } rows[] = {
+        {"", due("{")},
+        {"[]", due("{")},
+        {"{", due("'")},
+        {"{}", lacks},
+        {"{descr: 1}", due("'")},
+        {"{'descr' '|u1'}", due(":")},
+        {"{'descr': 3}", due("'")},
+        {"{'descr': '|u1", "the header holds a string without an end"},
+        {"{'descr': [('x', '<f4')]}", due("'")},
+        {"{'descr': '|u1', 'descr': '|u1'}", "the header holds 'descr', twice or without meaning"},
+        {"{'colour': 'red'}", "the header holds 'colour', twice or without meaning"},
+        {"{'a\nb\x1B[31m\xC3': 1}", "the header holds 'a?b?[31m?', twice or without meaning"},
+        {"{'descr': '|u\n1', 'fortran_order': False, 'shape': (1,)}",
+         "entries of type '|u?1' are not supported; bool, integers up to 64 bits (unsigned ones up "
+         "to 32) and floats are"},
+        {"{'descr': '|u1', 'fortran_order': False}", lacks},
+        {"{'descr': '|u1', 'shape': (1,)}", lacks},
+        {"{'fortran_order': False, 'shape': (1,)}", lacks},
+        {"{'descr': '|u1' 'fortran_order': False}", commas},
+        {"{'descr': '|u1', 'fortran_order': Falsehood, 'shape': (1,)}", commas},
+        {"{'fortran_order': no}", "fortran_order in the header is neither True nor False"},
+        {start + "1}", due("(")},
+        {start + "(1)}", tuple},
+        {start + "(1 1)}", tuple},
+        {start + "(1, 1 1)}", tuple},
+        {start + "(1, 1", tuple},
+        {start + "(1,", size},
+        {start + "(,)}", size},
+        {start + "(1,,1)}", size},
+        {start + "(-1,)}", size},
+        {start + "(1L,)}", tuple},
+        {start + "(1.5,)}", tuple},
+        {start + "(0x1,)}", tuple},
+        {start + "(1,)", commas},
+        {start + "(1,)} {", "something stands behind the header's end"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(refusal(npyFile(row.header, "x")), row.message) << row.header;
+}
+
+TEST_F(NpyFile, ThatCannotBeReadIsNamedWithTheReason) {
+    const auto messageFor = [](const std::string& path) -> std::string {
+        try {
+            readNpy(path);
+        } catch (const FileError& error) {
+            return error.what();
+        }
+        return "(is read)";
+    };
+    const std::string missing = folder.path("missing.npy");
+    EXPECT_EQ(messageFor(missing), missing + ": No such file or directory");
+    EXPECT_EQ(messageFor(folder.path()), folder.path() + ": Is a directory");
+    const std::string file = folder.write("file", "x");
+    EXPECT_EQ(messageFor(file + "/array.npy"), file + "/array.npy: Not a directory");
+    EXPECT_EQ(messageFor(""), ": No such file or directory");
+    // A file without an end: no more of it is read than it takes to see that it is none.
+    EXPECT_EQ(messageFor("/dev/zero"),
+              "/dev/zero: not a .npy file (it does not begin with the format's mark)");
+}
+
 } // namespace
 } // namespace Fenlet::Hosts
