@@ -90,8 +90,10 @@ class Table {
             text += ' ';
             pad(text, row.name, nameWidth);
         }
-        text += row.type.empty() ? "   " : " : ";
-        pad(text, row.type, row.rest.empty() ? 0 : typeWidth);
+        if (typeWidth > 0 || !row.type.empty()) {
+            text += row.type.empty() ? "   " : " : ";
+            pad(text, row.type, row.rest.empty() ? 0 : typeWidth);
+        }
         return row.rest.empty() ? text : text + " = " + row.rest;
     }
 
