@@ -1,0 +1,105 @@
+// Comparisons one component at a time, on bit patterns: what the kernels are held against.
+#pragma once
+
+#include "kernels/comparisons/comparisons.h"
+#include "kernels/lane_memory.h"
+#include "kernels/special_values.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+
+/// The predicates by their numbers.
+enum class Predicate : std::uint32_t { Less, LessEqual, Greater, GreaterEqual, Equal, NotEqual };
+inline constexpr Predicate everyPredicate[] = {Predicate::Less,    Predicate::LessEqual,
+                                               Predicate::Greater, Predicate::GreaterEqual,
+                                               Predicate::Equal,   Predicate::NotEqual};
+
+struct ComparisonKinds {
+    CpuElementKind left;
+    CpuElementKind right;
+};
+
+/// Where the areas of a call are in a `LaneMemory`. The validity areas are absent where a call says
+/// so.
+struct ComparisonPlaces {
+    std::size_t result;
+    std::size_t left;
+    std::size_t leftValidity;
+    std::size_t right;
+    std::size_t rightValidity;
+};
+
+/// One call of a kernel, with offsets in the place of pointers.
+struct ComparisonCall {
+    ComparisonKinds kinds;
+    Predicate predicate;
+    bool rightScalar;
+    std::int32_t count;
+    std::int32_t multiplicity;
+    bool hasLeftValidity;
+    bool hasRightValidity;
+    ComparisonPlaces places;
+
+    std::int64_t lanes() const { return std::int64_t{count} * multiplicity; }
+    std::int64_t rightLanes() const { return rightScalar ? count : lanes(); }
+
+    ComparisonArgs argsIn(LaneMemory& memory) const;
+    std::string name() const;
+};
+
+/// What the predicate says of two values' bits: 0 or 1.
+unsigned char compareBits(Predicate predicate, const ComparisonKinds& kinds, std::uint64_t left,
+                          std::uint64_t right);
+
+/// Runs the call in `memory`: elements in ascending order, in each its components in ascending
+/// order, with the right value read once for the element where it is a scalar.
+void runNaively(const ComparisonCall& call, LaneMemory& memory);
+
+/// One compiled form of the kernels.
+struct ComparisonBuild {
+    const char* name;
+    bool (*run)(const ComparisonKinds& kinds, const ComparisonArgs& args);
+};
+
+/// The library's own, through its dispatcher, and the same kernels with tiles of a few lanes.
+const std::vector<ComparisonBuild>& everyComparisonBuild();
+
+/// Calls `visit` for all pairs of kinds that have a kernel.
+template <class Visit>
+void forEveryComparedPair(const Visit& visit) {
+    for (const CpuElementKind left : numericKinds)
+        for (const CpuElementKind right : numericKinds)
+            visit(ComparisonKinds{left, right});
+}
+
+/// Calls `visit` for every kernel, predicate and shape.
+template <class Visit>
+void forEveryComparison(const Visit& visit) {
+    forEveryComparedPair([&](const ComparisonKinds& kinds) {
+        for (const Predicate predicate : everyPredicate)
+            for (const bool rightScalar : {false, true})
+                visit(ComparisonCall{kinds, predicate, rightScalar, 0, 1, true, true, {}});
+    });
+}
+
+/// Fills validity bytes: runs of valid and of invalid elements, `runLength` long on average. What
+/// counts as valid is any byte but 0.
+void drawValidityRuns(unsigned char* area, std::int64_t elements, int runLength, Draw& draw);
+
+/// Fills both operands with drawn values. In every other lane the right value is about equal to the
+/// left one: it, or a neighbour of it, in its own kind.
+void drawOperands(const ComparisonCall& call, LaneMemory& memory, Draw& draw);
+
+/// Lays the call's areas out apart from each other, beginning `misalignment` bytes past an aligned
+/// place, with guard bytes around each, and fills what is read with drawn values.
+LaneMemory layOutApart(ComparisonCall& call, int misalignment, int runLength, Draw& draw);
+
+/// What is different when the call runs both ways, each in a copy of `memory`; empty for nothing.
+std::string differenceFromNaive(const ComparisonBuild& build, const ComparisonCall& call,
+                                const LaneMemory& memory);
+
+} // namespace Fenlet
