@@ -17,6 +17,9 @@ function(fenlet_target_defaults target)
     -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wundef -Wdouble-promotion)
+  # With -ffast-math some compilers link code in that flushes the smallest numbers to zero, for the
+  # whole process and from the moment that the library is loaded.
+  target_link_options(${target} PRIVATE -fno-fast-math)
   if(FENLET_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${FENLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
