@@ -1,4 +1,5 @@
 // Finds the rows of a table for which a three-valued rule holds.
+#include "command_line.h"
 #include "rule.h"
 #include "table.h"
 
@@ -82,7 +83,7 @@ void print(const Answer& answer, const Table& table, const Options& options) {
 int main(int argumentCount, char** arguments) {
     using namespace Rules;
     Options options;
-    CLI::App app("Finds the rows of a table for which a three-valued rule holds.");
+    CLI::App app("Finds the rows of a table for which a three-valued rule holds.", "rules");
     app.add_option("table", options.table, "comma-separated file; its first line names the columns")
         ->capture_default_str();
     app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
@@ -91,9 +92,10 @@ int main(int argumentCount, char** arguments) {
         ->check(CLI::Range(1, 1 << 20))
         ->capture_default_str();
     app.add_option("--limit", options.limit, "rows to print at most")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Examples::notNegative())
         ->capture_default_str();
-    CLI11_PARSE(app, argumentCount, arguments);
+    if (const auto status = Examples::readCommandLine(app, argumentCount, arguments))
+        return *status;
     try {
         const Table table = readTable(options.table);
         print(evaluate(compileRule(options.rule, table), table, options), table, options);

@@ -1,4 +1,5 @@
 // Draws a shaded relief of an elevation grid.
+#include "command_line.h"
 #include "picture.h"
 #include "programs.h"
 #include "progress.h"
@@ -54,6 +55,12 @@ void configure(Interpreter& interpreter, const FenletProgram& program, const Opt
     require(interpreter.configure(program, options.blockSize), interpreter);
 }
 
+/// Pixels along a side of the grid. The outermost centres are the borders of the picture: nothing
+/// lies beyond them.
+std::int64_t enlargedSize(std::int64_t cells, const Options& options) {
+    return (cells - 1) * options.enlarge + 1;
+}
+
 NpyArray readGrid(const Options& options) {
     NpyArray grid = readNpy(options.input);
     const auto fail = [&](const char* what) { return FileError(options.input + ": " + what); };
@@ -63,16 +70,16 @@ NpyArray readGrid(const Options& options) {
         throw fail("not a grid of heights: its entries are truth values");
     if (grid.shape[0] < 1 || grid.shape[1] < 1)
         throw fail("the grid is empty");
-    if (grid.entryCount() > 2147483647 / options.enlarge / options.enlarge)
+    // The program counts elements in 32 bits.
+    if (enlargedSize(grid.shape[0], options) > 2147483647 / enlargedSize(grid.shape[1], options))
         throw fail("the grid is too large: its picture would have more than 2147483647 pixels");
     return grid;
 }
 
 Heights enlarge(const NpyArray& grid, const Options& options) {
     Heights heights;
-    // The outermost centres are the borders of the enlarged grid: nothing lies beyond them.
-    heights.height = static_cast<std::int32_t>((grid.shape[0] - 1) * options.enlarge + 1);
-    heights.width = static_cast<std::int32_t>((grid.shape[1] - 1) * options.enlarge + 1);
+    heights.height = static_cast<std::int32_t>(enlargedSize(grid.shape[0], options));
+    heights.width = static_cast<std::int32_t>(enlargedSize(grid.shape[1], options));
     heights.metres.resize(static_cast<std::size_t>(heights.count()));
     const EnlargeProgram plan = enlargeProgram(heights.width, options.enlarge);
     Interpreter interpreter;
@@ -179,21 +186,24 @@ void addOptions(CLI::App& app, Options& options) {
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
     app.add_option("--sea-level", options.seaLevel, "what lies below is water, in metres")
+        ->check(Examples::finite())
         ->capture_default_str();
     app.add_option("--spacing-east", options.spacingEast, "metres from column to column")
-        ->check(CLI::PositiveNumber)
+        ->check(Examples::positive())
         ->capture_default_str();
     app.add_option("--spacing-south", options.spacingSouth, "metres from row to row")
-        ->check(CLI::PositiveNumber)
+        ->check(Examples::positive())
         ->capture_default_str();
     app.add_option("--exaggeration", options.exaggeration, "how much steeper slopes are drawn")
-        ->check(CLI::NonNegativeNumber)
+        ->check(Examples::notNegative())
         ->capture_default_str();
     app.add_option("--light-azimuth", options.lightAzimuth,
                    "where the light comes from, in degrees clockwise from north")
+        ->check(Examples::finite())
         ->capture_default_str();
     app.add_option("--light-altitude", options.lightAltitude,
                    "how high the light stands, in degrees")
+        ->check(Examples::finite())
         ->check(CLI::Range(0.0, 90.0))
         ->capture_default_str();
     app.add_flag("!--south-up", options.northUp, "the grid's first row is its southernmost");
@@ -205,9 +215,10 @@ void addOptions(CLI::App& app, Options& options) {
 int main(int argumentCount, char** arguments) {
     using namespace Terrain;
     Options options;
-    CLI::App app("Draws a shaded relief of an elevation grid.");
+    CLI::App app("Draws a shaded relief of an elevation grid.", "terrain");
     addOptions(app, options);
-    CLI11_PARSE(app, argumentCount, arguments);
+    if (const auto status = Examples::readCommandLine(app, argumentCount, arguments))
+        return *status;
     try {
         const Heights heights = enlarge(readGrid(options), options);
         const Picture picture = draw(heights, options);

@@ -1,0 +1,58 @@
+// What the examples' command lines have in common.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cmath>
+#include <optional>
+#include <string>
+
+namespace Examples {
+
+/// The text in one line that a terminal takes as text and nothing else.
+inline std::string oneLine(std::string text) {
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
+            c = '?';
+    return text;
+}
+
+/// Accepts the finite numbers that `accepts` does; `words` say which those are. What is no number
+/// at all is left to the option.
+template <class Accepts>
+CLI::Validator finiteNumber(const std::string& words, Accepts accepts) {
+    const auto check = [words, accepts](const std::string& text) {
+        double value = 0;
+        const bool isNumber = CLI::detail::lexical_cast(text, value);
+        const bool isFine = !isNumber || (std::isfinite(value) && accepts(value));
+        return isFine ? std::string() : text + " is not " + words;
+    };
+    return CLI::Validator(check, "");
+}
+
+inline CLI::Validator finite() {
+    return finiteNumber("a finite number", [](double) { return true; });
+}
+
+inline CLI::Validator positive() {
+    return finiteNumber("a finite number above 0", [](double value) { return value > 0; });
+}
+
+inline CLI::Validator notNegative() {
+    return finiteNumber("a finite number of 0 or more", [](double value) { return value >= 0; });
+}
+
+/// Reads the options. Returns what `main` is to return if there is nothing more to do: after
+/// printing the help, or after one line on standard error that names the argument that is wrong.
+inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char** arguments) {
+    app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+        return oneLine(failed->get_name() + ": " + error.what()) + "\n";
+    });
+    try {
+        app.parse(argumentCount, arguments);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error);
+    }
+    return std::nullopt;
+}
+
+} // namespace Examples
