@@ -2,6 +2,8 @@
 
 #include "text_words.h"
 
+#include <algorithm>
+
 namespace Fenlet::Text {
 namespace {
 
@@ -67,15 +69,20 @@ std::string_view TextCursor::bareName() {
     return since(begin);
 }
 
-std::string TextCursor::nextThing() {
-    if (isAtLineEnd())
+std::string TextCursor::nextThing() const {
+    TextCursor next(text);
+    next.goBack(place);
+    if (next.isAtLineEnd())
         return "the end of the line";
-    std::size_t length = bareNameLength(text, place);
-    while (place + length < text.size() && isWordByte(text[place + length]))
-        ++length;
-    if (length == 0)
-        length = visibleCharacter(text, place);
-    return cited(text.substr(place, length > 0 ? length : 1));
+    const std::size_t begin = next.place;
+    next.place += bareNameLength(text, begin);
+    next.skipWhile([](char byte, char) { return isWordByte(byte); });
+    if (next.place == begin)
+        next.place += std::max<std::size_t>(1, visibleCharacter(text, begin));
+    // A character that does not show has more bytes, and they tell which one it is.
+    next.skipWhile(
+        [](char byte, char) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; });
+    return cited(next.since(begin));
 }
 
 bool TextCursor::isAtName() {
@@ -140,8 +147,8 @@ bool TextCursor::fail(std::size_t where, std::string words) {
 }
 
 bool TextCursor::failExpecting(const std::string& expected) {
-    const std::string found = nextThing();
-    return fail(place, "expected " + expected + ", found " + found);
+    skipSpace();
+    return fail(place, "expected " + expected + ", found " + nextThing());
 }
 
 } // namespace Fenlet::Text

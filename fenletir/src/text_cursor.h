@@ -55,8 +55,8 @@ class TextCursor {
 
     /// The name without quotes that comes after blanks; empty if none does.
     std::string_view bareName();
-    /// What is next, for a message: a word, one other character, or the end of the line.
-    std::string nextThing();
+    /// What comes after blanks, for a message: a word, one other character, or the end of the line.
+    std::string nextThing() const;
 
     bool isAtName();
     /// A bare or quoted name, after blanks. `example` is shown where there is none.
@@ -69,7 +69,7 @@ class TextCursor {
         const char* begin = text.data() + place;
         const std::from_chars_result end = std::from_chars(begin, text.data() + text.size(), value);
         if (end.ec == std::errc::invalid_argument)
-            return unreadable(std::string("expected ") + what);
+            return unreadable(std::string("expected ") + what + ", found " + nextThing());
         if (end.ec == std::errc::result_out_of_range)
             return unreadable(std::string(what) + " is out of range");
         place += static_cast<std::size_t>(end.ptr - begin);

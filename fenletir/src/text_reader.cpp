@@ -41,7 +41,8 @@ struct Pool {
     }
 
     std::optional<std::int32_t> readNumber(TextCursor& cursor, std::size_t begin) const {
-        const auto number = cursor.number<std::int32_t>("the number of an entry");
+        const auto number =
+            cursor.number<std::int32_t>((std::string("the number of a ") + word).c_str());
         if (!number || (*number >= 0 && static_cast<std::size_t>(*number) < entries.size()))
             return number;
         cursor.fail(begin, std::string("no ") + word + " above has the number @" +
@@ -67,7 +68,7 @@ struct Pool {
         }
         const bool isSeveral = number == NameTable::several;
         cursor.fail(begin, isSeveral
-                               ? std::string("several entries are named ") + cited(*name) +
+                               ? std::string("several ") + word + "s are named " + cited(*name) +
                                      "; a number tells which is meant, as @0"
                                : std::string("no ") + word + " above is named " + cited(*name));
         return std::nullopt;
@@ -170,10 +171,8 @@ class Reader {
         if (!target)
             return false;
         if (target->existing)
-            return cursor.fail(
-                target->offset,
-                "register %" + std::to_string(*target->existing) + " is declared in line " +
-                    std::to_string(registers.declaringLine(cursor, *target->existing)));
+            return cursor.fail(target->offset,
+                               registers.declaredAlready(cursor, *target->existing));
         return registers.declare(cursor, *target).has_value();
     }
 
@@ -208,7 +207,7 @@ class Reader {
         if (!cursor.expect(')', "after three operands"))
             return false;
         cursor.skipSpace();
-        const auto immediate = cursor.number<std::int32_t>("an immediate");
+        const auto immediate = cursor.number<std::int32_t>("the immediate");
         if (!immediate)
             return false;
         instruction.op = *op;
@@ -221,7 +220,7 @@ class Reader {
     bool readRawRegister(std::int32_t& slot) {
         if (!cursor.accept('%'))
             return cursor.failExpecting("a register number, as %3 or %-1");
-        const auto number = cursor.number<std::int32_t>("a register number");
+        const auto number = cursor.number<std::int32_t>("the register number");
         slot = number.value_or(noRegister);
         return number.has_value();
     }
@@ -247,7 +246,7 @@ class Reader {
     std::optional<OpCode> readOpCodeNameOrNumber() {
         if (!isDigit(cursor.peek()))
             return readOpCodeName();
-        const auto number = cursor.number<std::uint32_t>("the number of an opcode");
+        const auto number = cursor.number<std::uint32_t>("the opcode number");
         return number ? std::optional(static_cast<OpCode>(*number)) : std::nullopt;
     }
 
@@ -315,11 +314,11 @@ class Reader {
     }
 
     bool readComponentNumber(std::int32_t& immediate) {
-        if (!cursor.expect('[', "before a component number"))
+        if (!cursor.expect('[', "before the component number"))
             return false;
         cursor.skipSpace();
-        return take(immediate, cursor.number<std::int32_t>("a component number")) &&
-               cursor.expect(']', "after a component number");
+        return take(immediate, cursor.number<std::int32_t>("the component number")) &&
+               cursor.expect(']', "after the component number");
     }
 
     /// A constant by number, or its value, which is a new constant.

@@ -19,8 +19,8 @@ std::optional<RegisterFormat> readFormat(TextCursor& cursor) {
     }
     if (!cursor.acceptHere("format("))
         return std::nullopt;
-    const auto number = cursor.number<std::int32_t>("a format number");
-    if (!number || !cursor.expect(')', "after a format number"))
+    const auto number = cursor.number<std::int32_t>("the format number");
+    if (!number || !cursor.expect(')', "after the format number"))
         return std::nullopt;
     return static_cast<RegisterFormat>(*number);
 }
@@ -36,7 +36,7 @@ std::optional<RegisterInfo> readType(TextCursor& cursor) {
     RegisterInfo type;
     type.format = *format;
     if (cursor.acceptHere("x")) {
-        const auto multiplicity = cursor.number<std::int32_t>("a multiplicity");
+        const auto multiplicity = cursor.number<std::int32_t>("the multiplicity");
         if (!multiplicity)
             return std::nullopt;
         type.multiplicity = *multiplicity;
@@ -52,9 +52,9 @@ std::optional<RegisterInfo> readType(TextCursor& cursor) {
 
 std::optional<std::int32_t> readNumber(TextCursor& cursor) {
     const std::size_t begin = cursor.offset();
-    const auto number = cursor.number<std::int32_t>("a register number");
+    const auto number = cursor.number<std::int32_t>("the register number");
     if (number && *number < 0) {
-        cursor.fail(begin, "a register number is 0 or more");
+        cursor.fail(begin, "the register number is negative");
         return std::nullopt;
     }
     return number;
@@ -100,10 +100,10 @@ bool RegisterTable::lookUp(TextCursor& cursor, Target& target) const {
     const bool isNamedAgain = target.number && !target.name.empty();
     if (!target.type && !isNamedAgain)
         return true;
-    return cursor.fail(target.offset, "register %" + std::to_string(*target.existing) +
-                                          " is declared in line " +
-                                          std::to_string(declaringLine(cursor, *target.existing)) +
-                                          ", and its name and type stand only there");
+    return cursor.fail(target.offset,
+                       declaredAlready(cursor, *target.existing) +
+                           (target.number ? "; its number alone writes it again"
+                                          : "; its name without a type writes it again"));
 }
 
 bool RegisterTable::lookUpName(TextCursor& cursor, Target& target) const {
@@ -168,8 +168,9 @@ bool RegisterTable::markOutput(std::int32_t number) {
     return !std::exchange(entries.at(number).info.output, true);
 }
 
-int RegisterTable::declaringLine(const TextCursor& cursor, std::int32_t number) const {
-    return cursor.lineOf(entries.at(number).declaredAt);
+std::string RegisterTable::declaredAlready(const TextCursor& cursor, std::int32_t number) const {
+    return "register %" + std::to_string(number) + " is declared in line " +
+           std::to_string(cursor.lineOf(entries.at(number).declaredAt));
 }
 
 std::optional<std::vector<RegisterInfo>> RegisterTable::finish(TextCursor& cursor) {

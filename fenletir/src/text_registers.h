@@ -58,8 +58,8 @@ class RegisterTable {
     bool markOutput(std::int32_t number);
     /// All registers in order. Fails if a number below the highest is missing.
     std::optional<std::vector<RegisterInfo>> finish(TextCursor& cursor);
-    /// The line that declares register `number`, which is declared above.
-    int declaringLine(const TextCursor& cursor, std::int32_t number) const;
+    /// For a message: that register `number` is declared above, and where.
+    std::string declaredAlready(const TextCursor& cursor, std::int32_t number) const;
 
   private:
     struct Entry {

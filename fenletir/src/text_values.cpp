@@ -156,11 +156,11 @@ std::optional<Constant> numbersOf(TextCursor& cursor, const std::vector<Literal>
 std::optional<Constant> readRawConstant(TextCursor& cursor) {
     Constant constant;
     cursor.skipSpace();
-    const auto multiplicity = cursor.number<std::int32_t>("a multiplicity");
+    const auto multiplicity = cursor.number<std::int32_t>("the multiplicity");
     if (!multiplicity)
         return std::nullopt;
     cursor.skipSpace();
-    const auto boolean = cursor.number<unsigned char>("a byte from 0 to 255");
+    const auto boolean = cursor.number<unsigned char>("the Tribool byte");
     if (!boolean)
         return std::nullopt;
     const auto integers = readList(cursor);
