@@ -8,7 +8,9 @@
 #include <fenlethosts/sinks.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <list>
 
 namespace Rules {
@@ -57,6 +59,16 @@ Answer evaluate(const RuleProgram& rule, const Table& table, const Options& opti
     return answer;
 }
 
+/// The text as a field that a reader of such files takes for the same text.
+std::string csvField(const std::string& text) {
+    if (text.find_first_of(",\"\n") == std::string::npos)
+        return text;
+    std::string quoted = "\"";
+    for (const char c : text)
+        quoted += c == '"' ? "\"\"" : std::string(1, c);
+    return quoted + '"';
+}
+
 void print(const Answer& answer, const Table& table, const Options& options) {
     std::printf("true %lld, false %lld, unknown %lld\n", answer.holds, answer.fails,
                 answer.unknown);
@@ -64,7 +76,7 @@ void print(const Answer& answer, const Table& table, const Options& options) {
         std::string text = lead;
         for (const Column& column : table.columns) {
             text += ',';
-            text += textOf(column);
+            text += csvField(textOf(column));
         }
         std::printf("%s\n", text.c_str());
     };
@@ -99,11 +111,13 @@ int main(int argumentCount, char** arguments) {
     try {
         const Table table = readTable(options.table);
         print(evaluate(compileRule(options.rule, table), table, options), table, options);
-        return std::fflush(stdout) == 0 ? 0 : 1;
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+            throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
+        return 0;
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "rules: %s: not enough memory\n", options.table.c_str());
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "rules: %s\n", error.what());
+        std::fprintf(stderr, "rules: %s\n", Examples::oneLine(error.what()).c_str());
     }
     return 1;
 }

@@ -39,13 +39,14 @@ std::vector<Token> split(const std::string& rule) {
                 ++at;
         } else if (isDigit(c) || (c == '-' && isDigit(next))) {
             double value;
-            const auto end =
-                std::from_chars(rule.data() + at, rule.data() + rule.size(), value).ptr;
+            const auto [end, problem] =
+                std::from_chars(rule.data() + at, rule.data() + rule.size(), value);
             at = static_cast<std::size_t>(end - rule.data());
             isNumber = true;
-            if (at == start)
-                throw RuleError("the rule has a malformed number at its character " +
-                                std::to_string(start + 1));
+            if (problem != std::errc())
+                throw RuleError(std::string("the rule has a number that is ") +
+                                (at == start ? "malformed" : "out of range") +
+                                " at its character " + std::to_string(start + 1));
         } else {
             const bool isTwo =
                 (c == '<' && (next == '=' || next == '>')) || (c == '>' && next == '=');
@@ -77,8 +78,9 @@ class RuleCompiler {
     Register negation();
     Register comparison();
     bool isTruth() const;
+    Register number();
     Register value();
-    Register load(std::size_t column);
+    Register load(std::size_t place);
 
     std::vector<Token> tokens;
     const Table& table;
@@ -145,21 +147,19 @@ Register RuleCompiler::negation() {
 }
 
 Register RuleCompiler::comparison() {
-    const Register left = value();
-    if (isTruth())
-        fail("a number or a column of numbers");
+    const Register left = number();
     if (take("<"))
-        return program.less(left, value());
+        return program.less(left, number());
     if (take("<="))
-        return program.lessEqual(left, value());
+        return program.lessEqual(left, number());
     if (take(">"))
-        return program.greater(left, value());
+        return program.greater(left, number());
     if (take(">="))
-        return program.greaterEqual(left, value());
+        return program.greaterEqual(left, number());
     if (take("="))
-        return program.equal(left, value());
+        return program.equal(left, number());
     if (take("<>"))
-        return program.notEqual(left, value());
+        return program.notEqual(left, number());
     fail("a comparison");
 }
 
@@ -170,13 +170,19 @@ bool RuleCompiler::isTruth() const {
     return false;
 }
 
+Register RuleCompiler::number() {
+    if (isTruth())
+        fail("a number or a column of numbers");
+    return value();
+}
+
 Register RuleCompiler::value() {
     if (token().isNumber) {
-        double number = 0;
+        double real = 0;
         const std::string& text = token().text;
-        std::from_chars(text.data(), text.data() + text.size(), number);
+        std::from_chars(text.data(), text.data() + text.size(), real);
         ++position;
-        return program.constant(Format::Float64, {number});
+        return program.constant(Format::Float64, {real});
     }
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         if (table.columns[i].name != token().text)
@@ -191,15 +197,15 @@ Register RuleCompiler::value() {
 }
 
 /// Each column is loaded once, however often the rule names it.
-Register RuleCompiler::load(std::size_t number) {
-    const Column& column = table.columns[number];
-    if (loaded[number].number == noRegister) {
+Register RuleCompiler::load(std::size_t place) {
+    const Column& column = table.columns[place];
+    if (loaded[place].number == noRegister) {
         const bool isTruthColumn = column.kind == Column::Kind::Truth;
-        loaded[number] = program.loadField(program.field(column.name), index,
-                                           isTruthColumn ? Format::Tribool : Format::Float64);
-        result.columns.push_back(number);
+        loaded[place] = program.loadField(program.field(column.name), index,
+                                          isTruthColumn ? Format::Tribool : Format::Float64);
+        result.columns.push_back(place);
     }
-    return loaded[number];
+    return loaded[place];
 }
 
 RuleProgram RuleCompiler::compile() {

@@ -46,6 +46,7 @@ class CsvReader {
     }
 
   private:
+    int nextCharacter();
     std::string quotedField();
 
     const std::string& path;
@@ -54,11 +55,19 @@ class CsvReader {
     long long recordLine = 1;
 };
 
+int CsvReader::nextCharacter() {
+    const int c = file.get();
+    if (c == '\n')
+        ++line;
+    // Also what keeps a file without an end, or a wrong one, from being taken for one long field.
+    if (c == 0)
+        throw FileError(path + ":" + std::to_string(line) + ": a byte of zero; this is no text");
+    return c;
+}
+
 std::string CsvReader::quotedField() {
     std::string field;
-    for (int c = file.get(); c != EOF; c = file.get()) {
-        if (c == '\n')
-            ++line;
+    for (int c = nextCharacter(); c != EOF; c = nextCharacter()) {
         if (c != '"')
             field += static_cast<char>(c);
         else if (file.peek() == '"')
@@ -78,7 +87,7 @@ bool CsvReader::next(std::vector<std::string>& fields) {
         return false;
     }
     std::string field;
-    for (int c = file.get(); c != EOF && c != '\n'; c = file.get()) {
+    for (int c = nextCharacter(); c != EOF && c != '\n'; c = nextCharacter()) {
         if (c == ',') {
             fields.push_back(std::move(field));
             field.clear();
@@ -88,7 +97,6 @@ bool CsvReader::next(std::vector<std::string>& fields) {
             field += static_cast<char>(c);
         }
     }
-    ++line;
     fields.push_back(std::move(field));
     return true;
 }
