@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # Builds a project that has this one as a folder of its own.
 #
-#   subproject_test.sh SOURCE GENERATOR COMPILER LAUNCHER
+#   subproject_test.sh SOURCE GENERATOR COMPILER [LAUNCHER]
 #
-# LAUNCHER is what stands before the compiler's name; it may be empty.
+# LAUNCHER is what stands before the compiler's name.
 set -euo pipefail
 
-source=$1 generator=$2 compiler=$3 launcher=$4
+source=$1 generator=$2 compiler=$3 launcher=${4:-}
 place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
 unset CXXFLAGS CFLAGS LDFLAGS LD_LIBRARY_PATH

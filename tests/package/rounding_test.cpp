@@ -1,0 +1,51 @@
+// A product and a sum round twice under the kernels' options, where one rounding gives other bits.
+#include "multiply_add.h"
+
+#include <array>
+#include <gtest/gtest.h>
+
+namespace Fenlet {
+namespace {
+
+// More numbers than any vector register holds, and some left over.
+constexpr std::size_t count = 35;
+
+/// (1 + e)(1 - e) - 1 with an e whose square is too small to stay in the product: 0 where the
+/// product is rounded, and -e * e where only the sum is.
+template <class T>
+class Rounding : public testing::Test {
+  protected:
+    using Numbers = std::array<T, count>;
+    static constexpr T e = sizeof(T) == 4 ? T(0x1p-13) : T(0x1p-27);
+
+    template <class Operation>
+    static Numbers compute(Operation operation) {
+        Numbers a, b, c, out;
+        a.fill(1 + e);
+        b.fill(1 - e);
+        c.fill(-1);
+        out.fill(7);
+        operation(a.data(), b.data(), c.data(), out.data(), count);
+        return out;
+    }
+    static Numbers all(T value) {
+        Numbers numbers;
+        numbers.fill(value);
+        return numbers;
+    }
+};
+using Types = testing::Types<float, double>;
+TYPED_TEST_SUITE(Rounding, Types);
+
+TYPED_TEST(Rounding, HappensAfterTheProductAndAfterTheSum) {
+    const auto out = this->compute([](auto... arguments) { Rounded::multiplyAdd(arguments...); });
+    EXPECT_EQ(out, this->all(0));
+}
+
+TYPED_TEST(Rounding, WouldHappenOnceIfTheOptionsLetIt) {
+    const auto out = this->compute([](auto... arguments) { Fused::multiplyAdd(arguments...); });
+    EXPECT_EQ(out, this->all(-this->e * this->e));
+}
+
+} // namespace
+} // namespace Fenlet
