@@ -14,35 +14,62 @@ namespace {
 constexpr unsigned char unknown = 255;
 
 template <class T>
-struct Predicate {
-    using Left = T;
-    using Right = T;
-    using Out = unsigned char;
+struct Less {
+    using Lane = T;
+    static bool holds(T left, T right) { return left < right; }
 };
 template <class T>
-struct Less : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left < right; }
+struct LessEqual {
+    using Lane = T;
+    static bool holds(T left, T right) { return left <= right; }
 };
 template <class T>
-struct LessEqual : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left <= right; }
+struct Greater {
+    using Lane = T;
+    static bool holds(T left, T right) { return left > right; }
 };
 template <class T>
-struct Greater : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left > right; }
+struct GreaterEqual {
+    using Lane = T;
+    static bool holds(T left, T right) { return left >= right; }
 };
 template <class T>
-struct GreaterEqual : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left >= right; }
+struct Equal {
+    using Lane = T;
+    static bool holds(T left, T right) { return left == right; }
 };
 template <class T>
-struct Equal : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left == right; }
+struct NotEqual {
+    using Lane = T;
+    static bool holds(T left, T right) { return left != right; }
 };
-template <class T>
-struct NotEqual : Predicate<T> {
-    static unsigned char apply(T left, T right) { return left != right; }
-};
+
+/// 1 for true and 0 for false. Of two binary64 numbers g++ would compare one pair at a time if the
+/// truth became a byte directly; so it chooses between two numbers as wide as they are, of which
+/// the lowest bit is kept.
+template <class Lane>
+inline unsigned char truthByte(bool isTrue, Lane left) {
+    if constexpr (isSame<Lane, double>) {
+        const std::uint64_t odd = bitCast<std::uint64_t>(left) | 1u;
+        const std::uint64_t chosen = isTrue ? odd : 0u;
+        return static_cast<unsigned char>(chosen & 1u);
+    } else {
+        return isTrue;
+    }
+}
+
+/// out[i] = whether the predicate holds of left[i] and right[i], for every lane. The lanes must be
+/// independent, or `lanes` 1.
+template <class Predicate>
+[[gnu::noinline]] void compareRun(unsigned char* out, const unsigned char* left,
+                                  const unsigned char* right, std::int64_t lanes) {
+    using Lane = typename Predicate::Lane;
+    FENLET_INDEPENDENT_BYTES
+    for (std::int64_t i = 0; i < lanes; ++i) {
+        const auto lane = loadLane<Lane>(left, i);
+        storeLane(out, i, truthByte(Predicate::holds(lane, loadLane<Lane>(right, i)), lane));
+    }
+}
 
 struct UnknownWhereEitherIsInvalid {
     using Left = unsigned char;
@@ -208,17 +235,17 @@ template <class T>
 LaneOperation predicateOf(std::uint32_t predicate) {
     switch (predicate) {
     case 0:
-        return &combineRun<Less<T>>;
+        return &compareRun<Less<T>>;
     case 1:
-        return &combineRun<LessEqual<T>>;
+        return &compareRun<LessEqual<T>>;
     case 2:
-        return &combineRun<Greater<T>>;
+        return &compareRun<Greater<T>>;
     case 3:
-        return &combineRun<GreaterEqual<T>>;
+        return &compareRun<GreaterEqual<T>>;
     case 4:
-        return &combineRun<Equal<T>>;
+        return &compareRun<Equal<T>>;
     case 5:
-        return &combineRun<NotEqual<T>>;
+        return &compareRun<NotEqual<T>>;
     default:
         return nullptr;
     }
