@@ -42,13 +42,48 @@ inline std::int64_t atMost(std::int64_t limit, std::int64_t value) {
     return value < limit ? value : limit;
 }
 
-template <class Lane, std::int64_t multiplicity>
-inline void spreadFixed(unsigned char* out, const unsigned char* in, std::int64_t elements) {
+/// `value` 2 or 4 times, in an integer that has just the room for it.
+template <int times>
+inline UnsignedOfSize<times> repeated(std::uint8_t value) {
+    using Wide = UnsignedOfSize<times>;
+    const auto twice = static_cast<Wide>(value | value << 8);
+    if constexpr (times == 2)
+        return twice;
+    else
+        return twice | twice << 16;
+}
+
+/// Four elements of three words each, and again, as far as there are four. Says how many elements
+/// that were.
+inline std::int64_t spreadFours(unsigned char* out, const unsigned char* in,
+                                std::int64_t elements) {
+    using Words [[gnu::vector_size(16)]] = std::uint32_t;
+    const std::int64_t fours = elements / 4;
+    for (std::int64_t i = 0; i < fours; ++i) {
+        const auto four = loadLane<Words>(in, i);
+        storeLane<Words>(out, i * 3, __builtin_shufflevector(four, four, 0, 0, 0, 1));
+        storeLane<Words>(out, i * 3 + 1, __builtin_shufflevector(four, four, 1, 1, 2, 2));
+        storeLane<Words>(out, i * 3 + 2, __builtin_shufflevector(four, four, 2, 3, 3, 3));
+    }
+    return fours * 4;
+}
+
+// Neither compiler finds the best loop for every size by itself.
+template <class Lane, int multiplicity>
+[[gnu::noinline]] void spreadFixed(unsigned char* out, const unsigned char* in,
+                                   std::int64_t elements) {
+    constexpr bool fitsInteger = sizeof(Lane) == 1 && (multiplicity == 2 || multiplicity == 4);
+    std::int64_t done = 0;
+    if constexpr (multiplicity == 3 && sizeof(Lane) == 4)
+        done = spreadFours(out, in, elements);
     FENLET_INDEPENDENT_LANES
-    for (std::int64_t e = 0; e < elements; ++e) {
-        const Lane value = loadLane<Lane>(in, e);
-        for (std::int64_t c = 0; c < multiplicity; ++c)
-            storeLane(out, e * multiplicity + c, value);
+    for (std::int64_t e = done; e < elements; ++e) {
+        const auto value = loadLane<Lane>(in, e);
+        if constexpr (fitsInteger)
+            storeLane(out, e, repeated<multiplicity>(value));
+        else
+            for (std::int64_t c = 0; c < multiplicity; ++c)
+                storeLane(out, e * multiplicity + c, value);
     }
 }
 
