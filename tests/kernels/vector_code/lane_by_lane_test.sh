@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Holds scripts/check-vector-code against kernels in which the compiler made no loop wide.
+#
+#   lane_by_lane_test.sh CHECK LIST OBJECT...
+set -euo pipefail
+check=$1 list=$2
+shift 2
+objects=("$@")
+own=$(mktemp -d)
+trap 'rm -r "$own"' EXIT
+
+failed=false
+fail() {
+    echo "$*" >&2
+    failed=true
+}
+
+# One loop is written in vectors, whatever the compiler is told. All others are refused.
+written='spreadFixed<unsigned int, 3>'
+"$check" --show "$list" "${objects[@]}" >"$own/report" && fail "Kernels that go lane by lane pass."
+shown=$(sed -n 's/^  \([^ ].*\): [a-z].*/\1/p' "$own/report" | sort -u)
+[ "$shown" = "$written" ] || fail "Taken for vector code: $shown"
+grep 'No function' "$own/report" >&2 && fail "The list names what is not there."
+
+# One object is enough to see what becomes of other lists.
+for object in "$@"; do
+    [[ $object == */comparisons_kernels.* ]] && objects=("$object")
+done
+run() {
+    printf '%s\n' "$@" >"$own/list"
+    "$check" "$own/list" "${objects[@]}" >"$own/report" 2>&1
+}
+says() {
+    grep -qF -- "$1" "$own/report" || fail "It does not say '$1':" "$(head -n 9 "$own/report")"
+}
+run '# One that is there.' "$written : pshufd" "$written : addps|pshuf* mov*" \
+    'spreadFixed<unsigned {int, 3|int, 3}> : pshufd' || fail "$(cat "$own/report")"
+
+run "$written : pshufd" "$written : pshufd divps" && fail "An instruction may be missing."
+says 'no divps'
+run "$written : x9 pshufd" && fail "Loops may be missing."
+says '1 of 9 vector loops'
+run "$written : pshufd" 'spreadFixed<unsigned int, {3|5}> : pshufd' && fail "A name may be missing."
+says 'No function: spreadFixed<unsigned int, 5>'
+run "$written : pshufd" "$written pshufd" && fail "A line may be of any form."
+says 'list:2: not NAME'
+run "$written :" && fail "A rule may ask for nothing."
+says 'list:1: not NAME'
+run '# Nothing.' && fail "A list may be empty."
+says 'names no function'
+objects+=("$own/absent.o")
+run "$written : pshufd" && fail "An object may be missing."
+says 'absent.o'
+
+! $failed
