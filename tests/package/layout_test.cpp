@@ -4,6 +4,8 @@
 #include <fenletexec/interpreter.h>
 #include <fenletir/program.h>
 #include <fenletir/program_builder.h>
+#include <fenletir/text.h>
+#include <fenletir/verify.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -123,6 +125,28 @@ static_assert(sizeof(Truth) == 1);
 static_assert(static_cast<int>(Truth::False) == 0 && static_cast<int>(Truth::True) == 1 &&
               static_cast<int>(Truth::Unknown) == 255);
 static_assert(noRegister == -1);
+
+static_assert(std::is_standard_layout_v<Finding>);
+static_assert(ascending({offsetof(Finding, severity), offsetof(Finding, code),
+                         offsetof(Finding, instruction), offsetof(Finding, opCode),
+                         offsetof(Finding, slot), offsetof(Finding, registerNumber),
+                         offsetof(Finding, message)}));
+static_assert(std::is_standard_layout_v<ParseError>);
+static_assert(ascending({offsetof(ParseError, line), offsetof(ParseError, column),
+                         offsetof(ParseError, message), offsetof(ParseError, shown)}));
+static_assert(sizeof(FindingClass) == 4 && sizeof(FindingCode) == 4);
+static_assert(numberedFromZero(FindingClass::Refused, FindingClass::RefusedInRun,
+                               FindingClass::OutsideItsArea, FindingClass::ProbablyAMistake));
+
+// The program library tells a backend's refusals by the backend's own numbers, which it cannot see.
+template <FindingCode finding, ExecRefusal refusal>
+constexpr bool sameNumber = static_cast<int>(finding) == static_cast<int>(refusal);
+static_assert(sameNumber<FindingCode::UnsupportedFormat, ExecRefusal::UnsupportedFormat>);
+static_assert(sameNumber<FindingCode::BadRegister, ExecRefusal::BadRegister>);
+static_assert(sameNumber<FindingCode::BadImmediate, ExecRefusal::BadImmediate>);
+static_assert(sameNumber<FindingCode::ArityMismatch, ExecRefusal::ArityMismatch>);
+static_assert(sameNumber<FindingCode::MultiplicityMismatch, ExecRefusal::MultiplicityMismatch>);
+static_assert(sameNumber<FindingCode::KindMismatch, ExecRefusal::KindMismatch>);
 
 /// The fields of a `RegisterFile`, which are private there.
 struct RegisterFileFields {
