@@ -41,6 +41,14 @@ inline CLI::Validator notNegative() {
     return finiteNumber("a finite number of 0 or more", [](double value) { return value >= 0; });
 }
 
+inline CLI::Validator fileName() {
+    return CLI::Validator(
+        [](const std::string& text) {
+            return text.empty() ? std::string("the file name is empty") : std::string();
+        },
+        "");
+}
+
 /// Reads the options. Returns what `main` is to return if there is nothing more to do: after
 /// printing the help, or after one line on standard error that names the argument that is wrong.
 inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char** arguments) {

@@ -97,6 +97,7 @@ int main(int argumentCount, char** arguments) {
     Options options;
     CLI::App app("Finds the rows of a table for which a three-valued rule holds.", "rules");
     app.add_option("table", options.table, "comma-separated file; its first line names the columns")
+        ->check(Examples::fileName())
         ->capture_default_str();
     app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
         ->capture_default_str();

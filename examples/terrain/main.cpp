@@ -177,8 +177,11 @@ Picture draw(const Heights& heights, const Options& options) {
 
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("input", options.input, "elevation grid in metres, a two-dimensional .npy file")
+        ->check(Examples::fileName())
         ->capture_default_str();
-    app.add_option("-o,--output", options.output, "picture to write")->capture_default_str();
+    app.add_option("-o,--output", options.output, "picture to write")
+        ->check(Examples::fileName())
+        ->capture_default_str();
     app.add_option("--block-size", options.blockSize, "elements worked on at a time")
         ->check(CLI::Range(1, 1 << 20))
         ->capture_default_str();

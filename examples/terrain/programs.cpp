@@ -109,9 +109,10 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto colour = program.select(program.less(chosen, white), chosen, white);
 
     // A missing neighbour leaves the shade invalid, a comparison with it unknown, and the element
-    // out of sight.
-    const auto isShaded = program.greaterEqual(shade, zero);
-    const auto isDry = program.logicalNot(isWater);
+    // out of sight. So does a height that is no number: it is neither dry nor water, and what is
+    // computed from it does not equal itself.
+    const auto isShaded = program.equal(dot, dot);
+    const auto isDry = program.greaterEqual(height, seaLevel);
     const auto visible =
         program.isTrue(program.logicalAnd(isShaded, program.logicalOr(isDry, isWater)));
 
