@@ -138,6 +138,45 @@ TEST(Listings, ShowWhatIsWrongInPlainView) {
                                 "output \"a\\\"\\n\\xff\"\n");
 }
 
+TEST(Listings, QuoteNamesThatAreNoWordsOrWouldNotShow) {
+    const struct {
+        std::string name;
+        std::string shown;
+    } rows[] = {
+        {"height_2", "height_2"},
+        {"_", "_"},
+        {"2height", "\"2height\""},
+        {"a-b", "\"a-b\""},
+        {"#1", "\"#1\""},
+        {"", "\"\""},
+        {"\"\\", "\"\\\"\\\\\""},
+        {"\t\r\n", "\"\\t\\x0d\\n\""},
+        {std::string("\0\x1b\x7f", 3), "\"\\x00\\x1b\\x7f\""},
+        {"h\xc3\xb6he", "h\xc3\xb6he"},                                 // a Latin letter
+        {"\xe9\xab\x98 \xe5\xba\xa6", "\"\xe9\xab\x98 \xe5\xba\xa6\""}, // Chinese, and a space
+        {"\xf0\x9f\x8c\x8d", "\xf0\x9f\x8c\x8d"},                       // beyond the first 65536
+        {"a\xc2\xa0", "\"a\\xc2\\xa0\""},                 // a space that does not break
+        {"\xc2\x85", "\"\\xc2\\x85\""},                   // a control character
+        {"\xe2\x80\xae", "\"\\xe2\\x80\\xae\""},          // turns the direction of the line
+        {"\xef\xbb\xbf", "\"\\xef\\xbb\\xbf\""},          // a mark of byte order
+        {"\xe3\x80\x80", "\"\\xe3\\x80\\x80\""},          // a wide space
+        {"\xf3\xa0\x80\xa0", "\"\\xf3\\xa0\\x80\\xa0\""}, // a tag that does not show
+        {"\xed\xa0\x80", "\"\\xed\\xa0\\x80\""},          // half of a pair
+        {"\xc1\xbf", "\"\\xc1\\xbf\""},                   // too long for its number
+        {"\xe0\x9f\xbf", "\"\\xe0\\x9f\\xbf\""},          // the same, in three bytes
+        {"\xf0\x8f\xbf\xbf", "\"\\xf0\\x8f\\xbf\\xbf\""}, // the same, in four
+        {"\xf4\x90\x80\x80", "\"\\xf4\\x90\\x80\\x80\""}, // beyond the last
+        {"\xc3", "\"\\xc3\""},                            // cut off
+        {"\xc3x\x80", "\"\\xc3x\\x80\""},
+        {"\xff\xf8", "\"\\xff\\xf8\""},
+    };
+    for (const auto& row : rows) {
+        FenletProgram program;
+        program.fields = {{row.name}};
+        EXPECT_EQ(listing(program), "field " + row.shown + "\n");
+    }
+}
+
 TEST(Listings, KeepTheirColumnsBesideOneLongName) {
     FenletProgram program;
     program.registers = {{1, RegisterFormat::Int64, std::string(30, 'n'), false},
