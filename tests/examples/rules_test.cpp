@@ -1,0 +1,147 @@
+// The example that filters a table by a three-valued rule, run as a program.
+#include "examples/process.h"
+#include "hosts/temporary_folder.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace Fenlet::Examples {
+namespace {
+
+using Strings = std::vector<std::string>;
+
+const std::string stations = STATIONS_TABLE;
+
+class RulesExample : public testing::Test {
+  protected:
+    Outcome ask(const Strings& arguments, const std::string& output = "") const {
+        return run({RULES_PROGRAM, arguments, folder.path(), output, false, -1});
+    }
+
+    std::string answer(const Strings& arguments) const {
+        const Outcome outcome = ask(arguments);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.error, "");
+        return outcome.output;
+    }
+
+    /// The first line, which counts, and the numbers of the rows that hold.
+    std::string summary(const Strings& arguments) const {
+        const std::string all = answer(arguments);
+        std::string text;
+        std::size_t number = 0;
+        for (std::size_t at = 0; at < all.size(); ++number) {
+            const std::size_t end = std::min(all.find('\n', at), all.size());
+            const std::string line = all.substr(at, end - at);
+            if (number == 0)
+                text = line + ":";
+            else if (number > 1)
+                text.append(" ").append(line, 0, line.find(','));
+            at = end + 1;
+        }
+        return text;
+    }
+
+    /// One line, another status than success, no answer, and nothing on disk but what was there.
+    void expectFails(const Strings& arguments, const std::string& message,
+                     const std::string& output = "") const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const Strings before = folder.names();
+        const Outcome outcome = ask(arguments, output);
+        EXPECT_GT(outcome.status, 0);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_EQ(outcome.error, "rules: " + message + "\n");
+        EXPECT_EQ(folder.names(), before);
+    }
+
+    Hosts::TemporaryFolder folder;
+};
+
+TEST_F(RulesExample, CountsTheStationsAndPrintsThoseThatHold) {
+    EXPECT_EQ(answer({stations}), "true 5, false 2, unknown 3\n"
+                                  "row,station,low,high,rain,automatic\n"
+                                  "4,Dune Head,7.7,13.0,0.9,false\n"
+                                  "6,Fern Valley,3.3,10.6,4.8,\n"
+                                  "7,Gorse Moor,,,0.0,false\n"
+                                  "8,Heather Tarn,-0.4,6.1,0.6,true\n"
+                                  "10,Juniper Pass,-3.5,2.2,7.1,false\n");
+    EXPECT_TRUE(folder.names().empty());
+}
+
+TEST_F(RulesExample, AnswersInThreeValues) {
+    const auto counts = [this](const std::string& rule) { return summary({stations, rule}); };
+    EXPECT_EQ(counts("true"), "true 10, false 0, unknown 0: 1 2 3 4 5 6 7 8 9 10");
+    EXPECT_EQ(counts("false"), "true 0, false 10, unknown 0:");
+    EXPECT_EQ(counts("unknown"), "true 0, false 0, unknown 10:");
+    EXPECT_EQ(counts("not unknown"), "true 0, false 0, unknown 10:");
+    EXPECT_EQ(counts("automatic"), "true 5, false 3, unknown 2: 1 2 3 5 8");
+    EXPECT_EQ(counts("not automatic"), "true 3, false 5, unknown 2: 4 7 10");
+    EXPECT_EQ(counts("automatic or not automatic"), "true 8, false 0, unknown 2: 1 2 3 4 5 7 8 10");
+    EXPECT_EQ(counts("rain > 0.5"), "true 6, false 3, unknown 1: 2 4 5 6 8 10");
+    EXPECT_EQ(counts("0.5 < rain"), "true 6, false 3, unknown 1: 2 4 5 6 8 10");
+    EXPECT_EQ(counts("low = high"), "true 1, false 7, unknown 2: 5");
+    EXPECT_EQ(counts("low <> high"), "true 7, false 1, unknown 2: 1 3 4 6 8 9 10");
+    EXPECT_EQ(counts("low <= 5.0 and low >= 3.3"), "true 3, false 5, unknown 2: 1 5 6");
+    EXPECT_EQ(counts("low > -1 and low < 1e1"), "true 7, false 1, unknown 2: 1 3 4 5 6 8 9");
+    // Nothing is false with a false one, and true with a true one, whatever is unknown beside it.
+    EXPECT_EQ(counts("unknown and low > 5"), "true 0, false 6, unknown 4:");
+    EXPECT_EQ(counts("unknown or low > 5"), "true 2, false 0, unknown 8: 4 9");
+    // "and" binds more than "or", and parentheses more than both.
+    EXPECT_EQ(counts("true or true and false"),
+              "true 10, false 0, unknown 0: 1 2 3 4 5 6 7 8 9 10");
+    EXPECT_EQ(counts("(true or true) and false"), "true 0, false 10, unknown 0:");
+}
+
+TEST_F(RulesExample, AnswersTheSameInBlocksOfAnySize) {
+    std::string table = "a,b,c\n";
+    for (int i = 0; i < 3000; ++i) {
+        table += i % 7 == 0 ? "NA" : std::to_string(i * 37 % 101);
+        table += ',';
+        table += i % 5 == 0 ? "" : std::to_string(i * 53 % 97);
+        table += i % 3 == 0 ? ",true\n" : i % 3 == 1 ? ",false\n" : ",\n";
+    }
+    folder.write("table.csv", table);
+    const Strings arguments = {"table.csv", "(a < b and c) or not (b >= 40)", "--limit", "5000"};
+    const std::string expected = answer(arguments);
+    EXPECT_GT(std::count(expected.begin(), expected.end(), '\n'), 100);
+    for (const char* const size : {"1", "7", "1024", "65536"}) {
+        Strings inBlocks = arguments;
+        inBlocks.insert(inBlocks.end(), {"--block-size", size});
+        EXPECT_TRUE(answer(inBlocks) == expected) << "in blocks of " << size;
+    }
+}
+
+TEST_F(RulesExample, PrintsNoMoreRowsThanItIsAllowed) {
+    const std::string head = "true 5, false 2, unknown 3\nrow,station,low,high,rain,automatic\n";
+    EXPECT_EQ(answer({stations, "--limit", "0"}), head + "... and 5 more\n");
+    EXPECT_EQ(answer({stations, "--limit", "1"}),
+              head + "4,Dune Head,7.7,13.0,0.9,false\n... and 4 more\n");
+    EXPECT_EQ(answer({stations, "--limit", "5"}), answer({stations}));
+}
+
+TEST_F(RulesExample, ReadsTablesAsOthersWriteThem) {
+    folder.write("table.csv", "name,\"the \"\"size\"\"\",ok\r\n"
+                              "\"Elm, upper\",3,true\r\n"
+                              "\"two\nlines\",4,\r\n"
+                              "\r\n"
+                              "\"say \"\"no\"\"\",\"5\",NA");
+    EXPECT_EQ(answer({"table.csv", "not unknown or true"}), "true 3, false 0, unknown 0\n"
+                                                            "row,name,\"the \"\"size\"\"\",ok\n"
+                                                            "1,\"Elm, upper\",3,true\n"
+                                                            "2,\"two\nlines\",4,\n"
+                                                            "3,\"say \"\"no\"\"\",5,NA\n");
+    EXPECT_EQ(summary({"table.csv", "ok"}), "true 1, false 0, unknown 2: 1");
+}
+
+TEST_F(RulesExample, HasAnAnswerForATableWithoutRows) {
+    folder.write("table.csv", "a,b\n");
+    EXPECT_EQ(answer({"table.csv", "a < b"}), "true 0, false 0, unknown 0\nrow,a,b\n");
+}
+
+TEST_F(RulesExample, TakesAColumnWithNothingInItAsNumbersThatAreMissing) {
+    folder.write("table.csv", "a,b\n1,\n2,NA\n");
+    EXPECT_EQ(answer({"table.csv", "a < b"}), "true 0, false 0, unknown 2\nrow,a,b\n");
+}
+
+} // namespace
+} // namespace Fenlet::Examples
