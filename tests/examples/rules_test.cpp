@@ -143,5 +143,94 @@ TEST_F(RulesExample, TakesAColumnWithNothingInItAsNumbersThatAreMissing) {
     EXPECT_EQ(answer({"table.csv", "a < b"}), "true 0, false 0, unknown 2\nrow,a,b\n");
 }
 
+TEST_F(RulesExample, NamesTheTableAndWhatIsWrongWithIt) {
+    const struct {
+        std::string content, message;
+    } rows[] = {
+        {"", ": has no line that names its columns"},
+        {"\n1,2\n", ": has no line that names its columns"},
+        {"a,b\n1,2\n3\n", ":3: 1 fields where the first line names 2"},
+        {"a,b\n1,2,3\n", ":2: 3 fields where the first line names 2"},
+        {"a,b\n\"1\n2\",3\n4,5,6\n", ":4: 3 fields where the first line names 2"},
+        {"a,b\n1,\"2\n", ":2: a quoted field has no end"},
+        {"a,,c\n", ":1: column 2 has no name"},
+        {"a,b,a\n", ":1: column 3 has the name of another, 'a'"},
+        {"\"a\nb\",\"a\nb\"\n", ":1: column 2 has the name of another, 'a?b'"},
+        {"\"a\x1B[31m\",\"a\x1B[31m\"\n", ":1: column 2 has the name of another, 'a?[31m'"},
+        {std::string("a,b\n1,\0\n", 8), ":2: a byte of zero; this is no text"},
+        {std::string("a,b\n1,\"\n\0\"\n", 11), ":3: a byte of zero; this is no text"},
+    };
+    for (const auto& row : rows) {
+        folder.write("table.csv", row.content);
+        expectFails({"table.csv", "a < b"}, "table.csv" + row.message);
+    }
+    expectFails({"missing.csv"}, "missing.csv: No such file or directory");
+    expectFails({"."}, ".: cannot be read");
+    expectFails({""}, "table: the file name is empty");
+    expectFails({}, "examples/rules/stations.csv: No such file or directory");
+    expectFails({"/dev/zero"}, "/dev/zero:1: a byte of zero; this is no text");
+}
+
+TEST_F(RulesExample, TellsWhereARuleIsWrong) {
+    const std::string value = "a column, a number, 'not' or a '(' is due";
+    const std::string end = "'and', 'or' or the end is due";
+    const std::string number = "a number or a column of numbers is due";
+    const struct {
+        std::string rule, message;
+    } rows[] = {
+        {"", "the rule ends where " + value},
+        {"  ", "the rule ends where " + value},
+        {"low", "the rule ends where a comparison is due"},
+        {"5", "the rule ends where a comparison is due"},
+        {"low <", "the rule ends where " + value},
+        {"low < 1 and", "the rule ends where " + value},
+        {"not", "the rule ends where " + value},
+        {"((low < 1)", "the rule ends where a ')' is due"},
+        {"low < 1)", "the rule has ')' at its character 8 where " + end},
+        {"low < 1 low", "the rule has 'low' at its character 9 where " + end},
+        {"nope < 1", "the rule has 'nope' at its character 1 where " + value},
+        {"low == 1", "the rule has '=' at its character 6 where " + value},
+        {"low << 1", "the rule has '<' at its character 6 where " + value},
+        {"low < 1 or or", "the rule has 'or' at its character 12 where " + value},
+        {"low < automatic", "the rule has 'automatic' at its character 7 where " + number},
+        {"automatic < low", "the rule has '<' at its character 11 where " + end},
+        {"low \x01 1", "the rule has '?' at its character 5 where a comparison is due"},
+        {"low < .", "the rule has a number that is malformed at its character 7"},
+        {"low < -.", "the rule has a number that is malformed at its character 7"},
+        {"low < 1.2.3", "the rule has '.3' at its character 10 where " + end},
+        {"low < 1e999", "the rule has a number that is out of range at its character 7"},
+        {"station = 1", "the rule compares column 'station', which holds text; only numbers and "
+                        "truth values can be used"},
+        {std::string(200, '(') + "low < 1", "the rule is nested more than 200 levels deep"},
+    };
+    for (const auto& row : rows)
+        expectFails({stations, row.rule}, row.message);
+    EXPECT_EQ(summary({stations, std::string(199, '(') + "true" + std::string(199, ')')}),
+              summary({stations, "true"}));
+}
+
+TEST_F(RulesExample, NamesTheArgumentThatIsWrong) {
+    const struct {
+        Strings arguments;
+        std::string message;
+    } rows[] = {
+        {{"--colour"}, "The following argument was not expected: --colour"},
+        {{stations, "true", "more"}, "The following argument was not expected: more"},
+        {{"--block-size", "0"}, "--block-size: Value 0 not in range 1 to 1048576"},
+        {{"--block-size", "1048577"}, "--block-size: Value 1048577 not in range 1 to 1048576"},
+        {{"--block-size", "few"}, "--block-size: Value few not in range 1 to 1048576"},
+        {{"--limit", "-1"}, "--limit: -1 is not a finite number of 0 or more"},
+        {{"--limit", "1.5"}, "Could not convert: --limit = 1.5"},
+        {{"--limit"}, "--limit: 1 required INT missing"},
+    };
+    for (const auto& row : rows)
+        expectFails(row.arguments, row.message);
+    EXPECT_NE(answer({"--help"}).find("--block-size"), std::string::npos);
+}
+
+TEST_F(RulesExample, FailsWhereItsAnswerCannotBeWritten) {
+    expectFails({stations}, "standard output: No space left on device", "/dev/full");
+}
+
 } // namespace
 } // namespace Fenlet::Examples
