@@ -44,21 +44,15 @@ inline float halfToFloat32(Half value) {
 
 /// Widens exactly. A NaN keeps its sign and its ten fraction bits, and becomes quiet.
 inline double halfToFloat64(Half value) {
-    // The lower word stays 0, so all is done in words of 32 bits, which every processor can compare
-    // several at a time.
-    const std::uint32_t magnitude = value.bits & 0x7FFFu;
-    const std::uint32_t sign = (value.bits & 0x8000u) << 16;
-    const std::uint32_t normal = (magnitude << 10) + (1008u << 20);
-    const std::uint32_t special =
-        (magnitude << 10) | 0x7FF00000u | (magnitude > 0x7C00u ? 0x00080000u : 0u);
-    // A subnormal is normal in binary32 already, and its exponent has another bias there.
-    const auto inFloat32 =
-        bitCast<std::uint32_t>(static_cast<float>(static_cast<std::int32_t>(magnitude)) * 0x1p-24f);
-    const std::uint32_t rebiased = (inFloat32 >> 3) + (std::uint32_t{1023 - 127} << 20);
-    const std::uint32_t subnormal = magnitude == 0 ? 0u : rebiased;
-    const std::uint32_t finite = magnitude < 0x0400u ? subnormal : normal;
-    const std::uint32_t upper = sign | (magnitude >= 0x7C00u ? special : finite);
-    return bitCast<double>(std::uint64_t{upper} << 32);
+    const std::uint64_t magnitude = value.bits & 0x7FFFu;
+    const std::uint64_t sign = std::uint64_t{value.bits & 0x8000u} << 48;
+    const std::uint64_t normal = (magnitude << 42) + (std::uint64_t{1008} << 52);
+    const std::uint64_t special =
+        (magnitude << 42) | 0x7FF0000000000000u | (magnitude > 0x7C00u ? 0x0008000000000000u : 0u);
+    const auto subnormal =
+        bitCast<std::uint64_t>(static_cast<double>(static_cast<std::int32_t>(magnitude)) * 0x1p-24);
+    const std::uint64_t finite = magnitude < 0x0400u ? subnormal : normal;
+    return bitCast<double>(sign | (magnitude >= 0x7C00u ? special : finite));
 }
 
 /// Rounds to nearest, ties to even; 65520 and above become infinity, 2 to the power -25 and below
