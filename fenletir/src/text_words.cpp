@@ -69,7 +69,7 @@ std::size_t visibleCharacter(std::string_view text, std::size_t offset) {
     }
     // A character has one spelling: longer ones of the same number are not well-formed.
     const bool isOverlong = (length == 3 && character < 0x800) ||
-                            (length == 4 && (character < 0x10000 || character > 0x10ffff));
+                            (length == 4 && character < 0x10000);
     return !isOverlong && showsItself(character) ? length : 0;
 }
 

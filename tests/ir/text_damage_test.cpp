@@ -47,6 +47,21 @@ TEST(TextErrors, ShowAPieceOfALongLine) {
                                std::string(63, ' ') + "^");
 }
 
+TEST(TextErrors, ShowWholeCharactersOfALongLine) {
+    const std::string globe = "\xf0\x9f\x8c\x8d";
+    std::string globes;
+    for (int count = 0; count < 30; ++count)
+        globes += globe;
+    for (std::size_t blanks = 1; blanks <= 4; ++blanks) {
+        // The place moves, and with it where the piece begins and ends within a character.
+        const std::string gap(blanks, ' ');
+        const ParseError error = parseProgram("field " + globes + gap + "!" + globes).error;
+        EXPECT_EQ(error.column, 37 + static_cast<int>(blanks));
+        EXPECT_EQ(error.shown.find(globe), 3u) << error.shown;
+        EXPECT_EQ(error.shown.find('?'), std::string::npos) << error.shown;
+    }
+}
+
 TEST(TextErrors, CiteAPieceOfALongWord) {
     EXPECT_EQ(parseProgram("a : " + std::string(100000, 'b')).error.message,
               "expected a type, as f32 or i64x3, found \"" + std::string(40, 'b') + "\"...");
@@ -73,10 +88,18 @@ void expectSoundAnswer(const std::string& text) {
 }
 
 TEST(DamagedText, IsAnsweredWhereverItIsCutOff) {
-    for (std::uint64_t seed = 0; seed < 60; ++seed) {
+    for (std::uint64_t seed = 0; seed < 30; ++seed) {
         const std::string text = listing(ProgramDice(seed).draw());
-        for (std::size_t length = 0; length <= text.size(); ++length)
-            ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(text.substr(0, length)));
+        for (std::size_t length = 0; length <= text.size(); ++length) {
+            const std::string piece = text.substr(0, length);
+            ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(piece));
+            // What comes after the end makes no difference.
+            const ParseResult apart = parseProgram(piece);
+            const ParseResult before = parseProgram(std::string_view(text).substr(0, length));
+            ASSERT_EQ(before.error.message, apart.error.message) << piece;
+            ASSERT_EQ(before.error.shown, apart.error.shown) << piece;
+            ASSERT_EQ(image(before.program), image(apart.program)) << piece;
+        }
     }
 }
 

@@ -171,6 +171,7 @@ TEST(TextErrors, TellAboutConstants) {
          "expected a number, as 12, 0.5 or -inf, found the end of the line"},
         {"constant @0 = \"5\"", 1, 15, "expected a number, as 12, 0.5 or -inf, found \"\\\"\""},
         {"constant @0 = yes", 1, 15, "expected a number, as 12, 0.5 or -inf, found \"yes\""},
+        {"constant @0 = truer", 1, 15, "expected a number, as 12, 0.5 or -inf, found \"truer\""},
         {"constant @0 = 1.2.3", 1, 15, "\"1.2.3\" is no number"},
         {"constant @0 = 0x10", 1, 15, "\"0x10\" is no number"},
         {"constant @0 = 9223372036854775808", 1, 15,
