@@ -33,3 +33,10 @@ if(NOT FENLET_ROUNDS_ONCE)
   message(FATAL_ERROR "fenletexec needs IEEE 754 float and double, each computed in its own "
                       "precision. On 32-bit x86 that takes -msse2 -mfpmath=sse.")
 endif()
+
+# Kernels for newer x86-64 processors stand beside those for every one.
+check_cxx_source_compiles("
+  #ifndef __x86_64__
+  #error
+  #endif
+  int main() {}" FENLET_X86_SETS)

@@ -1,19 +1,23 @@
 // Taking one component out of a register, in any kind.
 #include "sources/component.h"
 
-#include "kernels/target/target.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const ComponentKernels componentKernels;
-}
+FENLET_IN_EVERY_SET(extern const ComponentKernels componentKernels)
+
+namespace {
+
+constexpr KernelSets<ComponentKernels> kernels = {FENLET_ADDRESSES(componentKernels)};
+
+} // namespace
 
 bool dispatchComponent(CpuElementKind result, CpuElementKind source, const ComponentArgs& args) {
     if (elementSize(result) == 0 || elementSize(source) == 0)
         return false;
     const ComponentKernel kernel =
-        componentKernels.of[static_cast<int>(result) - 1][static_cast<int>(source) - 1];
+        kernels.chosen().of[static_cast<int>(result) - 1][static_cast<int>(source) - 1];
     if (kernel == nullptr)
         return false;
     kernel(args);

@@ -2,12 +2,17 @@
 #include "kernels/arithmetic/arithmetic.h"
 
 #include "kernels/lanes/kinds.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const ArithmeticKernels arithmeticKernels;
-}
+FENLET_IN_EVERY_SET(extern const ArithmeticKernels arithmeticKernels)
+
+namespace {
+
+constexpr KernelSets<ArithmeticKernels> kernels = {FENLET_ADDRESSES(arithmeticKernels)};
+
+} // namespace
 
 bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,
                         const ArithmeticArgs& args) {
@@ -15,7 +20,7 @@ bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKi
                                             CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(result) < 0 || position(left) < 0 || position(right) < 0)
         return false;
-    arithmeticKernels.of[position(result)].of[position(left)][position(right)](args);
+    kernels.chosen().of[position(result)].of[position(left)][position(right)](args);
     return true;
 }
 

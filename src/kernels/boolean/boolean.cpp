@@ -1,28 +1,32 @@
 // Three-valued logic on registers.
 #include "kernels/boolean/boolean.h"
 
-#include "kernels/target/target.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const BooleanKernels booleanKernels;
-}
+FENLET_IN_EVERY_SET(extern const BooleanKernels booleanKernels)
+
+namespace {
+
+constexpr KernelSets<BooleanKernels> kernels = {FENLET_ADDRESSES(booleanKernels)};
+
+} // namespace
 
 void logicalNot(const LogicArgs& args) {
-    booleanKernels.logicalNot(args);
+    kernels.chosen().logicalNot(args);
 }
 
 void logicalAnd(const LogicArgs& args) {
-    booleanKernels.logicalAnd(args);
+    kernels.chosen().logicalAnd(args);
 }
 
 void logicalOr(const LogicArgs& args) {
-    booleanKernels.logicalOr(args);
+    kernels.chosen().logicalOr(args);
 }
 
 void isTrue(const IsTrueArgs& args) {
-    booleanKernels.isTrue(args);
+    kernels.chosen().isTrue(args);
 }
 
 } // namespace Fenlet

@@ -2,12 +2,17 @@
 #include "kernels/comparisons/comparisons.h"
 
 #include "kernels/lanes/kinds.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const ComparisonKernels comparisonKernels;
-}
+FENLET_IN_EVERY_SET(extern const ComparisonKernels comparisonKernels)
+
+namespace {
+
+constexpr KernelSets<ComparisonKernels> kernels = {FENLET_ADDRESSES(comparisonKernels)};
+
+} // namespace
 
 bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args) {
     constexpr auto position =
@@ -15,7 +20,7 @@ bool dispatchComparison(CpuElementKind left, CpuElementKind right, const Compari
                       CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(left) < 0 || position(right) < 0)
         return false;
-    comparisonKernels.of[position(left)][position(right)](args);
+    kernels.chosen().of[position(left)][position(right)](args);
     return true;
 }
 

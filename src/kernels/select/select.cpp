@@ -2,17 +2,22 @@
 #include "kernels/select/select.h"
 
 #include "kernels/lanes/kinds.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const SelectKernels selectKernels;
-}
+FENLET_IN_EVERY_SET(extern const SelectKernels selectKernels)
+
+namespace {
+
+constexpr KernelSets<SelectKernels> kernels = {FENLET_ADDRESSES(selectKernels)};
+
+} // namespace
 
 bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse,
                     const SelectArgs& args) {
     if (result == CpuElementKind::Tribool && whenTrue == result && whenFalse == result) {
-        selectKernels.tribool(args);
+        kernels.chosen().tribool(args);
         return true;
     }
     constexpr auto position =
@@ -20,7 +25,7 @@ bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKi
                       CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(result) < 0 || position(whenTrue) < 0 || position(whenFalse) < 0)
         return false;
-    selectKernels.numeric[position(result)].of[position(whenTrue)][position(whenFalse)](args);
+    kernels.chosen().numeric[position(result)].of[position(whenTrue)][position(whenFalse)](args);
     return true;
 }
 

@@ -2,12 +2,17 @@
 #include "kernels/unary/unary.h"
 
 #include "kernels/lanes/kinds.h"
+#include "kernels/target/sets.h"
 
 namespace Fenlet {
 
-inline namespace FENLET_TARGET {
-extern const UnaryKernels unaryKernels;
-}
+FENLET_IN_EVERY_SET(extern const UnaryKernels unaryKernels)
+
+namespace {
+
+constexpr KernelSets<UnaryKernels> kernels = {FENLET_ADDRESSES(unaryKernels)};
+
+} // namespace
 
 bool dispatchUnary(UnaryOp op, CpuElementKind result, CpuElementKind operand,
                    const UnaryArgs& args) {
@@ -17,10 +22,10 @@ bool dispatchUnary(UnaryOp op, CpuElementKind result, CpuElementKind operand,
         return false;
     switch (op) {
     case UnaryOp::Negate:
-        unaryKernels.negate[position(result)][position(operand)](args);
+        kernels.chosen().negate[position(result)][position(operand)](args);
         return true;
     case UnaryOp::Length:
-        unaryKernels.length[position(result)][position(operand)](args);
+        kernels.chosen().length[position(result)][position(operand)](args);
         return true;
     }
     return false;
