@@ -109,7 +109,8 @@ Heights enlarge(const NpyArray& grid, const Options& options) {
 RampSampler paletteFor(const Heights& heights, const Options& options) {
     double low = HUGE_VAL;
     double high = -HUGE_VAL;
-    for (const double metres : heights.metres) {
+    for (const float height : heights.metres) {
+        const auto metres = static_cast<double>(height);
         if (std::isfinite(metres) && metres >= options.seaLevel) {
             low = std::min(low, metres);
             high = std::max(high, metres);
