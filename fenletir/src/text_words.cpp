@@ -68,8 +68,8 @@ std::size_t visibleCharacter(std::string_view text, std::size_t offset) {
         character = character << 6 | (byte & 0x3fu);
     }
     // A character has one spelling: longer ones of the same number are not well-formed.
-    const bool isOverlong = (length == 3 && character < 0x800) ||
-                            (length == 4 && character < 0x10000);
+    const bool isOverlong =
+        (length == 3 && character < 0x800) || (length == 4 && character < 0x10000);
     return !isOverlong && showsItself(character) ? length : 0;
 }
 
