@@ -5,14 +5,13 @@
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
 #include "kernels/comparisons/comparisons.h"
-#include "kernels/lanes/lanes.h"
+#include "kernels/elements/elements.h"
 #include "kernels/select/select.h"
 #include "kernels/unary/unary.h"
 #include "sources/component.h"
 #include "sources/field_indices.h"
 #include "sources/load_constant.h"
 #include "sources/load_uniform.h"
-#include "vocabulary/element_numbers.h"
 
 #include <fenletexec/interpreter.h>
 
@@ -45,9 +44,7 @@ struct StepFrame {
 Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
-    unsigned char* const data = frame.resultData();
-    for (int i = 0; i < frame.count; ++i)
-        storeLane(data, i, offsetElement(frame.blockStart, i));
+    countUp(frame.resultData(), frame.blockStart, frame.count);
     return Faults::none;
 }
 
@@ -90,7 +87,8 @@ Fault runLoadField(const StepFrame& frame) {
         request.contiguous =
             isContiguous(frame.elementIndices, frame.operandValidity(0), frame.count);
     } else {
-        countUp(frame.elementIndices, frame.blockStart, frame.count);
+        countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
+                frame.count);
     }
     return field->read(request) ? Faults::none : Faults::fieldDeclined;
 }

@@ -1,0 +1,70 @@
+// The loops over elements.
+#include "kernels/elements/elements.h"
+#include "kernels/lanes/lanes.h"
+#include "kernels/lanes/tiles.h"
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+namespace {
+
+void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
+    const auto first = static_cast<std::uint64_t>(start);
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t i = 0; i < count; ++i)
+        storeLane(out, i, first + static_cast<std::uint64_t>(i));
+}
+
+void runWidenIndices(std::int64_t* out, const unsigned char* in, std::int64_t count) {
+    FENLET_INDEPENDENT_LANES
+    for (std::int64_t i = 0; i < count; ++i)
+        out[i] = loadLane<std::int32_t>(in, i);
+}
+
+/// Not 0 where a number does not run on, looking at all of them.
+std::uint64_t breaks(const std::int64_t* indices, std::uint64_t first, std::int64_t count) {
+    std::uint64_t found = 0;
+    for (std::int64_t i = 0; i < count; ++i)
+        found |= static_cast<std::uint64_t>(indices[i]) ^ (first + static_cast<std::uint64_t>(i));
+    return found;
+}
+
+unsigned char anyInvalid(const unsigned char* validity, std::int64_t count) {
+    unsigned char found = 0;
+    for (std::int64_t i = 0; i < count; ++i)
+        found |= validity[i] == 0 ? 1 : 0;
+    return found;
+}
+
+// In pieces, so that scattered numbers are found out early.
+bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
+                     std::int64_t count) {
+    constexpr std::int64_t piece = 64;
+    for (std::int64_t done = 0; done < count; done += piece) {
+        const std::int64_t some = atMost(piece, count - done);
+        const std::uint64_t first =
+            static_cast<std::uint64_t>(indices[0]) + static_cast<std::uint64_t>(done);
+        if (breaks(indices + done, first, some) != 0)
+            return false;
+        if (validity != nullptr && anyInvalid(validity + done, some) != 0)
+            return false;
+    }
+    return true;
+}
+
+struct BothValid {
+    using Left = unsigned char;
+    using Right = unsigned char;
+    using Out = unsigned char;
+    static Out apply(Left left, Right right) {
+        return static_cast<Out>((left != 0) & (right != 0));
+    }
+};
+
+} // namespace
+
+extern const ElementKernels elementKernels;
+const ElementKernels elementKernels = {&runCountUp, &runWidenIndices, &runIsContiguous,
+                                       &combineRun<BothValid>};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
