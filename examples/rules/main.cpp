@@ -1,7 +1,7 @@
 // Finds the rows of a table for which a three-valued rule holds.
-#include "command_line.h"
 #include "rule.h"
 #include "table.h"
+#include "terminal/command_line.h"
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
@@ -97,7 +97,7 @@ int main(int argumentCount, char** arguments) {
     Options options;
     CLI::App app("Finds the rows of a table for which a three-valued rule holds.", "rules");
     app.add_option("table", options.table, "comma-separated file; its first line names the columns")
-        ->check(Examples::fileName())
+        ->check(Terminal::fileName())
         ->capture_default_str();
     app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
         ->capture_default_str();
@@ -105,9 +105,9 @@ int main(int argumentCount, char** arguments) {
         ->check(CLI::Range(1, 1 << 20))
         ->capture_default_str();
     app.add_option("--limit", options.limit, "rows to print at most")
-        ->check(Examples::notNegative())
+        ->check(Terminal::notNegative())
         ->capture_default_str();
-    if (const auto status = Examples::readCommandLine(app, argumentCount, arguments))
+    if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status;
     try {
         const Table table = readTable(options.table);
@@ -118,7 +118,7 @@ int main(int argumentCount, char** arguments) {
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "rules: %s: not enough memory\n", options.table.c_str());
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "rules: %s\n", Examples::oneLine(error.what()).c_str());
+        std::fprintf(stderr, "rules: %s\n", Terminal::oneLine(error.what()).c_str());
     }
     return 1;
 }

@@ -1,8 +1,8 @@
 // Draws a shaded relief of an elevation grid.
-#include "command_line.h"
 #include "picture.h"
 #include "programs.h"
-#include "progress.h"
+#include "terminal/command_line.h"
+#include "terminal/progress.h"
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
@@ -90,7 +90,7 @@ Heights enlarge(const NpyArray& grid, const Options& options) {
     Bindings bindings;
     bindings.samplers = samplers;
     bindings.samplerCount = 1;
-    Progress progress("reading heights", heights.count());
+    Terminal::Progress progress("reading heights", heights.count());
     FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
         std::memcpy(heights.metres.data() + start, registers.data(plan.height),
                     static_cast<std::size_t>(count) * sizeof(float));
@@ -158,7 +158,7 @@ Picture draw(const Heights& heights, const Options& options) {
     Picture picture{
         static_cast<std::size_t>(heights.width), static_cast<std::size_t>(heights.height), {}};
     picture.pixels.resize(static_cast<std::size_t>(heights.count()) * 4);
-    Progress progress("drawing", heights.count());
+    Terminal::Progress progress("drawing", heights.count());
     FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
         const unsigned char* const colour = registers.data(plan.colour);
         const unsigned char* const visible = registers.data(plan.visible);
@@ -178,10 +178,10 @@ Picture draw(const Heights& heights, const Options& options) {
 
 void addOptions(CLI::App& app, Options& options) {
     app.add_option("input", options.input, "elevation grid in metres, a two-dimensional .npy file")
-        ->check(Examples::fileName())
+        ->check(Terminal::fileName())
         ->capture_default_str();
     app.add_option("-o,--output", options.output, "picture to write")
-        ->check(Examples::fileName())
+        ->check(Terminal::fileName())
         ->capture_default_str();
     app.add_option("--block-size", options.blockSize, "elements worked on at a time")
         ->check(CLI::Range(1, 1 << 20))
@@ -190,24 +190,24 @@ void addOptions(CLI::App& app, Options& options) {
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
     app.add_option("--sea-level", options.seaLevel, "what lies below is water, in metres")
-        ->check(Examples::finite())
+        ->check(Terminal::finite())
         ->capture_default_str();
     app.add_option("--spacing-east", options.spacingEast, "metres from column to column")
-        ->check(Examples::positive())
+        ->check(Terminal::positive())
         ->capture_default_str();
     app.add_option("--spacing-south", options.spacingSouth, "metres from row to row")
-        ->check(Examples::positive())
+        ->check(Terminal::positive())
         ->capture_default_str();
     app.add_option("--exaggeration", options.exaggeration, "how much steeper slopes are drawn")
-        ->check(Examples::notNegative())
+        ->check(Terminal::notNegative())
         ->capture_default_str();
     app.add_option("--light-azimuth", options.lightAzimuth,
                    "where the light comes from, in degrees clockwise from north")
-        ->check(Examples::finite())
+        ->check(Terminal::finite())
         ->capture_default_str();
     app.add_option("--light-altitude", options.lightAltitude,
                    "how high the light stands, in degrees")
-        ->check(Examples::finite())
+        ->check(Terminal::finite())
         ->check(CLI::Range(0.0, 90.0))
         ->capture_default_str();
     app.add_flag("!--south-up", options.northUp, "the grid's first row is its southernmost");
@@ -221,7 +221,7 @@ int main(int argumentCount, char** arguments) {
     Options options;
     CLI::App app("Draws a shaded relief of an elevation grid.", "terrain");
     addOptions(app, options);
-    if (const auto status = Examples::readCommandLine(app, argumentCount, arguments))
+    if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status;
     try {
         const Heights heights = enlarge(readGrid(options), options);

@@ -2,79 +2,15 @@
 #include "picture.h"
 
 #include <fenlethosts/npy.h>
+#include <fenlethosts/output_file.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <memory>
 #include <png.h>
-#include <unistd.h>
 
 namespace Terrain {
 namespace {
-
-/// The file that `path` leads to: behind a symbolic link, the one that it names. Throws for what is
-/// there and is no plain file, such as a device, which must not be put away for a picture.
-std::string fileBehind(const std::string& path) {
-    std::error_code problem;
-    const auto status = std::filesystem::status(path, problem);
-    if (!std::filesystem::exists(status))
-        return path;
-    if (std::filesystem::is_directory(status))
-        throw Fenlet::FileError(path + ": " + std::strerror(EISDIR));
-    if (!std::filesystem::is_regular_file(status))
-        throw Fenlet::FileError(path + ": is there and is not a plain file");
-    const auto target = std::filesystem::canonical(path, problem);
-    return problem ? path : target.string();
-}
-
-/// A file that is there only if `keep` was called.
-class FileInTheMaking {
-  public:
-    explicit FileInTheMaking(const std::string& newPath)
-        : path(newPath),
-          target(fileBehind(newPath)),
-          partial(target + ".part" + std::to_string(getpid())),
-          file(std::fopen(partial.c_str(), "wbx")) {
-        if (file == nullptr)
-            fail();
-    }
-    ~FileInTheMaking() {
-        if (file != nullptr)
-            std::fclose(file);
-        if (!kept)
-            std::remove(partial.c_str());
-    }
-    FileInTheMaking(const FileInTheMaking&) = delete;
-    FileInTheMaking& operator=(const FileInTheMaking&) = delete;
-
-    std::FILE* handle() const { return file; }
-
-    void keep() {
-        std::FILE* const finished = file;
-        file = nullptr;
-        const bool written = std::fflush(finished) == 0 && std::ferror(finished) == 0;
-        const int reason = errno;
-        const bool closed = std::fclose(finished) == 0;
-        if (!written || !closed) {
-            errno = written ? errno : reason;
-            fail();
-        }
-        if (std::rename(partial.c_str(), target.c_str()) != 0)
-            fail();
-        kept = true;
-    }
-
-    [[noreturn]] void fail() const { throw Fenlet::FileError(path + ": " + std::strerror(errno)); }
-
-  private:
-    std::string path; ///< as the user named it
-    std::string target;
-    std::string partial;
-    std::FILE* file;
-    bool kept = false;
-};
 
 /// libpng's handles, given back on every way out.
 struct PngWriter {
@@ -106,7 +42,7 @@ struct PngWriter {
 } // namespace
 
 void writePng(const Picture& picture, const std::string& path) {
-    FileInTheMaking file(path);
+    Fenlet::OutputFile file(path);
     try {
         errno = 0;
         PngWriter writer;

@@ -1,243 +1,19 @@
 // Reading .npy files.
+#include "npy_header.h"
+
 #include <fenlethosts/npy.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <limits>
-#include <memory>
-#include <optional>
-#include <string_view>
+#include <sys/mman.h>
+#include <sys/stat.h>
 
 namespace Fenlet {
 namespace {
 
-/// How an entry stands in the file, and what it becomes.
-struct EntryType {
-    std::string_view code; ///< without the byte order
-    std::size_t bytes;
-    bool isSigned;
-    CpuElementKind kind;
-};
-
-constexpr EntryType entryTypes[] = {
-    {"b1", 1, false, CpuElementKind::Tribool}, {"i1", 1, true, CpuElementKind::Int32},
-    {"u1", 1, false, CpuElementKind::Int32},   {"i2", 2, true, CpuElementKind::Int32},
-    {"u2", 2, false, CpuElementKind::Int32},   {"i4", 4, true, CpuElementKind::Int32},
-    {"u4", 4, false, CpuElementKind::Int64},   {"i8", 8, true, CpuElementKind::Int64},
-    {"f2", 2, false, CpuElementKind::Half},    {"f4", 4, false, CpuElementKind::Float32},
-    {"f8", 8, false, CpuElementKind::Float64},
-};
-
-/// The longest header that is read. It tells a type and a shape, and that takes a line.
-constexpr std::size_t longestHeader = std::size_t{1} << 20;
-
-/// Text out of a file, fit to stand in a line of a message.
-std::string printable(std::string_view text) {
-    std::string line(text.substr(0, 40));
-    for (char& c : line)
-        if (c < ' ' || c > '~')
-            c = '?';
-    return line;
-}
-
-struct Header {
-    EntryType type{};
-    bool bigEndian = false;
-    std::vector<std::int64_t> shape;
-};
-
-/// Reads the header's dictionary: text like {'descr': '<f4', 'fortran_order': False,
-/// 'shape': (3, 4), }, its three keys in any order.
-class HeaderParser {
-  public:
-    HeaderParser(std::string_view newText, const std::string& newPath)
-        : text(newText), path(newPath) {}
-
-    Header parse();
-
-  private:
-    [[noreturn]] void fail(const std::string& what) const { throw FileError(path + ": " + what); }
-    void skipSpace();
-    bool take(char wanted);
-    void expect(char wanted);
-    std::string_view quoted();
-    bool truth();
-    std::int64_t number();
-    std::vector<std::int64_t> tuple();
-    void parseType(std::string_view code, Header& header) const;
-
-    std::string_view text;
-    const std::string& path;
-};
-
-void HeaderParser::skipSpace() {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\n'))
-        text.remove_prefix(1);
-}
-
-bool HeaderParser::take(char wanted) {
-    skipSpace();
-    const bool found = !text.empty() && text.front() == wanted;
-    if (found)
-        text.remove_prefix(1);
-    return found;
-}
-
-void HeaderParser::expect(char wanted) {
-    if (!take(wanted))
-        fail(std::string("the header lacks a '") + wanted + "' where one is due");
-}
-
-std::string_view HeaderParser::quoted() {
-    skipSpace();
-    const char quote = !text.empty() && text.front() == '"' ? '"' : '\'';
-    expect(quote);
-    const std::size_t end = text.find(quote);
-    if (end == std::string_view::npos)
-        fail("the header holds a string without an end");
-    const std::string_view inside = text.substr(0, end);
-    text.remove_prefix(end + 1);
-    return inside;
-}
-
-bool HeaderParser::truth() {
-    skipSpace();
-    for (const std::string_view word : {"True", "False"}) {
-        if (text.substr(0, word.size()) == word) {
-            text.remove_prefix(word.size());
-            return word == "True";
-        }
-    }
-    fail("fortran_order in the header is neither True nor False");
-}
-
-std::int64_t HeaderParser::number() {
-    skipSpace();
-    if (text.empty() || text.front() < '0' || text.front() > '9')
-        fail("the shape in the header holds something that is no size");
-    std::int64_t value = 0;
-    while (!text.empty() && text.front() >= '0' && text.front() <= '9') {
-        if (value > (std::numeric_limits<std::int64_t>::max() - 9) / 10)
-            fail("the shape in the header holds a size that is too large");
-        value = value * 10 + (text.front() - '0');
-        text.remove_prefix(1);
-    }
-    return value;
-}
-
-std::vector<std::int64_t> HeaderParser::tuple() {
-    std::vector<std::int64_t> sizes;
-    expect('(');
-    bool isOver = take(')');
-    while (!isOver) {
-        sizes.push_back(number());
-        if (sizes.size() > 32)
-            fail("the shape in the header has more than 32 dimensions");
-        // A comma stands between two sizes, may follow the last and must follow a single one.
-        const bool isFollowed = take(',');
-        isOver = take(')');
-        if (!isFollowed && (!isOver || sizes.size() == 1))
-            fail("the shape in the header is no tuple");
-    }
-    return sizes;
-}
-
-void HeaderParser::parseType(std::string_view code, Header& header) const {
-    const char order = code.empty() ? '?' : code.front();
-    for (const EntryType& type : entryTypes) {
-        if (code.substr(std::min<std::size_t>(1, code.size())) != type.code)
-            continue;
-        const bool oneByte = type.bytes == 1;
-        if (order == '<' || order == '>' || (order == '|' && oneByte)) {
-            header.type = type;
-            header.bigEndian = order == '>';
-            return;
-        }
-    }
-    fail("entries of type '" + printable(code) +
-         "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) and floats "
-         "are");
-}
-
-Header HeaderParser::parse() {
-    Header header;
-    std::optional<std::string_view> type;
-    std::optional<bool> columnsFirst;
-    std::optional<std::vector<std::int64_t>> shape;
-    expect('{');
-    while (!take('}')) {
-        const std::string_view key = quoted();
-        expect(':');
-        if (key == "descr" && !type)
-            type = quoted();
-        else if (key == "fortran_order" && !columnsFirst)
-            columnsFirst = truth();
-        else if (key == "shape" && !shape)
-            shape = tuple();
-        else
-            fail("the header holds '" + printable(key) + "', twice or without meaning");
-        if (!take(',') && (text.empty() || text.front() != '}'))
-            fail("the header's entries are not separated by commas");
-    }
-    skipSpace();
-    if (!text.empty())
-        fail("something stands behind the header's end");
-    if (!type || !columnsFirst || !shape)
-        fail("the header lacks descr, fortran_order or shape");
-    parseType(*type, header);
-    header.shape = *shape;
-    if (*columnsFirst && header.shape.size() > 1)
-        fail("the array stands columns first (fortran_order), which is not supported");
-    return header;
-}
-
-/// A file that is read from its first byte on, and never further than it is asked to.
-class InputFile {
-  public:
-    explicit InputFile(const std::string& newPath)
-        : path(newPath), file(std::fopen(path.c_str(), "rb"), &std::fclose) {
-        if (!file)
-            throw FileError(path + ": " + std::strerror(errno));
-    }
-
-    /// The next bytes: as many as are wanted, or all that are left.
-    std::vector<unsigned char> read(std::uint64_t wanted);
-
-  private:
-    const std::string& path;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
-};
-
-std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
-    std::vector<unsigned char> bytes;
-    bool isMore = true;
-    while (isMore && bytes.size() < wanted) {
-        // A file may promise more than it holds: memory grows with what is really there.
-        const std::size_t had = bytes.size();
-        const std::uint64_t step = std::min<std::uint64_t>(wanted - had, had + (1 << 16));
-        bytes.resize(had + static_cast<std::size_t>(step));
-        const std::size_t got = std::fread(bytes.data() + had, 1, bytes.size() - had, file.get());
-        isMore = got == step;
-        bytes.resize(had + got);
-    }
-    if (std::ferror(file.get()))
-        throw FileError(path + ": " + std::strerror(errno));
-    return bytes;
-}
-
-/// The entry's bits, sign-extended where its type has a sign.
-std::uint64_t readEntry(const unsigned char* bytes, const EntryType& type, bool bigEndian) {
-    std::uint64_t bits = 0;
-    for (std::size_t b = 0; b < type.bytes; ++b)
-        bits |= std::uint64_t{bytes[bigEndian ? type.bytes - 1 - b : b]} << (8 * b);
-    const std::uint64_t sign = std::uint64_t{1} << (8 * type.bytes - 1);
-    return type.isSigned ? (bits ^ sign) - sign : bits;
-}
-
 template <class Lane>
-void storeEntries(NpyArray& array, const unsigned char* data, const Header& header) {
+void storeEntries(NpyArray& array, const unsigned char* data, const NpyHeader& header) {
     for (std::size_t i = 0; i * sizeof(Lane) < array.bytes.size(); ++i) {
         const auto lane = static_cast<Lane>(
             readEntry(data + i * header.type.bytes, header.type, header.bigEndian));
@@ -245,33 +21,17 @@ void storeEntries(NpyArray& array, const unsigned char* data, const Header& head
     }
 }
 
-/// Everything before the entries.
-Header readHeader(InputFile& file, const std::string& path) {
-    const auto fail = [&path](const std::string& what) -> FileError {
-        return FileError(path + ": " + what);
-    };
-    const std::vector<unsigned char> mark = file.read(8);
-    if (mark.empty())
-        throw fail("is empty");
-    if (mark.size() < 6 || std::memcmp(mark.data(), "\x93NUMPY", 6) != 0)
-        throw fail("not a .npy file (it does not begin with the format's mark)");
-    if (mark.size() < 8)
-        throw fail("ends within the first bytes of its header");
-    if (mark[6] < 1 || mark[6] > 3 || mark[7] != 0)
-        throw fail("format version " + std::to_string(mark[6]) + "." + std::to_string(mark[7]) +
-                   " is not supported; 1.0, 2.0 and 3.0 are");
-    const std::size_t lengthBytes = mark[6] == 1 ? 2 : 4;
-    const std::vector<unsigned char> length = file.read(lengthBytes);
-    if (length.size() < lengthBytes)
-        throw fail("ends within the first bytes of its header");
-    const std::uint64_t headerLength =
-        readEntry(length.data(), {"", lengthBytes, false, CpuElementKind::Int32}, false);
-    if (headerLength > longestHeader)
-        throw fail("its header of " + std::to_string(headerLength) + " bytes is too long");
-    const std::vector<unsigned char> text = file.read(headerLength);
-    if (text.size() < headerLength)
-        throw fail("ends within its header");
-    return HeaderParser({reinterpret_cast<const char*>(text.data()), text.size()}, path).parse();
+/// Bits that stand for a truth value are 0 or 1, and nothing else.
+void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::string& path) {
+    if (std::any_of(bytes, bytes + count, [](unsigned char truth) { return truth > 1; }))
+        throw FileError(path + ": holds a truth value that is neither false nor true");
+}
+
+/// Whether the entries stand in the file as they stand in memory.
+bool isNative(const NpyHeader& header) {
+    const bool sameOrder = header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
+    return header.type.code == entryCodeOf(header.type.kind) &&
+           (sameOrder || header.type.bytes == 1);
 }
 
 } // namespace
@@ -280,32 +40,18 @@ FileError::~FileError() = default;
 
 NpyArray readNpy(const std::string& path) {
     InputFile file(path);
-    const Header header = readHeader(file, path);
-    std::uint64_t entries = 1;
-    for (const std::int64_t size : header.shape) {
-        if (size != 0 && entries > (std::uint64_t{1} << 60) / static_cast<std::uint64_t>(size))
-            throw FileError(path + ": its shape asks for more entries than can be held");
-        entries *= static_cast<std::uint64_t>(size);
-    }
-    const std::uint64_t wanted = entries * header.type.bytes;
-    const std::vector<unsigned char> data = file.read(wanted);
-    if (data.size() < wanted)
-        throw FileError(path + ": holds " + std::to_string(data.size()) +
-                        " bytes of entries where its shape asks for " + std::to_string(wanted) +
-                        "; the file is cut short");
-    if (!file.read(1).empty())
-        throw FileError(path + ": holds more than the " + std::to_string(wanted) +
-                        " bytes of entries that its shape asks for");
+    const NpyHeader header = readNpyHeader(file, path);
+    const std::vector<unsigned char> data = file.read(header.entryBytes);
+    checkEntryBytes(header, data.size() + file.read(1).size(), path);
 
     NpyArray array;
     array.kind = header.type.kind;
     array.shape = header.shape;
-    array.bytes.resize(static_cast<std::size_t>(entries) *
+    array.bytes.resize(data.size() / header.type.bytes *
                        static_cast<std::size_t>(elementSize(array.kind)));
     switch (elementSize(array.kind)) {
     case 1:
-        if (std::any_of(data.begin(), data.end(), [](unsigned char truth) { return truth > 1; }))
-            throw FileError(path + ": holds a truth value that is neither false nor true");
+        checkTruths(data.data(), data.size(), path);
         storeEntries<std::uint8_t>(array, data.data(), header);
         break;
     case 2:
@@ -318,6 +64,51 @@ NpyArray readNpy(const std::string& path) {
         storeEntries<std::uint64_t>(array, data.data(), header);
     }
     return array;
+}
+
+NpyFile::NpyFile(const std::string& path) {
+    if (!map(path))
+        array = readNpy(path);
+    else if (array.kind == CpuElementKind::Tribool)
+        checkTruths(entries(), mappedBytes - offset, path);
+}
+
+NpyFile::~NpyFile() {
+    if (mapped != nullptr)
+        munmap(mapped, static_cast<std::size_t>(mappedBytes));
+}
+
+bool NpyFile::map(const std::string& path) {
+    InputFile file(path);
+    struct stat about {};
+    if (fstat(fileno(file.handle()), &about) != 0 || !S_ISREG(about.st_mode))
+        return false;
+    const NpyHeader header = readNpyHeader(file, path);
+    const auto bytes = static_cast<std::uint64_t>(about.st_size);
+    checkEntryBytes(header, bytes < header.length ? 0 : bytes - header.length, path);
+    if (!isNative(header) || header.entryBytes == 0)
+        return false;
+    void* const start = mmap(nullptr, static_cast<std::size_t>(bytes), PROT_READ, MAP_PRIVATE,
+                             fileno(file.handle()), 0);
+    if (start == MAP_FAILED)
+        return false;
+    mapped = start;
+    mappedBytes = bytes;
+    offset = header.length;
+    array.kind = header.type.kind;
+    array.shape = header.shape;
+    return true;
+}
+
+const unsigned char* NpyFile::entries() const {
+    return mapped != nullptr ? static_cast<const unsigned char*>(mapped) + offset
+                             : array.bytes.data();
+}
+
+ArrayView NpyFile::view(std::int32_t components) const {
+    const auto bytes = mapped != nullptr ? mappedBytes - offset : array.bytes.size();
+    const auto count = static_cast<std::int64_t>(bytes) / elementSize(array.kind);
+    return {entries(), array.kind, count / components, components, 0, nullptr};
 }
 
 } // namespace Fenlet

@@ -1,5 +1,5 @@
 // The line that tells how far long work has come.
-#include "terrain/progress.h"
+#include "terminal/progress.h"
 
 #include <array>
 #include <cstdlib>
@@ -10,7 +10,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace Terrain {
+namespace Terminal {
 namespace {
 
 using namespace std::chrono_literals;
@@ -104,4 +104,4 @@ TEST(Progress, GoesNowhereButToATerminal) {
 }
 
 } // namespace
-} // namespace Terrain
+} // namespace Terminal

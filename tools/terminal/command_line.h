@@ -1,4 +1,4 @@
-// What the examples' command lines have in common.
+// What the command lines of programs have in common.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace Examples {
+namespace Terminal {
 
 /// The text in one line that a terminal takes as text and nothing else.
 inline std::string oneLine(std::string text) {
@@ -63,4 +63,4 @@ inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char
     return std::nullopt;
 }
 
-} // namespace Examples
+} // namespace Terminal

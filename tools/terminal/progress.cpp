@@ -1,11 +1,11 @@
 // A line on the terminal that tells how far long work has come.
-#include "progress.h"
+#include "terminal/progress.h"
 
 #include <cstdio>
 #include <unistd.h>
 #include <utility>
 
-namespace Terrain {
+namespace Terminal {
 
 using namespace std::chrono_literals;
 
@@ -29,4 +29,4 @@ void Progress::advance(long long done) {
     std::fprintf(stderr, "\r%s: %3.0f %%\033[K", what.c_str(), share);
 }
 
-} // namespace Terrain
+} // namespace Terminal

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-namespace Terrain {
+namespace Terminal {
 
 /// Writes to standard error, and only where that is a terminal. The line appears after a moment, so
 /// that short work leaves no trace, and is gone at the end.
@@ -25,4 +25,4 @@ class Progress {
     std::chrono::steady_clock::time_point next;
 };
 
-} // namespace Terrain
+} // namespace Terminal

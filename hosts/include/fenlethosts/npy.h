@@ -43,4 +43,34 @@ struct NpyArray {
 /// for every file that is not one of these from its first to its last byte.
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
+/// A .npy file whose entries stay in the file and are read from there as they are needed, so that
+/// it may be larger than memory. Where they do not stand as the storage kind does (another byte
+/// order, 8 or 16 bits), and where the file is none on a disk, they are read whole.
+///
+/// The file must not become shorter while this exists: the system ends a process that reads behind
+/// its end.
+class FENLETHOSTS_API NpyFile {
+  public:
+    /// Throws `FileError` as `readNpy` does.
+    explicit NpyFile(const std::string& path);
+    ~NpyFile();
+    NpyFile(const NpyFile&) = delete;
+    NpyFile& operator=(const NpyFile&) = delete;
+
+    CpuElementKind kind() const { return array.kind; }
+    const std::vector<std::int64_t>& shape() const { return array.shape; }
+
+    /// The entries as elements of `components` components each, borrowed from this object.
+    ArrayView view(std::int32_t components = 1) const;
+
+  private:
+    bool map(const std::string& path);
+    const unsigned char* entries() const;
+
+    NpyArray array; ///< without bytes where the file is mapped
+    void* mapped = nullptr;
+    std::uint64_t mappedBytes = 0;
+    std::uint64_t offset = 0;
+};
+
 } // namespace Fenlet

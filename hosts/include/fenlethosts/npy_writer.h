@@ -1,0 +1,40 @@
+// Writing .npy files, the plain array format of NumPy.
+#pragma once
+
+#include <fenletexec/element_kinds.h>
+#include <fenlethosts/export.h>
+#include <fenlethosts/npy.h>
+#include <fenlethosts/output_file.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+
+/// Writes an array piece by piece. The file appears whole, at `finish`, or not at all.
+class FENLETHOSTS_API NpyWriter {
+  public:
+    /// An array of this kind and shape, rows first, in this machine's byte order: `Tribool` as
+    /// bool, the others as numbers of their own width. Throws `FileError` if the file cannot be
+    /// made, `std::invalid_argument` for a kind without storage or a negative size.
+    NpyWriter(const std::string& newPath, CpuElementKind kind,
+              const std::vector<std::int64_t>& shape);
+    ~NpyWriter();
+
+    /// Appends entries. A bool is 0 or 1. Throws `FileError` if they cannot be written or are more
+    /// than the shape has.
+    void write(const void* entries, std::size_t bytes);
+
+    /// Puts the file in its place. Throws `FileError` if that cannot be done or entries are
+    /// missing.
+    void finish();
+
+  private:
+    std::string path;
+    OutputFile file;
+    std::uint64_t missingBytes = 0;
+};
+
+} // namespace Fenlet

@@ -1,0 +1,41 @@
+// A file that appears whole or not at all.
+#pragma once
+
+#include <fenlethosts/export.h>
+
+#include <cstdio>
+#include <string>
+
+namespace Fenlet {
+
+/// Writes beside the file that it is going to be, under another name, and takes that file's place
+/// when all is written. Until then, and if it never comes to that, what was there stays as it was.
+class FENLETHOSTS_API OutputFile {
+  public:
+    /// Follows a symbolic link. Throws `FileError` if the file cannot be made, and for what is
+    /// there and is no plain file, such as a device or a folder.
+    explicit OutputFile(const std::string& newPath);
+    /// Removes what was not kept.
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// Open for writing, null after `keep`.
+    std::FILE* handle() const { return file; }
+
+    /// Ends the writing and puts the file in its place. Throws `FileError` if anything could not be
+    /// written; then the file is left as it was before.
+    void keep();
+
+    /// Throws `FileError` with the path and the system's last reason.
+    [[noreturn]] void fail() const;
+
+  private:
+    std::string path; ///< as the user named it
+    std::string target;
+    std::string partial;
+    std::FILE* file;
+    bool kept = false;
+};
+
+} // namespace Fenlet

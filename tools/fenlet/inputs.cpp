@@ -1,0 +1,206 @@
+// What a program gets from the command line: fields, uniforms and samplers by name.
+#include "inputs.h"
+
+#include <charconv>
+#include <stdexcept>
+
+namespace Tool {
+
+using namespace Fenlet;
+
+namespace {
+
+std::int32_t componentsOf(const NpyFile& file, const std::string& path) {
+    if (file.shape().size() == 1)
+        return 1;
+    if (file.shape().size() == 2 && file.shape()[1] >= 1 && file.shape()[1] <= 65536)
+        return static_cast<std::int32_t>(file.shape()[1]);
+    throw FileError(path +
+                    ": a field takes an array of elements, or of elements times components "
+                    "(1 to 65536), and this one has " +
+                    std::to_string(file.shape().size()) + " dimensions");
+}
+
+/// Rows, columns and perhaps components.
+std::int32_t cellComponentsOf(const NpyFile& file, const std::string& path) {
+    const std::vector<std::int64_t>& shape = file.shape();
+    const bool isGrid = shape.size() == 2 || (shape.size() == 3 && shape[2] <= 65536);
+    if (!isGrid || shape[0] < 1 || shape[1] < 1 || shape.back() < 1)
+        throw FileError(path + ": a sampler takes an array of rows times columns, or of rows times "
+                               "columns times components (1 to 65536)");
+    if (file.kind() == CpuElementKind::Tribool)
+        throw FileError(path + ": a sampler takes numbers, and these are truth values");
+    return shape.size() == 2 ? 1 : static_cast<std::int32_t>(shape[2]);
+}
+
+std::string quoted(const std::string& name) {
+    return "\"" + name + "\"";
+}
+
+/// The number that the whole text is, if it is one.
+template <class Number>
+std::optional<Number> numberIn(const std::string& text) {
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stop != end)
+        return std::nullopt;
+    return number;
+}
+
+std::vector<std::string> splitAtCommas(const std::string& text) {
+    std::vector<std::string> pieces(1);
+    for (const char c : text) {
+        if (c == ',')
+            pieces.emplace_back();
+        else
+            pieces.back() += c;
+    }
+    return pieces;
+}
+
+/// A truth value, or numbers with commas between them.
+Constant parseValue(const Assignment& uniform) {
+    if (uniform.value == "true" || uniform.value == "false")
+        return Constant::ofTribool(uniform.value == "true" ? 1 : 0);
+    if (uniform.value == "unknown")
+        return Constant::ofTribool(255);
+    std::vector<std::int64_t> integers;
+    std::vector<double> reals;
+    for (const std::string& piece : splitAtCommas(uniform.value)) {
+        const auto integer = numberIn<std::int64_t>(piece);
+        const auto real = numberIn<double>(piece);
+        if (!real)
+            throw std::runtime_error("uniform " + quoted(uniform.name) + ": " + quoted(piece) +
+                                     " is no number; it takes numbers with commas between them, "
+                                     "or true, false or unknown");
+        if (integer)
+            integers.push_back(*integer);
+        reals.push_back(*real);
+    }
+    // Whole numbers stay exact beyond what a double holds.
+    return integers.size() == reals.size() ? Constant::ofIntegers(integers)
+                                           : Constant::ofReals(reals);
+}
+
+template <class Entry>
+std::size_t declared(const std::vector<Entry>& entries, const std::string& name, const char* what) {
+    const int position = positionOf(entries, name);
+    if (position >= 0)
+        return static_cast<std::size_t>(position);
+    std::string known;
+    for (const Entry& entry : entries)
+        known += (known.empty() ? "" : ", ") + quoted(entry.name);
+    throw std::runtime_error("the program has no " + std::string(what) + " " + quoted(name) +
+                             (known.empty() ? "" : "; it has " + known));
+}
+
+} // namespace
+
+Assignment parseAssignment(const std::string& option, const std::string& text) {
+    const std::size_t place = text.find('=');
+    if (place == std::string::npos || place == 0 || place + 1 == text.size())
+        throw std::runtime_error(option + " " + text + ": it takes NAME=VALUE");
+    return {text.substr(0, place), text.substr(place + 1)};
+}
+
+Inputs::Field::Field(const std::string& newPath)
+    : path(newPath),
+      file(path),
+      components(componentsOf(file, path)),
+      accessor(file.view(components)) {}
+
+Inputs::Grid::Grid(const std::string& path)
+    : file(path),
+      components(cellComponentsOf(file, path)),
+      sampler(file.view(components), file.shape()[1], file.shape()[0],
+              GridSampler::Filter::Bilinear) {}
+
+Inputs::Inputs(const FenletProgram& newProgram)
+    : program(newProgram),
+      fields(program.fields.size()),
+      grids(program.samplers.size()),
+      uniformValues(program.uniforms.size()),
+      accessors(program.fields.size()),
+      samplers(program.samplers.size()) {}
+
+void Inputs::setField(const Assignment& field) {
+    const std::size_t number = declared(program.fields, field.name, "field");
+    fields[number] = std::make_unique<Field>(field.value);
+    accessors[number] = &fields[number]->accessor;
+    const long long length = fields[number]->file.shape()[0];
+    if (count && *count != length)
+        throw FileError(field.value + ": holds " + std::to_string(length) +
+                        " elements, and the field before it " + std::to_string(*count));
+    count = length;
+}
+
+void Inputs::setUniform(const Assignment& uniform) {
+    const std::size_t number = declared(program.uniforms, uniform.name, "uniform");
+    uniformValues[number] = parseValue(uniform);
+    if (uniformValues[number]->multiplicity > 64)
+        throw std::runtime_error("uniform " + quoted(uniform.name) +
+                                 ": it takes 64 numbers at "
+                                 "most");
+    uniforms.set(static_cast<std::int32_t>(number), *uniformValues[number]);
+}
+
+void Inputs::setSampler(const Assignment& sampler) {
+    const std::size_t number = declared(program.samplers, sampler.name, "sampler");
+    grids[number] = std::make_unique<Grid>(sampler.value);
+    samplers[number] = &grids[number]->sampler;
+}
+
+// A ready-made provider declines what does not fit, and the run then ends without saying what it
+// was. So it is looked for here.
+void Inputs::check() const {
+    for (const Instruction& instruction : program.instructions) {
+        if (!program.isValidRegister(instruction.result) || instruction.immediate < 0)
+            continue;
+        const auto number = static_cast<std::size_t>(instruction.immediate);
+        const RegisterInfo& result = program.registerInfo(instruction.result);
+        const bool isTruth = result.format == RegisterFormat::Tribool;
+        const auto fit = [&](const std::string& what, std::int32_t components, bool hasTruth) {
+            if (components != result.multiplicity)
+                throw std::runtime_error(what + " has " + std::to_string(components) +
+                                         " components for each element, and the program asks for " +
+                                         std::to_string(result.multiplicity));
+            if (hasTruth != isTruth)
+                throw std::runtime_error(what + (isTruth ? " holds numbers, and the program asks "
+                                                           "for truth values"
+                                                         : " holds truth values, and the program "
+                                                           "asks for numbers"));
+        };
+        if (instruction.op == OpCode::LoadField) {
+            const std::string what = "field " + quoted(program.fields[number].name);
+            if (!fields[number])
+                throw std::runtime_error(what + " has no data; give it with --field");
+            fit(what + " (" + fields[number]->path + ")", fields[number]->components,
+                fields[number]->file.kind() == CpuElementKind::Tribool);
+        } else if (instruction.op == OpCode::LoadUniform) {
+            const std::string what = "uniform " + quoted(program.uniforms[number].name);
+            if (!uniformValues[number])
+                throw std::runtime_error(what + " has no value; give it with --uniform");
+            const Constant& value = *uniformValues[number];
+            fit(what, value.multiplicity, value.integers.empty() && value.reals.empty());
+        } else if (instruction.op == OpCode::Sample) {
+            const std::string what = "sampler " + quoted(program.samplers[number].name);
+            if (!grids[number])
+                throw std::runtime_error(what + " has no grid; give it with --sampler");
+            fit(what, grids[number]->components, false);
+            const RegisterInfo& at = program.registerInfo(instruction.operands[0]);
+            if (at.multiplicity != 2 || at.format == RegisterFormat::Tribool)
+                throw std::runtime_error(what +
+                                         " takes coordinates of 2 components, column and "
+                                         "row, and the program gives it " +
+                                         std::to_string(at.multiplicity));
+        }
+    }
+}
+
+Bindings Inputs::bindings() {
+    return {accessors.data(), static_cast<std::int32_t>(accessors.size()), &uniforms,
+            samplers.data(), static_cast<std::int32_t>(samplers.size())};
+}
+
+} // namespace Tool

@@ -1,0 +1,81 @@
+// What a program gets from the command line: fields, uniforms and samplers by name.
+#pragma once
+
+#include <fenletexec/interpreter.h>
+#include <fenlethosts/array_field.h>
+#include <fenlethosts/npy.h>
+#include <fenlethosts/samplers.h>
+#include <fenlethosts/uniform_table.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+/// NAME=VALUE, as it stands on the command line.
+struct Assignment {
+    std::string name;
+    std::string value;
+};
+
+/// Splits at the first equals sign. Throws `std::runtime_error` in words for the user if there is
+/// none, or nothing on one side of it.
+Assignment parseAssignment(const std::string& option, const std::string& text);
+
+/// The position of `name` among the declarations, -1 if it is not there.
+template <class Entry>
+int positionOf(const std::vector<Entry>& entries, const std::string& name) {
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        if (entries[i].name == name)
+            return static_cast<int>(i);
+    return -1;
+}
+
+/// Providers for every field, uniform and sampler of one program.
+class Inputs {
+  public:
+    explicit Inputs(const Fenlet::FenletProgram& newProgram);
+    Inputs(const Inputs&) = delete;
+    Inputs& operator=(const Inputs&) = delete;
+
+    /// Each throws `std::runtime_error` or `Fenlet::FileError`, in one line for the user.
+    void setField(const Assignment& field);
+    void setUniform(const Assignment& uniform);
+    void setSampler(const Assignment& sampler);
+
+    /// Makes sure that everything that the program reads is there and fits. Throws as above.
+    void check() const;
+
+    /// The number of elements of the fields, none if the program reads no field.
+    std::optional<long long> elementCount() const { return count; }
+
+    Fenlet::Bindings bindings();
+
+  private:
+    struct Field {
+        explicit Field(const std::string& newPath);
+        std::string path;
+        Fenlet::NpyFile file;
+        std::int32_t components;
+        Fenlet::ArrayField accessor;
+    };
+    struct Grid {
+        explicit Grid(const std::string& path);
+        Fenlet::NpyFile file;
+        std::int32_t components;
+        Fenlet::GridSampler sampler;
+    };
+
+    const Fenlet::FenletProgram& program;
+    std::vector<std::unique_ptr<Field>> fields;
+    std::vector<std::unique_ptr<Grid>> grids;
+    std::vector<std::optional<Fenlet::Constant>> uniformValues;
+    Fenlet::UniformTable uniforms;
+    std::vector<Fenlet::CpuFieldAccessor*> accessors;
+    std::vector<Fenlet::FenletSampler*> samplers;
+    std::optional<long long> count;
+};
+
+} // namespace Tool

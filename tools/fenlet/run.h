@@ -1,0 +1,26 @@
+// `fenlet run`: a program over files.
+#pragma once
+
+#include <fenletir/program.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+struct RunOptions {
+    std::vector<std::string> fields; ///< each of these NAME=VALUE
+    std::vector<std::string> uniforms;
+    std::vector<std::string> samplers;
+    std::vector<std::string> outputs;
+    std::vector<std::string> masks;
+    int blockSize = 1024;
+    std::optional<long long> count; ///< for a program that reads no field
+};
+
+/// Evaluates a sound program and writes its results. All files appear at the end, or none does.
+/// Throws `std::runtime_error` in one line for the user.
+void run(const Fenlet::FenletProgram& program, const RunOptions& options);
+
+} // namespace Tool
