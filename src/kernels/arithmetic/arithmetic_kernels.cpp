@@ -3,6 +3,7 @@
 // A kernel lays its call out: how each operand's lanes reach the loop of the operation, the loop,
 // and how its lanes reach the result. One procedure runs every call, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
+#include "kernels/conversions/half_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"

@@ -76,12 +76,20 @@ inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read)
            areDisjoint(written, read);
 }
 
+/// The lanes of a run of `Map` that are done by instructions which only this set has: how many, from
+/// the first on. Most maps have none.
+template <class Map>
+struct WideRun {
+    static std::int64_t run(unsigned char*, const unsigned char*, std::int64_t) { return 0; }
+};
+
 /// out[i] = Map::apply(in[i]) for every lane. `Map` names its types `In` and `Out`. The lanes must
 /// be independent, or `lanes` 1.
 template <class Map>
 [[gnu::noinline]] void mapRun(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
+    const std::int64_t done = WideRun<Map>::run(out, in, lanes);
     FENLET_INDEPENDENT_LANES
-    for (std::int64_t i = 0; i < lanes; ++i)
+    for (std::int64_t i = done; i < lanes; ++i)
         storeLane(out, i, Map::apply(loadLane<typename Map::In>(in, i)));
 }
 

@@ -5,6 +5,7 @@
 // too often for that, entries are picked one by one, by looking up where each one's way leads, so
 // that no processor has to guess it. Either way nothing of an arm is read but what is taken.
 #include "kernels/conversions/conversions.h"
+#include "kernels/conversions/half_runs.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/select/select.h"

@@ -1,4 +1,5 @@
 // The kernels of Negate and Length, one of each for every pair of kinds.
+#include "kernels/conversions/half_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
