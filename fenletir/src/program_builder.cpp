@@ -4,6 +4,7 @@
 #include <fenletir/program_builder.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace Fenlet {
 namespace {
@@ -14,38 +15,58 @@ bool hasName(const std::vector<Entry>& entries, std::string_view name) {
                        [name](const Entry& entry) { return entry.name == name; });
 }
 
+/// A number for a program in the making that no other of this process has.
+std::uint64_t nextProgramNumber() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+/// Makes room for one more, so that adding it cannot fail. The room doubles, for each growth moves
+/// all entries.
+template <class Entry>
+void makeRoom(std::vector<Entry>& entries) {
+    if (entries.size() == entries.capacity())
+        entries.reserve(std::max<std::size_t>(16, 2 * entries.size()));
+}
+
 template <class Entry>
 std::int32_t append(std::vector<Entry>& entries, Entry entry) {
     entries.push_back(std::move(entry));
     return static_cast<std::int32_t>(entries.size()) - 1;
 }
 
+/// Whether `handle` was made for this program and names an entry of `pool`.
+template <class Handle, class Entry>
+bool isDeclared(Handle handle, const std::vector<Entry>& pool, std::uint64_t programNumber) {
+    return handle.program == programNumber && handle.number >= 0 &&
+           static_cast<std::size_t>(handle.number) < pool.size();
+}
+
 } // namespace
 
 ProgramError::~ProgramError() = default;
 
-ProgramBuilder::ProgramBuilder(OnError newOnError) : onError(newOnError) {}
+ProgramBuilder::ProgramBuilder(OnError newOnError)
+    : onError(newOnError), programNumber(nextProgramNumber()) {}
 
 // ---------------------------------------------------------------------------------------------
 // What cannot stand
 
-Register ProgramBuilder::refuse(OpCode op, const std::string& words) {
-    const std::string message = "instruction " + std::to_string(program.instructionCount()) + " (" +
-                                opCodeName(op) + "): " + words;
+void ProgramBuilder::refuseWith(const std::string& message) {
     if (onError == OnError::Throw)
         throw ProgramError(message);
     if (error.empty())
         error = message;
+}
+
+Register ProgramBuilder::refuse(OpCode op, const std::string& words) {
+    refuseWith("instruction " + std::to_string(program.instructionCount()) + " (" + opCodeName(op) +
+               "): " + words);
     return {};
 }
 
-bool ProgramBuilder::refuseDeclaration(const char* what, std::string_view name, const char* words) {
-    const std::string message = std::string(what) + " \"" + std::string(name) + "\": " + words;
-    if (onError == OnError::Throw)
-        throw ProgramError(message);
-    if (error.empty())
-        error = message;
-    return false;
+bool ProgramBuilder::isOwn(Register value) const {
+    return isDeclared(value, program.registers, programNumber);
 }
 
 /// Whether the operands are this builder's. After an error nothing is, and nothing more is said.
@@ -54,10 +75,12 @@ bool ProgramBuilder::known(OpCode op, std::initializer_list<Register> operands) 
         return false;
     std::int32_t slot = 0;
     for (const Register operand : operands) {
-        if (!program.isValidRegister(operand.number)) {
+        if (!isOwn(operand)) {
             refuse(op, "operand " + std::to_string(slot) +
-                           " is no register of this program; it takes what an earlier call of "
-                           "this builder answered");
+                           (operand.number < 0 ? " is no register"
+                                               : ", register %" + std::to_string(operand.number) +
+                                                     ", is of another program") +
+                           "; it takes what an earlier call of this builder answered");
             return false;
         }
         ++slot;
@@ -76,13 +99,16 @@ std::string ProgramBuilder::describe(Register value) const {
 // ---------------------------------------------------------------------------------------------
 // Instructions
 
-bool ProgramBuilder::storable(OpCode op, Format format, std::int32_t multiplicity) {
+bool ProgramBuilder::isFormatAsked(OpCode op, Format format) {
     if (!isFormat(format))
         refuse(op, "the format asked for, " + std::to_string(static_cast<std::int32_t>(format)) +
                        ", is none; it takes one from Tribool to Float64");
-    else if (multiplicity < 1)
-        refuse(op, std::to_string(multiplicity) +
-                       " components are asked for; a register has at least one");
+    return error.empty();
+}
+
+bool ProgramBuilder::storable(OpCode op, Format format, std::int32_t multiplicity) {
+    if (isFormatAsked(op, format) && multiplicity < 1)
+        refuse(op, componentsInWords(multiplicity) + " are asked for; a register has at least 1");
     return error.empty();
 }
 
@@ -99,36 +125,43 @@ Register ProgramBuilder::emit(OpCode op, std::initializer_list<Register> operand
     RegisterInfo result;
     result.multiplicity = multiplicity;
     result.format = format;
-    // The room comes first: if there is none, nothing has changed. It doubles, for each growth
-    // copies all instructions.
-    if (program.instructions.size() == program.instructions.capacity())
-        program.instructions.reserve(std::max<std::size_t>(16, 2 * program.instructions.size()));
+    // The room comes first: if there is none, nothing has changed.
+    makeRoom(program.instructions);
     instruction.result = append(program.registers, result);
     program.instructions.push_back(instruction);
-    return {instruction.result};
+    return {instruction.result, programNumber};
+}
+
+bool ProgramBuilder::declarable(const char* what, std::string_view name, bool isTaken) {
+    if (error.empty() && isTaken)
+        refuseWith(std::string(what) + " \"" + std::string(name) + "\": declared before; each " +
+                   what + " needs a name of its own");
+    return error.empty();
 }
 
 FieldHandle ProgramBuilder::field(std::string_view name) {
-    if (hasName(program.fields, name) &&
-        !refuseDeclaration("field", name, "declared before; each field needs a name of its own"))
+    if (!declarable("field", name, hasName(program.fields, name)))
         return {};
-    return {append(program.fields, FieldBinding{std::string(name)})};
+    return {append(program.fields, FieldBinding{std::string(name)}), programNumber};
 }
 
 UniformHandle ProgramBuilder::uniform(std::string_view name) {
-    if (hasName(program.uniforms, name) &&
-        !refuseDeclaration("uniform", name,
-                           "declared before; each uniform needs a name of its own"))
+    if (!declarable("uniform", name, hasName(program.uniforms, name)))
         return {};
-    return {append(program.uniforms, UniformDeclaration{std::string(name)})};
+    return {append(program.uniforms, UniformDeclaration{std::string(name)}), programNumber};
 }
 
 SamplerHandle ProgramBuilder::sampler(std::string_view name) {
-    if (hasName(program.samplers, name) &&
-        !refuseDeclaration("sampler", name,
-                           "declared before; each sampler needs a name of its own"))
+    if (!declarable("sampler", name, hasName(program.samplers, name)))
         return {};
-    return {append(program.samplers, SamplerDeclaration{std::string(name)})};
+    return {append(program.samplers, SamplerDeclaration{std::string(name)}), programNumber};
+}
+
+void ProgramBuilder::nop() {
+    if (!error.empty())
+        return;
+    makeRoom(program.instructions);
+    program.instructions.emplace_back();
 }
 
 Register ProgramBuilder::elementIndex() {
@@ -137,38 +170,46 @@ Register ProgramBuilder::elementIndex() {
     return emit(OpCode::ElementIndex, {}, Format::Int64, 1);
 }
 
+/// Whether numbers can be a constant of this format. Asked before they are copied.
+bool ProgramBuilder::constantStands(Format format, std::size_t components) {
+    constexpr OpCode op = OpCode::LoadConstant;
+    if (!known(op, {}) || !isFormatAsked(op, format))
+        return false;
+    if (isTribool(format))
+        refuse(op, "a number has no truth value; a Tribool takes truthConstant()");
+    else if (components < 1 || components > static_cast<std::size_t>(valueComponents))
+        refuse(op, std::to_string(components) + " components are given; a constant has 1 to 64");
+    return error.empty();
+}
+
 Register ProgramBuilder::emitConstant(Format format, Constant constant) {
-    const std::int32_t multiplicity = constant.multiplicity;
-    if (multiplicity < 1 || multiplicity > valueComponents)
-        return refuse(OpCode::LoadConstant,
-                      componentsInWords(multiplicity) + " are given; a constant has 1 to 64");
-    if (!storable(OpCode::LoadConstant, format, multiplicity))
-        return {};
-    const std::int32_t number = append(program.constants, std::move(constant));
-    return emit(OpCode::LoadConstant, {}, format, multiplicity, number);
+    makeRoom(program.constants);
+    const auto number = static_cast<std::int32_t>(program.constants.size());
+    const Register result = emit(OpCode::LoadConstant, {}, format, constant.multiplicity, number);
+    program.constants.push_back(std::move(constant));
+    return result;
 }
 
-Register ProgramBuilder::constant(Format format, const std::vector<double>& values) {
-    if (!known(OpCode::LoadConstant, {}))
+Register ProgramBuilder::constant(Format format, const std::vector<double>& components) {
+    if (!constantStands(format, components.size()))
         return {};
-    if (format == Format::Tribool)
-        return refuse(OpCode::LoadConstant,
-                      "a number has no truth value; a Tribool takes truthConstant");
-    return emitConstant(format, Constant::ofReals(values));
+    return emitConstant(format, Constant::ofReals(components));
 }
 
-Register ProgramBuilder::integerConstant(Format format, const std::vector<std::int64_t>& values) {
-    if (!known(OpCode::LoadConstant, {}))
+Register ProgramBuilder::integerConstant(Format format,
+                                         const std::vector<std::int64_t>& components) {
+    if (!constantStands(format, components.size()))
         return {};
-    if (format == Format::Tribool)
-        return refuse(OpCode::LoadConstant,
-                      "a number has no truth value; a Tribool takes truthConstant");
-    return emitConstant(format, Constant::ofIntegers(values));
+    return emitConstant(format, Constant::ofIntegers(components));
 }
 
 Register ProgramBuilder::truthConstant(Truth value) {
-    if (!known(OpCode::LoadConstant, {}))
+    constexpr OpCode op = OpCode::LoadConstant;
+    if (!known(op, {}))
         return {};
+    if (value != Truth::False && value != Truth::True && value != Truth::Unknown)
+        return refuse(op, std::to_string(static_cast<int>(value)) +
+                              " is no truth value; it takes False, True or Unknown");
     return emitConstant(Format::Tribool, Constant::ofTribool(static_cast<unsigned char>(value)));
 }
 
@@ -177,7 +218,7 @@ Register ProgramBuilder::loadUniform(UniformHandle uniform, Format format,
     constexpr OpCode op = OpCode::LoadUniform;
     if (!known(op, {}))
         return {};
-    if (uniform.number < 0 || static_cast<std::size_t>(uniform.number) >= program.uniforms.size())
+    if (!isDeclared(uniform, program.uniforms, programNumber))
         return refuse(op, "that is no uniform of this program; it takes what uniform() answered");
     if (multiplicity > valueComponents)
         return refuse(op,
@@ -190,7 +231,7 @@ Register ProgramBuilder::loadField(FieldHandle field, Register index, Format for
     constexpr OpCode op = OpCode::LoadField;
     if (!known(op, {index}))
         return {};
-    if (field.number < 0 || static_cast<std::size_t>(field.number) >= program.fields.size())
+    if (!isDeclared(field, program.fields, programNumber))
         return refuse(op, "that is no field of this program; it takes what field() answered");
     if (!isInteger(info(index).format) || info(index).multiplicity != 1)
         return refuse(op, "the index is " + describe(index) +
@@ -203,7 +244,7 @@ Register ProgramBuilder::sample(SamplerHandle sampler, Register coordinates, For
     constexpr OpCode op = OpCode::Sample;
     if (!known(op, {coordinates}))
         return {};
-    if (sampler.number < 0 || static_cast<std::size_t>(sampler.number) >= program.samplers.size())
+    if (!isDeclared(sampler, program.samplers, programNumber))
         return refuse(op, "that is no sampler of this program; it takes what sampler() answered");
     return emit(op, {coordinates}, format, multiplicity, sampler.number);
 }
@@ -222,7 +263,9 @@ Register ProgramBuilder::component(Register operand, std::int32_t number, Format
     if (number < 0 || number >= source.multiplicity)
         return refuse(op, "component " + std::to_string(number) + " is asked for of " +
                               describe(operand) + "; they are numbered from 0");
-    if ((source.format == Format::Tribool) != (format == Format::Tribool))
+    if (!isFormatAsked(op, format))
+        return {};
+    if (isTribool(source.format) != isTribool(format))
         return refuse(op, describe(operand) + " cannot become " + registerFormatName(format) +
                               "; a Tribool stays one, and a number stays a number");
     return emit(op, {operand}, format, 1, number);
@@ -239,7 +282,7 @@ Register ProgramBuilder::convert(Register operand, Format format) {
 }
 
 Register ProgramBuilder::unary(OpCode op, Register operand, Format format) {
-    if (!known(op, {operand}))
+    if (!known(op, {operand}) || !isFormatAsked(op, format))
         return {};
     if (!isArithmetic(info(operand).format) || !isArithmetic(format))
         return refuse(op, describe(operand) + " into " + registerFormatName(format) +
@@ -262,23 +305,22 @@ Register ProgramBuilder::length(Register operand, Format format) {
 
 Register ProgramBuilder::arithmetic(OpCode op, Register left, Register right,
                                     const Format* format) {
-    if (!known(op, {left, right}))
+    if (!known(op, {left, right}) || (format && !isFormatAsked(op, *format)))
         return {};
     const RegisterInfo& a = info(left);
     const RegisterInfo& b = info(right);
-    if (!format && a.format != b.format)
-        return refuse(op, describe(left) + " and " + describe(right) +
-                              " differ in format, and the result could have either; it takes the "
-                              "result's format as a third argument");
-    const Format result = format ? *format : a.format;
-    if (!isArithmetic(a.format) || !isArithmetic(b.format) || !isArithmetic(result))
-        return refuse(op, describe(left) + " and " + describe(right) + " into " +
-                              registerFormatName(result) +
+    const auto both = [&] { return describe(left) + " and " + describe(right); };
+    if (!isArithmetic(a.format) || !isArithmetic(b.format) || (format && !isArithmetic(*format)))
+        return refuse(op, both() +
+                              (format ? " into " + std::string(registerFormatName(*format)) : "") +
                               " have no kernel; it takes Int8 to Int32, Half, Float32 and Float64");
+    if (!format && a.format != b.format)
+        return refuse(op, both() + " differ in format, and the result could have either; it takes "
+                                   "the result's format as a third argument");
     if (a.multiplicity != b.multiplicity && a.multiplicity != 1 && b.multiplicity != 1)
-        return refuse(op, describe(left) + " and " + describe(right) +
-                              " do not fit; they take as many components, or one of them one");
-    return emit(op, {left, right}, result, std::max(a.multiplicity, b.multiplicity));
+        return refuse(op, both() + " do not fit; they take as many components, or one of them one");
+    return emit(op, {left, right}, format ? *format : a.format,
+                std::max(a.multiplicity, b.multiplicity));
 }
 
 Register ProgramBuilder::add(Register left, Register right) {
@@ -312,7 +354,7 @@ Register ProgramBuilder::comparison(OpCode op, OpCode mirrored, Register left, R
         return {};
     const RegisterInfo& a = info(left);
     const RegisterInfo& b = info(right);
-    if (a.format == Format::Tribool || b.format == Format::Tribool)
+    if (isTribool(a.format) || isTribool(b.format))
         return refuse(op, describe(left) + " and " + describe(right) +
                               " cannot be compared; it takes numbers on both sides");
     if (a.multiplicity == b.multiplicity || b.multiplicity == 1)
@@ -347,7 +389,7 @@ Register ProgramBuilder::logical(OpCode op, std::initializer_list<Register> oper
         return {};
     const std::int32_t multiplicity = info(*operands.begin()).multiplicity;
     for (const Register operand : operands) {
-        if (info(operand).format != Format::Tribool)
+        if (!isTribool(info(operand).format))
             return refuse(op,
                           describe(operand) + " has no truth value; it takes a Tribool register");
         if (info(operand).multiplicity != multiplicity)
@@ -373,24 +415,24 @@ Register ProgramBuilder::logicalOr(Register left, Register right) {
 Register ProgramBuilder::choose(Register condition, Register whenTrue, Register whenFalse,
                                 const Format* format) {
     constexpr OpCode op = OpCode::Select;
-    if (!known(op, {condition, whenTrue, whenFalse}))
+    if (!known(op, {condition, whenTrue, whenFalse}) || (format && !isFormatAsked(op, *format)))
         return {};
     const RegisterInfo& a = info(whenTrue);
     const RegisterInfo& b = info(whenFalse);
-    const std::string arms = describe(whenTrue) + " and " + describe(whenFalse);
-    if (info(condition).format != Format::Tribool)
+    const auto arms = [&] { return describe(whenTrue) + " and " + describe(whenFalse); };
+    if (!isTribool(info(condition).format))
         return refuse(op,
                       "the condition is " + describe(condition) + "; it takes a Tribool register");
-    if (!format && a.format != b.format)
-        return refuse(op, arms + " differ in format, and the result could have either; it takes "
-                                 "the result's format as a fourth argument");
     const Format result = format ? *format : a.format;
-    const bool truth = result == Format::Tribool;
-    if ((a.format == Format::Tribool) != truth || (b.format == Format::Tribool) != truth)
-        return refuse(op, arms + " into " + registerFormatName(result) +
-                              " have no kernel; it takes Tribool in all three places or in none");
+    if (isTribool(a.format) != isTribool(b.format) || isTribool(a.format) != isTribool(result))
+        return refuse(op, arms() +
+                              (format ? " into " + std::string(registerFormatName(result)) : "") +
+                              " have no kernel; it takes numbers throughout or Tribool throughout");
+    if (!format && a.format != b.format)
+        return refuse(op, arms() + " differ in format, and the result could have either; it takes "
+                                   "the result's format as a fourth argument");
     if (a.multiplicity != b.multiplicity)
-        return refuse(op, arms + " do not fit; the arms take as many components");
+        return refuse(op, arms() + " do not fit; the arms take as many components");
     if (info(condition).multiplicity != 1 && info(condition).multiplicity != a.multiplicity)
         return refuse(op, "the condition is " + describe(condition) + " and the arms have " +
                               componentsInWords(a.multiplicity) + "; it takes as many, or one");
@@ -405,24 +447,48 @@ Register ProgramBuilder::select(Register condition, Register whenTrue, Register 
     return choose(condition, whenTrue, whenFalse, &format);
 }
 
-Register ProgramBuilder::name(Register value, std::string_view newName) {
-    if (!error.empty())
+/// Whether `value` is this builder's. After an error nothing is, and nothing more is said.
+bool ProgramBuilder::isKnownTo(const char* call, Register value) {
+    if (error.empty() && !isOwn(value))
+        refuseWith(std::string(call) + ": " +
+                   (value.number < 0
+                        ? "that is no register"
+                        : "register %" + std::to_string(value.number) + " is of another program") +
+                   "; it takes what an earlier call of this builder answered");
+    return error.empty();
+}
+
+Register ProgramBuilder::giveName(const char* call, Register value, std::string_view newName) {
+    if (!isKnownTo(call, value))
         return {};
-    if (!program.isValidRegister(value.number))
-        refuseDeclaration("register", newName, "that is no register of this program");
-    else if (newName.empty() || hasName(program.registers, newName))
-        refuseDeclaration("register", newName,
-                          "named before or without a name; each register needs one of its own");
+    const std::string what = std::string(call) + ": " + describe(value);
+    const auto holder =
+        std::find_if(program.registers.begin(), program.registers.end(),
+                     [newName](const RegisterInfo& other) { return other.name == newName; });
+    const auto number = static_cast<std::int32_t>(holder - program.registers.begin());
+    if (newName.empty())
+        refuseWith(what + " is given a name of no characters; it takes one or more");
+    else if (program.isValidRegister(number) && number != value.number)
+        refuseWith(what + " is given the name of " + describe({number, programNumber}) +
+                   "; each register needs one of its own");
     else
         program.registers[static_cast<std::size_t>(value.number)].name = newName;
     return error.empty() ? value : Register{};
 }
 
+Register ProgramBuilder::name(Register value, std::string_view newName) {
+    return giveName("name", value, newName);
+}
+
 Register ProgramBuilder::output(Register value, std::string_view newName) {
-    const Register named = name(value, newName);
-    if (named.number != noRegister)
-        program.registers[static_cast<std::size_t>(named.number)].output = true;
-    return named;
+    return output(giveName("output", value, newName));
+}
+
+Register ProgramBuilder::output(Register value) {
+    if (!isKnownTo("output", value))
+        return {};
+    program.registers[static_cast<std::size_t>(value.number)].output = true;
+    return value;
 }
 
 BuildResult ProgramBuilder::build() {
@@ -431,6 +497,7 @@ BuildResult ProgramBuilder::build() {
     if (result.ok())
         std::swap(result.program, program);
     program = {};
+    programNumber = nextProgramNumber();
     return result;
 }
 

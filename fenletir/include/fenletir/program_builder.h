@@ -4,6 +4,7 @@
 #include <fenletir/export.h>
 #include <fenletir/program.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
@@ -19,21 +20,27 @@ using Format = RegisterFormat;
 /// A Tribool constant's value.
 enum class Truth : unsigned char { False = 0, True = 1, Unknown = 255 };
 
-/// What `ProgramBuilder` hands out for a register, and takes as an operand. It belongs to the
-/// builder that made it. One whose number is `noRegister` stands for what could not be built.
+/// What `ProgramBuilder` hands out for a register, and takes as an operand. One whose number is
+/// `noRegister` stands for what could not be built.
 struct Register {
-    std::int32_t number = noRegister;
+    std::int32_t number = noRegister; ///< its place in `FenletProgram::registers`
+    std::uint64_t program =
+        0; ///< tells the program that it belongs to from every other; 0 for none
 };
 
-/// A field, uniform or sampler that a program declares.
+/// A field, uniform or sampler that a program declares; `number` is its place among its like, -1
+/// for what could not be declared, and `program` is as for a register.
 struct FieldHandle {
     std::int32_t number = -1;
+    std::uint64_t program = 0;
 };
 struct UniformHandle {
     std::int32_t number = -1;
+    std::uint64_t program = 0;
 };
 struct SamplerHandle {
     std::int32_t number = -1;
+    std::uint64_t program = 0;
 };
 
 /// What a `ProgramBuilder` throws when it is asked to throw.
@@ -59,6 +66,10 @@ struct BuildResult {
 /// its registers and say what would stand. A builder that throws throws `ProgramError` there and
 /// then, and has not changed. One that does not answers with a `Register` that has no number,
 /// ignores everything after it, and tells the words in `build()`.
+///
+/// Handles are good for the program that they were made for: another builder refuses them, and so
+/// does this one after `build()`. A copy of a builder carries on from the same program, with its
+/// handles.
 class FENLETIR_API ProgramBuilder {
   public:
     enum class OnError { Report, Throw };
@@ -66,11 +77,14 @@ class FENLETIR_API ProgramBuilder {
     explicit ProgramBuilder(OnError onError = OnError::Report);
 
     /// Declares a field, a uniform or a sampler. Its number is its place among its like, from 0:
-    /// the place that the host's provider takes in `Bindings`. A name may stand only once.
+    /// the place that the host's provider takes in `Bindings`. A name may stand only once among
+    /// fields, once among uniforms and once among samplers.
     FieldHandle field(std::string_view name);
     UniformHandle uniform(std::string_view name);
     SamplerHandle sampler(std::string_view name);
 
+    /// An instruction that does nothing and has no result.
+    void nop();
     /// The absolute number of each element, as Int64.
     Register elementIndex();
 
@@ -78,6 +92,7 @@ class FENLETIR_API ProgramBuilder {
     Register constant(Format format, const std::vector<double>& components);
     /// 1 to 64 whole numbers. They are kept exactly, also those that a double could not hold.
     Register integerConstant(Format format, const std::vector<std::int64_t>& components);
+    /// One truth value. There is no constant of several.
     Register truthConstant(Truth value);
 
     /// A uniform of 1 to 64 components.
@@ -131,23 +146,32 @@ class FENLETIR_API ProgramBuilder {
     Register select(Register condition, Register whenTrue, Register whenFalse);
     Register select(Register condition, Register whenTrue, Register whenFalse, Format format);
 
-    /// Gives `value` a name that no other register has, and answers `value`.
+    /// Gives `value` a name that no other register has, in the place of the one that it may have
+    /// had. Answers `value`.
     Register name(Register value, std::string_view name);
-    /// Marks `value` as one that the host wants, and gives it a name. Answers `value`.
+    /// Marks `value` as one that the host wants, and gives it a name or leaves it the one that it
+    /// may have. Answers `value`.
     Register output(Register value, std::string_view name);
+    Register output(Register value);
 
     /// The finished program. The builder is as new afterwards, whether or not it could be built.
     BuildResult build();
 
   private:
+    void refuseWith(const std::string& message);
     Register refuse(OpCode op, const std::string& words);
-    bool refuseDeclaration(const char* what, std::string_view name, const char* words);
+    bool declarable(const char* what, std::string_view name, bool isTaken);
+    bool isOwn(Register value) const;
     bool known(OpCode op, std::initializer_list<Register> operands);
+    bool isKnownTo(const char* call, Register value);
+    Register giveName(const char* call, Register value, std::string_view name);
     std::string describe(Register value) const;
     const RegisterInfo& info(Register value) const;
+    bool isFormatAsked(OpCode op, Format format);
     bool storable(OpCode op, Format format, std::int32_t multiplicity);
     Register emit(OpCode op, std::initializer_list<Register> operands, Format format,
                   std::int32_t multiplicity, std::int32_t immediate = -1);
+    bool constantStands(Format format, std::size_t components);
     Register emitConstant(Format format, Constant constant);
     Register unary(OpCode op, Register operand, Format format);
     Register arithmetic(OpCode op, Register left, Register right, const Format* format);
@@ -159,6 +183,7 @@ class FENLETIR_API ProgramBuilder {
     FenletProgram program;
     std::string error;
     OnError onError;
+    std::uint64_t programNumber;
 };
 
 } // namespace Fenlet
