@@ -431,6 +431,40 @@ TEST(Configure, StartsEverythingAgain) {
             EXPECT_EQ(registers.validity(number)[i], 0);
 }
 
+/// A register file as far as a refusal may have changed it.
+void expectLayout(const Interpreter& interpreter, int registerCount, int elementCapacity) {
+    EXPECT_EQ(interpreter.registerFile().registerCount(), registerCount);
+    EXPECT_EQ(interpreter.registerFile().elementCapacity(), elementCapacity);
+}
+
+TEST(Configure, LeavesTheRegisterFileAsFarAsItCame) {
+    ProgramSketch good;
+    good.addRegister(RegisterFormat::Int64);
+    good.addRegister(RegisterFormat::Float32);
+    good.add(OpCode::ElementIndex, 0);
+    ProgramSketch badRegister;
+    badRegister.addRegister(noStorage);
+    ProgramSketch badInstruction;
+    badInstruction.addRegister(RegisterFormat::Int64);
+    badInstruction.add(OpCode::ElementIndex, 7);
+    RecordingHost host;
+    Interpreter interpreter;
+    ASSERT_TRUE(interpreter.configure(good, 3));
+    ASSERT_TRUE(interpreter.evaluate(20, 3, host.bindings, host.sink));
+
+    EXPECT_FALSE(interpreter.configure(badRegister, 5));
+    expectLayout(interpreter, 2, 3);
+    EXPECT_EQ(liveLanes<std::int64_t>(interpreter.registerFile(), 0),
+              (std::vector<std::int64_t>{20, 21, 22}));
+    EXPECT_FALSE(interpreter.configure(badInstruction, 5));
+    expectLayout(interpreter, 1, 5);
+    EXPECT_FALSE(interpreter.configure(good, 0));
+    expectLayout(interpreter, 0, 0);
+    // Nothing runs on any of them.
+    EXPECT_FALSE(interpreter.evaluate(0, 3, host.bindings, host.sink));
+    EXPECT_EQ(host.sink.blocks.size(), 1u);
+}
+
 TEST(Configure, LeavesNoFieldOfAnEarlierPlan) {
     BenchProgram broadcast;
     broadcast.add(OpCode::Add, broadcast.real3, {broadcast.real, broadcast.real3}, 5);
