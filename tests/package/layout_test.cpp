@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
@@ -184,6 +185,84 @@ TEST(InterpreterLayout, HasThePlanAndTheRegistersInTheirPlaces) {
               static_cast<std::ptrdiff_t>(offsetof(InterpreterFields, steps)));
     EXPECT_EQ(distance(interpreter, interpreter.registerFile()),
               static_cast<std::ptrdiff_t>(offsetof(InterpreterFields, registers)));
+}
+
+/// A field that stands at `offset` bytes in the object and that nothing gives out.
+template <class Field, class Object>
+Field fieldAt(const Object& object, std::size_t offset) {
+    Field field;
+    std::memcpy(&field, reinterpret_cast<const char*>(&object) + offset, sizeof field);
+    return field;
+}
+
+/// The interpreter's fields that are neither arrays nor the register file.
+struct InterpreterState {
+    const FenletProgram* program;
+    bool configured;
+    ExecRefusal refusal;
+    const char* refusalMessage;
+    std::uint64_t stepsExecuted;
+};
+
+InterpreterState stateOf(const Interpreter& interpreter) {
+    using Fields = InterpreterFields;
+    return {fieldAt<const FenletProgram*>(interpreter, offsetof(Fields, program)),
+            fieldAt<unsigned char>(interpreter, offsetof(Fields, configured)) != 0,
+            fieldAt<ExecRefusal>(interpreter, offsetof(Fields, refusal)),
+            fieldAt<const char*>(interpreter, offsetof(Fields, refusalMessage)),
+            fieldAt<std::uint64_t>(interpreter, offsetof(Fields, stepsExecuted))};
+}
+
+void expectState(const Interpreter& interpreter, const InterpreterState& expected) {
+    const InterpreterState state = stateOf(interpreter);
+    EXPECT_EQ(state.program, expected.program);
+    EXPECT_EQ(state.configured, expected.configured);
+    EXPECT_EQ(state.refusal, expected.refusal);
+    EXPECT_STREQ(state.refusalMessage, expected.refusalMessage);
+    EXPECT_EQ(state.stepsExecuted, expected.stepsExecuted);
+}
+
+class NoSink : public BlockSink {
+  public:
+    bool consume(const RegisterFile&, long long, int) override { return true; }
+};
+
+TEST(InterpreterLayout, HasItsStateInItsPlacesThroughItsLife) {
+    FenletProgram program;
+    program.registers = {{1, RegisterFormat::Int64, {}}};
+    program.instructions = {{OpCode::ElementIndex, 0}, {}};
+    FenletProgram bad;
+    bad.instructions = {{OpCode::ElementIndex, 0}};
+    NoSink sink;
+    Interpreter interpreter;
+    expectState(interpreter, {nullptr, false, ExecRefusal::NotConfigured, nullptr, 0});
+    ASSERT_TRUE(interpreter.configure(program, 4));
+    expectState(interpreter, {&program, true, ExecRefusal::None, nullptr, 0});
+    ASSERT_TRUE(interpreter.evaluate(0, 9, {}, sink));
+    interpreter.refuseAtRun(ExecRefusal::ProviderFailed, "declined");
+    expectState(interpreter, {&program, true, ExecRefusal::ProviderFailed, "declined", 6});
+    // No plan, no program.
+    EXPECT_FALSE(interpreter.configure(bad, 4));
+    expectState(interpreter,
+                {nullptr, false, ExecRefusal::BadRegister, "result register out of range", 0});
+}
+
+// The first word of an array is where its entries begin.
+TEST(RegisterFileLayout, HasItsStateInItsPlaces) {
+    using Fields = RegisterFileFields;
+    const RegisterSpec specs[] = {{CpuElementKind::Float32, 3}, {CpuElementKind::Tribool, 1}};
+    RegisterFile registers;
+    ASSERT_TRUE(registers.configure(specs, 2, 1000));
+    registers.setBlockLength(77);
+    EXPECT_EQ(fieldAt<const RegisterSlot*>(registers, offsetof(Fields, slots)),
+              &registers.slotOf(0));
+    EXPECT_EQ(fieldAt<const unsigned char*>(registers, offsetof(Fields, storage)),
+              registers.data(0));
+    EXPECT_EQ(fieldAt<std::int32_t>(registers, offsetof(Fields, blockSize)), 1000);
+    EXPECT_EQ(fieldAt<std::int32_t>(registers, offsetof(Fields, blockLength)), 77);
+    EXPECT_FALSE(registers.configure(specs, 2, 0));
+    EXPECT_STREQ(fieldAt<const char*>(registers, offsetof(Fields, lastError)),
+                 "block size must be positive");
 }
 
 } // namespace
