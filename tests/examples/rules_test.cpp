@@ -1,5 +1,5 @@
 // The example that filters a table by a three-valued rule, run as a program.
-#include "examples/process.h"
+#include "doubles/process.h"
 #include "hosts/temporary_folder.h"
 
 #include <algorithm>
@@ -8,6 +8,8 @@
 namespace Fenlet::Examples {
 namespace {
 
+using namespace Doubles;
+
 using Strings = std::vector<std::string>;
 
 const std::string stations = STATIONS_TABLE;
@@ -15,7 +17,7 @@ const std::string stations = STATIONS_TABLE;
 class RulesExample : public testing::Test {
   protected:
     Outcome ask(const Strings& arguments, const std::string& output = "") const {
-        return run({RULES_PROGRAM, arguments, folder.path(), output, false, -1});
+        return run({RULES_PROGRAM, arguments, folder.path(), output, false, -1, ""});
     }
 
     std::string answer(const Strings& arguments) const {

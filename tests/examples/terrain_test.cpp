@@ -1,5 +1,5 @@
 // The example that draws a shaded relief, run as a program.
-#include "examples/process.h"
+#include "doubles/process.h"
 #include "hosts/npy_files.h"
 #include "hosts/temporary_folder.h"
 
@@ -13,6 +13,8 @@
 
 namespace Fenlet::Examples {
 namespace {
+
+using namespace Doubles;
 
 using Hosts::littleEndian;
 using Hosts::npyFile;
@@ -53,7 +55,7 @@ struct Picture {
 class TerrainExample : public testing::Test {
   protected:
     Outcome draw(const Strings& arguments) const {
-        return run({TERRAIN_PROGRAM, arguments, folder.path(), "", false, -1});
+        return run({TERRAIN_PROGRAM, arguments, folder.path(), "", false, -1, ""});
     }
 
     /// Draws what is to succeed, and returns the picture's file.
@@ -233,7 +235,7 @@ class TerrainFailure : public TerrainExample {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const Strings before = folder.names();
         const Outcome outcome =
-            run({TERRAIN_PROGRAM, arguments, folder.path(), "", false, longestFile});
+            run({TERRAIN_PROGRAM, arguments, folder.path(), "", false, longestFile, ""});
         EXPECT_GT(outcome.status, 0);
         EXPECT_EQ(outcome.output, "");
         EXPECT_EQ(outcome.error, "terrain: " + message + "\n");

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Fenlet::Examples {
+namespace Fenlet::Doubles {
 
 struct Command {
     std::string program;
@@ -14,6 +14,7 @@ struct Command {
     std::string output;            ///< the file that takes its standard output, if not empty
     bool hasTerminal = false;      ///< its standard error is a terminal
     std::int64_t longestFile = -1; ///< bytes that it may write to one file, -1 for any number
+    std::string input;             ///< the file that is its standard input, if not empty
 };
 
 struct Outcome {
@@ -25,4 +26,4 @@ struct Outcome {
 /// Throws `std::system_error` if it cannot be started.
 Outcome run(const Command& command);
 
-} // namespace Fenlet::Examples
+} // namespace Fenlet::Doubles

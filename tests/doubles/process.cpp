@@ -1,5 +1,5 @@
 // Running a program and waiting for what becomes of it.
-#include "examples/process.h"
+#include "doubles/process.h"
 
 #include <cerrno>
 #include <csignal>
@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace Fenlet::Examples {
+namespace Fenlet::Doubles {
 namespace {
 
 int orThrow(int result, const char* what) {
@@ -61,10 +61,12 @@ Channel terminalChannel() {
 }
 
 /// In the new process: nothing but what is safe between fork and exec.
-[[noreturn]] void become(const Command& command, char* const* arguments, int output, int error) {
+[[noreturn]] void become(const Command& command, char* const* arguments, int input, int output,
+                         int error) {
     const rlimit limit{static_cast<rlim_t>(command.longestFile),
                        static_cast<rlim_t>(command.longestFile)};
     const bool isReady = (command.folder.empty() || chdir(command.folder.c_str()) == 0) &&
+                         (input < 0 || dup2(input, STDIN_FILENO) >= 0) &&
                          dup2(output, STDOUT_FILENO) >= 0 && dup2(error, STDERR_FILENO) >= 0 &&
                          (command.longestFile < 0 || (std::signal(SIGXFSZ, SIG_IGN) != SIG_ERR &&
                                                       setrlimit(RLIMIT_FSIZE, &limit) == 0));
@@ -108,9 +110,12 @@ Outcome run(const Command& command) {
     if (!command.output.empty())
         output.theirs = File(
             orThrow(open(command.output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666), "output"));
+    File input;
+    if (!command.input.empty())
+        input = File(orThrow(open(command.input.c_str(), O_RDONLY | O_CLOEXEC), "input"));
     const pid_t child = orThrow(fork(), "fork");
     if (child == 0)
-        become(command, arguments.data(), output.theirs.number, error.theirs.number);
+        become(command, arguments.data(), input.number, output.theirs.number, error.theirs.number);
     output.theirs.close();
     error.theirs.close();
 
@@ -122,4 +127,4 @@ Outcome run(const Command& command) {
     return outcome;
 }
 
-} // namespace Fenlet::Examples
+} // namespace Fenlet::Doubles
