@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -34,13 +35,8 @@ bool isNative(const NpyHeader& header) {
            (sameOrder || header.type.bytes == 1);
 }
 
-} // namespace
-
-FileError::~FileError() = default;
-
-NpyArray readNpy(const std::string& path) {
-    InputFile file(path);
-    const NpyHeader header = readNpyHeader(file, path);
+/// Reads everything behind the header.
+NpyArray readEntries(InputFile& file, const NpyHeader& header, const std::string& path) {
     const std::vector<unsigned char> data = file.read(header.entryBytes);
     checkEntryBytes(header, data.size() + file.read(1).size(), path);
 
@@ -66,49 +62,59 @@ NpyArray readNpy(const std::string& path) {
     return array;
 }
 
-NpyFile::NpyFile(const std::string& path) {
-    if (!map(path))
-        array = readNpy(path);
-    else if (array.kind == CpuElementKind::Tribool)
-        checkTruths(entries(), mappedBytes - offset, path);
-}
-
-NpyFile::~NpyFile() {
-    if (mapped != nullptr)
-        munmap(mapped, static_cast<std::size_t>(mappedBytes));
-}
-
-bool NpyFile::map(const std::string& path) {
-    InputFile file(path);
+/// The whole file in memory, null where it cannot be mapped or where its entries have to be changed
+/// on the way. The file still stands at its first entry then.
+std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader& header,
+                                                const std::string& path) {
     struct stat about {};
     if (fstat(fileno(file.handle()), &about) != 0 || !S_ISREG(about.st_mode))
-        return false;
-    const NpyHeader header = readNpyHeader(file, path);
+        return nullptr;
     const auto bytes = static_cast<std::uint64_t>(about.st_size);
     checkEntryBytes(header, bytes < header.length ? 0 : bytes - header.length, path);
     if (!isNative(header) || header.entryBytes == 0)
-        return false;
-    void* const start = mmap(nullptr, static_cast<std::size_t>(bytes), PROT_READ, MAP_PRIVATE,
-                             fileno(file.handle()), 0);
+        return nullptr;
+    const auto length = static_cast<std::size_t>(bytes);
+    void* const start = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fileno(file.handle()), 0);
     if (start == MAP_FAILED)
-        return false;
-    mapped = start;
-    mappedBytes = bytes;
+        return nullptr;
+    return {static_cast<const unsigned char*>(start),
+            [start, length](const unsigned char*) { munmap(start, length); }};
+}
+
+} // namespace
+
+FileError::~FileError() = default;
+
+NpyArray readNpy(const std::string& path) {
+    InputFile file(path);
+    const NpyHeader header = readNpyHeader(file, path);
+    return readEntries(file, header, path);
+}
+
+NpyFile::NpyFile(const std::string& path) {
+    // A pipe can be opened and read only once.
+    InputFile file(path);
+    const NpyHeader header = readNpyHeader(file, path);
+    mapped = mapEntries(file, header, path);
+    if (!mapped) {
+        array = readEntries(file, header, path);
+        return;
+    }
     offset = header.length;
     array.kind = header.type.kind;
     array.shape = header.shape;
-    return true;
+    mappedEntries = header.entryBytes / header.type.bytes;
+    if (array.kind == CpuElementKind::Tribool)
+        checkTruths(mapped.get() + offset, mappedEntries, path);
 }
 
-const unsigned char* NpyFile::entries() const {
-    return mapped != nullptr ? static_cast<const unsigned char*>(mapped) + offset
-                             : array.bytes.data();
-}
+NpyFile::~NpyFile() = default;
 
 ArrayView NpyFile::view(std::int32_t components) const {
-    const auto bytes = mapped != nullptr ? mappedBytes - offset : array.bytes.size();
-    const auto count = static_cast<std::int64_t>(bytes) / elementSize(array.kind);
-    return {entries(), array.kind, count / components, components, 0, nullptr};
+    if (!mapped)
+        return array.view(components);
+    const auto count = static_cast<std::int64_t>(mappedEntries);
+    return {mapped.get() + offset, array.kind, count / components, components, 0, nullptr};
 }
 
 } // namespace Fenlet

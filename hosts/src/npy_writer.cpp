@@ -26,15 +26,19 @@ std::string headerText(CpuElementKind kind, const std::vector<std::int64_t>& sha
 }
 
 std::uint64_t bytesOf(CpuElementKind kind, const std::vector<std::int64_t>& shape) {
-    auto bytes = static_cast<std::uint64_t>(elementSize(kind));
+    if (elementSize(kind) == 0)
+        throw std::invalid_argument("an array cannot be of this kind");
+    if (shape.size() > 32)
+        throw std::invalid_argument("an array cannot have more than 32 dimensions");
+    std::uint64_t entries = 1;
     for (const std::int64_t size : shape) {
         if (size < 0)
             throw std::invalid_argument("an array cannot have a negative size");
-        bytes *= static_cast<std::uint64_t>(size);
+        if (size != 0 && entries > (std::uint64_t{1} << 60) / static_cast<std::uint64_t>(size))
+            throw std::invalid_argument("an array cannot have so many entries");
+        entries *= static_cast<std::uint64_t>(size);
     }
-    if (elementSize(kind) == 0)
-        throw std::invalid_argument("an array cannot be of this kind");
-    return bytes;
+    return entries * static_cast<std::uint64_t>(elementSize(kind));
 }
 
 } // namespace
@@ -63,10 +67,15 @@ void NpyWriter::write(const void* entries, std::size_t bytes) {
     missingBytes -= bytes;
 }
 
-void NpyWriter::finish() {
+void NpyWriter::close() {
     if (missingBytes != 0)
         throw FileError(path + ": the last " + std::to_string(missingBytes) +
                         " bytes of the array were never written");
+    file.close();
+}
+
+void NpyWriter::finish() {
+    close();
     file.keep();
 }
 

@@ -5,6 +5,7 @@
 #include <fenlethosts/export.h>
 
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -64,13 +65,10 @@ class FENLETHOSTS_API NpyFile {
     ArrayView view(std::int32_t components = 1) const;
 
   private:
-    bool map(const std::string& path);
-    const unsigned char* entries() const;
-
-    NpyArray array; ///< without bytes where the file is mapped
-    void* mapped = nullptr;
-    std::uint64_t mappedBytes = 0;
-    std::uint64_t offset = 0;
+    NpyArray array;                              ///< without bytes where the file is mapped
+    std::shared_ptr<const unsigned char> mapped; ///< the whole file, from its first byte on
+    std::uint64_t offset = 0;                    ///< bytes before the first entry
+    std::uint64_t mappedEntries = 0;
 };
 
 } // namespace Fenlet

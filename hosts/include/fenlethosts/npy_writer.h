@@ -18,7 +18,8 @@ class FENLETHOSTS_API NpyWriter {
   public:
     /// An array of this kind and shape, rows first, in this machine's byte order: `Tribool` as
     /// bool, the others as numbers of their own width. Throws `FileError` if the file cannot be
-    /// made, `std::invalid_argument` for a kind without storage or a negative size.
+    /// made, `std::invalid_argument` for a kind without storage and for a shape that `readNpy`
+    /// does not take: a negative size, more than 32 dimensions or 2^60 entries.
     NpyWriter(const std::string& newPath, CpuElementKind kind,
               const std::vector<std::int64_t>& shape);
     ~NpyWriter();
@@ -27,8 +28,13 @@ class FENLETHOSTS_API NpyWriter {
     /// than the shape has.
     void write(const void* entries, std::size_t bytes);
 
-    /// Puts the file in its place. Throws `FileError` if that cannot be done or entries are
-    /// missing.
+    /// Ends the writing and leaves it to `finish` to put the file in its place, so that of several
+    /// files that belong together none is in its place before all are written. Throws `FileError`
+    /// if anything could not be written or entries are missing.
+    void close();
+
+    /// Closes what is not closed, and puts the file in its place. Throws `FileError` if that cannot
+    /// be done or entries are missing.
     void finish();
 
   private:

@@ -12,19 +12,24 @@ namespace Fenlet {
 /// when all is written. Until then, and if it never comes to that, what was there stays as it was.
 class FENLETHOSTS_API OutputFile {
   public:
-    /// Follows a symbolic link. Throws `FileError` if the file cannot be made, and for what is
-    /// there and is no plain file, such as a device or a folder.
+    /// Follows symbolic links, also to what is not there yet. Throws `FileError` if the file cannot
+    /// be made, and for what is there and is no plain file, such as a device or a folder.
     explicit OutputFile(const std::string& newPath);
     /// Removes what was not kept.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Open for writing, null after `keep`.
+    /// Open for writing, null after `close` and `keep`.
     std::FILE* handle() const { return file; }
 
-    /// Ends the writing and puts the file in its place. Throws `FileError` if anything could not be
-    /// written; then the file is left as it was before.
+    /// Ends the writing and leaves it to `keep` to put the file in its place. Who writes
+    /// several files that belong together closes all before keeping the first. Throws `FileError`
+    /// if anything could not be written.
+    void close();
+
+    /// Ends the writing if nobody has, and puts the file in its place. Throws `FileError` if
+    /// anything could not be written; then the file is left as it was before.
     void keep();
 
     /// Throws `FileError` with the path and the system's last reason.
@@ -35,6 +40,7 @@ class FENLETHOSTS_API OutputFile {
     std::string target;
     std::string partial;
     std::FILE* file;
+    int failure = 0; ///< the system's reason why something could not be written
     bool kept = false;
 };
 
