@@ -127,6 +127,31 @@ TEST(LoadConstant, ConvertsFromTheWidestValueInOneStep) {
     EXPECT_TRUE(std::signbit(loaded<float>(realConstant({-0.0}), RegisterFormat::Float32)[0]));
 }
 
+// What stands in the pool is not looked at beyond the multiplicity.
+TEST(LoadConstant, OfNoComponentsIsZero) {
+    for (const int multiplicity : {0, -1, INT_MIN}) {
+        Constant none;
+        none.multiplicity = multiplicity;
+        none.integers = {3, 4};
+        none.reals = {4.5, 5.5};
+        EXPECT_EQ(loaded<std::int32_t>(none, RegisterFormat::Int32), (Int32s{0, 0}));
+        EXPECT_EQ(loaded<std::int64_t>(none, RegisterFormat::Int64), (Int64s{0, 0}));
+        EXPECT_EQ(loaded<std::uint16_t>(none, RegisterFormat::Half), (Halves{0, 0}));
+        EXPECT_EQ(loaded<float>(none, RegisterFormat::Float32, 2), (Floats{0, 0, 0, 0}));
+        EXPECT_EQ(loaded<double>(none, RegisterFormat::Float64), (Doubles64{0, 0}));
+        // A Tribool has its byte all the same.
+        none.boolean = 255;
+        EXPECT_EQ(loaded<unsigned char>(none, RegisterFormat::Tribool), (Bytes{255, 255}));
+    }
+}
+
+TEST(LoadConstant, StopsAtTheConstantsMultiplicity) {
+    Constant constant = realConstant({1.5, 2.5, 3.5});
+    constant.multiplicity = 2;
+    EXPECT_EQ(loaded<float>(constant, RegisterFormat::Float32, 3),
+              (Floats{1.5, 2.5, 0, 1.5, 2.5, 0}));
+}
+
 TEST(LoadConstant, TakesConstantsOf64Components) {
     std::vector<double> reals;
     std::vector<float> expected;
