@@ -63,6 +63,20 @@ TEST(IsTrueStep, ClearsAllComponentsOfAnInvalidElement) {
     EXPECT_EQ(bench.validityIn(1), (Bytes{1, 1, 1}));
 }
 
+TEST(IsTrueStep, GoesByTheResultsComponentsWhateverTheOperandHas) {
+    LogicBench narrow(OpCode::IsTrue, 1, {loadedTribools(3, {1, 0, 1, 1, 1, 1}, {1, 0})});
+    ASSERT_TRUE(narrow.run(2));
+    EXPECT_EQ(Doubles::lanesOf<unsigned char>(narrow.interpreter.registerFile(), 1, 6),
+              (Bytes{1, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(narrow.validityIn(1), (Bytes{1, 1}));
+
+    // The bytes after the operand's two elements are those of its own area, up to its validity.
+    LogicBench wide(OpCode::IsTrue, 3, {loadedTribools(1, {1, 255, 1, 1, 0, 1}, {0, 1})});
+    ASSERT_TRUE(wide.run(2));
+    EXPECT_EQ(wide.lanes(1), (Bytes{0, 0, 0, 1, 0, 1}));
+    EXPECT_EQ(wide.validityIn(1), (Bytes{1, 1}));
+}
+
 TEST(IsTrueStep, MayHaveItsOperandAsResult) {
     LogicBench bench(OpCode::IsTrue, 1, {loadedTribools(2, {1, 1, 255, 1, 1, 2}, {0, 1, 77})});
     bench.program.instructions.back().result = 0;
