@@ -220,7 +220,7 @@ Register ProgramBuilder::loadUniform(UniformHandle uniform, Format format,
         return {};
     if (!isDeclared(uniform, program.uniforms, programNumber))
         return refuse(op, "that is no uniform of this program; it takes what uniform() answered");
-    if (multiplicity > valueComponents)
+    if (multiplicity < 1 || multiplicity > valueComponents)
         return refuse(op,
                       componentsInWords(multiplicity) + " are asked for; a uniform has 1 to 64");
     return emit(op, {}, format, multiplicity, uniform.number);
