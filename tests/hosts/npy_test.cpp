@@ -6,31 +6,64 @@
 #include <fenlethosts/npy.h>
 
 #include <algorithm>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <thread>
 
 namespace Fenlet::Hosts {
 namespace {
 
+/// The message of the `FileError` that `read` throws.
+template <class Read>
+std::string messageOf(Read&& read) {
+    try {
+        read();
+    } catch (const FileError& error) {
+        return error.what();
+    }
+    return "(is read)";
+}
+
+void expectSame(const Fenlet::NpyFile& file, const NpyArray& array) {
+    EXPECT_EQ(file.kind(), array.kind);
+    EXPECT_EQ(file.shape(), array.shape);
+    for (const std::int32_t components : {1, 3}) {
+        const ArrayView view = file.view(components);
+        EXPECT_EQ(view.kind, array.kind);
+        EXPECT_EQ(view.count, array.entryCount() / components);
+        EXPECT_EQ(view.components, components);
+        EXPECT_EQ(view.stride, 0);
+        EXPECT_EQ(view.validity, nullptr);
+        const auto* const bytes = static_cast<const unsigned char*>(view.data);
+        const std::size_t size =
+            static_cast<std::size_t>(view.count * components * elementSize(view.kind));
+        EXPECT_TRUE(std::equal(bytes, bytes + size, array.bytes.begin()));
+    }
+}
+
+/// Both readers, `readNpy` and `Fenlet::NpyFile`: what one says the other must say.
 class NpyFile : public testing::Test {
   protected:
     NpyArray read(const std::string& content) const {
-        return readNpy(folder.write("array.npy", content));
+        const std::string path = folder.write("array.npy", content);
+        const NpyArray array = readNpy(path);
+        expectSame(Fenlet::NpyFile(path), array);
+        return array;
     }
 
     /// The message, without the file's name that it begins with.
     std::string refusal(const std::string& content) const {
         const std::string path = folder.write("array.npy", content);
-        try {
-            readNpy(path);
-        } catch (const FileError& error) {
-            const std::string message = error.what();
-            EXPECT_EQ(message.rfind(path + ": ", 0), 0u) << message;
-            EXPECT_TRUE(std::all_of(message.begin(), message.end(), [](char c) {
-                return c >= ' ' && c <= '~';
-            })) << message;
-            return message.substr(std::min(message.size(), path.size() + 2));
-        }
-        return "(is read)";
+        const std::string message = messageOf([&] { readNpy(path); });
+        EXPECT_EQ(messageOf([&] { const Fenlet::NpyFile mapped(path); }), message);
+        if (message == "(is read)")
+            return message;
+        EXPECT_EQ(message.rfind(path + ": ", 0), 0u) << message;
+        EXPECT_TRUE(std::all_of(message.begin(), message.end(), [](char c) {
+            return c >= ' ' && c <= '~';
+        })) << message;
+        return message.substr(std::min(message.size(), path.size() + 2));
     }
 
     TemporaryFolder folder;
@@ -310,13 +343,10 @@ TEST_F(NpyFile, IsRefusedForAHeaderThatIsNoDictionary) {
 }
 
 TEST_F(NpyFile, ThatCannotBeReadIsNamedWithTheReason) {
-    const auto messageFor = [](const std::string& path) -> std::string {
-        try {
-            readNpy(path);
-        } catch (const FileError& error) {
-            return error.what();
-        }
-        return "(is read)";
+    const auto messageFor = [](const std::string& path) {
+        const std::string message = messageOf([&] { readNpy(path); });
+        EXPECT_EQ(messageOf([&] { const Fenlet::NpyFile mapped(path); }), message);
+        return message;
     };
     const std::string missing = folder.path("missing.npy");
     EXPECT_EQ(messageFor(missing), missing + ": No such file or directory");
@@ -327,6 +357,91 @@ TEST_F(NpyFile, ThatCannotBeReadIsNamedWithTheReason) {
     // A file without an end: no more of it is read than it takes to see that it is none.
     EXPECT_EQ(messageFor("/dev/zero"),
               "/dev/zero: not a .npy file (it does not begin with the format's mark)");
+}
+
+/// Whether the entries are the file's own: a mapped file shows what is written to it later.
+bool isMapped(const TemporaryFolder& folder, const std::string& content) {
+    const std::string path = folder.write("array.npy", content);
+    const Fenlet::NpyFile file(path);
+    const ArrayView view = file.view();
+    const unsigned char* const last =
+        static_cast<const unsigned char*>(view.data) + view.count * elementSize(view.kind) - 1;
+    const unsigned char before = *last;
+    std::fstream later(path, std::ios::in | std::ios::out | std::ios::binary);
+    later.seekp(static_cast<std::streamoff>(content.size()) - 1);
+    later.put(static_cast<char>(content.back() ^ 1)).flush();
+    return *last != before;
+}
+
+TEST_F(NpyFile, StaysOnTheDiskWhereItsEntriesStandAsInMemory) {
+    for (const std::string type : {"|b1", "<b1", ">b1", "<i4", "<i8", "<f2", "<f4", "<f8"})
+        EXPECT_TRUE(isMapped(folder, npyFile(npyHeader(type, "(1,)"),
+                                             std::string(std::size_t(type[2] - '0'), '\1'))))
+            << type;
+    for (const std::string type :
+         {"|i1", "|u1", "<i2", "<u2", "<u4", ">i4", ">i8", ">f2", ">f4", ">f8"})
+        EXPECT_FALSE(isMapped(folder, npyFile(npyHeader(type, "(1,)"),
+                                              std::string(std::size_t(type[2] - '0'), '\1'))))
+            << type;
+}
+
+TEST_F(NpyFile, MayHaveItsEntriesAnywhere) {
+    // No padding: the entries begin at an odd place.
+    const std::string header = npyHeader("<f8", "(2,)");
+    for (std::size_t padding = 0; padding < 8; ++padding) {
+        const std::string text = header + std::string(padding, ' ');
+        const NpyArray array = read(std::string("\x93NUMPY\x01\0", 8) +
+                                    littleEndian(text.size(), 2) + text + "12345678abcdefgh");
+        EXPECT_EQ(lanesOf(array),
+                  (std::vector<std::uint64_t>{0x3837363534333231, 0x6867666564636261}));
+    }
+}
+
+TEST_F(NpyFile, OutlivesItsName) {
+    const std::string path = folder.write("array.npy", npyFile(npyHeader("<i4", "(1,)"), "1234"));
+    const NpyArray array = readNpy(path);
+    const Fenlet::NpyFile file(path);
+    folder.write("array.npy", "something else takes the name and leaves the file alone");
+    expectSame(file, array);
+}
+
+/// What comes through a pipe: the whole of `content`, from a writer of its own.
+class Piped {
+  public:
+    Piped(const std::string& path, const std::string& content)
+        : writer([path, content] { std::ofstream(path, std::ios::binary) << content; }) {}
+    ~Piped() { writer.join(); }
+    Piped(const Piped&) = delete;
+    Piped& operator=(const Piped&) = delete;
+
+  private:
+    std::thread writer;
+};
+
+TEST_F(NpyFile, MayComeThroughAPipe) {
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    // More than a pipe holds at a time, of entries that a plain file would have mapped.
+    const std::string entries = std::string(300000, '\3');
+    const std::string content = npyFile(npyHeader("<i4", "(25000, 3)"), entries);
+    const NpyArray array = readNpy(folder.write("array.npy", content));
+    {
+        const Piped piped(pipe, content);
+        expectSame(Fenlet::NpyFile(pipe), array);
+    }
+    const auto refusalOf = [&](const std::string& other) {
+        const Piped piped(pipe, other);
+        return messageOf([&] { const Fenlet::NpyFile file(pipe); });
+    };
+    EXPECT_EQ(refusalOf(""), pipe + ": is empty");
+    EXPECT_EQ(refusalOf(content.substr(0, 100)), pipe + ": ends within its header");
+    EXPECT_EQ(refusalOf(content.substr(0, content.size() - 1)),
+              pipe + ": holds 299999 bytes of entries where its shape asks for 300000; the file is "
+                     "cut short");
+    EXPECT_EQ(refusalOf(content + "x"),
+              pipe + ": holds more than the 300000 bytes of entries that its shape asks for");
+    EXPECT_EQ(refusalOf(npyFile(npyHeader("|b1", "(1,)"), "\2")),
+              pipe + ": holds a truth value that is neither false nor true");
 }
 
 } // namespace
