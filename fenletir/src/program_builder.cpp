@@ -261,8 +261,12 @@ Register ProgramBuilder::component(Register operand, std::int32_t number, Format
         return {};
     const RegisterInfo& source = info(operand);
     if (number < 0 || number >= source.multiplicity)
-        return refuse(op, "component " + std::to_string(number) + " is asked for of " +
-                              describe(operand) + "; they are numbered from 0");
+        return refuse(
+            op, "component " + std::to_string(number) + " is asked for of " + describe(operand) +
+                    "; " +
+                    (source.multiplicity == 1
+                         ? "its only one is component 0"
+                         : "its components are 0 to " + std::to_string(source.multiplicity - 1)));
     if (!isFormatAsked(op, format))
         return {};
     if (isTribool(source.format) != isTribool(format))

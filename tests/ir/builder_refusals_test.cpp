@@ -154,5 +154,208 @@ TEST(BuilderRefuses, IndicesThatAreNotOneInteger) {
                   rest);
 }
 
+TEST(BuilderRefuses, ComponentsThatTheRegisterDoesNotHave) {
+    const std::string words = " is asked for of register %11 \"real3\" (Float32, 3 components); "
+                              "its components are 0 to 2";
+    for (const std::int32_t number : {-1, 3, INT_MAX, INT_MIN}) {
+        const std::string start =
+            "instruction 14 (Component): component " + std::to_string(number) + words;
+        EXPECT_EQ(refused([=](Builder& p, Bench& b) { return p.component(b.real3, number); }),
+                  start);
+        EXPECT_EQ(refused([=](Builder& p, Bench& b) {
+                      return p.component(b.real3, number, Format::Int64);
+                  }),
+                  start);
+    }
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.component(b.truth, 1); }),
+              "instruction 14 (Component): component 1 is asked for of register %1 \"truth\" "
+              "(Tribool, 1 component); its only one is component 0");
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.convert(b.real2, Format::Half); }),
+              "instruction 14 (Component): register %10 \"real2\" (Float32, 2 components) cannot "
+              "be converted whole; it takes one component, or component() for one of several");
+}
+
+TEST(BuilderRefuses, ToMakeTruthOfNumbersAndNumbersOfTruth) {
+    const std::string rest = "; a Tribool stays one, and a number stays a number";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.convert(b.truth, Format::Int32); }),
+              "instruction 14 (Component): register %1 \"truth\" (Tribool, 1 component) cannot "
+              "become Int32" +
+                  rest);
+    EXPECT_EQ(
+        refused([](Builder& p, Bench& b) { return p.component(b.real3, 0, Format::Tribool); }),
+        "instruction 14 (Component): register %11 \"real3\" (Float32, 3 components) cannot "
+        "become Tribool" +
+            rest);
+}
+
+TEST(BuilderRefuses, NegateAndLengthOfKindsWithoutAKernel) {
+    const std::string rest = " has no kernel; it takes Int8 to Int32, Half, Float32 and Float64";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index); }),
+              "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Int64" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index, Format::Float64); }),
+              "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Float64" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.length(b.truth2); }),
+              "instruction 14 (Length): register %2 \"truth2\" (Tribool, 2 components) into "
+              "Tribool" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.length(b.real3, Format::Int64); }),
+              "instruction 14 (Length): register %11 \"real3\" (Float32, 3 components) into "
+              "Int64" +
+                  rest);
+}
+
+/// All that an arithmetic call refuses.
+template <class Short, class Long>
+void expectArithmeticRefusals(const std::string& name, Short call, Long callInto) {
+    SCOPED_TRACE(name);
+    const std::string start = "instruction 14 (" + name + "): ";
+    const std::string noKernel =
+        " have no kernel; it takes Int8 to Int32, Half, Float32 and Float64";
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.index, b.index); }),
+              start +
+                  "register %0 \"index\" (Int64, 1 component) and register %0 \"index\" "
+                  "(Int64, 1 component)" +
+                  noKernel);
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.real, b.truth); }),
+              start +
+                  "register %9 \"real\" (Float32, 1 component) and register %1 \"truth\" "
+                  "(Tribool, 1 component)" +
+                  noKernel);
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) {
+                  return (p.*callInto)(b.index, b.real, Format::Float32);
+              }),
+              start +
+                  "register %0 \"index\" (Int64, 1 component) and register %9 \"real\" "
+                  "(Float32, 1 component) into Float32" +
+                  noKernel);
+    EXPECT_EQ(
+        refused([=](Builder& p, Bench& b) { return (p.*callInto)(b.real, b.real, Format::Int64); }),
+        start +
+            "register %9 \"real\" (Float32, 1 component) and register %9 \"real\" "
+            "(Float32, 1 component) into Int64" +
+            noKernel);
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.half, b.real2); }),
+              start + "register %7 \"half\" (Half, 1 component) and register %10 \"real2\" "
+                      "(Float32, 2 components) differ in format, and the result could have "
+                      "either; it takes the result's format as a third argument");
+    const std::string unfit =
+        start + "register %10 \"real2\" (Float32, 2 components) and register %11 \"real3\" "
+                "(Float32, 3 components) do not fit; they take as many components, or one of "
+                "them one";
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.real2, b.real3); }), unfit);
+    EXPECT_EQ(refused([=](Builder& p, Bench& b) {
+                  return (p.*callInto)(b.real2, b.real3, Format::Half);
+              }),
+              unfit);
+}
+
+TEST(BuilderRefuses, ArithmeticOfKindsAndComponentsThatDoNotFit) {
+    using Short = Register (Builder::*)(Register, Register);
+    using Long = Register (Builder::*)(Register, Register, Format);
+    expectArithmeticRefusals("Add", Short(&Builder::add), Long(&Builder::add));
+    expectArithmeticRefusals("Subtract", Short(&Builder::subtract), Long(&Builder::subtract));
+    expectArithmeticRefusals("Multiply", Short(&Builder::multiply), Long(&Builder::multiply));
+    expectArithmeticRefusals("Divide", Short(&Builder::divide), Long(&Builder::divide));
+}
+
+TEST(BuilderRefuses, ComparisonsOfTruthAndOfComponentsThatDoNotFit) {
+    const struct {
+        Register (Builder::*call)(Register, Register);
+        std::string name;
+    } rows[] = {
+        {&Builder::less, "Less"},       {&Builder::lessEqual, "LessEqual"},
+        {&Builder::greater, "Greater"}, {&Builder::greaterEqual, "GreaterEqual"},
+        {&Builder::equal, "Equal"},     {&Builder::notEqual, "NotEqual"},
+    };
+    for (const auto& row : rows) {
+        const std::string start = "instruction 14 (" + row.name + "): ";
+        const auto call = row.call;
+        EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.truth, b.truth); }),
+                  start + "register %1 \"truth\" (Tribool, 1 component) and register %1 "
+                          "\"truth\" (Tribool, 1 component) cannot be compared; it takes numbers "
+                          "on both sides");
+        EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.half3, b.truth); }),
+                  start + "register %8 \"half3\" (Half, 3 components) and register %1 \"truth\" "
+                          "(Tribool, 1 component) cannot be compared; it takes numbers on both "
+                          "sides");
+        EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.real3, b.real2); }),
+                  start + "register %11 \"real3\" (Float32, 3 components) and register %10 "
+                          "\"real2\" (Float32, 2 components) do not fit; they take as many "
+                          "components, or one of them one");
+    }
+}
+
+TEST(BuilderRefuses, LogicOfNumbersAndOfComponentsThatDoNotFit) {
+    const std::string noTruth = " has no truth value; it takes a Tribool register";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalNot(b.int32); }),
+              "instruction 14 (Not): register %6 \"int32\" (Int32, 1 component)" + noTruth);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.isTrue(b.real3); }),
+              "instruction 14 (IsTrue): register %11 \"real3\" (Float32, 3 components)" + noTruth);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalAnd(b.real, b.truth3); }),
+              "instruction 14 (And): register %9 \"real\" (Float32, 1 component)" + noTruth);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalOr(b.truth3, b.wide); }),
+              "instruction 14 (Or): register %12 \"wide\" (Float64, 1 component)" + noTruth);
+    const std::string unfit =
+        "register %1 \"truth\" (Tribool, 1 component) and register %3 \"truth3\" (Tribool, 3 "
+        "components) do not fit; they take as many components";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalAnd(b.truth, b.truth3); }),
+              "instruction 14 (And): " + unfit);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalOr(b.truth, b.truth3); }),
+              "instruction 14 (Or): " + unfit);
+}
+
+TEST(BuilderRefuses, SelectionsThatDoNotFit) {
+    const std::string start = "instruction 14 (Select): ";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.real, b.real, b.real); }),
+              start + "the condition is register %9 \"real\" (Float32, 1 component); it takes a "
+                      "Tribool register");
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth3, b.real2, b.real2); }),
+              start + "the condition is register %3 \"truth3\" (Tribool, 3 components) and the "
+                      "arms have 2 components; it takes as many, or one");
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth3, b.real, b.real); }),
+              start + "the condition is register %3 \"truth3\" (Tribool, 3 components) and the "
+                      "arms have 1 component; it takes as many, or one");
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.real, b.real3); }),
+              start + "register %9 \"real\" (Float32, 1 component) and register %11 \"real3\" "
+                      "(Float32, 3 components) do not fit; the arms take as many components");
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.half, b.real); }),
+              start + "register %7 \"half\" (Half, 1 component) and register %9 \"real\" "
+                      "(Float32, 1 component) differ in format, and the result could have either; "
+                      "it takes the result's format as a fourth argument");
+}
+
+TEST(BuilderRefuses, SelectionsOfTruthAndNumbersTogether) {
+    const std::string start = "instruction 14 (Select): ";
+    const std::string rest = " have no kernel; it takes numbers throughout or Tribool throughout";
+    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.truth, b.real); }),
+              start +
+                  "register %1 \"truth\" (Tribool, 1 component) and register %9 \"real\" "
+                  "(Float32, 1 component)" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) {
+                  return p.select(b.truth, b.real, b.truth, Format::Float32);
+              }),
+              start +
+                  "register %9 \"real\" (Float32, 1 component) and register %1 \"truth\" "
+                  "(Tribool, 1 component) into Float32" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) {
+                  return p.select(b.truth, b.half, b.real, Format::Tribool);
+              }),
+              start +
+                  "register %7 \"half\" (Half, 1 component) and register %9 \"real\" "
+                  "(Float32, 1 component) into Tribool" +
+                  rest);
+    EXPECT_EQ(refused([](Builder& p, Bench& b) {
+                  return p.select(b.truth, b.truth, b.truth, Format::Int8);
+              }),
+              start +
+                  "register %1 \"truth\" (Tribool, 1 component) and register %1 \"truth\" "
+                  "(Tribool, 1 component) into Int8" +
+                  rest);
+}
+
 } // namespace
 } // namespace Fenlet::BuilderTests
