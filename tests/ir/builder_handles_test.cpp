@@ -1,0 +1,201 @@
+// Names that registers and pools are given, and handles that belong to another program.
+#include "builder_bench.h"
+
+#include <fenletir/text.h>
+
+#include <climits>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+namespace Fenlet::BuilderTests {
+namespace {
+
+using Builder = ProgramBuilder;
+
+/// The words in which `call` is refused by a builder that throws; empty if it is not.
+template <class Call>
+std::string thrownBy(Call&& call) {
+    try {
+        call();
+    } catch (const ProgramError& error) {
+        return error.what();
+    }
+    return {};
+}
+
+TEST(BuilderNames, StandInTheProgram) {
+    Bench bench;
+    const Register first = bench.builder.name(bench.real, "height above the sea");
+    EXPECT_EQ(first.number, bench.real.number);
+    EXPECT_EQ(bench.builder.output(bench.wide, "out").number, bench.wide.number);
+    EXPECT_EQ(bench.builder.output(bench.half).number, bench.half.number);
+    const FenletProgram program = bench.builder.build().program;
+    for (std::int32_t number = 0; number < program.registerCount(); ++number)
+        EXPECT_EQ(program.registerInfo(number).output,
+                  number == bench.wide.number || number == bench.half.number)
+            << number;
+    EXPECT_EQ(program.registerInfo(bench.real.number).name, "height above the sea");
+    EXPECT_EQ(program.registerInfo(bench.wide.number).name, "out");
+    EXPECT_EQ(program.registerInfo(bench.half.number).name, "half");
+}
+
+TEST(BuilderNames, OfRegistersMayBeChangedKeptAndThenTakenByAnother) {
+    Bench bench;
+    bench.builder.name(bench.real, "real");
+    bench.builder.output(bench.real, "real");
+    bench.builder.name(bench.real, "height");
+    bench.builder.name(bench.half, "real");
+    const FenletProgram program = bench.builder.build().program;
+    EXPECT_EQ(program.registerInfo(bench.real.number).name, "height");
+    EXPECT_EQ(program.registerInfo(bench.half.number).name, "real");
+}
+
+TEST(BuilderNames, OfRegistersStandOnlyOnce) {
+    Bench bench;
+    EXPECT_EQ(thrownBy([&] { bench.builder.name(bench.real3, "half"); }),
+              "name: register %11 \"real3\" (Float32, 3 components) is given the name of register "
+              "%7 \"half\" (Half, 1 component); each register needs one of its own");
+    EXPECT_EQ(thrownBy([&] { bench.builder.output(bench.real3, "half"); }),
+              "output: register %11 \"real3\" (Float32, 3 components) is given the name of "
+              "register %7 \"half\" (Half, 1 component); each register needs one of its own");
+    EXPECT_EQ(thrownBy([&] { bench.builder.name(bench.real3, ""); }),
+              "name: register %11 \"real3\" (Float32, 3 components) is given a name of no "
+              "characters; it takes one or more");
+    EXPECT_EQ(thrownBy([&] { bench.builder.output(bench.real3, ""); }),
+              "output: register %11 \"real3\" (Float32, 3 components) is given a name of no "
+              "characters; it takes one or more");
+    EXPECT_EQ(listing(bench.builder.build().program), listing(Bench().builder.build().program));
+}
+
+TEST(BuilderNames, OfFieldsUniformsAndSamplersStandOnlyOnceEach) {
+    Builder builder(Builder::OnError::Throw);
+    builder.field("a");
+    builder.uniform("a");
+    builder.sampler("a");
+    EXPECT_EQ(thrownBy([&] { builder.field("a"); }),
+              "field \"a\": declared before; each field needs a name of its own");
+    EXPECT_EQ(thrownBy([&] { builder.uniform("a"); }),
+              "uniform \"a\": declared before; each uniform needs a name of its own");
+    EXPECT_EQ(thrownBy([&] { builder.sampler("a"); }),
+              "sampler \"a\": declared before; each sampler needs a name of its own");
+    EXPECT_EQ(builder.field("b").number, 1);
+    EXPECT_EQ(builder.uniform("b").number, 1);
+    EXPECT_EQ(builder.sampler("b").number, 1);
+    const FenletProgram program = builder.build().program;
+    EXPECT_EQ(program.fields.size(), 2u);
+    EXPECT_EQ(program.uniforms.size(), 2u);
+    EXPECT_EQ(program.samplers.size(), 2u);
+}
+
+/// The words of the calls that take a register, given `value` as their operand 0.
+std::vector<std::string> refusalsOf(Bench& bench, Register value) {
+    Builder& p = bench.builder;
+    std::vector<std::string> all;
+    const auto note = [&](auto call) { all.push_back(thrownBy(call)); };
+    note([&] { p.loadField(bench.field, value, Format::Half); });
+    note([&] { p.sample(bench.sampler, value, Format::Half); });
+    note([&] { p.component(value, 0); });
+    note([&] { p.component(value, 0, Format::Half); });
+    note([&] { p.convert(value, Format::Half); });
+    note([&] { p.negate(value); });
+    note([&] { p.negate(value, Format::Half); });
+    note([&] { p.length(value); });
+    note([&] { p.length(value, Format::Half); });
+    note([&] { p.add(value, bench.real); });
+    note([&] { p.divide(value, bench.real, Format::Half); });
+    note([&] { p.less(value, bench.real); });
+    note([&] { p.logicalNot(value); });
+    note([&] { p.isTrue(value); });
+    note([&] { p.logicalAnd(value, bench.truth); });
+    note([&] { p.select(value, bench.real, bench.real); });
+    note([&] { p.select(value, bench.real, bench.real, Format::Half); });
+    return all;
+}
+
+const std::vector<std::string> calledOperations = {
+    "LoadField", "Sample", "Component", "Component", "Component", "Negate",
+    "Negate",    "Length", "Length",    "Add",       "Divide",    "Less",
+    "Not",       "IsTrue", "And",       "Select",    "Select"};
+
+TEST(BuilderHandles, ThatAreNoRegisterAreRefusedByEveryCall) {
+    Bench bench;
+    std::vector<std::string> expected;
+    for (const std::string& name : calledOperations)
+        expected.push_back("instruction 14 (" + name +
+                           "): operand 0 is no register; it takes what an earlier call of this "
+                           "builder answered");
+    EXPECT_EQ(refusalsOf(bench, Register{}), expected);
+    const std::string rest = ": that is no register; it takes what an earlier call of this "
+                             "builder answered";
+    EXPECT_EQ(thrownBy([&] { bench.builder.name({}, "new"); }), "name" + rest);
+    EXPECT_EQ(thrownBy([&] { bench.builder.output({}, "new"); }), "output" + rest);
+    EXPECT_EQ(thrownBy([&] { bench.builder.output({}); }), "output" + rest);
+}
+
+TEST(BuilderHandles, OfAnotherBuilderAreRefusedByEveryCall) {
+    Bench bench;
+    Bench other;
+    std::vector<std::string> expected;
+    for (const std::string& name : calledOperations)
+        expected.push_back("instruction 14 (" + name +
+                           "): operand 0, register %9, is of another program; it takes what an "
+                           "earlier call of this builder answered");
+    EXPECT_EQ(refusalsOf(bench, other.real), expected);
+    const std::string rest = ": register %9 is of another program; it takes what an earlier call "
+                             "of this builder answered";
+    EXPECT_EQ(thrownBy([&] { bench.builder.name(other.real, "new"); }), "name" + rest);
+    EXPECT_EQ(thrownBy([&] { bench.builder.output(other.real, "new"); }), "output" + rest);
+    EXPECT_EQ(thrownBy([&] { bench.builder.output(other.real); }), "output" + rest);
+    EXPECT_EQ(listing(bench.builder.build().program), listing(other.builder.build().program));
+}
+
+TEST(BuilderHandles, AreLookedAtInEverySlot) {
+    Bench bench;
+    const auto words = [](const char* op, int slot) {
+        return "instruction 14 (" + std::string(op) + "): operand " + std::to_string(slot) +
+               " is no register; it takes what an earlier call of this builder answered";
+    };
+    Builder& p = bench.builder;
+    EXPECT_EQ(thrownBy([&] { p.subtract(bench.real, {}); }), words("Subtract", 1));
+    EXPECT_EQ(thrownBy([&] { p.multiply(bench.real, {}, Format::Half); }), words("Multiply", 1));
+    EXPECT_EQ(thrownBy([&] { p.greater(bench.real, {}); }), words("Greater", 1));
+    EXPECT_EQ(thrownBy([&] { p.logicalOr(bench.truth, {}); }), words("Or", 1));
+    EXPECT_EQ(thrownBy([&] { p.select(bench.truth, {}, bench.real); }), words("Select", 1));
+    EXPECT_EQ(thrownBy([&] { p.select(bench.truth, bench.real, {}); }), words("Select", 2));
+}
+
+TEST(BuilderHandles, OfFieldsUniformsAndSamplersAreLookedAtToo) {
+    Bench bench;
+    Bench other;
+    Builder& p = bench.builder;
+    for (const FieldHandle field : {FieldHandle{}, other.field})
+        EXPECT_EQ(thrownBy([&] { p.loadField(field, bench.index, Format::Half); }),
+                  "instruction 14 (LoadField): that is no field of this program; it takes what "
+                  "field() answered");
+    for (const UniformHandle uniform : {UniformHandle{}, other.uniform})
+        EXPECT_EQ(thrownBy([&] { p.loadUniform(uniform, Format::Half); }),
+                  "instruction 14 (LoadUniform): that is no uniform of this program; it takes "
+                  "what uniform() answered");
+    for (const SamplerHandle sampler : {SamplerHandle{}, other.sampler})
+        EXPECT_EQ(thrownBy([&] { p.sample(sampler, bench.real, Format::Half); }),
+                  "instruction 14 (Sample): that is no sampler of this program; it takes what "
+                  "sampler() answered");
+}
+
+TEST(BuilderHandles, WithNumbersThatTheProgramDoesNotHaveAreRefused) {
+    Bench bench;
+    for (const std::int32_t number : {INT_MIN, -1, benchRegisters, INT_MAX}) {
+        Register value = bench.real;
+        value.number = number;
+        FieldHandle field = bench.field;
+        field.number = number;
+        EXPECT_NE(thrownBy([&] { bench.builder.negate(value); }), "") << number;
+        EXPECT_NE(thrownBy([&] { bench.builder.output(value); }), "") << number;
+        EXPECT_NE(thrownBy([&] { bench.builder.loadField(field, bench.index, Format::Half); }), "")
+            << number;
+    }
+}
+
+} // namespace
+} // namespace Fenlet::BuilderTests
