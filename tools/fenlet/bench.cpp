@@ -147,7 +147,8 @@ std::vector<std::string> instructionLines(const FenletProgram& program) {
 }
 
 void instructions(const FenletProgram& program, MadeUpHost& host, int blockSize) {
-    constexpr int repeats = 200;
+    // Long enough for the clock, and about as long for every block size.
+    const int repeats = std::max(1, (1 << 18) / blockSize);
     Interpreter interpreter;
     configure(interpreter, program, blockSize);
     FunctionSink sink([](const RegisterFile&, long long, int) {});

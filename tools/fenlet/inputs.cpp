@@ -1,7 +1,6 @@
 // What a program gets from the command line: fields, uniforms and samplers by name.
 #include "inputs.h"
 
-#include <charconv>
 #include <stdexcept>
 
 namespace Tool {
@@ -10,42 +9,42 @@ using namespace Fenlet;
 
 namespace {
 
+/// As the header of the file has it, such as (3, 4).
+std::string shapeOf(const NpyFile& file) {
+    std::string text;
+    for (const std::int64_t size : file.shape())
+        text += (text.empty() ? "" : ", ") + std::to_string(size);
+    return "(" + text + (file.shape().size() == 1 ? ",)" : ")");
+}
+
+bool isComponentCount(std::int64_t size) {
+    return size >= 1 && size <= 65536;
+}
+
 std::int32_t componentsOf(const NpyFile& file, const std::string& path) {
-    if (file.shape().size() == 1)
+    const std::vector<std::int64_t>& shape = file.shape();
+    if (shape.size() == 1)
         return 1;
-    if (file.shape().size() == 2 && file.shape()[1] >= 1 && file.shape()[1] <= 65536)
-        return static_cast<std::int32_t>(file.shape()[1]);
+    if (shape.size() == 2 && isComponentCount(shape[1]))
+        return static_cast<std::int32_t>(shape[1]);
     throw FileError(path +
                     ": a field takes an array of elements, or of elements times components "
-                    "(1 to 65536), and this one has " +
-                    std::to_string(file.shape().size()) + " dimensions");
+                    "(1 to 65536), and this one's shape is " +
+                    shapeOf(file));
 }
 
 /// Rows, columns and perhaps components.
 std::int32_t cellComponentsOf(const NpyFile& file, const std::string& path) {
     const std::vector<std::int64_t>& shape = file.shape();
-    const bool isGrid = shape.size() == 2 || (shape.size() == 3 && shape[2] <= 65536);
-    if (!isGrid || shape[0] < 1 || shape[1] < 1 || shape.back() < 1)
-        throw FileError(path + ": a sampler takes an array of rows times columns, or of rows times "
-                               "columns times components (1 to 65536)");
+    const bool isGrid = shape.size() == 2 || (shape.size() == 3 && isComponentCount(shape[2]));
+    if (!isGrid || shape[0] < 1 || shape[1] < 1)
+        throw FileError(path +
+                        ": a sampler takes an array of rows times columns, or of rows times "
+                        "columns times components (1 to 65536), and this one's shape is " +
+                        shapeOf(file));
     if (file.kind() == CpuElementKind::Tribool)
         throw FileError(path + ": a sampler takes numbers, and these are truth values");
     return shape.size() == 2 ? 1 : static_cast<std::int32_t>(shape[2]);
-}
-
-std::string quoted(const std::string& name) {
-    return "\"" + name + "\"";
-}
-
-/// The number that the whole text is, if it is one.
-template <class Number>
-std::optional<Number> numberIn(const std::string& text) {
-    Number number{};
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc{} || stop != end)
-        return std::nullopt;
-    return number;
 }
 
 std::vector<std::string> splitAtCommas(const std::string& text) {
@@ -60,47 +59,43 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
 }
 
 /// A truth value, or numbers with commas between them.
-Constant parseValue(const Assignment& uniform) {
-    if (uniform.value == "true" || uniform.value == "false")
-        return Constant::ofTribool(uniform.value == "true" ? 1 : 0);
-    if (uniform.value == "unknown")
+Constant parseValue(const std::string& what, const std::string& text) {
+    if (text == "true" || text == "false")
+        return Constant::ofTribool(text == "true" ? 1 : 0);
+    if (text == "unknown")
         return Constant::ofTribool(255);
     std::vector<std::int64_t> integers;
     std::vector<double> reals;
-    for (const std::string& piece : splitAtCommas(uniform.value)) {
+    for (const std::string& piece : splitAtCommas(text)) {
         const auto integer = numberIn<std::int64_t>(piece);
         const auto real = numberIn<double>(piece);
         if (!real)
-            throw std::runtime_error("uniform " + quoted(uniform.name) + ": " + quoted(piece) +
+            throw std::runtime_error(what + ": " + quoted(piece) +
                                      " is no number; it takes numbers with commas between them, "
                                      "or true, false or unknown");
         if (integer)
             integers.push_back(*integer);
         reals.push_back(*real);
     }
+    if (reals.size() > 64)
+        throw std::runtime_error(what + ": it takes 64 numbers at most");
     // Whole numbers stay exact beyond what a double holds.
     return integers.size() == reals.size() ? Constant::ofIntegers(integers)
                                            : Constant::ofReals(reals);
 }
 
-template <class Entry>
-std::size_t declared(const std::vector<Entry>& entries, const std::string& name, const char* what) {
-    const int position = positionOf(entries, name);
-    if (position >= 0)
-        return static_cast<std::size_t>(position);
-    std::string known;
-    for (const Entry& entry : entries)
-        known += (known.empty() ? "" : ", ") + quoted(entry.name);
-    throw std::runtime_error("the program has no " + std::string(what) + " " + quoted(name) +
-                             (known.empty() ? "" : "; it has " + known));
+/// Refuses the second of two, of which one would be lost.
+void checkFirst(bool isFirst, const std::string& what) {
+    if (!isFirst)
+        throw std::runtime_error(what + " is given twice");
 }
 
 } // namespace
 
-Assignment parseAssignment(const std::string& option, const std::string& text) {
+Assignment parseAssignment(const std::string& option, const std::string& text, const char* kind) {
     const std::size_t place = text.find('=');
     if (place == std::string::npos || place == 0 || place + 1 == text.size())
-        throw std::runtime_error(option + " " + text + ": it takes NAME=VALUE");
+        throw std::runtime_error(option + " " + text + ": it takes NAME=" + kind);
     return {text.substr(0, place), text.substr(place + 1)};
 }
 
@@ -118,6 +113,9 @@ Inputs::Grid::Grid(const std::string& path)
 
 Inputs::Inputs(const FenletProgram& newProgram)
     : program(newProgram),
+      fieldNames(program.fields, "field", '@'),
+      uniformNames(program.uniforms, "uniform", '@'),
+      samplerNames(program.samplers, "sampler", '@'),
       fields(program.fields.size()),
       grids(program.samplers.size()),
       uniformValues(program.uniforms.size()),
@@ -125,7 +123,8 @@ Inputs::Inputs(const FenletProgram& newProgram)
       samplers(program.samplers.size()) {}
 
 void Inputs::setField(const Assignment& field) {
-    const std::size_t number = declared(program.fields, field.name, "field");
+    const std::size_t number = fieldNames.find(field.name);
+    checkFirst(!fields[number], fieldNames.describe(number));
     fields[number] = std::make_unique<Field>(field.value);
     accessors[number] = &fields[number]->accessor;
     const long long length = fields[number]->file.shape()[0];
@@ -136,17 +135,15 @@ void Inputs::setField(const Assignment& field) {
 }
 
 void Inputs::setUniform(const Assignment& uniform) {
-    const std::size_t number = declared(program.uniforms, uniform.name, "uniform");
-    uniformValues[number] = parseValue(uniform);
-    if (uniformValues[number]->multiplicity > 64)
-        throw std::runtime_error("uniform " + quoted(uniform.name) +
-                                 ": it takes 64 numbers at "
-                                 "most");
+    const std::size_t number = uniformNames.find(uniform.name);
+    checkFirst(!uniformValues[number], uniformNames.describe(number));
+    uniformValues[number] = parseValue(uniformNames.describe(number), uniform.value);
     uniforms.set(static_cast<std::int32_t>(number), *uniformValues[number]);
 }
 
 void Inputs::setSampler(const Assignment& sampler) {
-    const std::size_t number = declared(program.samplers, sampler.name, "sampler");
+    const std::size_t number = samplerNames.find(sampler.name);
+    checkFirst(!grids[number], samplerNames.describe(number));
     grids[number] = std::make_unique<Grid>(sampler.value);
     samplers[number] = &grids[number]->sampler;
 }
@@ -172,28 +169,30 @@ void Inputs::check() const {
                                                            "asks for numbers"));
         };
         if (instruction.op == OpCode::LoadField) {
-            const std::string what = "field " + quoted(program.fields[number].name);
+            const std::string what = fieldNames.describe(number);
             if (!fields[number])
                 throw std::runtime_error(what + " has no data; give it with --field");
             fit(what + " (" + fields[number]->path + ")", fields[number]->components,
                 fields[number]->file.kind() == CpuElementKind::Tribool);
         } else if (instruction.op == OpCode::LoadUniform) {
-            const std::string what = "uniform " + quoted(program.uniforms[number].name);
+            const std::string what = uniformNames.describe(number);
             if (!uniformValues[number])
                 throw std::runtime_error(what + " has no value; give it with --uniform");
             const Constant& value = *uniformValues[number];
             fit(what, value.multiplicity, value.integers.empty() && value.reals.empty());
         } else if (instruction.op == OpCode::Sample) {
-            const std::string what = "sampler " + quoted(program.samplers[number].name);
+            const std::string what = samplerNames.describe(number);
             if (!grids[number])
                 throw std::runtime_error(what + " has no grid; give it with --sampler");
             fit(what, grids[number]->components, false);
             const RegisterInfo& at = program.registerInfo(instruction.operands[0]);
             if (at.multiplicity != 2 || at.format == RegisterFormat::Tribool)
-                throw std::runtime_error(what +
-                                         " takes coordinates of 2 components, column and "
-                                         "row, and the program gives it " +
-                                         std::to_string(at.multiplicity));
+                throw std::runtime_error(
+                    what +
+                    " takes coordinates of 2 components, column and row, and the program "
+                    "gives it " +
+                    (at.format == RegisterFormat::Tribool ? "truth values"
+                                                          : std::to_string(at.multiplicity)));
         }
     }
 }

@@ -1,6 +1,8 @@
 // What a program gets from the command line: fields, uniforms and samplers by name.
 #pragma once
 
+#include "names.h"
+
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
 #include <fenlethosts/npy.h>
@@ -21,21 +23,13 @@ struct Assignment {
 };
 
 /// Splits at the first equals sign. Throws `std::runtime_error` in words for the user if there is
-/// none, or nothing on one side of it.
-Assignment parseAssignment(const std::string& option, const std::string& text);
-
-/// The position of `name` among the declarations, -1 if it is not there.
-template <class Entry>
-int positionOf(const std::vector<Entry>& entries, const std::string& name) {
-    for (std::size_t i = 0; i < entries.size(); ++i)
-        if (entries[i].name == name)
-            return static_cast<int>(i);
-    return -1;
-}
+/// none, or nothing on one side of it; `kind` is what stands for the value in them.
+Assignment parseAssignment(const std::string& option, const std::string& text, const char* kind);
 
 /// Providers for every field, uniform and sampler of one program.
 class Inputs {
   public:
+    /// The program must outlive this.
     explicit Inputs(const Fenlet::FenletProgram& newProgram);
     Inputs(const Inputs&) = delete;
     Inputs& operator=(const Inputs&) = delete;
@@ -48,7 +42,7 @@ class Inputs {
     /// Makes sure that everything that the program reads is there and fits. Throws as above.
     void check() const;
 
-    /// The number of elements of the fields, none if the program reads no field.
+    /// The number of elements of the fields, none if there is no field.
     std::optional<long long> elementCount() const { return count; }
 
     Fenlet::Bindings bindings();
@@ -69,6 +63,9 @@ class Inputs {
     };
 
     const Fenlet::FenletProgram& program;
+    Declarations<Fenlet::FieldBinding> fieldNames;
+    Declarations<Fenlet::UniformDeclaration> uniformNames;
+    Declarations<Fenlet::SamplerDeclaration> samplerNames;
     std::vector<std::unique_ptr<Field>> fields;
     std::vector<std::unique_ptr<Grid>> grids;
     std::vector<std::optional<Fenlet::Constant>> uniformValues;

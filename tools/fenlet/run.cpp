@@ -7,8 +7,12 @@
 #include <fenlethosts/npy_writer.h>
 #include <fenlethosts/sinks.h>
 
+#include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <list>
+#include <set>
 #include <stdexcept>
 
 namespace Tool {
@@ -17,23 +21,16 @@ using namespace Fenlet;
 
 namespace {
 
-/// The register of the output or result with this name.
-std::int32_t registerNamed(const FenletProgram& program, const std::string& name) {
-    const int number = positionOf(program.registers, name);
-    if (number < 0)
-        throw std::runtime_error("the program has no register \"" + name + "\"");
-    return number;
-}
-
 /// One file that a run writes: a register's values, or which of its elements have one.
 class Output {
   public:
-    Output(const FenletProgram& program, const Assignment& file, bool isMask, long long count)
-        : number(registerNamed(program, file.name)),
+    Output(const FenletProgram& program, std::int32_t newNumber, const std::string& path,
+           bool isMask, long long count)
+        : number(newNumber),
           kind(blockElement(program.registerInfo(number).format)),
           multiplicity(program.registerInfo(number).multiplicity),
           wantsMask(isMask),
-          writer(file.value, isMask ? CpuElementKind::Tribool : kind, shapeFor(count)) {}
+          writer(path, isMask ? CpuElementKind::Tribool : kind, shapeFor(count)) {}
 
     void write(const RegisterFile& registers, int count) {
         if (wantsMask)
@@ -41,6 +38,7 @@ class Output {
         else
             writeValues(registers, count);
     }
+    void close() { writer.close(); }
     void finish() { writer.finish(); }
 
   private:
@@ -113,15 +111,45 @@ long long countFor(const Inputs& inputs, const RunOptions& options) {
     if (options.count)
         return *options.count;
     if (!inputs.elementCount())
-        throw std::runtime_error("the program reads no field; --count says how many elements "
-                                 "there are");
+        throw std::runtime_error("no field says how many elements there are; give --count");
     return *inputs.elementCount();
 }
+
+/// While it exists, what would end the process is only remembered, so that unfinished files can be
+/// removed first.
+class Interruption {
+  public:
+    Interruption() {
+        received = 0;
+        for (std::size_t i = 0; i < std::size(numbers); ++i) {
+            before[i] = std::signal(numbers[i], [](int number) { received = number; });
+            if (before[i] == SIG_IGN)
+                std::signal(numbers[i], SIG_IGN);
+        }
+    }
+    ~Interruption() {
+        for (std::size_t i = 0; i < std::size(numbers); ++i)
+            std::signal(numbers[i], before[i]);
+    }
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    static void check() {
+        if (received != 0)
+            throw Interrupted{received};
+    }
+
+  private:
+    static constexpr int numbers[] = {SIGINT, SIGTERM, SIGHUP};
+    static inline volatile std::sig_atomic_t received = 0;
+    void (*before[std::size(numbers)])(int);
+};
 
 void evaluate(const FenletProgram& program, Inputs& inputs, std::list<Output>& outputs,
               int blockSize, long long count) {
     Terminal::Progress progress("evaluating", count);
     FunctionSink sink([&](const RegisterFile& registers, long long start, int length) {
+        Interruption::check();
         for (Output& output : outputs)
             output.write(registers, length);
         progress.advance(start + length);
@@ -132,27 +160,59 @@ void evaluate(const FenletProgram& program, Inputs& inputs, std::list<Output>& o
         throw std::runtime_error(std::string("refused: ") + interpreter.lastRefusalMessage());
 }
 
+/// Where a file will be, however its name is written.
+std::string placeOf(const std::string& path) {
+    std::error_code problem;
+    const std::filesystem::path place = std::filesystem::weakly_canonical(path, problem);
+    return problem ? path : place.string();
+}
+
+void openOutputs(const FenletProgram& program, const RunOptions& options, long long count,
+                 std::list<Output>& outputs) {
+    const Declarations<RegisterInfo> names(program.registers, "register", '%');
+    std::set<std::string> places;
+    const auto open = [&](const std::string& text, bool isMask) {
+        const std::string option = isMask ? "--mask" : "--out";
+        const Assignment file = parseAssignment(option, text, "FILE");
+        const std::size_t number = names.find(file.name);
+        if (!places.insert(placeOf(file.value)).second)
+            throw std::runtime_error(option + " " + text +
+                                     ": this file is already that of another output");
+        try {
+            outputs.emplace_back(program, static_cast<std::int32_t>(number), file.value, isMask,
+                                 count);
+        } catch (const std::invalid_argument& error) {
+            throw std::runtime_error(file.value + ": " + error.what());
+        }
+    };
+    for (const std::string& output : options.outputs)
+        open(output, false);
+    for (const std::string& mask : options.masks)
+        open(mask, true);
+}
+
 } // namespace
 
 void run(const FenletProgram& program, const RunOptions& options) {
+    if (options.outputs.empty() && options.masks.empty())
+        throw std::runtime_error("nothing to write; give --out NAME=FILE");
     Inputs inputs(program);
     for (const std::string& field : options.fields)
-        inputs.setField(parseAssignment("--field", field));
+        inputs.setField(parseAssignment("--field", field, "FILE"));
     for (const std::string& uniform : options.uniforms)
-        inputs.setUniform(parseAssignment("--uniform", uniform));
+        inputs.setUniform(parseAssignment("--uniform", uniform, "VALUE"));
     for (const std::string& sampler : options.samplers)
-        inputs.setSampler(parseAssignment("--sampler", sampler));
+        inputs.setSampler(parseAssignment("--sampler", sampler, "FILE"));
     inputs.check();
     const long long count = countFor(inputs, options);
 
+    const Interruption interruption;
     std::list<Output> outputs;
-    for (const std::string& output : options.outputs)
-        outputs.emplace_back(program, parseAssignment("--out", output), false, count);
-    for (const std::string& mask : options.masks)
-        outputs.emplace_back(program, parseAssignment("--mask", mask), true, count);
-    if (outputs.empty())
-        throw std::runtime_error("nothing to write; give --out NAME=FILE");
+    openOutputs(program, options, count, outputs);
     evaluate(program, inputs, outputs, options.blockSize, count);
+    for (Output& output : outputs)
+        output.close();
+    Interruption::check();
     for (Output& output : outputs)
         output.finish();
 }

@@ -16,11 +16,16 @@ struct RunOptions {
     std::vector<std::string> outputs;
     std::vector<std::string> masks;
     int blockSize = 1024;
-    std::optional<long long> count; ///< for a program that reads no field
+    std::optional<long long> count; ///< all elements of the fields if there is none
+};
+
+/// Thrown when the process was told to end, after unfinished files are removed.
+struct Interrupted {
+    int signal;
 };
 
 /// Evaluates a sound program and writes its results. All files appear at the end, or none does.
-/// Throws `std::runtime_error` in one line for the user.
+/// Throws `std::runtime_error` in one line for the user, and `Interrupted`.
 void run(const Fenlet::FenletProgram& program, const RunOptions& options);
 
 } // namespace Tool

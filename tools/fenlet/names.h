@@ -1,0 +1,80 @@
+// What people call fields, uniforms, samplers and registers by: their names, or their numbers.
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Tool {
+
+inline std::string quoted(const std::string& name) {
+    return "\"" + name + "\"";
+}
+
+/// The number that the whole text is, if it is one.
+template <class Number>
+std::optional<Number> numberIn(const std::string& text) {
+    Number number{};
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stop != end)
+        return std::nullopt;
+    return number;
+}
+
+/// One sort of declaration. `sort` is its word, such as "field", and `mark` stands before numbers.
+template <class Entry>
+class Declarations {
+  public:
+    Declarations(const std::vector<Entry>& newEntries, const char* newSort, char newMark)
+        : entries(newEntries), sort(newSort), mark(newMark) {}
+
+    /// The position of the one that `called` is the name of, or its mark and number. Throws
+    /// `std::runtime_error` in one line for the user if there is none, or if it may be several.
+    std::size_t find(const std::string& called) const {
+        std::vector<std::size_t> found;
+        for (std::size_t i = 0; i < entries.size(); ++i)
+            if (!called.empty() && entries[i].name == called)
+                found.push_back(i);
+        if (found.size() == 1)
+            return found[0];
+        if (!found.empty())
+            throw std::runtime_error("the program has several " + sort + "s " + quoted(called) +
+                                     "; each can be called by its number, the first as " +
+                                     numbered(found[0]));
+        const auto number = called.size() > 1 && called[0] == mark
+                                ? numberIn<std::size_t>(called.substr(1))
+                                : std::nullopt;
+        if (number && *number < entries.size())
+            return *number;
+        throw std::runtime_error("the program has no " + sort + " " + quoted(called) + known());
+    }
+
+    /// The sort and the name, or the number of one without.
+    std::string describe(std::size_t position) const {
+        const std::string& name = entries[position].name;
+        return sort + " " + (name.empty() ? numbered(position) : quoted(name));
+    }
+
+  private:
+    std::string numbered(std::size_t position) const { return mark + std::to_string(position); }
+
+    /// The first few of those that there are.
+    std::string known() const {
+        constexpr std::size_t few = 8;
+        std::string all;
+        for (std::size_t i = 0; i < entries.size() && i < few; ++i)
+            all += (i == 0 ? "; it has " : ", ") +
+                   (entries[i].name.empty() ? numbered(i) : quoted(entries[i].name));
+        return all + (entries.size() > few ? " and others" : "");
+    }
+
+    const std::vector<Entry>& entries;
+    std::string sort;
+    char mark;
+};
+
+} // namespace Tool
