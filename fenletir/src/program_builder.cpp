@@ -52,11 +52,11 @@ ProgramBuilder::ProgramBuilder(OnError newOnError)
 // ---------------------------------------------------------------------------------------------
 // What cannot stand
 
+/// Nobody asks for this after an error: the first one is the one that is told.
 void ProgramBuilder::refuseWith(const std::string& message) {
     if (onError == OnError::Throw)
         throw ProgramError(message);
-    if (error.empty())
-        error = message;
+    error = message;
 }
 
 Register ProgramBuilder::refuse(OpCode op, const std::string& words) {
