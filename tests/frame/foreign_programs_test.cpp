@@ -179,6 +179,32 @@ TEST_F(ForeignPrograms, WithUnknownOpcodesAreStillChecked) {
                            "operands differ in multiplicity and neither is a scalar");
 }
 
+TEST_F(ForeignPrograms, HaveTheFirstTwoOperandsPairedByArityForAllButSelect) {
+    const auto unknown = static_cast<OpCode>(24);
+    for (const int arity : {2, 3}) {
+        SCOPED_TRACE(arity);
+        programLibrary().arities[24] = arity;
+        BenchProgram program;
+        // A third operand is not looked at.
+        const std::int32_t last = arity == 3 ? program.real2 : noRegister;
+        program.add(unknown, program.real, {program.real, program.real3, last});
+        program.add(unknown, program.real, {program.real3, program.real, last});
+        Interpreter interpreter;
+        ASSERT_TRUE(interpreter.configure(program, 4));
+        EXPECT_TRUE(interpreter.plan()[0].leftScalar);
+        EXPECT_FALSE(interpreter.plan()[0].rightScalar);
+        EXPECT_FALSE(interpreter.plan()[1].leftScalar);
+        EXPECT_TRUE(interpreter.plan()[1].rightScalar);
+        program.add(unknown, program.real, {program.real2, program.real3, last});
+        expectConfigureRefuses(program, ExecRefusal::MultiplicityMismatch,
+                               "operands differ in multiplicity and neither is a scalar");
+    }
+    programLibrary().arities[static_cast<std::size_t>(OpCode::Select)] = 2;
+    BenchProgram select;
+    select.add(OpCode::Select, select.real2, {select.tribool2, select.real3});
+    expectConfigures(select);
+}
+
 TEST_F(ForeignPrograms, WithUnknownOpcodesHaveValidityMadeByTheirArity) {
     const struct {
         int arity;
