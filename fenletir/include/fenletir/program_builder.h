@@ -24,8 +24,7 @@ enum class Truth : unsigned char { False = 0, True = 1, Unknown = 255 };
 /// `noRegister` stands for what could not be built.
 struct Register {
     std::int32_t number = noRegister; ///< its place in `FenletProgram::registers`
-    std::uint64_t program =
-        0; ///< tells the program that it belongs to from every other; 0 for none
+    std::uint64_t program = 0;        ///< the builder's number for that program; 0 for none
 };
 
 /// A field, uniform or sampler that a program declares; `number` is its place among its like, -1
@@ -68,8 +67,8 @@ struct BuildResult {
 /// ignores everything after it, and tells the words in `build()`.
 ///
 /// Handles are good for the program that they were made for: another builder refuses them, and so
-/// does this one after `build()`. A copy of a builder carries on from the same program, with its
-/// handles.
+/// does this one after `build()`. A copy of a builder carries on from the same program with the
+/// handles that there are; it cannot tell those that only the other one has made since.
 class FENLETIR_API ProgramBuilder {
   public:
     enum class OnError { Report, Throw };
