@@ -296,6 +296,13 @@ TEST_F(NpyWriterTest, FollowsSymbolicLinks) {
     EXPECT_TRUE(std::filesystem::is_symlink(loop));
 }
 
+TEST_F(NpyWriterTest, TellsWhosePlaceItTakes) {
+    std::filesystem::create_symlink("array.npy", folder.path("link"));
+    for (const std::string name : {"array.npy", "link"})
+        EXPECT_EQ(NpyWriter(folder.path(name), CpuElementKind::Tribool, {}).place(),
+                  folder.path("array.npy"));
+}
+
 TEST_F(NpyWriterTest, TakesTheFolderOfTheProcessForAPlainName) {
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());

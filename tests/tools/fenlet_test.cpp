@@ -6,9 +6,12 @@
 
 #include <fenlethosts/npy_writer.h>
 
+#include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sstream>
 
 namespace Fenlet::Tools {
@@ -36,7 +39,7 @@ const std::string heightProgram = "# Heights above the sea.\n"
                                   "output result\n"
                                   "output isLand\n";
 
-class Fenlet : public testing::Test {
+class FenletCommand : public testing::Test {
   protected:
     Outcome ask(const Strings& arguments, const std::string& input = "") const {
         return Doubles::run({FENLET_PROGRAM, arguments, folder.path(), "", false, -1, input});
@@ -106,7 +109,7 @@ class Fenlet : public testing::Test {
     }
 };
 
-TEST_F(Fenlet, ListsAProgramInColumns) {
+TEST_F(FenletCommand, ListsAProgramInColumns) {
     const std::string listed = "field height\n"
                                "uniform scale\n"
                                "\n"
@@ -127,13 +130,13 @@ TEST_F(Fenlet, ListsAProgramInColumns) {
     EXPECT_EQ(answer({"list", "-"}, "/dev/null"), "");
 }
 
-TEST_F(Fenlet, SaysNothingAboutAProgramThatIsSound) {
+TEST_F(FenletCommand, SaysNothingAboutAProgramThatIsSound) {
     folder.write("program", heightProgram);
     EXPECT_EQ(answer({"check", "program"}), "");
     EXPECT_EQ(answer({"check", "-"}, folder.path("program")), "");
 }
 
-TEST_F(Fenlet, WarnsOfWhatIsProbablyAMistake) {
+TEST_F(FenletCommand, WarnsOfWhatIsProbablyAMistake) {
     folder.write("program", "a : f32 = LoadConstant 1.0\n");
     const std::string findings = answer({"check", "program"});
     EXPECT_EQ(findings.rfind("program: warning: ", 0), 0u) << findings;
@@ -141,7 +144,7 @@ TEST_F(Fenlet, WarnsOfWhatIsProbablyAMistake) {
     EXPECT_EQ(findings.find('\n'), findings.size() - 1) << findings;
 }
 
-TEST_F(Fenlet, FindsAllThatIsWrongAndRunsNothingOfIt) {
+TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
     folder.write("program", "a : f32x3 = LoadConstant (1.0, 2.0, 3.0)\n"
                             "b : f32x2 = LoadConstant (1.0, 2.0)\n"
                             "c : f32x3 = Add a, b\n"
@@ -167,7 +170,7 @@ TEST_F(Fenlet, FindsAllThatIsWrongAndRunsNothingOfIt) {
     EXPECT_NE(answer({"list", "program"}), "");
 }
 
-TEST_F(Fenlet, ShowsThePlaceThatCannotBeRead) {
+TEST_F(FenletCommand, ShowsThePlaceThatCannotBeRead) {
     folder.write("program", "i : i64 = ElementIndex\nheight : f33 = LoadField elevation[i]\n");
     const std::string place = ":2:10: expected a type, as f32 or i64x3, found \"f33\"\n"
                               "height : f33 = LoadField elevation[i]\n"
@@ -182,7 +185,7 @@ TEST_F(Fenlet, ShowsThePlaceThatCannotBeRead) {
     }
 }
 
-TEST_F(Fenlet, SaysWhyAProgramsFileCannotBeRead) {
+TEST_F(FenletCommand, SaysWhyAProgramsFileCannotBeRead) {
     for (const char* const command : {"check", "list", "run", "bench"}) {
         Strings more;
         if (std::string(command) == "run")
@@ -199,7 +202,7 @@ TEST_F(Fenlet, SaysWhyAProgramsFileCannotBeRead) {
     EXPECT_EQ(refusal({"check", "-"}, folder.path()), "standard input: Is a directory");
 }
 
-TEST_F(Fenlet, RunsAProgramOverFiles) {
+TEST_F(FenletCommand, RunsAProgramOverFiles) {
     folder.write("program", heightProgram);
     writeHeights();
     const Strings before = folder.names();
@@ -234,7 +237,7 @@ const std::string wideProgram = "i : i64 = ElementIndex\n"
                                 "output isLow\n"
                                 "output both\n";
 
-TEST_F(Fenlet, WritesTheSameFilesInEveryBlockSize) {
+TEST_F(FenletCommand, WritesTheSameFilesInEveryBlockSize) {
     folder.write("program", wideProgram);
     constexpr int count = 3000;
     std::vector<float> normals;
@@ -275,7 +278,7 @@ TEST_F(Fenlet, WritesTheSameFilesInEveryBlockSize) {
     EXPECT_EQ(lanesIn<unsigned char>("low.npy")[33], 0);
 }
 
-TEST_F(Fenlet, WritesWhatHasNoValueAsNothingAndTheMaskTellsIt) {
+TEST_F(FenletCommand, WritesWhatHasNoValueAsNothingAndTheMaskTellsIt) {
     folder.write("program", "i : i64 = ElementIndex\n"
                             "far : i64 = LoadField where[i]\n"
                             "f16 : f16 = LoadField data[far]\n"
@@ -309,7 +312,7 @@ TEST_F(Fenlet, WritesWhatHasNoValueAsNothingAndTheMaskTellsIt) {
     EXPECT_EQ(lanesIn<unsigned char>("truth.npy"), (std::vector<unsigned char>{1, 0, 0, 0}));
 }
 
-TEST_F(Fenlet, TakesUniformsOfEveryKind) {
+TEST_F(FenletCommand, TakesUniformsOfEveryKind) {
     folder.write("program", "a : i64 = LoadUniform whole\n"
                             "b : f64x3 = LoadUniform several\n"
                             "c : tribool = LoadUniform truth\n"
@@ -336,6 +339,430 @@ TEST_F(Fenlet, TakesUniformsOfEveryKind) {
     EXPECT_EQ(run("true"), std::pair(1, 1));
     EXPECT_EQ(run("false"), std::pair(0, 1));
     EXPECT_EQ(run("unknown"), std::pair(0, 0));
+}
+
+TEST_F(FenletCommand, CountsTheElementsItself) {
+    folder.write("program", "i : i64 = ElementIndex\n");
+    const auto indices = [this](const Strings& more) {
+        Strings arguments = {"run", "program", "--out", "i=i.npy"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        answer(arguments);
+        return lanesIn<std::int64_t>("i.npy");
+    };
+    EXPECT_EQ(indices({"--count", "3"}), (std::vector<std::int64_t>{0, 1, 2}));
+    EXPECT_EQ(indices({"--count", "0"}), std::vector<std::int64_t>());
+    EXPECT_EQ(readNpy(folder.path("i.npy")).shape, std::vector<std::int64_t>{0});
+    EXPECT_EQ(indices({"--count=3000"}).back(), 2999);
+
+    folder.write("program", "i : i64 = ElementIndex\nh : f32 = LoadField height[i]\n");
+    writeHeights();
+    EXPECT_EQ(indices({"--field", "height=height.npy"}).size(), 5u);
+    EXPECT_EQ(indices({"--field", "height=height.npy", "--count", "2"}).size(), 2u);
+    EXPECT_EQ(refusal({"run", "program", "--field", "height=height.npy", "--out", "i=j.npy",
+                       "--count", "6"}),
+              "--count 6: the fields have only 5 elements");
+    writeArray<float>("height.npy", "<f4", "(0,)", {});
+    EXPECT_EQ(indices({"--field", "height=height.npy"}).size(), 0u);
+    EXPECT_EQ(refusedRun("i : i64 = ElementIndex\n", {"--out", "i=j.npy"}),
+              "no field says how many elements there are; give --count");
+    EXPECT_EQ(refusedRun("v : f64x3 = LoadConstant (1.0, 2.0, 3.0)\n",
+                         {"--out", "v=v.npy", "--count", "1152921504606846976"}),
+              "v.npy: an array cannot have so many entries");
+}
+
+TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {
+    folder.write("program", "field same\n"
+                            "field same\n"
+                            "uniform \"\"\n"
+                            "%0 : i64 = ElementIndex\n"
+                            "%1 twice : i64 = LoadField @0[%0]\n"
+                            "%2 twice : i64 = LoadField @1[%0]\n"
+                            "%3 : i64 = LoadUniform @0\n");
+    writeArray<std::int64_t>("a.npy", "<i8", "(1,)", {11});
+    writeArray<std::int64_t>("b.npy", "<i8", "(1,)", {22});
+    const Strings fine = {"run",       "program", "--field", "@0=a.npy", "--field", "@1=b.npy",
+                          "--uniform", "@0=33",   "--out",   "%2=x.npy", "--out",   "%3=y.npy"};
+    answer(fine);
+    EXPECT_EQ(lanesIn<std::int64_t>("x.npy"), std::vector<std::int64_t>{22});
+    EXPECT_EQ(lanesIn<std::int64_t>("y.npy"), std::vector<std::int64_t>{33});
+    const auto with = [&](std::size_t place, const std::string& word) {
+        Strings all = fine;
+        all[place] = word;
+        return refusal(all);
+    };
+    EXPECT_EQ(with(3, "same=a.npy"), "the program has several fields \"same\"; each can be called "
+                                     "by its number, the first as @0");
+    EXPECT_EQ(with(9, "twice=z.npy"), "the program has several registers \"twice\"; each can be "
+                                      "called by its number, the first as %1");
+    EXPECT_EQ(with(3, "@2=a.npy"), "the program has no field \"@2\"; it has \"same\", \"same\"");
+    EXPECT_EQ(with(3, "@=a.npy"), "the program has no field \"@\"; it has \"same\", \"same\"");
+    EXPECT_EQ(with(3, "@1=a.npy"), "field \"same\" is given twice");
+    EXPECT_EQ(with(7, "x=1"), "the program has no uniform \"x\"; it has @0");
+    EXPECT_EQ(with(9, "%4=z.npy"),
+              "the program has no register \"%4\"; it has %0, \"twice\", \"twice\", %3");
+    EXPECT_EQ(with(9, "%-1=z.npy"),
+              "the program has no register \"%-1\"; it has %0, \"twice\", \"twice\", %3");
+}
+
+/// Takes one argument of each sort.
+const std::string allSorts = "i : i64 = ElementIndex\n"
+                             "at : f32x2 = LoadField at[i]\n"
+                             "isDry : tribool = LoadField dry[i]\n"
+                             "scale : f32 = LoadUniform scale\n"
+                             "isOn : tribool = LoadUniform on\n"
+                             "level : f32x2 = Sample ground[at]\n";
+
+class FenletInputs : public FenletCommand {
+  protected:
+    FenletInputs() {
+        writeArray<float>("at.npy", "<f4", "(2, 2)", {0, 0, 1, 1});
+        writeArray<unsigned char>("dry.npy", "|b1", "(2,)", {0, 1});
+        writeArray<float>("ground.npy", "<f4", "(2, 2, 2)", {1, 2, 3, 4, 5, 6, 7, 8});
+        writeArray<float>("flat.npy", "<f4", "(2,)", {1, 2});
+        writeArray<float>("long.npy", "<f4", "(3, 2)", {1, 2, 3, 4, 5, 6});
+        writeArray<float>("scalar.npy", "<f4", "()", {1});
+        writeArray<unsigned char>("truths.npy", "|b1", "(2, 2)", {0, 1, 1, 0});
+        folder.write("text.npy", "no array at all");
+        folder.write("program", allSorts);
+    }
+
+    /// What becomes of a run with other arguments instead of those, which are fine.
+    Strings with(const std::string& option, const std::string& value) const {
+        const Strings fine[] = {{"--field", "at=at.npy"},
+                                {"--field", "dry=dry.npy"},
+                                {"--uniform", "scale=2"},
+                                {"--uniform", "on=true"},
+                                {"--sampler", "ground=ground.npy"}};
+        Strings all = {"run", "program", "--out", "level=level.npy"};
+        const std::string name = value.substr(0, value.find('='));
+        for (const Strings& pair : fine)
+            if (pair[0] != option || pair[1].substr(0, pair[1].find('=')) != name)
+                all.insert(all.end(), pair.begin(), pair.end());
+        if (value != name)
+            all.insert(all.end(), {option, value});
+        return all;
+    }
+    std::string refused(const std::string& option, const std::string& value) const {
+        return refusal(with(option, value));
+    }
+};
+
+TEST_F(FenletInputs, AreTakenWhereTheyFit) {
+    answer(with("", ""));
+    EXPECT_EQ(lanesIn<float>("level.npy"), (std::vector<float>{1, 2, 7, 8}));
+}
+
+TEST_F(FenletInputs, AreMissed) {
+    EXPECT_EQ(refused("--field", "at"), "field \"at\" has no data; give it with --field");
+    EXPECT_EQ(refused("--uniform", "scale"),
+              "uniform \"scale\" has no value; give it with --uniform");
+    EXPECT_EQ(refused("--sampler", "ground"),
+              "sampler \"ground\" has no grid; give it with --sampler");
+}
+
+TEST_F(FenletInputs, AreRefusedUnderNamesThatTheProgramDoesNotHave) {
+    EXPECT_EQ(refused("--field", "x=at.npy"),
+              "the program has no field \"x\"; it has \"at\", \"dry\"");
+    EXPECT_EQ(refused("--uniform", "x=1"),
+              "the program has no uniform \"x\"; it has \"scale\", \"on\"");
+    EXPECT_EQ(refused("--sampler", "x=at.npy"),
+              "the program has no sampler \"x\"; it has \"ground\"");
+    EXPECT_EQ(refused("--out", "x=x.npy"),
+              "the program has no register \"x\"; it has \"i\", \"at\", \"isDry\", \"scale\", "
+              "\"isOn\", \"level\"");
+    EXPECT_EQ(refused("--mask", "x=x.npy"),
+              "the program has no register \"x\"; it has \"i\", \"at\", \"isDry\", \"scale\", "
+              "\"isOn\", \"level\"");
+    EXPECT_EQ(refusedRun("a : f32 = LoadConstant 1.0\n",
+                         {"--count", "1", "--out", "a=a.npy", "--field", "x=at.npy"}),
+              "the program has no field \"x\"");
+}
+
+TEST_F(FenletInputs, AreRefusedWhereTheyDoNotFit) {
+    EXPECT_EQ(refused("--field", "at=flat.npy"),
+              "field \"at\" (flat.npy) has 1 component for each element, and the program asks for "
+              "2");
+    EXPECT_EQ(refused("--field", "at=truths.npy"),
+              "field \"at\" (truths.npy) holds truth values, and the program asks for numbers");
+    EXPECT_EQ(refused("--field", "dry=flat.npy"),
+              "field \"dry\" (flat.npy) holds numbers, and the program asks for truth values");
+    EXPECT_EQ(refused("--field", "at=long.npy"),
+              "long.npy: holds 3 elements, and the field before it 2");
+    EXPECT_EQ(refused("--field", "at=scalar.npy"),
+              "scalar.npy: a field takes an array of elements, or of elements times components (1 "
+              "to 65536), and this one's shape is ()");
+    EXPECT_EQ(refused("--field", "at=ground.npy"),
+              "ground.npy: a field takes an array of elements, or of elements times components (1 "
+              "to 65536), and this one's shape is (2, 2, 2)");
+    const std::string grid = ": a sampler takes an array of rows times columns, or of rows times "
+                             "columns times components (1 to 65536), and this one's shape is ";
+    EXPECT_EQ(refused("--sampler", "ground=flat.npy"), "flat.npy" + grid + "(2,)");
+    EXPECT_EQ(refused("--sampler", "ground=at.npy"),
+              "sampler \"ground\" has 1 component for each element, and the program asks for 2");
+    EXPECT_EQ(refused("--sampler", "ground=truths.npy"),
+              "truths.npy: a sampler takes numbers, and these are truth values");
+    EXPECT_EQ(refused("--uniform", "scale=1,2"),
+              "uniform \"scale\" has 2 components for each element, and the program asks for 1");
+    EXPECT_EQ(refused("--uniform", "scale=true"),
+              "uniform \"scale\" holds truth values, and the program asks for numbers");
+    EXPECT_EQ(refused("--uniform", "on=1"),
+              "uniform \"on\" holds numbers, and the program asks for truth values");
+    EXPECT_EQ(refusedRun("i : i64 = ElementIndex\nx : f32 = Sample ground[i]\n",
+                         {"--count", "1", "--out", "x=x.npy", "--sampler", "ground=at.npy"}),
+              "sampler \"ground\" takes coordinates of 2 components, column and row, and the "
+              "program gives it 1");
+}
+
+TEST_F(FenletInputs, AreRefusedWhereTheyCannotBeRead) {
+    for (const std::string option : {"--field", "--sampler"}) {
+        const std::string name = option == "--field" ? "at=" : "ground=";
+        EXPECT_EQ(refused(option, name + "none.npy"), "none.npy: No such file or directory");
+        EXPECT_EQ(refused(option, name + "."), ".: Is a directory");
+        EXPECT_EQ(refused(option, name + "text.npy"),
+                  "text.npy: not a .npy file (it does not begin with the format's mark)");
+        EXPECT_EQ(refused(option, name + "a\nb"), "a?b: No such file or directory");
+    }
+    const auto noNumber = [](const std::string& piece) {
+        return "uniform \"scale\": \"" + piece +
+               "\" is no number; it takes numbers with commas between them, or true, false or "
+               "unknown";
+    };
+    for (const std::string text : {"x", "1x", "1 ", "+1", "0x1", "TRUE", "1e999", "--"})
+        EXPECT_EQ(refused("--uniform", "scale=" + text), noNumber(text));
+    EXPECT_EQ(refused("--uniform", "scale=1,true"), noNumber("true"));
+    EXPECT_EQ(refused("--uniform", "scale=1,"), noNumber(""));
+    std::string many = "scale=1";
+    for (int i = 1; i < 65; ++i)
+        many += ",1";
+    EXPECT_EQ(refused("--uniform", many), "uniform \"scale\": it takes 64 numbers at most");
+}
+
+TEST_F(FenletInputs, AreRefusedTwiceAndWithoutANameOrValue) {
+    const auto also = [&](const std::string& option, const std::string& value) {
+        Strings all = with("", "");
+        all.insert(all.end(), {option, value});
+        return refusal(all);
+    };
+    EXPECT_EQ(also("--field", "at=at.npy"), "field \"at\" is given twice");
+    EXPECT_EQ(also("--uniform", "on=true"), "uniform \"on\" is given twice");
+    EXPECT_EQ(also("--sampler", "ground=ground.npy"), "sampler \"ground\" is given twice");
+    for (const std::string text : {"x", "=x", "x="}) {
+        EXPECT_EQ(also("--field", text), "--field " + text + ": it takes NAME=FILE");
+        EXPECT_EQ(also("--uniform", text), "--uniform " + text + ": it takes NAME=VALUE");
+        EXPECT_EQ(also("--sampler", text), "--sampler " + text + ": it takes NAME=FILE");
+        EXPECT_EQ(also("--out", text), "--out " + text + ": it takes NAME=FILE");
+        EXPECT_EQ(also("--mask", text), "--mask " + text + ": it takes NAME=FILE");
+    }
+}
+
+TEST_F(FenletCommand, RefusesTwoOutputsInOneFile) {
+    folder.write("program", "i : i64 = ElementIndex\n");
+    std::filesystem::create_symlink("i.npy", folder.path("link.npy"));
+    const std::string here = folder.path("i.npy");
+    for (const std::string& other :
+         {std::string("i.npy"), std::string("./i.npy"), here, std::string("link.npy")}) {
+        EXPECT_EQ(
+            refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=" + other}),
+            "--out i=" + other + ": this file is already that of another output");
+        EXPECT_EQ(
+            refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--mask", "i=" + other}),
+            "--mask i=" + other + ": this file is already that of another output");
+    }
+    answer({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=j.npy"});
+    EXPECT_EQ(folder.read("i.npy"), folder.read("j.npy"));
+    EXPECT_EQ(
+        refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=link.npy"}),
+        "--out i=link.npy: this file is already that of another output");
+}
+
+TEST_F(FenletCommand, MayWriteTheFileThatItReads) {
+    folder.write("program", "i : i64 = ElementIndex\n"
+                            "h : f32 = LoadField height[i]\n"
+                            "double : f32 = Add h, h\n");
+    std::vector<float> heights(100000);
+    for (std::size_t i = 0; i < heights.size(); ++i)
+        heights[i] = static_cast<float>(i);
+    writeArray("height.npy", "<f4", "(100000,)", heights);
+    std::filesystem::create_symlink("height.npy", folder.path("link.npy"));
+    for (const std::string target : {"height.npy", "link.npy"}) {
+        answer({"run", "program", "--field", "height=height.npy", "--out", "double=" + target});
+        for (float& height : heights)
+            height *= 2;
+        EXPECT_EQ(lanesIn<float>("height.npy"), heights);
+    }
+    EXPECT_EQ(folder.names(), (Strings{"height.npy", "link.npy", "program"}));
+}
+
+TEST_F(FenletCommand, LeavesAllFilesAsTheyWereWhereOneCannotBeWritten) {
+    folder.write("program", "i : i64 = ElementIndex\nten : i32 = LoadConstant 10\n");
+    folder.write("small.npy", "what was there");
+    const Strings before = folder.names();
+    const auto refusedAt = [&](std::int64_t longestFile, const std::string& second) {
+        const Outcome outcome = Doubles::run(
+            {FENLET_PROGRAM,
+             {"run", "program", "--count", "100", "--out", "ten=small.npy", "--out", "i=" + second},
+             folder.path(),
+             "",
+             false,
+             longestFile,
+             ""});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(folder.names(), before);
+        EXPECT_EQ(folder.read("small.npy"), "what was there");
+        return outcome.error;
+    };
+    // The small file has 528 bytes and the large one 928: neither, one, and none of them fits.
+    EXPECT_EQ(refusedAt(0, "large.npy"), "fenlet: small.npy: File too large\n");
+    EXPECT_EQ(refusedAt(700, "large.npy"), "fenlet: large.npy: File too large\n");
+    EXPECT_EQ(refusedAt(-1, "none/large.npy"),
+              "fenlet: none/large.npy: No such file or directory\n");
+    EXPECT_EQ(refusedAt(-1, "."), "fenlet: .: Is a directory\n");
+    EXPECT_EQ(refusedAt(-1, "/dev/full"), "fenlet: /dev/full: is there and is not a plain file\n");
+    EXPECT_EQ(refusedAt(-1, "program/x"), "fenlet: program/x: Not a directory\n");
+}
+
+TEST_F(FenletCommand, SaysWhatItIsAskedWrongly) {
+    folder.write("program", "i : i64 = ElementIndex\n");
+    EXPECT_EQ(misuse({}), "it takes a command: check, list, run or bench; see --help");
+    EXPECT_EQ(misuse({"frob"}), "The following argument was not expected: frob");
+    for (const std::string command : {"check", "list", "run", "bench"}) {
+        EXPECT_EQ(misuse({command}), "FILE is required");
+        EXPECT_EQ(misuse({command, "program", "other"}),
+                  "The following argument was not expected: other");
+        EXPECT_EQ(misuse({command, "program", "--frob"}),
+                  "The following argument was not expected: --frob");
+    }
+    for (const std::string option : {"--field", "--uniform", "--sampler", "--out", "--mask"})
+        EXPECT_EQ(misuse({"run", "program", option}),
+                  option + ": 1 required " + (option == "--uniform" ? "NAME=VALUE" : "NAME=FILE") +
+                      " missing");
+    for (const std::string command : {"run", "bench"})
+        for (const std::string block : {"0", "-1", "1048577", "x", "1.5", "99999999999999999999"})
+            EXPECT_EQ(misuse({command, "program", "--block", block}),
+                      "--block: Value " + block + " not in range 1 to 1048576");
+    for (const std::string count :
+         {"-1", "x", "1.5", "1152921504606846977", "99999999999999999999"})
+        EXPECT_EQ(misuse({"run", "program", "--out", "i=i.npy", "--count", count}),
+                  "--count: Value " + count + " not in range 0 to 1152921504606846976");
+    EXPECT_EQ(misuse({"run", "program", "--count", "1", "--count", "2"}),
+              "--count: At Most 1 required but received 2");
+    EXPECT_EQ(refusal({"run", "program", "--count", "1"}),
+              "nothing to write; give --out NAME=FILE");
+}
+
+TEST_F(FenletCommand, TellsAllInItsHelp) {
+    const std::string help = answer({"--help"});
+    for (const std::string word :
+         {"check FILE", "list FILE", "run FILE", "bench FILE", "--field NAME=FILE",
+          "--uniform NAME=VALUE", "--sampler NAME=FILE", "--out NAME=FILE", "--mask NAME=FILE",
+          "--count N", "--block N", "Exit status: 0 ", "; 2 "})
+        EXPECT_NE(help.find(word), std::string::npos) << word;
+    EXPECT_NE(answer({"run", "--help"}).find("Exit status: 0 "), std::string::npos);
+}
+
+TEST_F(FenletCommand, SaysWhyItCannotAnswer) {
+    folder.write("program", heightProgram);
+    for (const std::string command : {"list", "bench"}) {
+        const Outcome outcome = Doubles::run(
+            {FENLET_PROGRAM, {command, "program"}, folder.path(), "/dev/full", false, -1, ""});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.error, "fenlet: standard output: No space left on device\n");
+    }
+}
+
+/// The words of the line.
+Strings wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
+TEST_F(FenletCommand, TimesAProgramInTwoTables) {
+    folder.write("program", heightProgram + "Nop\n");
+    const std::string printed = answer({"bench", "program", "--block", "77"});
+    std::istringstream stream(printed);
+    Strings lines;
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    ASSERT_EQ(lines.size(), 20u) << printed;
+    EXPECT_EQ(wordsOf(lines[0]),
+              (Strings{"block", "size", "ns", "per", "element", "block", "memory"}));
+    const Strings sizes = {"64",   "128",  "256",  "512",   "1024",
+                           "2048", "4096", "8192", "16384", "65536"};
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const Strings words = wordsOf(lines[1 + i]);
+        ASSERT_EQ(words.size(), 4u) << lines[1 + i];
+        EXPECT_EQ(words[0], sizes[i]);
+        EXPECT_GT(std::stod(words[1]), 0);
+        EXPECT_GT(std::stod(words[2]), 0);
+        EXPECT_EQ(words[3], "KiB");
+    }
+    EXPECT_EQ(lines[11], "");
+    EXPECT_EQ(wordsOf(lines[12]),
+              (Strings{"ns", "per", "element", "ns", "instruction,", "at", "block", "size", "77"}));
+    const Strings instructions = {"ElementIndex", "LoadField", "LoadUniform", "Multiply",
+                                  "LoadConstant", "Greater",   "Nop"};
+    for (std::size_t i = 0; i < instructions.size(); ++i) {
+        const Strings words = wordsOf(lines[13 + i]);
+        ASSERT_GE(words.size(), 3u) << lines[13 + i];
+        EXPECT_GE(std::stod(words[0]), 0);
+        EXPECT_GE(std::stod(words[1]), 0);
+        EXPECT_NE(lines[13 + i].find(instructions[i]), std::string::npos) << lines[13 + i];
+    }
+}
+
+/// Steps over many components, for a run that a person would want to see the progress of.
+std::string longProgram() {
+    std::string text = "v : f64x64 = LoadConstant (1.5";
+    for (int component = 1; component < 64; ++component)
+        text += ", 0.5";
+    text += ")\n";
+    for (int step = 0; step < 40; ++step)
+        text += "v = Divide v, v\n";
+    return text + "first : f64 = Component v[0]\nisFine : tribool = Less first, first\n";
+}
+
+TEST_F(FenletCommand, ShowsItsProgressOnATerminalAndNowhereElse) {
+    folder.write("program", longProgram());
+    const auto run = [this](bool hasTerminal) {
+        const Outcome outcome =
+            Doubles::run({FENLET_PROGRAM,
+                          {"run", "program", "--count", "400000", "--out", "isFine=a.npy"},
+                          folder.path(),
+                          "",
+                          hasTerminal,
+                          -1,
+                          ""});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output, "");
+        return outcome.error;
+    };
+    EXPECT_EQ(run(false), "");
+    const std::string shown = run(true);
+    EXPECT_EQ(shown.rfind("\revaluating: ", 0), 0u) << shown;
+    EXPECT_NE(shown.find(" %\033[K"), std::string::npos) << shown;
+    EXPECT_EQ(shown.substr(std::max<std::size_t>(shown.size(), 4) - 4), "\r\033[K") << shown;
+}
+
+TEST_F(FenletCommand, RemovesUnfinishedFilesWhenItIsEnded) {
+    folder.write("program", longProgram());
+    folder.write("a.npy", "what was there");
+    const Strings before = folder.names();
+    for (const std::string signal : {"INT", "TERM", "HUP"}) {
+        const Outcome outcome = Doubles::run(
+            {"/usr/bin/env",
+             {"timeout", "--preserve-status", "--signal=" + signal, "0.5", FENLET_PROGRAM, "run",
+              "program", "--count", "1000000000000", "--out", "isFine=a.npy"},
+             folder.path(),
+             "",
+             false,
+             -1,
+             ""});
+        const int number = signal == "INT" ? SIGINT : signal == "TERM" ? SIGTERM : SIGHUP;
+        EXPECT_EQ(outcome.status, 128 + number);
+        EXPECT_EQ(outcome.error, "");
+        EXPECT_EQ(folder.names(), before);
+        EXPECT_EQ(folder.read("a.npy"), "what was there");
+    }
 }
 
 } // namespace

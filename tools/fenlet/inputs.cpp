@@ -160,7 +160,8 @@ void Inputs::check() const {
         const auto fit = [&](const std::string& what, std::int32_t components, bool hasTruth) {
             if (components != result.multiplicity)
                 throw std::runtime_error(what + " has " + std::to_string(components) +
-                                         " components for each element, and the program asks for " +
+                                         (components == 1 ? " component" : " components") +
+                                         " for each element, and the program asks for " +
                                          std::to_string(result.multiplicity));
             if (hasTruth != isTruth)
                 throw std::runtime_error(what + (isTruth ? " holds numbers, and the program asks "

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <new>
 
@@ -138,11 +137,11 @@ int main(int argumentCount, char** arguments) {
     assignments("--mask", options.masks, "NAME=FILE", "where it goes which ones there are");
     running->add_option("--count", options.count, "how many elements")
         ->type_name("N")
-        ->check(CLI::Range(0LL, std::numeric_limits<long long>::max(), "0 or more"));
+        ->check(CLI::Range(0LL, 1LL << 60));
     for (CLI::App* const sub : {running, timing})
         sub->add_option("--block", options.blockSize, "elements worked on at a time")
             ->type_name("N")
-            ->check(CLI::Range(1, 1 << 20, "1 to 1048576"))
+            ->check(CLI::Range(1, 1 << 20))
             ->capture_default_str();
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status == 0 ? 0 : misused;

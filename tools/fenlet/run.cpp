@@ -38,6 +38,11 @@ class Output {
         else
             writeValues(registers, count);
     }
+    /// Where the file will be, however its name is written.
+    std::string place() const {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(writer.place()))
+            .string();
+    }
     void close() { writer.close(); }
     void finish() { writer.finish(); }
 
@@ -160,13 +165,6 @@ void evaluate(const FenletProgram& program, Inputs& inputs, std::list<Output>& o
         throw std::runtime_error(std::string("refused: ") + interpreter.lastRefusalMessage());
 }
 
-/// Where a file will be, however its name is written.
-std::string placeOf(const std::string& path) {
-    std::error_code problem;
-    const std::filesystem::path place = std::filesystem::weakly_canonical(path, problem);
-    return problem ? path : place.string();
-}
-
 void openOutputs(const FenletProgram& program, const RunOptions& options, long long count,
                  std::list<Output>& outputs) {
     const Declarations<RegisterInfo> names(program.registers, "register", '%');
@@ -175,15 +173,15 @@ void openOutputs(const FenletProgram& program, const RunOptions& options, long l
         const std::string option = isMask ? "--mask" : "--out";
         const Assignment file = parseAssignment(option, text, "FILE");
         const std::size_t number = names.find(file.name);
-        if (!places.insert(placeOf(file.value)).second)
-            throw std::runtime_error(option + " " + text +
-                                     ": this file is already that of another output");
         try {
             outputs.emplace_back(program, static_cast<std::int32_t>(number), file.value, isMask,
                                  count);
         } catch (const std::invalid_argument& error) {
             throw std::runtime_error(file.value + ": " + error.what());
         }
+        if (!places.insert(outputs.back().place()).second)
+            throw std::runtime_error(option + " " + text +
+                                     ": this file is already that of another output");
     };
     for (const std::string& output : options.outputs)
         open(output, false);

@@ -24,6 +24,9 @@ class FENLETHOSTS_API NpyWriter {
               const std::vector<std::int64_t>& shape);
     ~NpyWriter();
 
+    /// The file whose place it takes: what links lead to.
+    const std::string& place() const { return file.place(); }
+
     /// Appends entries. A bool is 0 or 1. Throws `FileError` if they cannot be written or are more
     /// than the shape has.
     void write(const void* entries, std::size_t bytes);

@@ -23,6 +23,9 @@ class FENLETHOSTS_API OutputFile {
     /// Open for writing, null after `close` and `keep`.
     std::FILE* handle() const { return file; }
 
+    /// The file whose place it takes: what links lead to.
+    const std::string& place() const { return target; }
+
     /// Ends the writing and leaves it to `keep` to put the file in its place. Who writes
     /// several files that belong together closes all before keeping the first. Throws `FileError`
     /// if anything could not be written.
