@@ -2,6 +2,7 @@
 #include "kernels/conversions/conversions.h"
 #include "sources/component.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <vector>
@@ -20,7 +21,7 @@ std::vector<unsigned char> extracted(CpuElementKind to, CpuElementKind from,
                                      const std::vector<unsigned char>& lanes) {
     const std::size_t count = lanes.size() / sizeof(From);
     std::vector<unsigned char> in(lanes.size() + 1);
-    std::memcpy(in.data() + 1, lanes.data(), lanes.size());
+    std::copy(lanes.begin(), lanes.end(), in.begin() + 1);
     std::vector<unsigned char> out(count * sizeof(To) + 1);
     EXPECT_TRUE(dispatchComponent(
         to, from, {out.data() + 1, in.data() + 1, static_cast<std::int32_t>(count), 1, 0}));

@@ -1,0 +1,1 @@
+// The header that all tests share is compiled with this file.

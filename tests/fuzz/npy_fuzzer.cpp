@@ -1,0 +1,56 @@
+// Any bytes as a .npy file: both readers agree, on the array or on what is wrong with it.
+#include <fenlethosts/npy.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+/// A file in memory, under a name that can be opened.
+class MemoryFile {
+  public:
+    MemoryFile(const std::uint8_t* data, std::size_t size) : descriptor(memfd_create("npy", 0)) {
+        if (descriptor < 0 || write(descriptor, data, size) != static_cast<ssize_t>(size))
+            std::abort();
+    }
+    ~MemoryFile() { close(descriptor); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+  private:
+    int descriptor;
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Fenlet;
+    const MemoryFile file(data, size);
+    NpyArray array;
+    std::string error;
+    try {
+        array = readNpy(file.path());
+    } catch (const FileError& refusal) {
+        error = refusal.what();
+    }
+    if (error.find('\n') != std::string::npos)
+        std::abort();
+    try {
+        const NpyFile mapped(file.path());
+        const ArrayView view = mapped.view();
+        const auto bytes = static_cast<std::size_t>(view.count * elementSize(view.kind));
+        if (!error.empty() || view.kind != array.kind || mapped.shape() != array.shape ||
+            bytes != array.bytes.size() ||
+            (bytes != 0 && std::memcmp(view.data, array.bytes.data(), bytes) != 0))
+            std::abort();
+    } catch (const FileError& refusal) {
+        if (error != refusal.what())
+            std::abort();
+    }
+    return 0;
+}

@@ -1,0 +1,25 @@
+// Any bytes as a program's text: read or refused with a place, and what is read survives the trip
+// into a listing and back.
+#include <fenletir/text.h>
+#include <fenletir/verify.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Fenlet;
+    const ParseResult read = parseProgram({reinterpret_cast<const char*>(data), size});
+    if (!read.ok()) {
+        if (read.error.line < 1 || read.error.column < 1 || read.error.shown.empty())
+            std::abort();
+        return 0;
+    }
+    const std::string text = listing(read.program);
+    const ParseResult again = parseProgram(text);
+    if (!again.ok() || listing(again.program) != text)
+        std::abort();
+    verifyProgram(read.program);
+    return 0;
+}
