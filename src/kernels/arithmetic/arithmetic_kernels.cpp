@@ -69,29 +69,9 @@ struct Converting {
     }
 };
 
-using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
-                               const unsigned char* right, std::int64_t lanes);
-using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
-                            std::int64_t multiplicity);
-
-/// The widest working type, for tiles that serve any of them.
-using WidestTile = Tile<double>;
-
-/// One operand of a call: where its lanes are, and how they reach the operation.
-struct Operand {
-    const unsigned char* lanes;
-    std::int64_t bytes;
+/// One side of a call.
+struct Side : Operand {
     bool isScalar; ///< one lane for each element, which meets every component
-    LaneMap map;   ///< null where the operation takes the lanes as they are
-
-    /// `count` lanes from `first` on, mapped: in `tile`, or where they stand.
-    const unsigned char* fetch(std::int64_t first, std::int64_t count, WidestTile& tile) const {
-        const unsigned char* const start = lanes + first * bytes;
-        if (map == nullptr)
-            return start;
-        map(tile.bytes, start, count);
-        return tile.bytes;
-    }
 };
 
 struct LaneSpan {
@@ -102,8 +82,8 @@ struct LaneSpan {
 /// One call, laid out by its kinds, its operation and its shape.
 struct Call {
     const ArithmeticArgs& args;
-    Operand left;
-    Operand right;
+    Side left;
+    Side right;
     LaneSpread spread; ///< of the working type, in which a scalar reaches the operation
     LaneOperation operation;
     LaneMap toResult; ///< null where the operation gives lanes of the result
@@ -115,7 +95,9 @@ struct Call {
 
   private:
     bool hasScalar() const { return left.isScalar || right.isScalar; }
-    bool usesTiles() const { return left.map || right.map || toResult || dividesIntegers; }
+    bool usesTiles() const {
+        return left.toWorking || right.toWorking || toResult || dividesIntegers;
+    }
     unsigned char* resultLane(std::int64_t lane) const {
         return static_cast<unsigned char*>(args.result) + lane * resultBytes;
     }
@@ -147,7 +129,7 @@ void Call::run() const {
 bool Call::lanesIndependent(std::int64_t lanes) const {
     const LaneRange result{args.result, lanes, resultBytes};
     const LaneRange validity{args.resultValidity, args.count, 1};
-    const auto independentOf = [&](const Operand& operand) {
+    const auto independentOf = [&](const Side& operand) {
         const LaneRange read{operand.lanes, operand.isScalar ? args.count : lanes, operand.bytes};
         // A scalar's lane i is not the result's lane i, unless there is one component.
         const bool resultFits = operand.isScalar && args.multiplicity > 1
@@ -167,7 +149,7 @@ void Call::fullShape(Pace pace, std::int64_t lanes) const {
 // The scalar side is converted once for each element and repeated over its components; an element
 // of more components than a tile has lanes is worked off in pieces, all with the same repeats.
 void Call::scalarShape(Pace pace) const {
-    const Operand& scalar = left.isScalar ? left : right;
+    const Side& scalar = left.isScalar ? left : right;
     const std::int64_t multiplicity = args.multiplicity;
     WidestTile converted;
     WidestTile repeated;
@@ -301,8 +283,9 @@ void arithmetic(const ArithmeticArgs& args) {
     const bool dividesIntegers = isSame<Result, std::int32_t> && args.op == ArithmeticOp::Divide;
     const auto operand = [dividesIntegers]<class From>(const void* lanes, bool isScalar, From) {
         const bool isMapped = isScalar || dividesIntegers || isStaged<Result, From>;
-        return Operand{static_cast<const unsigned char*>(lanes), sizeof(From), isScalar,
-                       isMapped ? toWorking<Result, From>() : nullptr};
+        return Side{{static_cast<const unsigned char*>(lanes), sizeof(From),
+                     isMapped ? toWorking<Result, From>() : nullptr},
+                    isScalar};
     };
     const Call call{args,
                     operand(args.left, args.leftScalar, Left{}),

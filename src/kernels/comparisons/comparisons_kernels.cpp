@@ -91,11 +91,6 @@ struct PutMark {
     }
 };
 
-using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
-                               const unsigned char* right, std::int64_t lanes);
-using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
-                            std::int64_t multiplicity);
-
 /// What a kernel does.
 struct Recipe {
     LaneMap leftToWorking;

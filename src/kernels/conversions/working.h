@@ -32,6 +32,12 @@ struct ToWorking {
 
 /// A run of one map, `mapRun<...>`.
 using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
+/// A run of one operation, `combineRun<...>` or one like it.
+using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
+                               const unsigned char* right, std::int64_t lanes);
+/// `spreadRun<...>`.
+using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
+                            std::int64_t multiplicity);
 
 /// The run that takes lanes to the working type, null where they are of it already.
 template <class Result, class From>
