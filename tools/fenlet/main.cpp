@@ -107,6 +107,22 @@ int check(const std::string& path) {
     return isSound(findings) ? 0 : failed;
 }
 
+/// Returns what `main` is to return; throws what it is to tell.
+int perform(const std::string& command, const std::string& file, const RunOptions& options) {
+    int status = 0;
+    if (command == "check")
+        status = check(file);
+    else if (command == "list")
+        std::fputs(listing(readProgram(file)).c_str(), stdout);
+    else if (command == "run")
+        run(readSoundProgram(file), options);
+    else
+        bench(readSoundProgram(file), options.blockSize);
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
+    return status;
+}
+
 } // namespace
 } // namespace Tool
 
@@ -122,8 +138,8 @@ int main(int argumentCount, char** arguments) {
         sub->add_option("FILE", file, "the program's text, - for standard input")->required();
         return sub;
     };
-    CLI::App* const checking = command("check", "say what is wrong with a program");
-    CLI::App* const showing = command("list", "write a program out in aligned columns");
+    command("check", "say what is wrong with a program");
+    command("list", "write a program out in aligned columns");
     CLI::App* const running = command("run", "evaluate a program over files");
     CLI::App* const timing = command("bench", "time a program, block by block and step by step");
     const auto assignments = [running](const char* name, std::vector<std::string>& all,
@@ -151,18 +167,7 @@ int main(int argumentCount, char** arguments) {
     }
 
     try {
-        int status = 0;
-        if (checking->parsed())
-            status = check(file);
-        else if (showing->parsed())
-            std::fputs(listing(readProgram(file)).c_str(), stdout);
-        else if (running->parsed())
-            run(readSoundProgram(file), options);
-        else if (timing->parsed())
-            bench(readSoundProgram(file), options.blockSize);
-        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-            throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
-        return status;
+        return perform(app.get_subcommands().front()->get_name(), file, options);
     } catch (const Interrupted& interrupted) {
         std::signal(interrupted.signal, SIG_DFL);
         std::raise(interrupted.signal);
