@@ -76,8 +76,8 @@ inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read)
            areDisjoint(written, read);
 }
 
-/// The lanes of a run of `Map` that are done by instructions which only this set has: how many, from
-/// the first on. Most maps have none.
+/// The lanes of a run of `Map` that are done by instructions which only this set has: how many,
+/// from the first on. Most maps have none.
 template <class Map>
 struct WideRun {
     static std::int64_t run(unsigned char*, const unsigned char*, std::int64_t) { return 0; }
