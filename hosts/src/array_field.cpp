@@ -4,12 +4,19 @@
 #include <fenlethosts/array_field.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace Fenlet {
 namespace {
 
 std::int64_t packedBytes(CpuElementKind kind, std::int32_t components) {
     return std::int64_t{elementSize(kind)} * components;
+}
+
+/// Clears the validity of what is missing.
+void keepWhereValid(unsigned char* validity, const unsigned char* present, std::int64_t count) {
+    for (std::int64_t i = 0; i < count; ++i)
+        validity[i] = present[i] == 0 ? static_cast<unsigned char>(0) : validity[i];
 }
 
 /// Positions of one ascending run of element numbers, over elements that lie side by side.
@@ -25,21 +32,49 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
     std::fill(request.validity, request.validity + before, invalid);
     std::fill(request.validity + end, request.validity + count, invalid);
 
+    if (end == before)
+        return;
     const auto* const elements = static_cast<const unsigned char*>(array.data);
     const std::int64_t valueBytes = packedBytes(request.kind, array.components);
-    const auto isMissing = [&](std::int64_t position) {
-        return array.validity != nullptr && array.validity[start + position] == 0;
-    };
-    // What is missing parts the run into shorter ones: its values are not to be read.
-    for (std::int64_t from = before; from < end;) {
-        std::int64_t to = array.validity == nullptr ? end : from;
-        while (to < end && !isMissing(to))
-            ++to;
-        if (to > from)
-            convert(request.values + from * valueBytes, elements + (start + from) * array.stride,
-                    (to - from) * array.components);
-        for (from = to; from < end && isMissing(from); ++from)
-            request.validity[from] = invalid;
+    convert(request.values + before * valueBytes, elements + (start + before) * array.stride,
+            (end - before) * array.components);
+    if (array.validity != nullptr)
+        keepWhereValid(request.validity + before, array.validity + start + before, end - before);
+}
+
+/// Elements that are as large as a word, kept as they are.
+template <class Word>
+void gather(const ArrayView& array, const FieldRead& request) {
+    const auto* const elements = static_cast<const unsigned char*>(array.data);
+    for (std::int64_t i = 0; i < request.count; ++i) {
+        const std::int64_t index = request.indices[i];
+        const bool isThere = request.validity[i] != 0 && index >= 0 && index < array.count &&
+                             (array.validity == nullptr || array.validity[index] != 0);
+        if (isThere)
+            std::memcpy(request.values + i * std::int64_t{sizeof(Word)},
+                        elements + index * array.stride, sizeof(Word));
+        else
+            request.validity[i] = 0;
+    }
+}
+
+using Gather = void (*)(const ArrayView&, const FieldRead&);
+
+/// Null where elements are converted, or as large as no word.
+Gather gatherFor(const ArrayView& array, CpuElementKind asked) {
+    if (asked != array.kind)
+        return nullptr;
+    switch (packedBytes(array.kind, array.components)) {
+    case 1:
+        return &gather<std::uint8_t>;
+    case 2:
+        return &gather<std::uint16_t>;
+    case 4:
+        return &gather<std::uint32_t>;
+    case 8:
+        return &gather<std::uint64_t>;
+    default:
+        return nullptr;
     }
 }
 
@@ -75,6 +110,8 @@ bool ArrayField::read(const FieldRead& request) {
     const bool isPacked = array.stride == packedBytes(array.kind, array.components);
     if (request.contiguous && request.count > 0 && isPacked)
         readRun(array, convert, request);
+    else if (const Gather gatherWords = gatherFor(array, request.kind))
+        gatherWords(array, request);
     else
         readSingly(array, convert, request);
     return true;

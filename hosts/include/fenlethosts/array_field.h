@@ -35,9 +35,10 @@ struct ArrayView {
 /// Serves the elements of an array, element number n at position n.
 ///
 /// An element number outside the array, and an element whose validity byte is 0, is an invalid
-/// element; nothing is read for it. Values are converted to the kind that is asked for as every
-/// conversion of the library is. It declines a read of another number of components than the array
-/// has, and of a kind that the array's does not convert to: `Tribool` goes with itself alone.
+/// element. Nothing outside the array is read. Values are converted to the kind that is asked for
+/// as every conversion of the library is. It declines a read of another number of components than
+/// the array has, and of a kind that the array's does not convert to: `Tribool` goes with itself
+/// alone.
 class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
   public:
     /// The array must outlive the field.
