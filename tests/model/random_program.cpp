@@ -357,6 +357,17 @@ bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* o
     return answer;
 }
 
+/// One component's value. All NaNs are one: which of two an operation passes on is left open.
+static std::uint64_t componentBits(const unsigned char* element, CpuElementKind kind, int c) {
+    const int size = elementSize(kind);
+    std::uint64_t bits = 0;
+    for (int b = 0; b < size; ++b) {
+        const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+        bits |= std::uint64_t{element[c * size + (bigEndian ? size - 1 - b : b)]} << (8 * b);
+    }
+    return isNan(kind, bits) ? UINT64_MAX : bits;
+}
+
 bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
                         int coordinateMultiplicity, void* values, CpuElementKind valueKind,
                         int valueMultiplicity, unsigned char* validity, int count) {
@@ -370,8 +381,8 @@ bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
     std::vector<unsigned char> value(out);
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
         std::uint64_t seed = mix(run.dataSeed, validity[i]);
-        for (std::size_t b = 0; b < in && b < 8; ++b)
-            seed = mix(seed, from[i * in + b]);
+        for (int c = 0; c < coordinateMultiplicity && c < 4; ++c)
+            seed = mix(seed, componentBits(from + i * in, coordinateKind, c));
         if (seed % 8 == 0)
             validity[i] = 0;
         fill(seed, valueKind, valueMultiplicity, value.data());

@@ -1,0 +1,80 @@
+// One number for everything: the digest of a fixed run of many programs, which must be the same for
+// every compiler, optimisation, instruction set and architecture.
+#include "exact_number.h"
+#include "random_program.h"
+
+#include <fenletexec/interpreter.h>
+#include <fenletir/verify.h>
+
+#include <gtest/gtest.h>
+
+namespace Fenlet::Model {
+namespace {
+
+/// FNV-1a over the values of lanes, not over their bytes, so that byte order does not count.
+class Digest {
+  public:
+    void add(std::uint64_t value) {
+        for (int byte = 0; byte < 8; ++byte)
+            state = (state ^ (value >> (8 * byte) & 0xFF)) * 0x100000001B3u;
+    }
+    std::uint64_t value() const { return state; }
+
+  private:
+    std::uint64_t state = 0xCBF29CE484222325u;
+};
+
+/// The lane's bits. All NaNs count as one: which of two a sum passes on is left open.
+std::uint64_t laneBits(CpuElementKind kind, const unsigned char* lane) {
+    const int size = elementSize(kind);
+    std::uint64_t bits = 0;
+    for (int byte = 0; byte < size; ++byte) {
+        const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+        bits |= std::uint64_t{lane[bigEndian ? size - 1 - byte : byte]} << (8 * byte);
+    }
+    return isNan(kind, bits) ? UINT64_MAX : bits;
+}
+
+class DigestingSink : public BlockSink {
+  public:
+    explicit DigestingSink(Digest& newDigest) : digest(newDigest) {}
+
+    bool consume(const RegisterFile& registers, long long blockStart, int count) override {
+        digest.add(static_cast<std::uint64_t>(blockStart));
+        for (int number = 0; number < registers.registerCount(); ++number) {
+            const RegisterSpec spec = registers.specOf(number);
+            const unsigned char* lane = registers.data(number);
+            for (int i = 0; i < count * spec.multiplicity; ++i, lane += elementSize(spec.kind))
+                digest.add(laneBits(spec.kind, lane));
+            for (int element = 0; element < count; ++element)
+                digest.add(registers.validity(number)[element]);
+        }
+        return true;
+    }
+
+  private:
+    Digest& digest;
+};
+
+TEST(Golden, OneDigestForEveryMachine) {
+    Digest digest;
+    int ran = 0;
+    for (std::uint64_t seed = 1; seed <= 4000; ++seed) {
+        Case run = randomCase(seed);
+        run.declineAtCall = -1;
+        // A program that reads beside its registers could see the bits of a NaN as a number.
+        if (run.blockSize < 1 || !isSound(verifyProgram(run.program)))
+            continue;
+        Interpreter interpreter;
+        RandomHost host(run);
+        DigestingSink sink(digest);
+        if (interpreter.configure(run.program, run.blockSize))
+            ran += interpreter.evaluate(run.first, run.count, host.bindings(), sink);
+        digest.add(interpreter.executedSteps());
+    }
+    EXPECT_GT(ran, 1000);
+    EXPECT_EQ(digest.value(), 8352201157414017020u);
+}
+
+} // namespace
+} // namespace Fenlet::Model
