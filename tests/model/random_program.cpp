@@ -128,43 +128,59 @@ int CaseBuilder::registerOf(Kind kind, int multiplicity) {
     return static_cast<int>(registers().size()) - 1;
 }
 
+// Every draw has a statement of its own: the order of a call's arguments is left to the compiler,
+// and the programs must be the same with each.
 void CaseBuilder::fit(Instruction& instruction) {
     auto& [op, result, operands, immediate] = instruction;
     const auto number = static_cast<std::uint32_t>(op);
     const int width = chance.oneIn(3) ? randomMultiplicity(chance) : shape;
     // Now and then a result or an operand that does not fit the others.
     const auto about = [&] { return chance.oneIn(12) ? randomMultiplicity(chance) : width; };
+    const int aboutResult = about();
+    const int aboutOperand = about();
+    const int resultWidth = chance.oneIn(5) ? width : 1;
+    const int scalar = chance.below(4);
+    const bool tribools = chance.oneIn(10);
+    const auto arithmeticOf = [&](int multiplicity) {
+        const Kind kind = arithmetic();
+        return registerOf(kind, multiplicity);
+    };
+    const auto numericOf = [&](int multiplicity) {
+        const Kind kind = numeric();
+        return registerOf(kind, multiplicity);
+    };
+    const auto eitherOf = [&](int multiplicity) {
+        return tribools ? registerOf(Kind::Tribool, multiplicity) : numericOf(multiplicity);
+    };
     if (op == OpCode::ElementIndex) {
-        result = registerOf(Kind::Int64, chance.oneIn(5) ? width : 1);
+        result = registerOf(Kind::Int64, resultWidth);
     } else if (op == OpCode::LoadField) {
-        operands[0] = registerOf(chance.oneIn(2) ? Kind::Int32 : Kind::Int64, 1);
+        operands[0] = registerOf(scalar < 2 ? Kind::Int32 : Kind::Int64, 1);
     } else if (op == OpCode::Component) {
-        const bool tribools = chance.oneIn(10);
-        result = registerOf(tribools ? Kind::Tribool : numeric(), chance.oneIn(5) ? width : 1);
-        operands[0] = registerOf(tribools ? Kind::Tribool : numeric(), width);
+        result = eitherOf(resultWidth);
+        operands[0] = eitherOf(width);
         immediate = chance.below(width);
     } else if (op == OpCode::Not || op == OpCode::IsTrue || op == OpCode::And || op == OpCode::Or) {
         result = registerOf(Kind::Tribool, width);
-        for (int slot = 0; slot < opCodeArity(op); ++slot)
-            operands[slot] = registerOf(Kind::Tribool, about());
+        operands[0] = registerOf(Kind::Tribool, aboutResult);
+        if (opCodeArity(op) > 1)
+            operands[1] = registerOf(Kind::Tribool, aboutOperand);
     } else if (op == OpCode::Negate || op == OpCode::Length) {
-        result = registerOf(arithmetic(), op == OpCode::Negate ? about() : 1);
-        operands[0] = registerOf(arithmetic(), width);
+        result = arithmeticOf(op == OpCode::Negate ? aboutResult : 1);
+        operands[0] = arithmeticOf(width);
     } else if (number >= 11 && number <= 14) {
-        const int scalar = chance.below(4);
-        result = registerOf(arithmetic(), about());
-        operands[0] = registerOf(arithmetic(), scalar == 0 ? 1 : width);
-        operands[1] = registerOf(arithmetic(), scalar == 1 ? 1 : width);
+        result = arithmeticOf(aboutResult);
+        operands[0] = arithmeticOf(scalar == 0 ? 1 : width);
+        operands[1] = arithmeticOf(scalar == 1 ? 1 : width);
     } else if (number >= 15 && number <= 20) {
-        result = registerOf(Kind::Tribool, about());
-        operands[0] = registerOf(numeric(), width);
-        operands[1] = registerOf(numeric(), chance.oneIn(3) ? 1 : width);
+        result = registerOf(Kind::Tribool, aboutResult);
+        operands[0] = numericOf(width);
+        operands[1] = numericOf(scalar == 0 ? 1 : width);
     } else if (op == OpCode::Select) {
-        const bool tribools = chance.oneIn(10);
-        result = registerOf(tribools ? Kind::Tribool : numeric(), width);
-        operands[0] = registerOf(Kind::Tribool, chance.oneIn(2) ? 1 : width);
-        operands[1] = registerOf(tribools ? Kind::Tribool : numeric(), about());
-        operands[2] = registerOf(tribools ? Kind::Tribool : numeric(), about());
+        result = eitherOf(width);
+        operands[0] = registerOf(Kind::Tribool, scalar < 2 ? 1 : width);
+        operands[1] = eitherOf(aboutResult);
+        operands[2] = eitherOf(aboutOperand);
     }
 }
 
