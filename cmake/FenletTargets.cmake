@@ -22,7 +22,7 @@ function(fenlet_target_defaults target)
   target_link_options(${target} PRIVATE -fno-fast-math)
   if(FENLET_SANITIZE)
     target_compile_options(${target} PRIVATE
-      -fsanitize=${FENLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+      -fsanitize=${FENLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     target_link_options(${target} PRIVATE -fsanitize=${FENLET_SANITIZE})
   endif()
 endfunction()
