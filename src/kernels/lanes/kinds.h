@@ -15,12 +15,25 @@ using Tribool = unsigned char;
 template <class... Types>
 struct KindList {};
 
-/// The position of `kind` in `Kinds`, -1 if it is not there.
+/// Where each kind stands in a list, by the kind's number; -1 for those that are not in it.
+struct KindPositions {
+    static constexpr int kindCount = 7;
+    signed char of[kindCount] = {-1, -1, -1, -1, -1, -1, -1};
+};
+
+template <CpuElementKind... Kinds>
+inline constexpr KindPositions positionsAmong = [] {
+    KindPositions positions;
+    signed char next = 0;
+    ((positions.of[static_cast<int>(Kinds)] = next++), ...);
+    return positions;
+}();
+
+/// The position of `kind` in `Kinds`, -1 if it is not there. Any number may be asked for.
 template <CpuElementKind... Kinds>
 constexpr int positionAmong(CpuElementKind kind) {
-    int position = 0;
-    const bool found = (... || (kind == Kinds || (++position, false)));
-    return found ? position : -1;
+    const auto number = static_cast<std::uint32_t>(kind);
+    return number < KindPositions::kindCount ? positionsAmong<Kinds...>.of[number] : -1;
 }
 
 } // namespace Fenlet

@@ -34,6 +34,9 @@ struct Pace {
 inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
     if (!lanesIndependent)
         return {1, 1};
+    // No division for the shape that most programs have.
+    if (multiplicity == 1)
+        return {tileLanes, tileLanes};
     const std::int64_t elements = tileLanes / multiplicity;
     return {elements > 0 ? elements : 1, tileLanes};
 }
