@@ -52,7 +52,7 @@ TEST(HostClasses, AreKnownByTypeAndDeletedThroughTheBase) {
 template <class Function, class Object>
 Function virtualFunction(const Object& object, std::size_t slot) {
     void* const* table;
-    std::memcpy(&table, &object, sizeof table);
+    std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
     Function function;
     std::memcpy(&function, table + slot, sizeof function);
     return function;

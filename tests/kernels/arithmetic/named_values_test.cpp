@@ -213,7 +213,8 @@ TEST(FloatArithmetic, RoundsOperandsToTheResultsKind) {
     EXPECT_EQ((one<double>(ArithmeticOp::Multiply, 1e300, 0)), 0.0);
     // 16777217 would survive in a wider sum.
     EXPECT_EQ((one<float>(ArithmeticOp::Subtract, 16777217.0, 16777216.0)), 0.0f);
-    EXPECT_EQ((one<double>(ArithmeticOp::Multiply, 16777217, 0.1f)), 16777217.0 * double{0.1f});
+    EXPECT_EQ((one<double>(ArithmeticOp::Multiply, 16777217, 0.1f)),
+              16777217.0 * static_cast<double>(0.1f));
 }
 
 TEST(FloatArithmetic, KeepsSubnormals) {
@@ -224,7 +225,8 @@ TEST(FloatArithmetic, KeepsSubnormals) {
     EXPECT_EQ((one<float>(ArithmeticOp::Add, leastFloat, leastFloat)), 2 * leastFloat);
     const double leastDouble = std::numeric_limits<double>::denorm_min();
     EXPECT_EQ((one<double>(ArithmeticOp::Subtract, 3 * leastDouble, leastDouble)), 2 * leastDouble);
-    EXPECT_EQ((one<double>(ArithmeticOp::Multiply, leastFloat, 1)), double{leastFloat});
+    EXPECT_EQ((one<double>(ArithmeticOp::Multiply, leastFloat, 1)),
+              static_cast<double>(leastFloat));
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, HalfBits{1}, HalfBits{1})), 2);
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Divide, HalfBits{0x0400}, 2)), 0x0200);
 }
