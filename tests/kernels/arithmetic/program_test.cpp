@@ -407,13 +407,13 @@ TEST(ArithmeticPrograms, RoundAfterEveryStep) {
         bench.add(ArithmeticOp::Multiply, result, factor, factor);
         bench.add(ArithmeticOp::Add, result, result, rounded);
         ASSERT_TRUE(bench.run());
-        for (int i = 0; i < Bench::blockSize; ++i)
-            EXPECT_EQ(kind == CpuElementKind::Float32
-                          ? double{Doubles::liveLanes<float>(bench.registers(),
-                                                             result)[static_cast<std::size_t>(i)]}
-                          : Doubles::liveLanes<double>(bench.registers(),
-                                                       result)[static_cast<std::size_t>(i)],
-                      0.0);
+        for (int i = 0; i < Bench::blockSize; ++i) {
+            const auto lane = static_cast<std::size_t>(i);
+            if (kind == CpuElementKind::Float32)
+                EXPECT_EQ(Doubles::liveLanes<float>(bench.registers(), result)[lane], 0.0f);
+            else
+                EXPECT_EQ(Doubles::liveLanes<double>(bench.registers(), result)[lane], 0.0);
+        }
     }
 }
 
