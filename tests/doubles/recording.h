@@ -139,7 +139,8 @@ inline std::vector<unsigned char> liveValidity(const RegisterFile& registers, in
 /// Puts `values` at the start of an area.
 template <class Lane>
 void storeLanes(void* area, const std::vector<Lane>& values) {
-    std::memcpy(area, values.data(), values.size() * sizeof(Lane));
+    if (!values.empty())
+        std::memcpy(area, values.data(), values.size() * sizeof(Lane));
 }
 
 } // namespace Fenlet::Doubles

@@ -27,7 +27,8 @@ TEST(CountUp, GivesEachPlaceTheNextNumberAndWraps) {
             countUp(bytes.data() + 1, start, count);
             const std::vector<std::int64_t> expected = runOf(start, count);
             const std::size_t written = expected.size() * sizeof(std::int64_t);
-            EXPECT_EQ(std::memcmp(bytes.data() + 1, expected.data(), written), 0) << count;
+            EXPECT_TRUE(count == 0 || std::memcmp(bytes.data() + 1, expected.data(), written) == 0)
+                << count;
             EXPECT_EQ(bytes[0], before[0]);
             EXPECT_TRUE(std::equal(bytes.begin() + 1 + static_cast<std::ptrdiff_t>(written),
                                    bytes.end(),
