@@ -102,7 +102,11 @@ TEST_P(LibraryTable, HasOneOperationAndDoesNotDefineIt) {
     Dl_info info{};
     ElfW(Sym) * symbol;
     ASSERT_NE(dladdr1(table, &info, reinterpret_cast<void**>(&symbol), RTLD_DL_SYMENT), 0);
+#ifdef FENLET_SANITIZED // A sanitizer may put a margin behind every table.
+    EXPECT_GE(symbol->st_size, (2 + slotCount) * sizeof(void*));
+#else
     EXPECT_EQ(symbol->st_size, (2 + slotCount) * sizeof(void*));
+#endif
     void* const* const entries = static_cast<void* const*>(table);
     EXPECT_EQ(entries[1], dlsym(RTLD_DEFAULT, ("_ZTI" + type).c_str()));
     EXPECT_EQ(entries[2 + slotCount - 1], dlsym(RTLD_DEFAULT, "__cxa_pure_virtual"));
