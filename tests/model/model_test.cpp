@@ -4,6 +4,7 @@
 #include "random_program.h"
 #include "shrink.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -153,14 +154,14 @@ class Comparison {
             outcome.difference = where + ": the register files differ in size";
             return;
         }
-        for (std::size_t i = 0; i < model.storage.size(); ++i) {
-            if (model.storage[i] == bytes[i])
-                continue;
-            outcome.difference = where + ": byte " + std::to_string(i) + " of the storage is " +
-                                 std::to_string(bytes[i]) + " and should be " +
-                                 std::to_string(model.storage[i]);
+        if (std::equal(model.storage.begin(), model.storage.end(), bytes))
             return;
-        }
+        std::size_t i = 0;
+        while (model.storage[i] == bytes[i])
+            ++i;
+        outcome.difference = where + ": byte " + std::to_string(i) + " of the storage is " +
+                             std::to_string(bytes[i]) + " and should be " +
+                             std::to_string(model.storage[i]);
     }
 
     void runLoop() {
