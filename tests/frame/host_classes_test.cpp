@@ -48,51 +48,58 @@ TEST(HostClasses, AreKnownByTypeAndDeletedThroughTheBase) {
 }
 
 #if defined(__GXX_ABI_VERSION)
-/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out.
-template <class Function, class Object>
-Function virtualFunction(const Object& object, std::size_t slot) {
-    void* const* table;
+/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out. To compare with
+/// others only.
+template <class Base>
+const void* virtualFunction(const Base& object, std::size_t slot) {
+    const void* const* table;
     std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
-    Function function;
-    std::memcpy(&function, table + slot, sizeof function);
-    return function;
+    return table[slot];
 }
 
-// The types of the free functions are right for the ABI, and not the ones that the language knows.
-#if defined(__clang__)
-#define FENLET_CALLS_BY_TABLE __attribute__((no_sanitize("function")))
-#else
-#define FENLET_CALLS_BY_TABLE
-#endif
-
-FENLET_CALLS_BY_TABLE void callThirdSlots() {
-    RecordingHost host;
-    const FieldRead request;
-    using Read = bool (*)(CpuFieldAccessor*, const FieldRead&);
-    EXPECT_TRUE(virtualFunction<Read>(host.field, 2)(&host.field, request));
-    EXPECT_EQ(host.field.reads.size(), 1u);
-
-    alignas(8) unsigned char out[512] = {};
-    using Fetch = bool (*)(UniformSource*, int, CpuElementKind, int, void*);
-    EXPECT_TRUE(
-        virtualFunction<Fetch>(host.uniforms, 2)(&host.uniforms, 7, CpuElementKind::Half, 3, out));
-    EXPECT_EQ(host.uniforms.fetches.at(0).index, 7);
-
-    using SampleCall = bool (*)(FenletSampler*, const void*, CpuElementKind, int, void*,
-                                CpuElementKind, int, unsigned char*, int);
-    EXPECT_TRUE(virtualFunction<SampleCall>(host.sampler, 2)(&host.sampler, nullptr,
-                                                             CpuElementKind::Int32, 1, nullptr,
-                                                             CpuElementKind::Float32, 2, out, 4));
-    EXPECT_EQ(host.sampler.samples.at(0).count, 4);
-
-    const RegisterFile registers;
-    using Consume = bool (*)(BlockSink*, const RegisterFile&, long long, int);
-    EXPECT_TRUE(virtualFunction<Consume>(host.sink, 2)(&host.sink, registers, 5, 6));
-    EXPECT_EQ(host.sink.blocks.at(0), (RecordingSink::Block{5, 6}));
+/// The first class has its own destructor and the operation of `Recording`; the second one has its
+/// own operation too. So the destructors' slots are where the first differs from `Recording`, and
+/// the operation's is where only the second does.
+template <class Base, class Recording, class WithOperation>
+void expectOperationBehindDestructors(const std::string& name) {
+    SCOPED_TRACE(name);
+    bool gone = false;
+    const Recording plain;
+    const Mortal<Recording> withDestructor(gone);
+    const WithOperation withOperation;
+    const Base& base = plain;
+    for (const std::size_t destructor : {0u, 1u})
+        EXPECT_NE(virtualFunction<Base>(withDestructor, destructor),
+                  virtualFunction(base, destructor))
+            << destructor;
+    EXPECT_EQ(virtualFunction<Base>(withDestructor, 2), virtualFunction(base, 2));
+    EXPECT_NE(virtualFunction<Base>(withOperation, 2), virtualFunction(base, 2));
 }
+
+struct DecliningField : RecordingField {
+    bool read(const FieldRead&) override { return false; }
+};
+struct DecliningUniforms : RecordingUniforms {
+    bool fetch(int, CpuElementKind, int, void*) override { return false; }
+};
+struct DecliningSampler : RecordingSampler {
+    bool sample(const void*, CpuElementKind, int, void*, CpuElementKind, int, unsigned char*,
+                int) override {
+        return false;
+    }
+};
+struct StoppingSink : RecordingSink {
+    bool consume(const RegisterFile&, long long, int) override { return false; }
+};
 
 TEST(HostClasses, HaveTheirOperationBehindTheTwoDestructors) {
-    callThirdSlots();
+    expectOperationBehindDestructors<CpuFieldAccessor, RecordingField, DecliningField>(
+        "CpuFieldAccessor");
+    expectOperationBehindDestructors<UniformSource, RecordingUniforms, DecliningUniforms>(
+        "UniformSource");
+    expectOperationBehindDestructors<FenletSampler, RecordingSampler, DecliningSampler>(
+        "FenletSampler");
+    expectOperationBehindDestructors<BlockSink, RecordingSink, StoppingSink>("BlockSink");
 }
 #endif
 
