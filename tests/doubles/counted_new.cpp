@@ -10,20 +10,34 @@ namespace {
 constexpr std::size_t memoryOfTheMachine = std::size_t{1} << 40;
 
 std::size_t counted = 0;
+std::size_t live = 0;
 std::size_t failFrom = SIZE_MAX;
+std::size_t failTo = SIZE_MAX;
+std::size_t refusedCount = 0;
 std::array<std::size_t, 16> countedSizes{};
 
 void* allocate(std::size_t size, std::size_t alignment) {
     const std::size_t number = counted++;
     if (number < countedSizes.size())
         countedSizes[number] = size;
-    if (number >= failFrom || size > memoryOfTheMachine)
+    if (number >= failFrom && number <= failTo) {
+        ++refusedCount;
+        throw std::bad_alloc();
+    }
+    if (size > memoryOfTheMachine)
         throw std::bad_alloc();
     // aligned_alloc wants a multiple of the alignment, and never nothing.
     const std::size_t rounded = (size + alignment) / alignment * alignment;
-    if (void* const memory = std::aligned_alloc(alignment, rounded))
-        return memory;
-    throw std::bad_alloc();
+    void* const memory = std::aligned_alloc(alignment, rounded);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    ++live;
+    return memory;
+}
+
+void release(void* memory) noexcept {
+    live -= memory != nullptr;
+    std::free(memory);
 }
 
 constexpr std::size_t usualAlignment = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
@@ -53,34 +67,34 @@ void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
     return operator new(size, tag);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+    release(memory);
 }
 
 namespace Fenlet::Doubles {
@@ -98,13 +112,23 @@ std::array<std::size_t, 16> AllocationCount::sizes() const {
     return countedSizes;
 }
 
-FailingAllocation::FailingAllocation(std::size_t number) {
+std::size_t liveAllocations() {
+    return live;
+}
+
+FailingAllocation::FailingAllocation(std::size_t number, Shortage shortage) {
     counted = 0;
+    refusedCount = 0;
     failFrom = number;
+    failTo = shortage == Shortage::Passing ? number : SIZE_MAX;
 }
 
 FailingAllocation::~FailingAllocation() {
     failFrom = SIZE_MAX;
+}
+
+std::size_t refusedAllocations() {
+    return refusedCount;
 }
 
 } // namespace Fenlet::Doubles

@@ -15,14 +15,23 @@ class AllocationCount {
     std::array<std::size_t, 16> sizes() const;
 };
 
-/// While it lives, allocation number `number`, counted from 0, throws `std::bad_alloc`, and all
-/// after it.
+/// Allocations of the whole process that have not been given back.
+std::size_t liveAllocations();
+
+/// Whether memory is there again after the one allocation that fails.
+enum class Shortage { Lasting, Passing };
+
+/// While it lives, allocation number `number`, counted from 0, throws `std::bad_alloc`; where the
+/// shortage lasts, all after it do.
 class FailingAllocation {
   public:
-    explicit FailingAllocation(std::size_t number);
+    explicit FailingAllocation(std::size_t number, Shortage shortage = Shortage::Lasting);
     ~FailingAllocation();
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
+
+/// How many allocations the last `FailingAllocation` has made to fail, until the next one.
+std::size_t refusedAllocations();
 
 } // namespace Fenlet::Doubles

@@ -1,5 +1,5 @@
 // What allocates and what does not, and what is left when memory cannot be had.
-#include "counted_new.h"
+#include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 

@@ -1,5 +1,5 @@
 // Runs of every kernel, none of which may allocate.
-#include "counted_new.h"
+#include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 

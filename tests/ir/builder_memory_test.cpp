@@ -1,6 +1,6 @@
 // A call of the builder that finds no memory has not been made.
 #include "builder_bench.h"
-#include "frame/counted_new.h"
+#include "doubles/counted_new.h"
 
 #include <fenletir/text.h>
 
