@@ -31,7 +31,8 @@ struct CollectedRegister {
     }
 };
 
-/// Keeps chosen registers of every element of one range. All memory is taken when it is made.
+/// Keeps chosen registers of every element of one range. All memory is taken when it is made. After
+/// a run that ended early it may serve another one over the same range.
 class FENLETHOSTS_API CollectingSink final : public BlockSink {
   public:
     /// `layout` is that of the interpreter, after its `configure`; each of `numbers` is a register

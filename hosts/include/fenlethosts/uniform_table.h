@@ -21,7 +21,8 @@ class FENLETHOSTS_API UniformTable final : public UniformSource {
 
     /// Gives uniform `index` a value, in the place of an earlier one:
     /// `table.set(0, Constant::ofReals({0.5}))`. Throws `std::invalid_argument` for a negative
-    /// number, and for a constant that holds no value or other components than it says.
+    /// number, and for a constant that holds no value or other components than it says. The table
+    /// is as it was after that, and after the allocator's exception.
     void set(std::int32_t index, Constant value);
 
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
