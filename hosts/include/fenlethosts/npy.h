@@ -41,7 +41,8 @@ struct NpyArray {
 /// Reads the whole file, of format version 1, 2 or 3: bool as Tribool, integers of 8 and 16 bits
 /// and signed ones of 32 as `Int32`, unsigned ones of 32 and signed ones of 64 bits as `Int64`,
 /// floats of 16, 32 and 64 bits as they are, in either byte order, rows first. Throws `FileError`
-/// for every file that is not one of these from its first to its last byte.
+/// for every file that is not one of these from its first to its last byte, and the allocator's
+/// exception; the file is closed then.
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
 /// A .npy file whose entries stay in the file and are read from there as they are needed, so that
@@ -52,7 +53,7 @@ FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 /// its end.
 class FENLETHOSTS_API NpyFile {
   public:
-    /// Throws `FileError` as `readNpy` does.
+    /// Throws as `readNpy` does; nothing is mapped then.
     explicit NpyFile(const std::string& path);
     ~NpyFile();
     NpyFile(const NpyFile&) = delete;

@@ -13,7 +13,9 @@
 
 namespace Fenlet {
 
-/// Writes an array piece by piece. The file appears whole, at `finish`, or not at all.
+/// Writes an array piece by piece. The file appears whole, at `finish`, or not at all. A call with
+/// entries too many or too few has done nothing, and may be followed by the right one. Memory is
+/// needed for the same as with `OutputFile`.
 class FENLETHOSTS_API NpyWriter {
   public:
     /// An array of this kind and shape, rows first, in this machine's byte order: `Tribool` as

@@ -10,6 +10,9 @@ namespace Fenlet {
 
 /// Writes beside the file that it is going to be, under another name, and takes that file's place
 /// when all is written. Until then, and if it never comes to that, what was there stays as it was.
+///
+/// Memory is needed to begin, and for the words of a `FileError`. Where there is none the
+/// allocator's exception takes the place of that error, and all else is as if it had been thrown.
 class FENLETHOSTS_API OutputFile {
   public:
     /// Follows symbolic links, also to what is not there yet. Throws `FileError` if the file cannot
