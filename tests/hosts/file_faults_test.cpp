@@ -214,14 +214,15 @@ TEST_F(WriteFaults, LeaveTheFileThatALinkLeadsTo) {
     expectWholeOrUntouched(folder.path("first"), "array.npy", {"array.npy", "first", "inner"});
 }
 
-/// A call that cannot be done, at a writer or file that goes on after it.
+/// A call that cannot be done, in these words, at a writer or file that goes on after it.
 template <class Subject, class Prepare, class Call, class GoOn>
-void expectGoesOn(Prepare prepare, Call call, GoOn goOn) {
+void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goOn) {
     struct Attempt {
         Subject subject;
         std::string failure;
     };
     const auto attempt = [&](auto& one) {
+        errno = 0;
         try {
             call(one->subject);
             one->failure = "(nothing fails)";
@@ -237,7 +238,7 @@ void expectGoesOn(Prepare prepare, Call call, GoOn goOn) {
         [&](auto& one) {
             // The words that no memory was there for come with the next try.
             attempt(one);
-            EXPECT_NE(one->failure, "(nothing fails)");
+            EXPECT_EQ(one->failure, words);
             goOn(one->subject);
         });
     EXPECT_GT(failures, 0);
@@ -262,12 +263,14 @@ TEST_F(WriteFaults, OfTheWordsForAWrongCallLeaveAWriterThatGoesOn) {
         writer->finish();
         EXPECT_EQ(folder.read("array.npy"), content);
     };
+    const std::string tooMany = path + ": more entries than the array has room for";
+    const std::string tooFew = path + ": the last 3 bytes of the array were never written";
     expectGoesOn<Writer>(
-        begun, [](Writer& writer) { writer->write(entries.data(), 4); }, goOn);
+        tooMany, begun, [](Writer& writer) { writer->write(entries.data(), 4); }, goOn);
     expectGoesOn<Writer>(
-        begun, [](Writer& writer) { writer->close(); }, goOn);
+        tooFew, begun, [](Writer& writer) { writer->close(); }, goOn);
     expectGoesOn<Writer>(
-        begun, [](Writer& writer) { writer->finish(); }, goOn);
+        tooFew, begun, [](Writer& writer) { writer->finish(); }, goOn);
     EXPECT_EQ(folder.names(), Names{"array.npy"});
 }
 
@@ -281,7 +284,7 @@ TEST_F(WriteFaults, OfTheWordsForAPlaceThatIsTakenLeaveAFileThatCanStillBeKept) 
         return file;
     };
     expectGoesOn<Output>(
-        written, [](Output& file) { file->keep(); },
+        path + ": " + std::strerror(EISDIR), written, [](Output& file) { file->keep(); },
         [&](Output& file) {
             std::filesystem::remove(path);
             file->keep();
@@ -315,6 +318,7 @@ TEST_F(WriteFaults, OfTheWordsForAFullDiskLeaveAFileThatIsNeverKept) {
     const std::string path = folder.write("file", oldContent);
     for (void (OutputFile::*const end)() : {&OutputFile::close, &OutputFile::keep})
         expectGoesOn<Output>(
+            path + ": " + std::strerror(EFBIG),
             [&] {
                 Output file = std::make_unique<OutputFile>(path);
                 std::fputs("content", file->handle());
