@@ -1,0 +1,48 @@
+// How scripts/performance talks to the programs that are compared.
+//
+// Each is started with a folder of arrays and answers one line for each line that it reads:
+//
+//   version             its name and version
+//   W2 load             reads what W2 needs: the bytes of all that it reads and of its result
+//   W2 check FILE       runs W2 once and writes FILE.npy, and FILE.present.npy if any is missing
+//   W2 time [TIMES]     runs W2 TIMES times, once if it does not say: nanoseconds for all of them
+//   W2 first [TIMES]    the same, with everything made anew that is made once for a program
+//
+// The answer to a workload that it cannot express is `none`, and to anything wrong a line that
+// begins with `error`.
+#pragma once
+
+#include "../workload_data.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Fenlet::Bench {
+
+/// What came out of a run.
+struct Result {
+    CpuElementKind kind = CpuElementKind::Unsupported;
+    std::int32_t components = 1;
+    std::int64_t count = 0;
+    const void* values = nullptr;           ///< the components of each element, adjacent
+    const unsigned char* present = nullptr; ///< 0 where an element is missing; null if none can be
+};
+
+/// A workload, ready to run as often as one likes.
+struct Prepared {
+    std::vector<std::string> arrays; ///< what it reads
+    std::function<void()> run;       ///< empty for what cannot be expressed
+    std::function<Result()> result;  ///< of the last run
+};
+
+/// A program to be compared.
+struct Contender {
+    std::string version;
+    std::function<Prepared(const std::string& workload, WorkloadData& data)> prepare;
+};
+
+/// Answers until the input ends. Returns the exit status of the process.
+int serve(const std::string& folder, const Contender& contender);
+
+} // namespace Fenlet::Bench
