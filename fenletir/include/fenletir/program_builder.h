@@ -66,6 +66,9 @@ struct BuildResult {
 /// then, and has not changed. One that does not answers with a `Register` that has no number,
 /// ignores everything after it, and tells the words in `build()`.
 ///
+/// A call that finds no memory throws what the allocator throws and has not been made, whichever of
+/// the two it would have been: it can be made again. `build()` needs none.
+///
 /// Handles are good for the program that they were made for: another builder refuses them, and so
 /// does this one after `build()`. A copy of a builder carries on from the same program with the
 /// handles that there are; it cannot tell those that only the other one has made since.
