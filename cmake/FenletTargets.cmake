@@ -25,11 +25,17 @@ function(fenlet_target_defaults target)
       -fsanitize=${FENLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     target_link_options(${target} PRIVATE -fsanitize=${FENLET_SANITIZE})
   endif()
+  if(FENLET_COVERAGE)
+    target_link_options(${target} PRIVATE -fprofile-instr-generate)
+  endif()
 endfunction()
 
 # A library of the project: shared or static as BUILD_SHARED_LIBS says.
 function(fenlet_library_defaults target static_definition)
   fenlet_target_defaults(${target})
+  if(FENLET_COVERAGE)
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
+  endif()
   # Before 1.0 every minor version may break what is built against the one before.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}

@@ -39,7 +39,7 @@ bool Interpreter::checkBindings(const Bindings& bindings) {
 
 bool Interpreter::evaluate(long long first, long long count, const Bindings& bindings,
                            BlockSink& sink) {
-    if (!configured || program == nullptr)
+    if (!configured)
         return false;
     // An exception out of `configure` may have left a plan without room for a block.
     const long long stride = registers.elementCapacity();

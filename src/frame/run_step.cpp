@@ -252,11 +252,9 @@ Fault runOpCode(const StepFrame& frame) {
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     ++stepsExecuted;
-    if (step.op == OpCode::Nop)
-        return true;
-
     const int count = registers.liveElements();
-    if (step.arity > 0)
+    // A Nop has no registers, whatever its arity is said to be.
+    if (step.arity > 0 && step.op != OpCode::Nop)
         combineValidity(registers.validity(step.result), registers.validity(step.operands[0]),
                         step.arity > 1 ? registers.validity(step.operands[1]) : nullptr, count);
 

@@ -14,10 +14,10 @@ Fault findFault(const Interpreter::Step& step, const FenletProgram& program) {
         return StepRules::constant(step, program);
     case OpCode::LoadUniform:
         return StepRules::uniform(step, program);
-    case OpCode::LoadField: {
-        const Fault fault = StepRules::field(step, program);
-        return fault ? fault : StepRules::fieldIndexOperand(step);
-    }
+    case OpCode::LoadField:
+        if (const Fault fault = StepRules::field(step, program))
+            return fault;
+        return StepRules::fieldIndexOperand(step);
     case OpCode::Sample:
         return StepRules::sampler(step, program);
     case OpCode::Component:

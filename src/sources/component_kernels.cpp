@@ -42,7 +42,7 @@ void extractComponent(const ComponentArgs& args) {
 }
 
 template <class To, class From>
-constexpr ComponentKernel kernelFor() {
+consteval ComponentKernel kernelFor() {
     if constexpr (isSame<To, Tribool> == isSame<From, Tribool>)
         return &extractComponent<To, From>;
     else
@@ -50,7 +50,7 @@ constexpr ComponentKernel kernelFor() {
 }
 
 template <class... Results>
-constexpr ComponentKernels everyPair(KindList<Results...>) {
+consteval ComponentKernels everyPair(KindList<Results...>) {
     return {{{kernelFor<Results, Tribool>(), kernelFor<Results, std::int32_t>(),
               kernelFor<Results, std::int64_t>(), kernelFor<Results, Half>(),
               kernelFor<Results, float>(), kernelFor<Results, double>()}...}};

@@ -95,9 +95,8 @@ struct Call {
 
   private:
     bool hasScalar() const { return left.isScalar || right.isScalar; }
-    bool usesTiles() const {
-        return left.toWorking || right.toWorking || toResult || dividesIntegers;
-    }
+    // Where the result takes a pass of its own, so do the operands.
+    bool usesTiles() const { return left.toWorking || right.toWorking || dividesIntegers; }
     unsigned char* resultLane(std::int64_t lane) const {
         return static_cast<unsigned char*>(args.result) + lane * resultBytes;
     }
@@ -223,17 +222,17 @@ LaneSpan Call::settleZeroDivisors(std::int64_t first, std::int64_t count,
 template <class Result, class From>
 inline constexpr bool isStaged = isSame<Result, Half> || isSame<From, Half>;
 
-template <class Result, class From>
-auto takenLane() {
-    if constexpr (isStaged<Result, From>)
-        return Working<Result>{};
-    else
-        return From{};
-}
-
 /// The type in which an operation takes an operand that is no scalar.
+template <class Result, class From, bool staged = isStaged<Result, From>>
+struct TakenOf {
+    using Type = From;
+};
 template <class Result, class From>
-using Taken = decltype(takenLane<Result, From>());
+struct TakenOf<Result, From, true> {
+    using Type = Working<Result>;
+};
+template <class Result, class From>
+using Taken = typename TakenOf<Result, From>::Type;
 
 /// The loop of an operation. A scalar comes to it repeated, in the working type.
 template <template <class> class Operation, class Result, class Left, class Right>
@@ -300,13 +299,13 @@ void arithmetic(const ArithmeticArgs& args) {
 }
 
 template <class Result, class... Lefts>
-constexpr ArithmeticPlane everyPair(KindList<Lefts...>) {
+consteval ArithmeticPlane everyPair(KindList<Lefts...>) {
     return {{{&arithmetic<Result, Lefts, std::int32_t>, &arithmetic<Result, Lefts, Half>,
               &arithmetic<Result, Lefts, float>, &arithmetic<Result, Lefts, double>}...}};
 }
 
 template <class... Results>
-constexpr ArithmeticKernels everyTriple(KindList<Results...> kinds) {
+consteval ArithmeticKernels everyTriple(KindList<Results...> kinds) {
     return {{everyPair<Results>(kinds)...}};
 }
 

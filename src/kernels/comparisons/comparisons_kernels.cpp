@@ -273,7 +273,7 @@ void comparison(const ComparisonArgs& args) {
 }
 
 template <class... Lefts>
-constexpr ComparisonKernels everyPair(KindList<Lefts...>) {
+consteval ComparisonKernels everyPair(KindList<Lefts...>) {
     return {{{&comparison<Lefts, std::int32_t>, &comparison<Lefts, std::int64_t>,
               &comparison<Lefts, Half>, &comparison<Lefts, float>, &comparison<Lefts, double>}...}};
 }

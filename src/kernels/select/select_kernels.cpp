@@ -495,14 +495,14 @@ void select(const SelectArgs& args) {
 }
 
 template <class Result, class... WhenTrue>
-constexpr SelectPlane everyPair(KindList<WhenTrue...>) {
+consteval SelectPlane everyPair(KindList<WhenTrue...>) {
     return {{{&select<Result, WhenTrue, std::int32_t>, &select<Result, WhenTrue, std::int64_t>,
               &select<Result, WhenTrue, Half>, &select<Result, WhenTrue, float>,
               &select<Result, WhenTrue, double>}...}};
 }
 
 template <class... Results>
-constexpr SelectKernels everyTriple(KindList<Results...> kinds) {
+consteval SelectKernels everyTriple(KindList<Results...> kinds) {
     return {{everyPair<Results>(kinds)...}, &select<Tribool, Tribool, Tribool>};
 }
 

@@ -20,39 +20,30 @@ struct Registers {
     unsigned d = 0;
 };
 
-/// All zero for a leaf that the processor does not have.
+/// All zero for a leaf that the processor does not have: the registers are then left alone.
 Registers cpuid(unsigned leaf) {
     Registers r;
-    if (!__get_cpuid_count(leaf, 0, &r.a, &r.b, &r.c, &r.d))
-        return {};
+    __get_cpuid_count(leaf, 0, &r.a, &r.b, &r.c, &r.d);
     return r;
-}
-
-/// The register state that the system keeps between threads: without it wide registers lose their
-/// upper parts.
-unsigned keptState() {
-    unsigned low;
-    unsigned high;
-    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
-    return low;
 }
 
 bool hasAll(unsigned word, unsigned bits) {
     return (word & bits) == bits;
 }
 
+/// The register state that the system keeps between threads: without it wide registers lose their
+/// upper parts. A system that keeps none does not let it be asked for.
+unsigned keptState(unsigned basicFeatures) {
+    unsigned low = 0;
+    unsigned high = 0;
+    if (hasAll(basicFeatures, bit_OSXSAVE))
+        __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return low;
+}
+
 InstructionSet widest() {
-    constexpr unsigned avxState = 0x06;
-    constexpr unsigned avx512State = 0xE6;
-    const Registers basic = cpuid(1);
-    if (!hasAll(basic.c, bit_OSXSAVE | bit_AVX | bit_F16C) || !hasAll(keptState(), avxState))
-        return InstructionSet::Baseline;
-    const Registers extended = cpuid(7);
-    if (!hasAll(extended.b, bit_AVX2))
-        return InstructionSet::Baseline;
-    constexpr unsigned avx512 = bit_AVX512F | bit_AVX512DQ | bit_AVX512BW | bit_AVX512VL;
-    const bool hasAvx512 = hasAll(extended.b, avx512) && hasAll(keptState(), avx512State);
-    return hasAvx512 ? InstructionSet::Avx512 : InstructionSet::Avx2;
+    const unsigned basicFeatures = cpuid(1).c;
+    return widestWith({basicFeatures, cpuid(7).b, keptState(basicFeatures)});
 }
 
 #else
@@ -66,6 +57,20 @@ InstructionSet widest() {
 const bool isChosen = chooseInstructionSet(widest());
 
 } // namespace
+
+#ifdef FENLET_X86_SETS
+InstructionSet widestWith(const ProcessorWords& words) {
+    constexpr unsigned avxState = 0x06;
+    constexpr unsigned avx512State = 0xE6;
+    constexpr unsigned avx512 = bit_AVX512F | bit_AVX512DQ | bit_AVX512BW | bit_AVX512VL;
+    if (!hasAll(words.basicFeatures, bit_OSXSAVE | bit_AVX | bit_F16C) ||
+        !hasAll(words.extendedFeatures, bit_AVX2) || !hasAll(words.keptState, avxState))
+        return InstructionSet::Baseline;
+    if (!hasAll(words.extendedFeatures, avx512) || !hasAll(words.keptState, avx512State))
+        return InstructionSet::Avx2;
+    return InstructionSet::Avx512;
+}
+#endif
 
 bool isAvailable(InstructionSet set) {
     return static_cast<int>(set) >= 0 && set <= widest();

@@ -21,6 +21,18 @@ bool isAvailable(InstructionSet set);
 /// be evaluating.
 bool chooseInstructionSet(InstructionSet set);
 
+#ifdef FENLET_X86_SETS
+/// What an x86-64 processor says of itself, in the words that it says it in.
+struct ProcessorWords {
+    unsigned basicFeatures;    ///< register c of cpuid's leaf 1
+    unsigned extendedFeatures; ///< register b of its leaf 7, 0 where there is none
+    unsigned keptState;        ///< the low word of xgetbv 0, 0 where that cannot be asked for
+};
+
+/// The widest set that such a processor can run.
+InstructionSet widestWith(const ProcessorWords& words);
+#endif
+
 /// The one that runs.
 extern InstructionSet chosenInstructionSet;
 

@@ -156,7 +156,7 @@ void length(const UnaryArgs& args) {
 }
 
 template <class... Kinds>
-constexpr UnaryKernels everyPair(KindList<Kinds...>) {
+consteval UnaryKernels everyPair(KindList<Kinds...>) {
     return {{{&negate<Kinds, std::int32_t>, &negate<Kinds, Half>, &negate<Kinds, float>,
               &negate<Kinds, double>}...},
             {{&length<Kinds, std::int32_t>, &length<Kinds, Half>, &length<Kinds, float>,

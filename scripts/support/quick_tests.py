@@ -1,0 +1,51 @@
+"""What the quick tests of a build folder are, as whole programs to run."""
+import dataclasses
+import json
+import os
+import subprocess
+
+
+@dataclasses.dataclass(frozen=True)
+class Run:
+    """One run of a test program. `settings` are variables of its environment."""
+
+    command: tuple
+    settings: tuple
+    folder: str
+
+    @property
+    def program(self):
+        return self.command[0]
+
+    @property
+    def name(self):
+        """The program's name, and the instruction set that it is to run."""
+        return "@".join([os.path.basename(self.program), *(value for _, value in self.settings)])
+
+    @property
+    def is_googletest(self):
+        return any(word.startswith("--gtest") for word in self.command)
+
+    def environment(self, **more):
+        return dict(os.environ, **dict(self.settings), **more)
+
+
+def quick_tests(build):
+    """The quick tests as ctest lists them, less those of packages and of documents.
+
+    The tests of one program in one environment are one run.
+    """
+    listed = subprocess.run(
+        ["ctest", "--test-dir", str(build), "--show-only=json-v1", "-L", "quick",
+         "-E", r"^package\.|^Readme\."],
+        capture_output=True, text=True, check=True).stdout
+    runs = {}
+    for test in json.loads(listed)["tests"]:
+        properties = {one["name"]: one["value"] for one in test.get("properties", [])}
+        command = tuple(test["command"])
+        if any(word.startswith("--gtest_filter") for word in command):
+            command = (command[0], "--gtest_brief=1")
+        settings = tuple(dict(setting.split("=", 1)
+                              for setting in properties.get("ENVIRONMENT", [])).items())
+        runs[Run(command, settings, properties.get("WORKING_DIRECTORY", str(build)))] = None
+    return list(runs)
