@@ -1,0 +1,191 @@
+// Workloads written by hand a block at a time: one loop for each step of the program, over
+// intermediate results that stay in the cache.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <tuple>
+#include <vector>
+
+namespace Fenlet::Bench {
+
+/// Values of one block, and which of them there are: null if all.
+template <class Value>
+struct Lanes {
+    const Value* values = nullptr;
+    const unsigned char* present = nullptr;
+    Value operator[](std::int64_t i) const { return values[i]; }
+};
+
+/// One value for all elements.
+template <class Value>
+struct Same {
+    Value value{};
+    Value operator[](std::int64_t /*i*/) const { return value; }
+};
+
+/// Values of one block whose presence is looked after elsewhere.
+template <class Value>
+struct Plain {
+    const Value* values = nullptr;
+    Value operator[](std::int64_t i) const { return values[i]; }
+};
+
+template <class Value>
+unsigned char presenceAt(const Lanes<Value>& lanes, std::int64_t i) {
+    return lanes.present[i];
+}
+template <class Value>
+unsigned char presenceAt(const Plain<Value>& /*values*/, std::int64_t /*i*/) {
+    return 1;
+}
+
+/// Steps over one block after another.
+///
+/// Bare, it does what the values need: fields are read where they lie, the last step writes where
+/// the result goes, and presence is looked after where something can be missing. With the whole
+/// frame it does what an interpreter of any program does: each field is copied into a register,
+/// elements are numbered, constants are spread over a register, each register's presence is reset
+/// for each block and combined by each step, and the result and its presence are copied out.
+template <bool wholeFrame>
+class Blocks {
+  public:
+    static constexpr std::int64_t size = 1024;
+
+    Blocks() : storage(areas * areaBytes + alignment) {
+        const auto address = reinterpret_cast<std::uintptr_t>(storage.data());
+        base = storage.data() + (alignment - address % alignment) % alignment;
+    }
+
+    /// Calls `body` for each block. The presence of `newRegisters` registers is reset for each.
+    template <class Body>
+    void each(std::int64_t total, int newRegisters, Body body) {
+        registers = newRegisters;
+        for (first = 0; first < total; first += size) {
+            count = std::min(size, total - first);
+            used = 0;
+            if constexpr (wholeFrame)
+                begin();
+            body();
+        }
+    }
+
+    template <class Value>
+    Lanes<Value> field(const Value* data, std::int64_t width = 1,
+                       const unsigned char* present = nullptr) {
+        if constexpr (!wholeFrame)
+            return {data + first * width, present == nullptr ? nullptr : present + first};
+        const int number = used++;
+        std::memcpy(values<Value>(number), data + first * width,
+                    static_cast<std::size_t>(count * width) * sizeof(Value));
+        const Lanes<unsigned char> index{nullptr, presence(0)};
+        if (present == nullptr)
+            combine(presence(number), count, index);
+        else
+            combine(presence(number), count, index, Lanes<unsigned char>{nullptr, present + first});
+        return {values<Value>(number), presence(number)};
+    }
+
+    template <class Value>
+    auto constant(Value value) {
+        if constexpr (!wholeFrame) {
+            return Same<Value>{value};
+        } else {
+            const int number = used++;
+            std::fill_n(values<Value>(number), count, value);
+            return Lanes<Value>{values<Value>(number), presence(number)};
+        }
+    }
+
+    /// One step: `function` of the operands' elements, `width` components for each.
+    template <class Value, class Function, class... Operands>
+    Lanes<Value> step(std::int64_t width, Function function, Operands... operands) {
+        const int number = used++;
+        each(values<Value>(number), count * width, function, operands...);
+        return {values<Value>(number), combined(number, operands...)};
+    }
+
+    /// The program's last step, into element `first` of `out` and of `outPresent`.
+    template <class Value, class Function, class... Operands>
+    void last(Value* out, unsigned char* outPresent, std::int64_t width, Function function,
+              Operands... operands) {
+        Value* const target = out + first * width;
+        if constexpr (wholeFrame) {
+            const Lanes<Value> result = step<Value>(width, function, operands...);
+            copyOut(target, result.values, width, outPresent, result.present);
+        } else {
+            each(target, count * width, function, operands...);
+        }
+    }
+
+    /// Copies a result of this block and its presence where they go, if they do not stand there.
+    template <class Value>
+    void copyOut(Value* target, const Value* result, std::int64_t width, unsigned char* outPresent,
+                 const unsigned char* present) {
+        if constexpr (wholeFrame) {
+            std::memcpy(target, result, static_cast<std::size_t>(count * width) * sizeof(Value));
+            std::memcpy(outPresent + first, present, static_cast<std::size_t>(count));
+        }
+    }
+
+    /// The part of a buffer that belongs to this block, and how many elements that are.
+    std::int64_t start() const { return first; }
+    std::int64_t elements() const { return count; }
+    /// A register for a step that writes its values itself, and its presence from the operands'.
+    template <class Value>
+    Value* values(int number) {
+        return reinterpret_cast<Value*>(base + static_cast<std::size_t>(number) * areaBytes);
+    }
+    int take() { return used++; }
+    template <class... Operands>
+    const unsigned char* combined(int number, Operands... operands) {
+        if constexpr (!wholeFrame)
+            return nullptr;
+        else
+            return combine(presence(number), count, operands...);
+    }
+
+  private:
+    static constexpr std::size_t alignment = 64;
+    static constexpr std::size_t areas = 16;
+    // Three components of eight bytes; and one byte for each element, which stand in their own
+    // areas behind each other. No two areas start at the same place of a page.
+    static constexpr std::size_t areaBytes = size * 12 + size + 2 * alignment;
+
+    unsigned char* presence(int number) {
+        return base + static_cast<std::size_t>(number) * areaBytes + size * 12 + alignment;
+    }
+
+    void begin() {
+        for (int number = 0; number < registers; ++number)
+            std::memset(presence(number), 1, static_cast<std::size_t>(count));
+        auto* const numbers = values<std::int64_t>(used++);
+        for (std::int64_t i = 0; i < count; ++i)
+            numbers[i] = first + i;
+    }
+
+    template <class... Operands>
+    static const unsigned char* combine(unsigned char* __restrict out, std::int64_t elements,
+                                        Operands... operands) {
+        for (std::int64_t i = 0; i < elements; ++i)
+            out[i] = static_cast<unsigned char>((presenceAt(operands, i) & ...));
+        return out;
+    }
+
+    template <class Value, class Function, class... Operands>
+    static void each(Value* __restrict out, std::int64_t lanes, Function function,
+                     Operands... operands) {
+        for (std::int64_t i = 0; i < lanes; ++i)
+            out[i] = function(operands[i]...);
+    }
+
+    std::vector<unsigned char> storage;
+    unsigned char* base = nullptr;
+    std::int64_t first = 0;
+    std::int64_t count = 0;
+    int registers = 0;
+    int used = 0;
+};
+
+} // namespace Fenlet::Bench
