@@ -1,5 +1,5 @@
 // Hosts that decline, throw or stop at any of their calls, and what is left then.
-#include "doubles/counted_new.h"
+#include "doubles/allocation_faults.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "model/random_program.h"
@@ -14,6 +14,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -467,6 +468,51 @@ TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
         calls += cases[i].calls.size();
     }
     std::cout << wanted << " programs, each of whose " << calls << " calls failed in both ways\n";
+}
+
+// ---------------------------------------------------------------------------------------------
+
+/// Has every allocation of `configure` fail, on interpreters that `prepare` makes ready.
+template <class Prepare>
+int failToConfigure(const Expected& expected, const Expected& other, Prepare prepare) {
+    return failEachAllocation(
+        [&] {
+            auto interpreter = std::make_unique<Interpreter>();
+            prepare(*interpreter);
+            return interpreter;
+        },
+        [&](auto& interpreter) {
+            interpreter->configure(expected.run.program, expected.run.blockSize);
+        },
+        [&](auto& interpreter) {
+            EXPECT_EQ(interpreter->lastRefusal(), ExecRefusal::None);
+            EXPECT_EQ(interpreter->executedSteps(), 0u);
+            configureFor(*interpreter, expected);
+            expectRuns(*interpreter, expected);
+            configureFor(*interpreter, other);
+            expectRuns(*interpreter, other);
+        });
+}
+
+TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
+    const Expected small = expectationOf(caseOf(numberProgram, 2, 0, 5));
+    const Expected scalar = expectationOf(caseOf(scalarProgram, 4, -6, 11));
+    const Expected vector = expectationOf(caseOf(vectorProgram, 7, -6, 11));
+    // Its room for registers, their bytes, element numbers and steps.
+    EXPECT_EQ(failToConfigure(vector, scalar, [](Interpreter&) {}), 2 * 4);
+    EXPECT_EQ(failToConfigure(vector, scalar,
+                              [&](Interpreter& interpreter) {
+                                  configureFor(interpreter, small);
+                                  expectRuns(interpreter, small);
+                              }),
+              2 * 4);
+    // After a host that threw, on a plan that is too small.
+    EXPECT_EQ(failToConfigure(vector, scalar,
+                              [&](Interpreter& interpreter) {
+                                  configureFor(interpreter, scalar);
+                                  expectFails(interpreter, scalar, {6, true});
+                              }),
+              2 * 4);
 }
 
 } // namespace

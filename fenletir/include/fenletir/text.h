@@ -45,8 +45,9 @@ struct ParseResult {
 /// grammar.
 ///
 /// Any bytes may be given. The memory that it takes grows with the length of the text and with
-/// nothing that stands in it, and where there is none the allocator's exception comes out. It judges
-/// the text, not the program: the program that it answers with may be one that no backend accepts.
+/// nothing that stands in it, and where there is none the allocator's exception comes out. It
+/// judges the text, not the program: the program that it answers with may be one that no backend
+/// accepts.
 FENLETIR_API ParseResult parseProgram(std::string_view text);
 
 } // namespace Fenlet
