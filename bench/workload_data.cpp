@@ -174,10 +174,15 @@ WorkloadData::WorkloadData(std::int64_t count)
 
 WorkloadData::WorkloadData(const std::string& folder)
     : make([folder](const std::string& name) {
-          NpyArray read = readNpy(folder + "/" + name + ".npy");
+          // Copied at once into as much memory as it needs: what the programs take beside their
+          // data is measured too.
+          const NpyFile file(folder + "/" + name + ".npy");
           const auto components =
-              static_cast<std::int32_t>(read.shape.size() == 2 ? read.shape[1] : 1);
-          return DataArray{read.kind, components, std::move(read.bytes)};
+              static_cast<std::int32_t>(file.shape().size() == 2 ? file.shape()[1] : 1);
+          const ArrayView view = file.view(components);
+          const auto* const first = static_cast<const unsigned char*>(view.data);
+          const std::int64_t bytes = view.count * components * elementSize(view.kind);
+          return DataArray{view.kind, components, {first, first + bytes}};
       }) {}
 
 const DataArray& WorkloadData::operator[](const std::string& name) {

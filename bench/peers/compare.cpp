@@ -2,8 +2,9 @@
 //
 // Each is a path without its ending: PATH.npy has the values, PATH.present.npy says which elements
 // there are, all if there is no such file. What is missing must be missing in both; the values of
-// what is there must be equal, or differ by no more than TOLERANCE of ours, and NaN equals NaN.
-// Prints the largest difference relative to ours, or the first element that differs by more.
+// what is there must be equal, or differ by no more than TOLERANCE of ours, or of 1 if ours is
+// smaller; NaN equals NaN. Prints the largest difference in that measure, or the first element that
+// differs by more.
 #include <fenlethosts/npy.h>
 
 #include <cmath>
@@ -81,7 +82,7 @@ double difference(double ours, double theirs) {
         return std::isnan(ours) && std::isnan(theirs) ? 0 : HUGE_VAL;
     if (ours == theirs)
         return std::signbit(ours) == std::signbit(theirs) ? 0 : HUGE_VAL;
-    return std::abs(ours - theirs) / std::abs(ours);
+    return std::abs(ours - theirs) / std::fmax(1, std::abs(ours));
 }
 
 /// Exit status: 0 when they agree.

@@ -1,0 +1,50 @@
+"""What machine this is, in words."""
+import os
+import pathlib
+import platform
+import re
+import subprocess
+
+
+def first(pattern, text, otherwise="unknown"):
+    found = re.search(pattern, text, re.MULTILINE)
+    return found.group(1).strip() if found else otherwise
+
+
+def told(*command):
+    try:
+        return subprocess.run(command, capture_output=True, text=True, check=False,
+                              env=dict(os.environ, LC_ALL="C")).stdout
+    except OSError:
+        return ""
+
+
+def caches():
+    """Sizes of the first processor's data caches, as the system names them."""
+    sizes = []
+    for index in sorted(pathlib.Path("/sys/devices/system/cpu/cpu0/cache").glob("index*")):
+        if (index / "type").read_text().strip() != "Instruction":
+            level = (index / "level").read_text().strip()
+            sizes.append(f"L{level} {(index / 'size').read_text().strip()}")
+    return ", ".join(sizes) or "unknown"
+
+
+def describe(build):
+    """Pairs of what and how."""
+    processor = told("lscpu")
+    cache = (pathlib.Path(build) / "CMakeCache.txt").read_text()
+    compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)", cache)
+    memory = first(r"^MemTotal:\s*(\d+)", pathlib.Path("/proc/meminfo").read_text(), "0")
+    return [
+        ("processor", first(r"^Model name:(.*)", processor)
+         + f", family {first(r'^CPU family:(.*)', processor)}"
+         + f" model {first(r'^Model:(.*)', processor)}"),
+        ("cores", f"{os.cpu_count()}"),
+        ("hypervisor", first(r"^Hypervisor vendor:(.*)", processor, "none")),
+        ("caches", caches()),
+        ("memory", f"{int(memory) / 2**20:.0f} GiB"),
+        ("system", f"{platform.system()} {platform.release()}, {platform.machine()}"),
+        ("compiler", told(compiler, "--version").splitlines()[0] if told(compiler, "--version")
+         else compiler),
+        ("load when it ended", f"{os.getloadavg()[0]:.1f}"),
+    ]

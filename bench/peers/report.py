@@ -1,0 +1,197 @@
+"""Writes what scripts/performance found: a page with tables, and a plot."""
+import dataclasses
+import pathlib
+
+import plot
+from contenders import FRAME, FUSED, OURS
+
+SETS = ("Baseline", "Avx2", "Avx512")
+
+
+@dataclasses.dataclass
+class Findings:
+    count: int
+    rounds: int
+    block: int
+    contenders: list = dataclasses.field(default_factory=list)
+    workloads: list = dataclasses.field(default_factory=list)
+    times: dict = dataclasses.field(default_factory=dict)
+    agreed: dict = dataclasses.field(default_factory=dict)
+    first: dict = dataclasses.field(default_factory=dict)
+    growing: dict = dataclasses.field(default_factory=dict)
+    memory: dict = dataclasses.field(default_factory=dict)
+    programs: dict = dataclasses.field(default_factory=dict)
+    kernels: dict = dataclasses.field(default_factory=dict)
+    machine: list = dataclasses.field(default_factory=list)
+
+    def present(self):
+        return [one for one in self.contenders if not one.absent]
+
+    def best_peer(self, workload):
+        """The fastest interpreted or eager peer and its time, or None."""
+        times = [(self.times[workload, one.name], one) for one in self.present()
+                 if one.kind == "peer" and (workload, one.name) in self.times]
+        return min(times, key=lambda pair: pair[0]) if times else None
+
+
+WORDS = {
+    "W1": "a vector of 3 Float32 times a uniform, component 0, compared with 0, selected against 1",
+    "W2": "`((a*b + c)/d - e)` in Float32",
+    "W3": "Int32 + Float32 in Float64, times Float64, to Float32",
+    "W4": "`(p < q and r > 0.5) or not (p = r)` with one in ten of each missing, then `IsTrue`",
+    "W5": "a vector of 3 Float32 divided by its length",
+    "W6": "`a*b + c` in Half",
+    "W7-random": "`Select` of Float32 by a random condition",
+    "W7-runs": "`Select` of Float32 by a condition in long runs",
+    "W8": "Int32 division, one divisor in 32 zero",
+    "W9": "gather of Float32 by a random Int64 index from 16 MB",
+}
+
+HEAD = """# Performance
+
+How fast the library is, beside others that do the same and beside what the machine can do. This
+page is written by `scripts/performance`, and every figure in it comes from one run of that script.
+Times are of one thread. Figures of another machine will be others; ratios carry over better.
+"""
+
+ABOUT = """## Whole programs
+
+Each program runs over {count:,} elements in each contender, one thread pinned to one processor, in
+turns: {rounds} rounds, each workload in each contender once a round, after one run that is not
+counted. Given are medians, in nanoseconds per element. All answers were compared with ours, to the
+bit unless a footnote says otherwise.
+
+{workloads}
+
+By hand, *fused* is one C++ loop for the whole program at `-O3 -march=native`, which nothing that
+interprets a program can pass. *Blocks* is one such loop for each step, over blocks of 1,024
+elements. *Whole frame* adds what an interpreter of any program does: every field copied into a
+register, elements numbered, constants spread, presence reset and combined, result and presence
+copied out. Eigen is compiled too. The others read a program when they run, or are called once for
+each step. Ours runs in blocks of {block:,} elements.
+
+Where a contender has no vectors, W1 and W5 work on three columns. What is missing is what each has
+for it: a null, a NaN, or an array of booleans beside the values. A dash is for what a contender
+cannot express.
+"""
+
+BARS = """### Ratios
+
+Ours to the whole frame by hand, which should be at most 1.00, and to the fastest of those that
+interpret or are called for each step, which should be below 1.00.
+"""
+
+
+def table(head, rows):
+    """A Markdown table; the first column is text and the others numbers."""
+    lines = ["| " + " | ".join(head) + " |", "|---" + "|---:" * (len(head) - 1) + "|"]
+    lines += ["| " + " | ".join(row) + " |" for row in rows]
+    return "\n".join(lines) + "\n"
+
+
+def figure(value):
+    """Three digits."""
+    if value is None:
+        return "–"
+    for limit, digits in ((10, 2), (100, 1)):
+        if abs(value) < limit:
+            return f"{value:.{digits}f}"
+    return f"{value:,.0f}"
+
+
+def machine_part(found):
+    rows = [[what, how] for what, how in found.machine]
+    rows += [[one.title, one.version] for one in found.contenders
+             if one.version and one.kind in ("peer", "compiled") and not one.absent]
+    lines = ["| | |", "|---|---|"] + [f"| {what} | {how} |" for what, how in rows]
+    return "## The machine\n\n" + "\n".join(lines) + "\n"
+
+
+def times_table(found):
+    rows = []
+    for one in found.contenders:
+        title = f"**{one.title}**" if one.name == OURS else one.title
+        if one.absent:
+            rows.append([f"{title} (left out: {one.absent})"] + ["–"] * len(found.workloads))
+        else:
+            rows.append([title] + [figure(found.times.get((name, one.name)))
+                                   for name in found.workloads])
+    return table(["ns per element", *found.workloads], rows)
+
+
+def footnotes(found):
+    """Which answers are not the same to the bit."""
+    notes = []
+    for one in found.present():
+        apart = [f"{name} ({found.agreed[name, one.name]:.1g})" for name in found.workloads
+                 if found.agreed.get((name, one.name), 0) > 0]
+        if apart:
+            notes.append(f"- {one.title} differs from ours, relative to the value or to 1 if that "
+                         f"is more, by at most: {', '.join(apart)}.")
+    return "\n".join(notes) + "\n" if notes else "All answers are the same to the bit.\n"
+
+
+def verdict(ratio, holds):
+    return f"{ratio:.2f} " + ("yes" if holds else "**no**")
+
+
+def ratio_table(found):
+    rows = []
+    for name in found.workloads:
+        ours = found.times[name, OURS]
+        row = [name]
+        for bound in (FUSED, FRAME):
+            time = found.times.get((name, bound))
+            row.append("–" if time is None else f"{ours / time:.2f}" if bound == FUSED
+                       else verdict(ours / time, ours <= time))
+        best = found.best_peer(name)
+        row += ["–", "–"] if best is None else [verdict(ours / best[0], ours < best[0]),
+                                                best[1].title]
+        rows.append(row)
+    return table(["", "to fused", "to the frame, at most 1.00", "to the best peer, below 1.00",
+                  "which is"], rows)
+
+
+def growing_part(found):
+    counts = sorted({count for _, count in found.growing})
+    if not counts:
+        return ""
+    heads = [f"{count:,}" for count in counts]
+    times = [[one.title] + [figure(found.growing.get((one.name, count))) for count in counts]
+             for one in found.present() if (one.name, counts[0]) in found.growing]
+    memory = [[one.title] + [f"{max(0, found.memory[one.name, count]) / 2**20:.1f}"
+                             if (one.name, count) in found.memory else "–" for count in counts]
+              for one in found.present() if (one.name, counts[0]) in found.growing]
+    return ("## Growing counts\n\nW10 is W2 over more and more elements, in nanoseconds per "
+            "element. Small ones stay in the cache.\n\n"
+            + table(["ns per element", *heads], times)
+            + "\nThe largest resident memory beside the fields and the result, in MiB:\n\n"
+            + table(["MiB", *heads], memory))
+
+
+def first_part(found):
+    if not found.first:
+        return ""
+    rows = [[one.title, f"{found.first[one.name] / 1000:.1f}"] for one in found.present()
+            if one.name in found.first]
+    return ("## The first result\n\nA program of 20 instructions over 1,024 elements, from the "
+            "program to its result, nothing prepared for it before.\n\n"
+            + table(["", "microseconds"], rows))
+
+
+def write(found, path):
+    """Writes the page, and the plot into the folder images beside it."""
+    path = pathlib.Path(path)
+    (path.parent / "images").mkdir(parents=True, exist_ok=True)
+    listed = "\n".join(f"- **{name}**: {WORDS[name]}" for name in found.workloads)
+    parts = [HEAD, machine_part(found)]
+    if found.workloads:
+        picture = path.parent / "images" / "performance.svg"
+        picture.write_text(plot.workloads(found))
+        parts += [
+            ABOUT.format(count=found.count, rounds=found.rounds, block=found.block,
+                         workloads=listed),
+            "![Time per element of each contender](images/performance.svg)\n",
+            times_table(found), footnotes(found), BARS, ratio_table(found)]
+    parts += [growing_part(found), first_part(found)]
+    path.write_text("\n".join(part for part in parts if part))
