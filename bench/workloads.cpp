@@ -158,9 +158,10 @@ const NamedWorkload* findWorkload(const std::string& name) {
 
 Workload chain(WorkloadData& data, int instructions) {
     Sketch sketch(data);
-    Register value = sketch.single("a");
+    const auto first = sketch.single("a");
+    Register value = first;
     for (int i = 2; i < instructions; ++i)
-        value = sketch.program.add(value, value);
+        value = sketch.program.add(value, first);
     return sketch.finish(value);
 }
 

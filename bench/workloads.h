@@ -33,8 +33,8 @@ const std::vector<NamedWorkload>& workloads();
 /// Null if there is none of this name.
 const NamedWorkload* findWorkload(const std::string& name);
 
-/// A program of `instructions` instructions: an element index, one field, a chain of additions of
-/// a Float32 to itself.
+/// A program of `instructions` instructions, two or more: an element index, one Float32 field, and
+/// sums, each of the one before it and the field.
 Workload chain(WorkloadData& data, int instructions);
 
 } // namespace Fenlet::Bench

@@ -138,7 +138,7 @@ def chain(data):
         nonlocal result
         result = a
         for _ in range(CHAIN - 2):
-            result = result + result
+            result = result + a
 
     return Prepared(["a"], run, lambda: result)
 
