@@ -29,7 +29,7 @@ def vector_times_uniform(data):
         torch.mul(vector, SCALE, out=scaled)
         first = scaled[:, 0]
         torch.gt(first, 0, out=is_positive)
-        result.copy_(torch.where(is_positive, first, one))
+        torch.where(is_positive, first, one, out=result)
 
     return prepared(["vector"], run, result)
 
@@ -110,13 +110,12 @@ def half_arithmetic(data):
 def chosen(condition):
     def prepare(data):
         truth, a, b = tensors(data, condition, "a", "b")
-        result = None
+        result = torch.empty_like(a)
 
         def run():
-            nonlocal result
-            result = torch.where(truth, a, b)
+            torch.where(truth, a, b, out=result)
 
-        return Prepared([condition, "a", "b"], run, lambda: result.numpy())
+        return prepared([condition, "a", "b"], run, result)
 
     return prepare
 
