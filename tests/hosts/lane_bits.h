@@ -2,11 +2,11 @@
 #pragma once
 
 #include "oracle/exact_conversions.h"
+#include "oracle/lane_bits.h"
 
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
-#include <cstring>
 #include <ostream>
 #include <vector>
 
@@ -37,45 +37,8 @@ constexpr std::uint64_t converted(CpuElementKind to, CpuElementKind from, std::u
     return to == from ? bits : Oracle::convertBits(to, from, bits);
 }
 
-inline std::uint64_t loadBits(CpuElementKind kind, const unsigned char* lane) {
-    switch (elementSize(kind)) {
-    case 1:
-        return *lane;
-    case 2: {
-        std::uint16_t bits;
-        std::memcpy(&bits, lane, sizeof bits);
-        return bits;
-    }
-    case 4: {
-        std::uint32_t bits;
-        std::memcpy(&bits, lane, sizeof bits);
-        return bits;
-    }
-    default: {
-        std::uint64_t bits;
-        std::memcpy(&bits, lane, sizeof bits);
-        return bits;
-    }
-    }
-}
-
-inline void storeBits(CpuElementKind kind, unsigned char* lane, std::uint64_t bits) {
-    const auto half = static_cast<std::uint16_t>(bits);
-    const auto word = static_cast<std::uint32_t>(bits);
-    switch (elementSize(kind)) {
-    case 1:
-        *lane = static_cast<unsigned char>(bits);
-        break;
-    case 2:
-        std::memcpy(lane, &half, sizeof half);
-        break;
-    case 4:
-        std::memcpy(lane, &word, sizeof word);
-        break;
-    default:
-        std::memcpy(lane, &bits, sizeof bits);
-    }
-}
+using Oracle::loadBits;
+using Oracle::storeBits;
 
 /// Values of the kind that conversions treat in different ways: exact ones, ties, and what does not
 /// fit into a smaller kind.

@@ -5,6 +5,7 @@
 
 #include <fenletexec/providers.h>
 
+#include <cstring>
 #include <utility>
 #include <vector>
 

@@ -6,6 +6,7 @@
 #include <fenlethosts/uniform_table.h>
 
 #include <climits>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
 #include <stdexcept>

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "oracle/exact_conversions.h"
+#include "oracle/lane_bits.h"
 
 #include <fenletexec/element_kinds.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -75,13 +75,11 @@ class LaneMemory {
     }
 
     std::uint64_t bitsAt(CpuElementKind kind, std::size_t start) const {
-        std::uint64_t bits = 0;
-        std::memcpy(&bits, &bytes.at(start), sizeOf(kind));
-        return bits;
+        return Oracle::loadBits(kind, &bytes.at(start));
     }
 
     void put(CpuElementKind kind, std::size_t start, std::uint64_t bits, std::uint32_t open) {
-        std::memcpy(&bytes.at(start), &bits, sizeOf(kind));
+        Oracle::storeBits(kind, &bytes.at(start), bits);
         std::fill_n(&openLanes[start], sizeOf(kind), open);
     }
 

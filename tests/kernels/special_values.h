@@ -1,11 +1,12 @@
 // The values that kernels are tested with: where kinds end, round, turn over or stop being numbers.
 #pragma once
 
+#include "oracle/lane_bits.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <bit>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 namespace Fenlet {
@@ -154,10 +155,8 @@ using DrawBits = std::uint64_t (*)(CpuElementKind kind, Draw& draw);
 inline void drawLanes(unsigned char* area, CpuElementKind kind, std::int64_t lanes, Draw& draw,
                       DrawBits drawOne = &drawBits) {
     const auto bytes = static_cast<std::size_t>(elementSize(kind));
-    for (std::int64_t lane = 0; lane < lanes; ++lane) {
-        const std::uint64_t bits = drawOne(kind, draw);
-        std::memcpy(area + static_cast<std::size_t>(lane) * bytes, &bits, bytes);
-    }
+    for (std::int64_t lane = 0; lane < lanes; ++lane)
+        Oracle::storeBits(kind, area + static_cast<std::size_t>(lane) * bytes, drawOne(kind, draw));
 }
 
 /// Fills validity bytes: 0, 1 and stray bytes that count as valid.

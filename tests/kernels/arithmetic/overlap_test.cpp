@@ -2,6 +2,7 @@
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace Fenlet {

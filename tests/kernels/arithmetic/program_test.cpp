@@ -6,6 +6,7 @@
 #include "naive_arithmetic.h"
 
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 
 namespace Fenlet {

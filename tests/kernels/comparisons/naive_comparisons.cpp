@@ -150,7 +150,6 @@ void drawValidityRuns(unsigned char* area, std::int64_t elements, int runLength,
 void drawOperands(const ComparisonCall& call, LaneMemory& memory, Draw& draw) {
     const ComparisonPlaces& places = call.places;
     const CpuElementKind kind = call.kinds.right;
-    const auto bytes = static_cast<std::size_t>(elementSize(kind));
     drawLanes(memory.at(places.left), call.kinds.left, call.lanes(), draw);
     drawLanes(memory.at(places.right), kind, call.rightLanes(), draw);
     for (std::int64_t lane = draw.below(2); lane < call.rightLanes(); lane += 1 + draw.below(3)) {
@@ -159,7 +158,7 @@ void drawOperands(const ComparisonCall& call, LaneMemory& memory, Draw& draw) {
             kind, call.kinds.left, memory.load(call.kinds.left, places.left, leftLane));
         const std::uint64_t about = equal + static_cast<std::uint64_t>(draw.below(3)) - 1;
         const std::uint64_t bits = draw.below(2) == 0 ? equal : about;
-        std::memcpy(memory.at(places.right) + static_cast<std::size_t>(lane) * bytes, &bits, bytes);
+        memory.store(kind, places.right, lane, bits);
     }
 }
 
