@@ -447,7 +447,7 @@ TEST(HostFaults, LeaveAnInterpreterThatRefusesAsANewOneDoes) {
 TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
     // More of them by the environment, for a script that has the time.
     const char* const asked = std::getenv("FENLET_FAULT_PROGRAMS");
-    const std::size_t wanted = asked ? std::strtoull(asked, nullptr, 10) : 25;
+    const std::size_t wanted = asked ? std::strtoull(asked, nullptr, 10) : 12;
     std::vector<Expected> cases;
     for (std::uint64_t seed = 1; cases.size() < wanted && seed < 100 * wanted; ++seed) {
         SCOPED_TRACE(seed);

@@ -53,9 +53,14 @@ std::string inWords(const std::vector<Finding>& findings) {
 
 // With registers, constants and opcodes that no backend takes, among others.
 TEST(ProgramMemory, OfRandomProgramsIsGivenBack) {
-    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+    int programs = 0;
+    for (std::uint64_t seed = 1; programs < 6; ++seed) {
         SCOPED_TRACE(seed);
         FenletProgram program = Model::randomCase(seed).program;
+        // The work grows with the square of a program's length.
+        if (program.instructions.size() < 3 || program.instructions.size() > 7)
+            continue;
+        ++programs;
         program.registers.front().name = longName;
         const std::string text = listing(program);
         expectSameOrNothing([&] { return listing(program); });
