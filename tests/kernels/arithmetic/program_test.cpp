@@ -5,6 +5,8 @@
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 
+#include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -339,7 +341,8 @@ TEST(ArithmeticPrograms, ReadNarrowOperandsOnPastTheirEndsForAWideResult) {
     EXPECT_EQ(sums[28], 7 + 1000);
     EXPECT_EQ(sums[29], 0);
     EXPECT_EQ(sums[32], 0x01010101 + 0x01010101);
-    EXPECT_EQ(sums[39], 0x00000001 + 0x00000001);
+    const auto lastValid = std::bit_cast<std::int32_t>(std::array<unsigned char, 4>{1});
+    EXPECT_EQ(sums[39], lastValid + lastValid);
     EXPECT_EQ(sums[47], 0);
     // From here on the right side is the result itself, 48 lanes back.
     EXPECT_EQ(sums[48], 1000 + sums[0]);
