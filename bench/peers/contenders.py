@@ -2,12 +2,15 @@
 import dataclasses
 import os
 import pathlib
+import platform
 import shutil
 import subprocess
 
 PEERS = pathlib.Path(__file__).resolve().parent
 ROOT = PEERS.parent.parent
 DEBIAN_PYTHON = "/usr/bin/python3"  # the one that sees Debian's modules
+POLARS, DUCKDB = "0.26.1", "1.5.6-r.1"  # the versions of their npm packages
+ARCH = {"x86_64": "x64", "aarch64": "arm64"}.get(platform.machine(), platform.machine())
 OURS = "fenletexec"
 FRAME = "frame"
 FUSED = "fused"
@@ -34,11 +37,12 @@ class Contender:
         return self.tolerance.get(workload, self.tolerance.get("", 0))
 
 
-def contenders(build, modules, block):
-    """All of them. `build` has the programs, `modules` the npm modules."""
+def contenders(build, block):
+    """All of them. `build` has the programs; ours runs in blocks of `block` elements."""
     programs = pathlib.Path(build) / "bench/peers"
     native = str(programs / "native_peer")
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
+    node = lambda name: ["node", str(PEERS / f"{name}_peer.js"), "DATA"]
     return [
         Contender(OURS, "fenletexec", "ours", [str(programs / "fenletexec_peer"), "DATA", str(block)],
                   target="fenletexec_peer"),
@@ -48,7 +52,22 @@ def contenders(build, modules, block):
                   target="native_peer"),
         Contender(FRAME, "by hand, whole frame", "bound", [native, "DATA", "frame"],
                   target="native_peer"),
+        # Its norm adds the squares in another order.
+        Contender("eigen", "Eigen", "compiled", [str(programs / "eigen_peer"), "DATA"],
+                  debian=("libeigen3-dev",), target="eigen_peer", tolerance={"W5": 1e-6}),
         Contender("numpy", "NumPy", "peer", python("numpy"), debian=("python3-numpy",)),
+        Contender("numexpr", "numexpr", "peer", python("numexpr"),
+                  debian=("python3-numpy", "python3-numexpr")),
+        Contender("pytorch", "PyTorch", "peer", python("pytorch"),
+                  debian=("python3-numpy", "python3-torch")),
+        # Its root is a power of 0.5.
+        Contender("polars", "polars", "peer", node("polars"), tolerance={"W5": 1e-6},
+                  npm=(f"nodejs-polars@{POLARS}", f"nodejs-polars-linux-{ARCH}-gnu@{POLARS}")),
+        Contender("duckdb", "DuckDB", "peer", node("duckdb"),
+                  npm=(f"@duckdb/node-api@{DUCKDB}",)),
+        # It computes in doubles.
+        Contender("muparser", "muParser", "peer", [str(programs / "muparser_peer"), "DATA"],
+                  debian=("libmuparser-dev",), target="muparser_peer", tolerance={"": 1e-6}),
     ]
 
 
@@ -94,17 +113,15 @@ def install(contender, modules):
 
 
 class Running:
-    """A contender that has been started, on one processor."""
+    """A contender that has been started."""
 
     def __init__(self, contender, data, modules):
         self.contender = contender
         self.words = [str(data) if word == "DATA" else word for word in contender.command]
-        processor = max(os.sched_getaffinity(0))
         try:
             self.process = subprocess.Popen(
                 self.words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-                stderr=subprocess.PIPE, env=environment(modules),
-                preexec_fn=lambda: os.sched_setaffinity(0, {processor}))
+                stderr=subprocess.PIPE, env=environment(modules))
         except OSError as problem:
             raise Problem(f"{contender.title} cannot be started: {problem.strerror}") from problem
 

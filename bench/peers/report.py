@@ -56,7 +56,7 @@ Times are of one thread. Figures of another machine will be others; ratios carry
 
 ABOUT = """## Whole programs
 
-Each program runs over {count:,} elements in each contender, one thread pinned to one processor, in
+Each program runs over {count:,} elements in each contender, on one thread, in
 turns: {rounds} rounds, each workload in each contender once a round, after one run that is not
 counted. Given are medians, in nanoseconds per element. All answers were compared with ours, to the
 bit unless a footnote says otherwise.
