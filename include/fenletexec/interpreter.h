@@ -13,6 +13,8 @@
 
 namespace Fenlet {
 
+class BlockKnowledge;
+
 /// The host's providers for one `evaluate`. Everything that it points to is borrowed for the call.
 struct Bindings {
     /// `fieldCount` pointers, indexed by field number. May be null when there are none; an entry
@@ -117,9 +119,13 @@ class Interpreter {
     const std::vector<Step>& plan() const { return steps; }
 
   private:
+    bool runOn(const Step& step, const Bindings& bindings, long long blockStart,
+               BlockKnowledge& known);
+
     const FenletProgram* program = nullptr;
     std::vector<Step> steps;
     std::vector<std::int64_t> elementIndices;
+    std::vector<unsigned char> validRegisters;
     RegisterFile registers;
     bool configured = false;
     ExecRefusal refusal = ExecRefusal::NotConfigured;

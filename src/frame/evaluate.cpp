@@ -1,4 +1,5 @@
 // The block loop, and the check of the host's providers before it.
+#include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
 #include "vocabulary/element_numbers.h"
 #include "vocabulary/faults.h"
@@ -50,16 +51,21 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
     if (!checkBindings(bindings))
         return false;
 
+    BlockKnowledge known(validRegisters.data(), registers.registerCount());
     for (long long done = 0; done < count;) {
         const long long length = std::min(stride, count - done);
         registers.setBlockLength(static_cast<int>(length));
         // Every element of every register starts the block valid, so that nothing carries over from
-        // the one before.
-        for (int number = 0; number < registers.registerCount(); ++number)
-            std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
+        // the one before. No block is longer than the one before, of which some is known.
+        for (int number = 0; number < registers.registerCount(); ++number) {
+            if (!known.isValid(number))
+                std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
+            known.setValid(number, true);
+        }
+        known.beginBlock();
         const long long blockStart = offsetElement(first, done);
         for (const Step& step : steps)
-            if (!runStep(step, bindings, blockStart))
+            if (!runOn(step, bindings, blockStart, known))
                 return false;
         if (!sink.consume(registers, blockStart, static_cast<int>(length)))
             return false;

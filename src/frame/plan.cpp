@@ -82,6 +82,7 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
     // Reserved before anything is read: a count that no container can hold ends here, and a refused
     // scan leaves the earlier layout as it was.
     registers.slots.reserve(static_cast<std::size_t>(program->registerCount()));
+    validRegisters.resize(static_cast<std::size_t>(program->registerCount()));
     if (const Fault fault = findRegisterFault(*program))
         return refuse(fault);
     const auto specAt = [this](int number) { return specOf(program->registerInfo(number)); };

@@ -1,4 +1,5 @@
 // One step over the current block.
+#include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
 #include "frame/step_rules.h"
 #include "frame/validity.h"
@@ -29,6 +30,7 @@ struct StepFrame {
     std::int64_t* elementIndices;
     long long blockStart;
     int count;
+    BlockKnowledge& known;
 
     std::int64_t resultLanes() const { return std::int64_t{count} * step.resultMultiplicity; }
     unsigned char* resultData() const { return registers.data(step.result); }
@@ -36,6 +38,15 @@ struct StepFrame {
     const unsigned char* operandData(int slot) const { return registers.data(step.operands[slot]); }
     const unsigned char* operandValidity(int slot) const {
         return registers.validity(step.operands[slot]);
+    }
+    /// As `operandValidity`, but null, which means valid throughout, where that is known.
+    const unsigned char* doubtfulValidity(int slot) const {
+        return known.isValid(step.operands[slot]) ? nullptr : operandValidity(slot);
+    }
+    /// Looks through the result's validity, which the step has written in a way of its own.
+    void findOutValidity() const {
+        if (known.remembers())
+            known.setValid(step.result, isOneThroughout(resultValidity(), count));
     }
 };
 
@@ -45,6 +56,8 @@ Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
     countUp(frame.resultData(), frame.blockStart, frame.count);
+    frame.known.changed(frame.step.result);
+    frame.known.ownNumbers = frame.step.result;
     return Faults::none;
 }
 
@@ -65,8 +78,34 @@ Fault runLoadUniform(const StepFrame& frame) {
                        frame.resultData(), frame.count, frame.step.resultMultiplicity);
 }
 
-// With an operand, its values are the numbers of the elements to read; without one they are the
-// block's own.
+/// The numbers of the elements that a field is read at: with an operand its values, without one the
+/// block's own. They are read where they stand, unless they are of another width or would be
+/// overwritten by the values that are read.
+const std::int64_t* indicesOf(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    if (step.arity <= 0)
+        countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
+                frame.count);
+    else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
+        return reinterpret_cast<const std::int64_t*>(frame.operandData(0));
+    else
+        copyIndices(frame.elementIndices, frame.operandData(0), step.operandKinds[0], frame.count);
+    return frame.elementIndices;
+}
+
+/// Whether the element numbers are valid and run on by one. Many fields are read at the same ones.
+bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
+    BlockKnowledge& known = frame.known;
+    const int operand = frame.step.operands[0];
+    if (frame.step.arity <= 0 || (known.ownNumbers == operand && known.isValid(operand)))
+        return true;
+    if (known.scanned != operand) {
+        known.scannedRunsOn = isContiguous(indices, frame.doubtfulValidity(0), frame.count);
+        known.scanned = operand;
+    }
+    return known.scannedRunsOn;
+}
+
 Fault runLoadField(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::field(step, frame.program))
@@ -78,19 +117,18 @@ Fault runLoadField(const StepFrame& frame) {
     if (const Fault fault = StepRules::fieldIndexOperand(step))
         return fault;
 
-    FieldRead request{frame.resultData(),   frame.resultValidity(),
-                      step.resultKind,      step.resultMultiplicity,
-                      frame.elementIndices, true,
-                      frame.count};
-    if (step.arity > 0) {
-        copyIndices(frame.elementIndices, frame.operandData(0), step.operandKinds[0], frame.count);
-        request.contiguous =
-            isContiguous(frame.elementIndices, frame.operandValidity(0), frame.count);
-    } else {
-        countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
-                frame.count);
-    }
-    return field->read(request) ? Faults::none : Faults::fieldDeclined;
+    const std::int64_t* const indices = indicesOf(frame);
+    const FieldRead request{frame.resultData(),
+                            frame.resultValidity(),
+                            step.resultKind,
+                            step.resultMultiplicity,
+                            indices,
+                            indicesRunOn(frame, indices),
+                            frame.count};
+    if (!field->read(request))
+        return Faults::fieldDeclined;
+    frame.findOutValidity();
+    return Faults::none;
 }
 
 Fault runSample(const StepFrame& frame) {
@@ -105,7 +143,10 @@ Fault runSample(const StepFrame& frame) {
         sampler->sample(frame.operandData(0), step.operandKinds[0], step.operandMultiplicities[0],
                         frame.resultData(), step.resultKind, step.resultMultiplicity,
                         frame.resultValidity(), frame.count);
-    return sampled ? Faults::none : Faults::samplerDeclined;
+    if (!sampled)
+        return Faults::samplerDeclined;
+    frame.findOutValidity();
+    return Faults::none;
 }
 
 Fault runComponent(const StepFrame& frame) {
@@ -122,8 +163,12 @@ Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const Interpreter::Step& step = frame.step;
     const UnaryArgs args{frame.resultData(), frame.operandData(0), frame.count,
                          step.operandMultiplicities[0]};
-    return dispatchUnary(op, step.resultKind, step.operandKinds[0], args) ? Faults::none
-                                                                          : Faults::unaryKernel;
+    if (!dispatchUnary(op, step.resultKind, step.operandKinds[0], args))
+        return Faults::unaryKernel;
+    // As many lanes as the operand has are negated, which is more than the result has room for.
+    if (op == UnaryOp::Negate && step.operandMultiplicities[0] > step.resultMultiplicity)
+        frame.known.forget();
+    return Faults::none;
 }
 
 Fault runArithmetic(const StepFrame& frame) {
@@ -141,7 +186,12 @@ Fault runArithmetic(const StepFrame& frame) {
                               op};
     const bool ran =
         dispatchArithmetic(step.resultKind, step.operandKinds[0], step.operandKinds[1], args);
-    return ran ? Faults::none : Faults::arithmeticKernel;
+    if (!ran)
+        return Faults::arithmeticKernel;
+    // Divisors that are zero make elements invalid.
+    if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
+        frame.findOutValidity();
+    return Faults::none;
 }
 
 // The result is valid throughout: what an invalid operand means, its value tells.
@@ -151,9 +201,9 @@ Fault runComparison(const StepFrame& frame) {
         return fault;
     const ComparisonArgs args{frame.resultData(),
                               frame.operandData(0),
-                              frame.operandValidity(0),
+                              frame.doubtfulValidity(0),
                               frame.operandData(1),
-                              frame.operandValidity(1),
+                              frame.doubtfulValidity(1),
                               frame.count,
                               step.resultMultiplicity,
                               step.rightScalar,
@@ -161,7 +211,9 @@ Fault runComparison(const StepFrame& frame) {
                                   static_cast<std::uint32_t>(OpCode::Less)};
     if (!dispatchComparison(step.operandKinds[0], step.operandKinds[1], args))
         return Faults::comparisonKernel;
-    std::memset(frame.resultValidity(), 1, static_cast<std::size_t>(frame.count));
+    if (!frame.known.isValid(step.result))
+        std::memset(frame.resultValidity(), 1, static_cast<std::size_t>(frame.count));
+    frame.known.setValid(step.result, true);
     return Faults::none;
 }
 
@@ -177,6 +229,7 @@ Fault runIsTrue(const StepFrame& frame) {
         return fault;
     isTrue({frame.resultData(), frame.resultValidity(), frame.operandData(0),
             frame.operandValidity(0), frame.count, frame.step.resultMultiplicity});
+    frame.known.setValid(frame.step.result, true);
     return Faults::none;
 }
 
@@ -194,12 +247,15 @@ Fault runSelect(const StepFrame& frame) {
         return fault;
     const SelectArgs args{frame.resultData(),   frame.resultValidity(),
                           frame.operandData(0), step.operandMultiplicities[0],
-                          frame.operandData(1), frame.operandValidity(1),
-                          frame.operandData(2), frame.operandValidity(2),
+                          frame.operandData(1), frame.doubtfulValidity(1),
+                          frame.operandData(2), frame.doubtfulValidity(2),
                           frame.count,          step.resultMultiplicity};
     const bool ran =
         dispatchSelect(step.resultKind, step.operandKinds[1], step.operandKinds[2], args);
-    return ran ? Faults::none : Faults::selectKernel;
+    if (!ran)
+        return Faults::selectKernel;
+    frame.findOutValidity();
+    return Faults::none;
 }
 
 Fault runOpCode(const StepFrame& frame) {
@@ -248,20 +304,43 @@ Fault runOpCode(const StepFrame& frame) {
     return Faults::opCode;
 }
 
+/// Gives the result the validity of the first two operands together.
+void passValidityOn(const Interpreter::Step& step, RegisterFile& registers, int count,
+                    BlockKnowledge& known) {
+    const int left = step.operands[0];
+    const int right = step.arity > 1 ? step.operands[1] : noRegister;
+    if (known.isValid(left) && (step.arity < 2 || known.isValid(right))) {
+        if (!known.isValid(step.result))
+            std::memset(registers.validity(step.result), 1, static_cast<std::size_t>(count));
+        known.setValid(step.result, true);
+        return;
+    }
+    combineValidity(registers.validity(step.result), registers.validity(left),
+                    step.arity > 1 ? registers.validity(right) : nullptr, count);
+    known.setValid(step.result, false);
+}
+
 } // namespace
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
+    BlockKnowledge nothing;
+    return runOn(step, bindings, blockStart, nothing);
+}
+
+bool Interpreter::runOn(const Step& step, const Bindings& bindings, long long blockStart,
+                        BlockKnowledge& known) {
     ++stepsExecuted;
     const int count = registers.liveElements();
     // A Nop has no registers, whatever its arity is said to be.
     if (step.arity > 0 && step.op != OpCode::Nop)
-        combineValidity(registers.validity(step.result), registers.validity(step.operands[0]),
-                        step.arity > 1 ? registers.validity(step.operands[1]) : nullptr, count);
+        passValidityOn(step, registers, count, known);
 
     const StepFrame frame{step,       *program, bindings, registers, elementIndices.data(),
-                          blockStart, count};
+                          blockStart, count,    known};
     if (const Fault fault = runOpCode(frame))
         return refuseAtRun(fault.code, fault.message);
+    if (step.op != OpCode::ElementIndex)
+        known.changed(step.result);
     return true;
 }
 

@@ -30,4 +30,8 @@ void bothValid(unsigned char* result, const unsigned char* left, const unsigned 
     kernels.chosen().bothValid(result, left, right, count);
 }
 
+bool isOneThroughout(const unsigned char* validity, std::int64_t count) {
+    return kernels.chosen().isOneThroughout(validity, count);
+}
+
 } // namespace Fenlet

@@ -19,11 +19,15 @@ bool isContiguous(const std::int64_t* indices, const unsigned char* validity, st
 void bothValid(unsigned char* result, const unsigned char* left, const unsigned char* right,
                std::int64_t count);
 
+/// Whether all of `count` validity bytes are 1.
+bool isOneThroughout(const unsigned char* validity, std::int64_t count);
+
 struct ElementKernels {
     void (*countUp)(unsigned char*, std::int64_t, std::int64_t);
     void (*widenIndices)(std::int64_t*, const unsigned char*, std::int64_t);
     bool (*isContiguous)(const std::int64_t*, const unsigned char*, std::int64_t);
     void (*bothValid)(unsigned char*, const unsigned char*, const unsigned char*, std::int64_t);
+    bool (*isOneThroughout)(const unsigned char*, std::int64_t);
 };
 
 } // namespace Fenlet

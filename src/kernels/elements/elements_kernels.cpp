@@ -51,6 +51,22 @@ bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
     return true;
 }
 
+unsigned char differsFromOne(const unsigned char* validity, std::int64_t count) {
+    unsigned char found = 0;
+    for (std::int64_t i = 0; i < count; ++i)
+        found |= validity[i] ^ 1;
+    return found;
+}
+
+// In pieces, as above: what is missing is often missing early.
+bool runIsOneThroughout(const unsigned char* validity, std::int64_t count) {
+    constexpr std::int64_t piece = 256;
+    for (std::int64_t done = 0; done < count; done += piece)
+        if (differsFromOne(validity + done, atMost(piece, count - done)) != 0)
+            return false;
+    return true;
+}
+
 struct BothValid {
     using Left = unsigned char;
     using Right = unsigned char;
@@ -64,7 +80,7 @@ struct BothValid {
 
 extern const ElementKernels elementKernels;
 const ElementKernels elementKernels = {&runCountUp, &runWidenIndices, &runIsContiguous,
-                                       &combineRun<BothValid>};
+                                       &combineRun<BothValid>, &runIsOneThroughout};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -1,0 +1,229 @@
+// A run remembers what it has found out of a block. What it hands to the sink is what its steps
+// leave that know nothing of each other.
+#include "doubles/program_sketch.h"
+#include "doubles/recording.h"
+
+#include <algorithm>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace Fenlet {
+namespace {
+
+using Doubles::ProgramSketch;
+using Doubles::RecordingField;
+using Bytes = std::vector<unsigned char>;
+
+constexpr int blockSize = 64;
+constexpr int elementCount = 150;
+
+/// A program with one field, and what that field does.
+struct Case {
+    ProgramSketch program;
+    std::function<bool(const FieldRead&)> read = [](const FieldRead&) { return true; };
+};
+
+/// All register bytes after each block, each step run by itself.
+std::vector<Bytes> blocksOfSteps(const Case& run) {
+    std::vector<Bytes> blocks;
+    Interpreter interpreter;
+    EXPECT_TRUE(interpreter.configure(run.program, blockSize)) << interpreter.lastRefusalMessage();
+    RecordingField field;
+    field.answer = run.read;
+    CpuFieldAccessor* const fields[] = {&field};
+    auto& registers = const_cast<RegisterFile&>(interpreter.registerFile());
+    for (int start = 0; start < elementCount; start += blockSize) {
+        registers.setBlockLength(std::min(blockSize, elementCount - start));
+        for (int number = 0; number < registers.registerCount(); ++number)
+            std::memset(registers.validity(number), 1,
+                        static_cast<std::size_t>(registers.liveElements()));
+        for (const Interpreter::Step& step : interpreter.plan())
+            EXPECT_TRUE(interpreter.runStep(step, {fields, 1}, start));
+        blocks.emplace_back(registers.data(0), registers.data(0) + registers.byteCount());
+    }
+    return blocks;
+}
+
+std::vector<Bytes> blocksOfRun(const Case& run) {
+    struct Sink : BlockSink {
+        std::vector<Bytes> blocks;
+        bool consume(const RegisterFile& registers, long long, int) override {
+            blocks.emplace_back(registers.data(0), registers.data(0) + registers.byteCount());
+            return true;
+        }
+    } sink;
+    Interpreter interpreter;
+    EXPECT_TRUE(interpreter.configure(run.program, blockSize));
+    RecordingField field;
+    field.answer = run.read;
+    CpuFieldAccessor* const fields[] = {&field};
+    EXPECT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    return sink.blocks;
+}
+
+void expectTheSame(const Case& run) {
+    const std::vector<Bytes> steps = blocksOfSteps(run);
+    EXPECT_EQ(blocksOfRun(run), steps);
+    EXPECT_EQ(steps.size(), 3u);
+}
+
+/// index, value = field[index], sum = value + value: registers 0, 1 and 2.
+struct FieldSum : Case {
+    FieldSum() {
+        program.addRegister(RegisterFormat::Int64);
+        program.addRegister(RegisterFormat::Float32);
+        program.addRegister(RegisterFormat::Float32);
+        program.fields.resize(1);
+        program.add(OpCode::ElementIndex, 0);
+        program.add(OpCode::LoadField, 1, {0}, 0);
+        program.add(OpCode::Add, 2, {1, 1});
+    }
+};
+
+TEST(BlockKnowledge, OfValidityFollowsWhatAFieldClears) {
+    FieldSum run;
+    run.read = [](const FieldRead& request) {
+        for (int i = 0; i < request.count; ++i)
+            if (request.indices[i] % 70 == 3) // in the first two blocks, and not in the third
+                request.validity[i] = 0;
+        return true;
+    };
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, OfValidityIsOfOnesAndNotOfStrayBytes) {
+    FieldSum run;
+    run.read = [](const FieldRead& request) {
+        request.validity[request.count - 1] = 7;
+        return true;
+    };
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, OfValidityFollowsZeroDivisors) {
+    Case run;
+    for (int i = 0; i < 3; ++i)
+        run.program.addRegister(RegisterFormat::Int32);
+    const auto seven = run.program.addConstant(Doubles::integerConstant({7}));
+    const auto zero = run.program.addConstant(Doubles::integerConstant({0}));
+    run.program.add(OpCode::LoadConstant, 0, {}, seven);
+    run.program.add(OpCode::LoadConstant, 1, {}, zero);
+    run.program.add(OpCode::Divide, 2, {0, 1});
+    run.program.add(OpCode::Add, 0, {2, 2});
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, OfValidityFollowsAConditionThatIsUnknown) {
+    FieldSum run;
+    const auto condition = run.program.addRegister(RegisterFormat::Tribool);
+    const auto chosen = run.program.addRegister(RegisterFormat::Float32);
+    run.program.add(OpCode::Less, condition, {1, 2});
+    run.program.add(OpCode::Select, chosen, {condition, 1, 2});
+    run.program.add(OpCode::Add, 2, {chosen, chosen});
+    run.read = [](const FieldRead& request) {
+        request.validity[request.count / 2] = 0;
+        return true;
+    };
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, IsLostWhereANegationRunsPastItsRegister) {
+    Case run;
+    const auto vector = run.program.addRegister(RegisterFormat::Float32, 8);
+    const auto narrow = run.program.addRegister(RegisterFormat::Float32);
+    const auto next = run.program.addRegister(RegisterFormat::Float32);
+    const auto sum = run.program.addRegister(RegisterFormat::Float32);
+    run.program.addRegister(RegisterFormat::Float32, 16);
+    const auto constant =
+        run.program.addConstant(Doubles::realConstant({1, 2, 0, 4, 0.1, 6, 7, 0}));
+    run.program.add(OpCode::LoadConstant, vector, {}, constant);
+    run.program.add(OpCode::Negate, narrow, {vector});
+    run.program.add(OpCode::Add, sum, {next, next});
+    expectTheSame(run);
+}
+
+/// What each read of a field was told: whether its numbers run on, and the numbers.
+std::vector<bool> runsOn(const Case& run) {
+    RecordingField field;
+    CpuFieldAccessor* const fields[] = {&field};
+    struct Sink : BlockSink {
+        bool consume(const RegisterFile&, long long, int) override { return true; }
+    } sink;
+    Interpreter interpreter;
+    EXPECT_TRUE(interpreter.configure(run.program, blockSize));
+    EXPECT_TRUE(interpreter.evaluate(1000, blockSize, {fields, 1}, sink));
+    std::vector<bool> told;
+    for (const RecordingField::Read& read : field.reads)
+        told.push_back(read.request.contiguous);
+    return told;
+}
+
+TEST(BlockKnowledge, OfElementNumbersEndsWhenTheirRegisterIsWritten) {
+    FieldSum run;
+    const auto seven = run.program.addConstant(Doubles::integerConstant({7}));
+    run.program.add(OpCode::LoadField, 1, {0}, 0);
+    run.program.add(OpCode::LoadConstant, 0, {}, seven);
+    run.program.add(OpCode::LoadField, 1, {0}, 0);
+    run.program.add(OpCode::LoadField, 2, {0}, 0);
+    run.program.add(OpCode::ElementIndex, 0);
+    run.program.add(OpCode::LoadField, 2, {0}, 0);
+    EXPECT_EQ(runsOn(run), (std::vector<bool>{true, true, false, false, true}));
+}
+
+TEST(BlockKnowledge, OfElementNumbersCountsTheirValidity) {
+    FieldSum run;
+    run.program.registers[1].format = RegisterFormat::Int64;
+    // Elements are read at the values of a field, and those are the block's own numbers but one of
+    // them missing.
+    run.program.add(OpCode::LoadField, 2, {1}, 0);
+    run.program.add(OpCode::ElementIndex, 1);
+    run.program.add(OpCode::LoadField, 2, {1}, 0);
+    RecordingField field;
+    field.answer = [](const FieldRead& request) {
+        if (request.kind == CpuElementKind::Int64) {
+            std::memcpy(request.values, request.indices,
+                        static_cast<std::size_t>(request.count) * sizeof(std::int64_t));
+            request.validity[5] = 0;
+        }
+        return true;
+    };
+    CpuFieldAccessor* const fields[] = {&field};
+    struct Sink : BlockSink {
+        bool consume(const RegisterFile&, long long, int) override { return true; }
+    } sink;
+    Interpreter interpreter;
+    run.program.instructions.erase(run.program.instructions.begin() + 2); // the sum
+    ASSERT_TRUE(interpreter.configure(run.program, blockSize)) << interpreter.lastRefusalMessage();
+    ASSERT_TRUE(interpreter.evaluate(0, blockSize, {fields, 1}, sink));
+    ASSERT_EQ(field.reads.size(), 3u);
+    EXPECT_TRUE(field.reads[0].request.contiguous);
+    EXPECT_FALSE(field.reads[1].request.contiguous);
+    EXPECT_FALSE(field.reads[2].request.contiguous);
+    EXPECT_EQ(field.reads[1].validity[5], 0);
+    EXPECT_EQ(field.reads[2].validity[5], 0);
+}
+
+TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
+    FieldSum run;
+    run.program.add(OpCode::LoadField, 0, {0}, 0); // into the register of its own numbers
+    run.program.add(OpCode::LoadField, 1, {0}, 0);
+    run.read = [](const FieldRead& request) {
+        if (request.kind == CpuElementKind::Int64)
+            for (int i = 0; i < request.count; ++i) {
+                const std::int64_t doubled = request.indices[i] * 2;
+                // One place too far: what is still to be read must not stand there.
+                const int place = i + 1 < request.count ? i + 1 : 0;
+                std::memcpy(request.values + place * 8, &doubled, 8);
+            }
+        return true;
+    };
+    expectTheSame(run);
+    EXPECT_EQ(runsOn(run).size(), 3u);
+    const std::vector<Bytes> blocks = blocksOfRun(run);
+    std::int64_t second;
+    std::memcpy(&second, blocks[0].data() + 16, 8);
+    EXPECT_EQ(second, 2);
+}
+
+} // namespace
+} // namespace Fenlet
