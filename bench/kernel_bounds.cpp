@@ -1,0 +1,467 @@
+// The best loops that we can write by hand, compiled once for each instruction set.
+//
+// Values that are converted to integers are in range: a cast is then the instruction alone.
+#include "kernel_bounds.h"
+
+#include "kernels/conversions/conversions.h"
+
+#include <cstdint>
+#include <utility>
+#ifdef __F16C__
+#include <immintrin.h>
+#endif
+
+namespace Fenlet::Bench {
+inline namespace FENLET_TARGET {
+namespace {
+
+using Byte = unsigned char;
+using Int32 = std::int32_t;
+using Int64 = std::int64_t;
+
+constexpr int count = boundElements;
+#if defined(__AVX512F__)
+constexpr int vectorBytes = 64;
+#elif defined(__AVX2__)
+constexpr int vectorBytes = 32;
+#else
+constexpr int vectorBytes = 16;
+#endif
+
+struct Add {
+    template <class Value>
+    static Value of(Value a, Value b) {
+        return a + b;
+    }
+};
+struct Multiply {
+    template <class Value>
+    static Value of(Value a, Value b) {
+        return a * b;
+    }
+};
+struct Divide {
+    template <class Value>
+    static Value of(Value a, Value b) {
+        return a / b;
+    }
+};
+
+/// Sums and products of integers wrap.
+template <class Operation, class Value>
+Value operate(Value a, Value b) {
+    if constexpr (isSame<Value, Int32>)
+        return static_cast<Int32>(
+            Operation::of(static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b)));
+    else
+        return Operation::of(a, b);
+}
+
+template <class Operation, class Result, class Left, class Right, int multiplicity>
+void arithmetic(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<Result*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const Left*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Right*>(areas.right);
+    for (int i = 0; i < count * multiplicity; ++i)
+        result[i] = operate<Operation>(static_cast<Result>(left[i]), static_cast<Result>(right[i]));
+}
+
+template <class Value>
+struct VectorOf {
+    static constexpr int lanes = vectorBytes / static_cast<int>(sizeof(Value));
+    using Type __attribute__((vector_size(vectorBytes))) = Value;
+
+    static Type load(const Value* from) {
+        Type vector;
+        __builtin_memcpy(&vector, from, sizeof(vector));
+        return vector;
+    }
+    static void store(Value* to, const Type& vector) {
+        __builtin_memcpy(to, &vector, sizeof(vector));
+    }
+};
+
+/// Part `part` of as many vectors as there are components: each scalar as often as that.
+template <class Operation, class Value, int multiplicity, int part, int... lane>
+void partByScalar(Value* result, const Value* left, const typename VectorOf<Value>::Type& scalars,
+                  std::integer_sequence<int, lane...> /*lanes*/) {
+    using Vector = VectorOf<Value>;
+    constexpr int first = part * Vector::lanes;
+    const typename Vector::Type spread =
+        __builtin_shufflevector(scalars, scalars, ((first + lane) / multiplicity)...);
+    Vector::store(result + first, Operation::of(Vector::load(left + first), spread));
+}
+
+template <class Operation, class Value, int multiplicity, int... part>
+void elementsByScalar(Value* result, const Value* left, const Value* right,
+                      std::integer_sequence<int, part...> /*parts*/) {
+    using Vector = VectorOf<Value>;
+    const typename Vector::Type scalars = Vector::load(right);
+    (partByScalar<Operation, Value, multiplicity, part>(
+         result, left, scalars, std::make_integer_sequence<int, Vector::lanes>()),
+     ...);
+}
+
+/// Vectors on the left, one component for each on the right.
+template <class Operation, class Value, int multiplicity>
+void byScalar(const LoopAreas& areas) {
+    auto* const result = reinterpret_cast<Value*>(areas.result);
+    const auto* const left = reinterpret_cast<const Value*>(areas.left);
+    const auto* const right = reinterpret_cast<const Value*>(areas.right);
+    for (int i = 0; i < count; i += VectorOf<Value>::lanes)
+        elementsByScalar<Operation, Value, multiplicity>(
+            result + i * multiplicity, left + i * multiplicity, right + i,
+            std::make_integer_sequence<int, multiplicity>());
+}
+
+/// Through double, which has room for every Int32 and rounds no quotient across a whole number.
+void divideInt32(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<Int32*>(areas.result);
+    Byte* const __restrict validity = areas.resultValidity;
+    const auto* const __restrict left = reinterpret_cast<const Int32*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Int32*>(areas.right);
+    for (int i = 0; i < count; ++i) {
+        const Int32 divisor = right[i];
+        const auto quotient = static_cast<double>(left[i]) / static_cast<double>(divisor);
+        result[i] = divisor == 0 ? 0 : static_cast<Int32>(quotient);
+        validity[i] = divisor == 0 ? Byte{0} : validity[i];
+    }
+}
+
+#ifdef __F16C__
+#ifdef __AVX512F__
+constexpr int halfLanes = 16;
+// Without a mask, headers of g++ 12 warn of what they leave open on purpose.
+constexpr __mmask16 all = 0xFFFF;
+using Singles = __m512;
+inline Singles widen(const Half* halves) {
+    return _mm512_maskz_cvtph_ps(all, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(halves)));
+}
+inline void narrow(Half* halves, const Singles& singles) {
+    _mm256_storeu_si256(
+        reinterpret_cast<__m256i*>(halves),
+        _mm512_maskz_cvtps_ph(all, singles, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC));
+}
+#else
+constexpr int halfLanes = 8;
+using Singles = __m256;
+inline Singles widen(const Half* halves) {
+    return _mm256_cvtph_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(halves)));
+}
+inline void narrow(Half* halves, const Singles& singles) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(halves),
+                     _mm256_cvtps_ph(singles, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC));
+}
+#endif
+#else
+constexpr int halfLanes = 1;
+using Singles = float;
+inline Singles widen(const Half* half) {
+    return halfToFloat32(*half);
+}
+inline void narrow(Half* half, float single) {
+    *half = float32ToHalf(single);
+}
+#endif
+
+inline Singles widen(const float* singles) {
+    Singles wide;
+    __builtin_memcpy(&wide, singles, sizeof(wide));
+    return wide;
+}
+inline void narrow(float* singles, const Singles& wide) {
+    __builtin_memcpy(singles, &wide, sizeof(wide));
+}
+
+/// Of halves and singles, computed in singles.
+template <class Operation, class Result, class Left, class Right>
+void throughSingles(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<Result*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const Left*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Right*>(areas.right);
+    for (int i = 0; i < count; i += halfLanes)
+        narrow(result + i, Operation::of(widen(left + i), widen(right + i)));
+}
+
+template <class To, class From>
+void convertHalves(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<To*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const From*>(areas.left);
+    for (int i = 0; i < count; i += halfLanes)
+        narrow(result + i, widen(left + i));
+}
+
+template <class To, class From>
+void convertLanes(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<To*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const From*>(areas.left);
+    for (int i = 0; i < count; ++i)
+        result[i] = static_cast<To>(left[i]);
+}
+
+inline Byte known(bool truth, Byte leftValidity, Byte rightValidity) {
+    const bool isKnown = (leftValidity != 0) & (rightValidity != 0);
+    return isKnown ? static_cast<Byte>(truth) : Byte{255};
+}
+
+template <class Left, class Right, class Common, int multiplicity>
+void less(const LoopAreas& areas) {
+    Byte* const __restrict result = areas.result;
+    const auto* const __restrict left = reinterpret_cast<const Left*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Right*>(areas.right);
+    const Byte* const __restrict leftValidity = areas.leftValidity;
+    const Byte* const __restrict rightValidity = areas.rightValidity;
+    for (int i = 0; i < count; ++i)
+        for (int k = 0; k < multiplicity; ++k)
+            result[i * multiplicity + k] =
+                known(static_cast<Common>(left[i * multiplicity + k]) <
+                          static_cast<Common>(right[i * multiplicity + k]),
+                      leftValidity[i], rightValidity[i]);
+}
+
+void lessHalves(const LoopAreas& areas) {
+    Byte* const __restrict result = areas.result;
+    const auto* const __restrict left = reinterpret_cast<const Half*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Half*>(areas.right);
+    for (int tile = 0; tile < count; tile += 64) {
+        float leftSingles[64];
+        float rightSingles[64];
+        for (int i = 0; i < 64; i += halfLanes) {
+            narrow(leftSingles + i, widen(left + tile + i));
+            narrow(rightSingles + i, widen(right + tile + i));
+        }
+        for (int i = 0; i < 64; ++i)
+            result[tile + i] = known(leftSingles[i] < rightSingles[i], areas.leftValidity[tile + i],
+                                     areas.rightValidity[tile + i]);
+    }
+}
+
+template <class Map>
+void onTruths(const LoopAreas& areas) {
+    Byte* const __restrict result = areas.result;
+    const Byte* const __restrict left = areas.left;
+    const Byte* const __restrict right = areas.right;
+    for (int i = 0; i < count; ++i)
+        result[i] = Map::of(left[i], right[i]);
+}
+
+// Bytes are 0, 1 and 255 here, and no other.
+struct Both {
+    static Byte of(Byte a, Byte b) {
+        const bool isFalse = (a == 0) | (b == 0);
+        return isFalse ? Byte{0} : static_cast<Byte>(a | b);
+    }
+};
+struct Either {
+    static Byte of(Byte a, Byte b) {
+        const bool isTrue = (a == 1) | (b == 1);
+        return isTrue ? Byte{1} : static_cast<Byte>(a | b);
+    }
+};
+struct Inverse {
+    static Byte of(Byte a, Byte /*b*/) { return a == 255 ? a : static_cast<Byte>(a ^ 1); }
+};
+
+void isTrue(const LoopAreas& areas) {
+    Byte* const __restrict result = areas.result;
+    const Byte* const __restrict left = areas.left;
+    const Byte* const __restrict validity = areas.leftValidity;
+    for (int i = 0; i < count; ++i)
+        result[i] = static_cast<Byte>((left[i] == 1) & (validity[i] != 0));
+    __builtin_memset(areas.resultValidity, 1, count);
+}
+
+template <class Value, int multiplicity>
+void choose(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<Value*>(areas.result);
+    Byte* const __restrict validity = areas.resultValidity;
+    const auto* const __restrict left = reinterpret_cast<const Value*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Value*>(areas.right);
+    const Byte* const __restrict leftValidity = areas.leftValidity;
+    const Byte* const __restrict rightValidity = areas.rightValidity;
+    const Byte* const __restrict condition = areas.condition;
+    for (int i = 0; i < count; ++i)
+        for (int k = 0; k < multiplicity; ++k)
+            result[i * multiplicity + k] =
+                condition[i] != 0 ? left[i * multiplicity + k] : right[i * multiplicity + k];
+    for (int i = 0; i < count; ++i)
+        validity[i] = condition[i] != 0 ? leftValidity[i] : rightValidity[i];
+}
+
+void negate(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<float*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const float*>(areas.left);
+    for (int i = 0; i < count; ++i)
+        result[i] = -left[i];
+}
+
+void length(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<float*>(areas.result);
+    const auto* const __restrict left = reinterpret_cast<const float*>(areas.left);
+    for (int i = 0; i < count; ++i) {
+        const float x = left[i * 3];
+        const float y = left[i * 3 + 1];
+        const float z = left[i * 3 + 2];
+        result[i] = __builtin_sqrtf(x * x + y * y + z * z);
+    }
+}
+
+/// Where lane `lane` of one component's vector stands, in vector `part` of those that hold whole
+/// elements; its own place in `taken` if it is in none of those up to `part`.
+constexpr int placeOf(int lane, int part, int lanes, int multiplicity) {
+    const int place = lane * multiplicity + 1;
+    return place / lanes == part ? lanes + place % lanes : lane;
+}
+
+template <int multiplicity, int part, int... lane>
+void takeFrom(VectorOf<float>::Type& taken, const float* left,
+              std::integer_sequence<int, lane...> /*lanes*/) {
+    constexpr int lanes = VectorOf<float>::lanes;
+    taken = __builtin_shufflevector(taken, VectorOf<float>::load(left + part * lanes),
+                                    placeOf(lane, part, lanes, multiplicity)...);
+}
+
+template <int multiplicity, int... part>
+void componentOf(float* result, const float* left, std::integer_sequence<int, part...> /*parts*/) {
+    VectorOf<float>::Type taken = VectorOf<float>::load(left);
+    (takeFrom<multiplicity, part>(taken, left,
+                                  std::make_integer_sequence<int, VectorOf<float>::lanes>()),
+     ...);
+    VectorOf<float>::store(result, taken);
+}
+
+/// Component 1.
+template <int multiplicity>
+void component(const LoopAreas& areas) {
+    auto* const result = reinterpret_cast<float*>(areas.result);
+    const auto* const left = reinterpret_cast<const float*>(areas.left);
+    for (int i = 0; i < count; i += VectorOf<float>::lanes)
+        componentOf<multiplicity>(result + i, left + i * multiplicity,
+                                  std::make_integer_sequence<int, multiplicity>());
+}
+
+constexpr int touchedBytes = 16384;
+
+/// Loads alone, as wide as they can be.
+void readBytes(const LoopAreas& areas) {
+    using Vector = VectorOf<Int64>;
+    const auto* const left = reinterpret_cast<const Int64*>(areas.left);
+    Vector::Type sums[4] = {};
+    for (int i = 0; i < touchedBytes / 8; i += 4 * Vector::lanes)
+        for (int k = 0; k < 4; ++k)
+            sums[k] |= Vector::load(left + i + k * Vector::lanes);
+    Vector::store(reinterpret_cast<Int64*>(areas.result),
+                  (sums[0] | sums[1]) | (sums[2] | sums[3]));
+}
+
+/// Stores alone.
+void writeBytes(const LoopAreas& areas) {
+    using Vector = VectorOf<Int64>;
+    auto* const result = reinterpret_cast<Int64*>(areas.result);
+    const Vector::Type zeros = {};
+    for (int i = 0; i < touchedBytes / 8; i += Vector::lanes)
+        Vector::store(result + i, zeros);
+}
+
+template <class Operation, class Result, class Left, class Right, int multiplicity = 1>
+constexpr NamedLoop arithmeticLoop(const char* name) {
+    constexpr int lanes = count * multiplicity;
+    return {name, &arithmetic<Operation, Result, Left, Right, multiplicity>, lanes,
+            lanes * static_cast<int>(sizeof(Left) + sizeof(Right)),
+            lanes * static_cast<int>(sizeof(Result))};
+}
+template <class Operation, class Value, int multiplicity>
+constexpr NamedLoop byScalarLoop(const char* name) {
+    constexpr int size = sizeof(Value);
+    return {name, &byScalar<Operation, Value, multiplicity>, count * multiplicity,
+            count * (multiplicity + 1) * size, count * multiplicity * size};
+}
+template <class Operation, class Result, class Left, class Right>
+constexpr NamedLoop singlesLoop(const char* name) {
+    return {name, &throughSingles<Operation, Result, Left, Right>, count,
+            count * static_cast<int>(sizeof(Left) + sizeof(Right)),
+            count * static_cast<int>(sizeof(Result))};
+}
+template <class To, class From>
+constexpr NamedLoop conversionLoop(const char* name, void (*run)(const LoopAreas&)) {
+    return {name, run, count, count * static_cast<int>(sizeof(From)),
+            count * static_cast<int>(sizeof(To))};
+}
+template <class Left, class Right, class Common, int multiplicity = 1>
+constexpr NamedLoop lessLoop(const char* name) {
+    return {name, &less<Left, Right, Common, multiplicity>, count * multiplicity,
+            count * (multiplicity * static_cast<int>(sizeof(Left) + sizeof(Right)) + 2),
+            count * multiplicity};
+}
+template <class Value, int multiplicity>
+constexpr NamedLoop chooseLoop(const char* name) {
+    constexpr int size = multiplicity * static_cast<int>(sizeof(Value));
+    return {name, &choose<Value, multiplicity>, count * multiplicity, count * (2 * size + 3),
+            count * (size + 1)};
+}
+
+} // namespace
+
+extern const NamedLoop handLoops[];
+const NamedLoop handLoops[] = {
+    {"read", &readBytes, touchedBytes, touchedBytes, 0},
+    {"write", &writeBytes, touchedBytes, 0, touchedBytes},
+    arithmeticLoop<Add, float, float, float>("f32 + f32"),
+    arithmeticLoop<Add, float, float, float, 3>("f32 + f32, x3"),
+    arithmeticLoop<Add, float, float, float, 4>("f32 + f32, x4"),
+    arithmeticLoop<Multiply, float, float, float>("f32 * f32"),
+    arithmeticLoop<Divide, float, float, float>("f32 / f32"),
+    byScalarLoop<Multiply, float, 2>("f32 * f32, x2 by scalar"),
+    byScalarLoop<Multiply, float, 3>("f32 * f32, x3 by scalar"),
+    byScalarLoop<Multiply, float, 4>("f32 * f32, x4 by scalar"),
+    byScalarLoop<Divide, float, 3>("f32 / f32, x3 by scalar"),
+    arithmeticLoop<Add, double, double, double>("f64 + f64"),
+    arithmeticLoop<Multiply, double, double, double>("f64 * f64"),
+    arithmeticLoop<Divide, double, double, double>("f64 / f64"),
+    byScalarLoop<Multiply, double, 3>("f64 * f64, x3 by scalar"),
+    arithmeticLoop<Add, Int32, Int32, Int32>("i32 + i32"),
+    arithmeticLoop<Multiply, Int32, Int32, Int32>("i32 * i32"),
+    {"i32 / i32", &divideInt32, count, count * 9, count * 5},
+    arithmeticLoop<Add, double, Int32, float>("i32 + f32 in f64"),
+    arithmeticLoop<Multiply, float, float, Int32>("f32 * i32 in f32"),
+    arithmeticLoop<Multiply, double, double, float>("f64 * f32 in f64"),
+    arithmeticLoop<Add, float, double, float>("f64 + f32 in f32"),
+    arithmeticLoop<Add, Int32, double, double>("f64 + f64 in i32"),
+    singlesLoop<Add, Half, Half, Half>("half + half"),
+    singlesLoop<Multiply, Half, Half, Half>("half * half"),
+    singlesLoop<Multiply, float, Half, float>("half * f32 in f32"),
+    lessLoop<Int32, Int32, Int32>("i32 < i32"),
+    lessLoop<float, float, float>("f32 < f32"),
+    lessLoop<float, float, float, 3>("f32 < f32, x3"),
+    lessLoop<double, double, double>("f64 < f64"),
+    lessLoop<Int32, float, float>("i32 < f32"),
+    lessLoop<float, double, double>("f32 < f64"),
+    {"half < half", &lessHalves, count, count * 6, count},
+    {"and", &onTruths<Both>, count, count * 2, count},
+    {"or", &onTruths<Either>, count, count * 2, count},
+    {"not", &onTruths<Inverse>, count, count, count},
+    {"is true", &isTrue, count, count * 2, count * 2},
+    chooseLoop<float, 1>("select f32, at random"),
+    chooseLoop<float, 1>("select f32, in runs of 100"),
+    chooseLoop<float, 3>("select f32, x3, at random"),
+    chooseLoop<double, 1>("select f64, at random"),
+    {"negate f32", &negate, count, count * 4, count * 4},
+    {"length f32, x3", &length, count, count * 12, count * 4},
+    conversionLoop<float, Half>("half to f32", &convertHalves<float, Half>),
+    conversionLoop<Half, float>("f32 to half", &convertHalves<Half, float>),
+    conversionLoop<float, Int32>("i32 to f32", &convertLanes<float, Int32>),
+    conversionLoop<Int32, float>("f32 to i32", &convertLanes<Int32, float>),
+    conversionLoop<double, Int32>("i32 to f64", &convertLanes<double, Int32>),
+    conversionLoop<double, float>("f32 to f64", &convertLanes<double, float>),
+    conversionLoop<float, double>("f64 to f32", &convertLanes<float, double>),
+    conversionLoop<Int32, Int64>("i64 to i32", &convertLanes<Int32, Int64>),
+    conversionLoop<double, Int64>("i64 to f64", &convertLanes<double, Int64>),
+    conversionLoop<Int64, double>("f64 to i64", &convertLanes<Int64, double>),
+    {"component of f32, x2", &component<2>, count, count * 8, count * 4},
+    {"component of f32, x3", &component<3>, count, count * 12, count * 4},
+    {"component of f32, x4", &component<4>, count, count * 16, count * 4},
+    {nullptr, nullptr, 0, 0, 0},
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet::Bench
