@@ -19,7 +19,8 @@ using Byte = unsigned char;
 using Int32 = std::int32_t;
 using Int64 = std::int64_t;
 
-constexpr int count = boundElements;
+/// Elements of one component.
+constexpr int count = boundElements(1);
 #if defined(__AVX512F__)
 constexpr int vectorBytes = 64;
 #elif defined(__AVX2__)
@@ -108,7 +109,7 @@ void byScalar(const LoopAreas& areas) {
     auto* const result = reinterpret_cast<Value*>(areas.result);
     const auto* const left = reinterpret_cast<const Value*>(areas.left);
     const auto* const right = reinterpret_cast<const Value*>(areas.right);
-    for (int i = 0; i < count; i += VectorOf<Value>::lanes)
+    for (int i = 0; i < boundElements(multiplicity); i += VectorOf<Value>::lanes)
         elementsByScalar<Operation, Value, multiplicity>(
             result + i * multiplicity, left + i * multiplicity, right + i,
             std::make_integer_sequence<int, multiplicity>());
@@ -204,7 +205,7 @@ inline Byte known(bool truth, Byte leftValidity, Byte rightValidity) {
     return isKnown ? static_cast<Byte>(truth) : Byte{255};
 }
 
-template <class Left, class Right, class Common, int multiplicity>
+template <class Left, class Right, class Common>
 void less(const LoopAreas& areas) {
     Byte* const __restrict result = areas.result;
     const auto* const __restrict left = reinterpret_cast<const Left*>(areas.left);
@@ -212,27 +213,67 @@ void less(const LoopAreas& areas) {
     const Byte* const __restrict leftValidity = areas.leftValidity;
     const Byte* const __restrict rightValidity = areas.rightValidity;
     for (int i = 0; i < count; ++i)
-        for (int k = 0; k < multiplicity; ++k)
-            result[i * multiplicity + k] =
-                known(static_cast<Common>(left[i * multiplicity + k]) <
-                          static_cast<Common>(right[i * multiplicity + k]),
-                      leftValidity[i], rightValidity[i]);
+        result[i] = known(static_cast<Common>(left[i]) < static_cast<Common>(right[i]),
+                          leftValidity[i], rightValidity[i]);
 }
 
+/// Part `part` of the vectors that an element's bytes are spread over: 255 where it is unknown.
+template <int multiplicity, int part, int... lane>
+void hideUnknown(Byte* result, const VectorOf<Byte>::Type& known,
+                 std::integer_sequence<int, lane...> /*lanes*/) {
+    using Vector = VectorOf<Byte>;
+    constexpr int first = part * Vector::lanes;
+    const Vector::Type spread =
+        __builtin_shufflevector(known, known, ((first + lane) / multiplicity)...);
+    Vector::store(result + first, Vector::load(result + first) | ~spread);
+}
+
+template <int multiplicity, int... part>
+void hideUnknownElements(Byte* result, const VectorOf<Byte>::Type& known,
+                         std::integer_sequence<int, part...> /*parts*/) {
+    (hideUnknown<multiplicity, part>(result, known,
+                                     std::make_integer_sequence<int, VectorOf<Byte>::lanes>()),
+     ...);
+}
+
+/// First all lanes as if they were known, then what is known of the elements.
+template <class Value, int multiplicity>
+void lessOfVectors(const LoopAreas& areas) {
+    using Vector = VectorOf<Byte>;
+    constexpr int elements = boundElements(multiplicity);
+    Byte* const __restrict result = areas.result;
+    const auto* const __restrict left = reinterpret_cast<const Value*>(areas.left);
+    const auto* const __restrict right = reinterpret_cast<const Value*>(areas.right);
+    for (int i = 0; i < elements * multiplicity; ++i)
+        result[i] = static_cast<Byte>(left[i] < right[i]);
+    for (int i = 0; i < elements; i += Vector::lanes) {
+        const auto known = (Vector::load(areas.leftValidity + i) != 0) &
+                           (Vector::load(areas.rightValidity + i) != 0);
+        Vector::Type bytes;
+        __builtin_memcpy(&bytes, &known, sizeof(bytes));
+        hideUnknownElements<multiplicity>(result + i * multiplicity, bytes,
+                                          std::make_integer_sequence<int, multiplicity>());
+    }
+}
+
+/// First all halves as singles, as many at a time as pay for a loop of their own.
 void lessHalves(const LoopAreas& areas) {
+    constexpr int tile = 256;
     Byte* const __restrict result = areas.result;
     const auto* const __restrict left = reinterpret_cast<const Half*>(areas.left);
     const auto* const __restrict right = reinterpret_cast<const Half*>(areas.right);
-    for (int tile = 0; tile < count; tile += 64) {
-        float leftSingles[64];
-        float rightSingles[64];
-        for (int i = 0; i < 64; i += halfLanes) {
-            narrow(leftSingles + i, widen(left + tile + i));
-            narrow(rightSingles + i, widen(right + tile + i));
+    const Byte* const __restrict leftValidity = areas.leftValidity;
+    const Byte* const __restrict rightValidity = areas.rightValidity;
+    float leftSingles[tile];
+    float rightSingles[tile];
+    for (int first = 0; first < count; first += tile) {
+        for (int i = 0; i < tile; i += halfLanes) {
+            narrow(leftSingles + i, widen(left + first + i));
+            narrow(rightSingles + i, widen(right + first + i));
         }
-        for (int i = 0; i < 64; ++i)
-            result[tile + i] = known(leftSingles[i] < rightSingles[i], areas.leftValidity[tile + i],
-                                     areas.rightValidity[tile + i]);
+        for (int i = 0; i < tile; ++i)
+            result[first + i] = known(leftSingles[i] < rightSingles[i], leftValidity[first + i],
+                                      rightValidity[first + i]);
     }
 }
 
@@ -271,21 +312,53 @@ void isTrue(const LoopAreas& areas) {
     __builtin_memset(areas.resultValidity, 1, count);
 }
 
-template <class Value, int multiplicity>
+/// Part `part` of an element's vectors, from the one arm where the bits are set.
+template <class Bits, int multiplicity, int part, int... lane>
+void choosePart(Bits* result, const Bits* left, const Bits* right,
+                const typename VectorOf<Bits>::Type& chosen,
+                std::integer_sequence<int, lane...> /*lanes*/) {
+    using Vector = VectorOf<Bits>;
+    constexpr int first = part * Vector::lanes;
+    const typename Vector::Type spread =
+        __builtin_shufflevector(chosen, chosen, ((first + lane) / multiplicity)...);
+    Vector::store(result + first,
+                  (Vector::load(left + first) & spread) | (Vector::load(right + first) & ~spread));
+}
+
+template <class Bits, int multiplicity, int... part>
+void chooseElements(Bits* result, const Bits* left, const Bits* right, const Byte* condition,
+                    std::integer_sequence<int, part...> /*parts*/) {
+    using Vector = VectorOf<Bits>;
+    using Conditions __attribute__((vector_size(Vector::lanes))) = Byte;
+    Conditions bytes;
+    __builtin_memcpy(&bytes, condition, sizeof(bytes));
+    // 0 and 1 become no bits and all of them.
+    const typename Vector::Type chosen = -__builtin_convertvector(bytes, typename Vector::Type);
+    (choosePart<Bits, multiplicity, part>(result, left, right, chosen,
+                                          std::make_integer_sequence<int, Vector::lanes>()),
+     ...);
+}
+
+/// Reads both arms. Conditions are 0 and 1 here.
+template <class Bits, int multiplicity>
 void choose(const LoopAreas& areas) {
-    auto* const __restrict result = reinterpret_cast<Value*>(areas.result);
+    constexpr int elements = boundElements(multiplicity);
+    auto* const result = reinterpret_cast<Bits*>(areas.result);
+    const auto* const left = reinterpret_cast<const Bits*>(areas.left);
+    const auto* const right = reinterpret_cast<const Bits*>(areas.right);
+    for (int i = 0; i < elements; i += VectorOf<Bits>::lanes)
+        chooseElements<Bits, multiplicity>(result + i * multiplicity, left + i * multiplicity,
+                                           right + i * multiplicity, areas.condition + i,
+                                           std::make_integer_sequence<int, multiplicity>());
     Byte* const __restrict validity = areas.resultValidity;
-    const auto* const __restrict left = reinterpret_cast<const Value*>(areas.left);
-    const auto* const __restrict right = reinterpret_cast<const Value*>(areas.right);
     const Byte* const __restrict leftValidity = areas.leftValidity;
     const Byte* const __restrict rightValidity = areas.rightValidity;
     const Byte* const __restrict condition = areas.condition;
-    for (int i = 0; i < count; ++i)
-        for (int k = 0; k < multiplicity; ++k)
-            result[i * multiplicity + k] =
-                condition[i] != 0 ? left[i * multiplicity + k] : right[i * multiplicity + k];
-    for (int i = 0; i < count; ++i)
-        validity[i] = condition[i] != 0 ? leftValidity[i] : rightValidity[i];
+    for (int i = 0; i < elements; ++i) {
+        const Byte ofLeft = leftValidity[i];
+        const Byte ofRight = rightValidity[i];
+        validity[i] = condition[i] != 0 ? ofLeft : ofRight;
+    }
 }
 
 void negate(const LoopAreas& areas) {
@@ -295,39 +368,29 @@ void negate(const LoopAreas& areas) {
         result[i] = -left[i];
 }
 
-void length(const LoopAreas& areas) {
-    auto* const __restrict result = reinterpret_cast<float*>(areas.result);
-    const auto* const __restrict left = reinterpret_cast<const float*>(areas.left);
-    for (int i = 0; i < count; ++i) {
-        const float x = left[i * 3];
-        const float y = left[i * 3 + 1];
-        const float z = left[i * 3 + 2];
-        result[i] = __builtin_sqrtf(x * x + y * y + z * z);
-    }
-}
-
-/// Where lane `lane` of one component's vector stands, in vector `part` of those that hold whole
+/// Where lane `lane` of component `number` stands, in vector `part` of those that hold whole
 /// elements; its own place in `taken` if it is in none of those up to `part`.
-constexpr int placeOf(int lane, int part, int lanes, int multiplicity) {
-    const int place = lane * multiplicity + 1;
+constexpr int placeOf(int lane, int number, int part, int lanes, int multiplicity) {
+    const int place = lane * multiplicity + number;
     return place / lanes == part ? lanes + place % lanes : lane;
 }
 
-template <int multiplicity, int part, int... lane>
+template <int multiplicity, int number, int part, int... lane>
 void takeFrom(VectorOf<float>::Type& taken, const float* left,
               std::integer_sequence<int, lane...> /*lanes*/) {
     constexpr int lanes = VectorOf<float>::lanes;
     taken = __builtin_shufflevector(taken, VectorOf<float>::load(left + part * lanes),
-                                    placeOf(lane, part, lanes, multiplicity)...);
+                                    placeOf(lane, number, part, lanes, multiplicity)...);
 }
 
-template <int multiplicity, int... part>
-void componentOf(float* result, const float* left, std::integer_sequence<int, part...> /*parts*/) {
+template <int multiplicity, int number, int... part>
+VectorOf<float>::Type componentOf(const float* left,
+                                  std::integer_sequence<int, part...> /*parts*/) {
     VectorOf<float>::Type taken = VectorOf<float>::load(left);
-    (takeFrom<multiplicity, part>(taken, left,
-                                  std::make_integer_sequence<int, VectorOf<float>::lanes>()),
+    (takeFrom<multiplicity, number, part>(
+         taken, left, std::make_integer_sequence<int, VectorOf<float>::lanes>()),
      ...);
-    VectorOf<float>::store(result, taken);
+    return taken;
 }
 
 /// Component 1.
@@ -335,9 +398,26 @@ template <int multiplicity>
 void component(const LoopAreas& areas) {
     auto* const result = reinterpret_cast<float*>(areas.result);
     const auto* const left = reinterpret_cast<const float*>(areas.left);
-    for (int i = 0; i < count; i += VectorOf<float>::lanes)
-        componentOf<multiplicity>(result + i, left + i * multiplicity,
-                                  std::make_integer_sequence<int, multiplicity>());
+    for (int i = 0; i < boundElements(multiplicity); i += VectorOf<float>::lanes)
+        VectorOf<float>::store(result + i, componentOf<multiplicity, 1>(
+                                               left + i * multiplicity,
+                                               std::make_integer_sequence<int, multiplicity>()));
+}
+
+void length(const LoopAreas& areas) {
+    using Vector = VectorOf<float>;
+    constexpr std::make_integer_sequence<int, 3> parts;
+    auto* const result = reinterpret_cast<float*>(areas.result);
+    const auto* const left = reinterpret_cast<const float*>(areas.left);
+    for (int i = 0; i < boundElements(3); i += Vector::lanes) {
+        const Vector::Type x = componentOf<3, 0>(left + i * 3, parts);
+        const Vector::Type y = componentOf<3, 1>(left + i * 3, parts);
+        const Vector::Type z = componentOf<3, 2>(left + i * 3, parts);
+        float squares[Vector::lanes];
+        Vector::store(squares, x * x + y * y + z * z);
+        for (int k = 0; k < Vector::lanes; ++k)
+            result[i + k] = __builtin_sqrtf(squares[k]);
+    }
 }
 
 constexpr int touchedBytes = 16384;
@@ -365,16 +445,17 @@ void writeBytes(const LoopAreas& areas) {
 
 template <class Operation, class Result, class Left, class Right, int multiplicity = 1>
 constexpr NamedLoop arithmeticLoop(const char* name) {
-    constexpr int lanes = count * multiplicity;
+    constexpr int lanes = boundElements(multiplicity) * multiplicity;
     return {name, &arithmetic<Operation, Result, Left, Right, multiplicity>, lanes,
             lanes * static_cast<int>(sizeof(Left) + sizeof(Right)),
             lanes * static_cast<int>(sizeof(Result))};
 }
 template <class Operation, class Value, int multiplicity>
 constexpr NamedLoop byScalarLoop(const char* name) {
-    constexpr int size = sizeof(Value);
-    return {name, &byScalar<Operation, Value, multiplicity>, count * multiplicity,
-            count * (multiplicity + 1) * size, count * multiplicity * size};
+    constexpr int size = boundElements(multiplicity) * static_cast<int>(sizeof(Value));
+    return {name, &byScalar<Operation, Value, multiplicity>,
+            boundElements(multiplicity) * multiplicity, (multiplicity + 1) * size,
+            multiplicity * size};
 }
 template <class Operation, class Result, class Left, class Right>
 constexpr NamedLoop singlesLoop(const char* name) {
@@ -387,17 +468,29 @@ constexpr NamedLoop conversionLoop(const char* name, void (*run)(const LoopAreas
     return {name, run, count, count * static_cast<int>(sizeof(From)),
             count * static_cast<int>(sizeof(To))};
 }
-template <class Left, class Right, class Common, int multiplicity = 1>
+template <class Left, class Right, class Common>
 constexpr NamedLoop lessLoop(const char* name) {
-    return {name, &less<Left, Right, Common, multiplicity>, count * multiplicity,
-            count * (multiplicity * static_cast<int>(sizeof(Left) + sizeof(Right)) + 2),
-            count * multiplicity};
+    return {name, &less<Left, Right, Common>, count,
+            count * static_cast<int>(sizeof(Left) + sizeof(Right) + 2), count};
 }
 template <class Value, int multiplicity>
+constexpr NamedLoop lessLoopOfVectors(const char* name) {
+    constexpr int elements = boundElements(multiplicity);
+    return {name, &lessOfVectors<Value, multiplicity>, elements * multiplicity,
+            elements * (2 * multiplicity * static_cast<int>(sizeof(Value)) + 2),
+            elements * multiplicity};
+}
+template <class Bits, int multiplicity>
 constexpr NamedLoop chooseLoop(const char* name) {
-    constexpr int size = multiplicity * static_cast<int>(sizeof(Value));
-    return {name, &choose<Value, multiplicity>, count * multiplicity, count * (2 * size + 3),
-            count * (size + 1)};
+    constexpr int elements = boundElements(multiplicity);
+    constexpr int size = multiplicity * static_cast<int>(sizeof(Bits));
+    return {name, &choose<Bits, multiplicity>, elements * multiplicity, elements * (2 * size + 3),
+            elements * (size + 1)};
+}
+template <int multiplicity>
+constexpr NamedLoop componentLoop(const char* name) {
+    constexpr int size = boundElements(multiplicity) * static_cast<int>(sizeof(float));
+    return {name, &component<multiplicity>, boundElements(multiplicity), size * multiplicity, size};
 }
 
 } // namespace
@@ -432,7 +525,7 @@ const NamedLoop handLoops[] = {
     singlesLoop<Multiply, float, Half, float>("half * f32 in f32"),
     lessLoop<Int32, Int32, Int32>("i32 < i32"),
     lessLoop<float, float, float>("f32 < f32"),
-    lessLoop<float, float, float, 3>("f32 < f32, x3"),
+    lessLoopOfVectors<float, 3>("f32 < f32, x3"),
     lessLoop<double, double, double>("f64 < f64"),
     lessLoop<Int32, float, float>("i32 < f32"),
     lessLoop<float, double, double>("f32 < f64"),
@@ -441,12 +534,12 @@ const NamedLoop handLoops[] = {
     {"or", &onTruths<Either>, count, count * 2, count},
     {"not", &onTruths<Inverse>, count, count, count},
     {"is true", &isTrue, count, count * 2, count * 2},
-    chooseLoop<float, 1>("select f32, at random"),
-    chooseLoop<float, 1>("select f32, in runs of 100"),
-    chooseLoop<float, 3>("select f32, x3, at random"),
-    chooseLoop<double, 1>("select f64, at random"),
+    chooseLoop<Int32, 1>("select f32, at random"),
+    chooseLoop<Int32, 1>("select f32, in runs of 100"),
+    chooseLoop<Int32, 3>("select f32, x3, at random"),
+    chooseLoop<Int64, 1>("select f64, at random"),
     {"negate f32", &negate, count, count * 4, count * 4},
-    {"length f32, x3", &length, count, count * 12, count * 4},
+    {"length f32, x3", &length, boundElements(3), boundElements(3) * 12, boundElements(3) * 4},
     conversionLoop<float, Half>("half to f32", &convertHalves<float, Half>),
     conversionLoop<Half, float>("f32 to half", &convertHalves<Half, float>),
     conversionLoop<float, Int32>("i32 to f32", &convertLanes<float, Int32>),
@@ -457,9 +550,9 @@ const NamedLoop handLoops[] = {
     conversionLoop<Int32, Int64>("i64 to i32", &convertLanes<Int32, Int64>),
     conversionLoop<double, Int64>("i64 to f64", &convertLanes<double, Int64>),
     conversionLoop<Int64, double>("f64 to i64", &convertLanes<Int64, double>),
-    {"component of f32, x2", &component<2>, count, count * 8, count * 4},
-    {"component of f32, x3", &component<3>, count, count * 12, count * 4},
-    {"component of f32, x4", &component<4>, count, count * 16, count * 4},
+    componentLoop<2>("component of f32, x2"),
+    componentLoop<3>("component of f32, x3"),
+    componentLoop<4>("component of f32, x4"),
     {nullptr, nullptr, 0, 0, 0},
 };
 

@@ -1,11 +1,13 @@
-// The best loops that we can write by hand for single shapes of the kernels' work: over 1,024
-// elements, areas apart from each other, kinds and counts known. They are what kernels are measured
-// by.
+// The best loops that we can write by hand for single shapes of the kernels' work: areas apart from
+// each other, kinds and counts known. They are what kernels are measured by.
 #pragma once
 
 namespace Fenlet::Bench {
 
-constexpr int boundElements = 1024;
+/// So many that the areas of one call stay in the first-level cache together.
+constexpr int boundElements(int multiplicity) {
+    return multiplicity == 1 ? 1024 : 512;
+}
 
 /// Where a loop finds what it works on. Validity and conditions are a byte for each element.
 struct LoopAreas {

@@ -30,14 +30,16 @@ namespace {
 
 using Kind = CpuElementKind;
 
-constexpr int elements = boundElements;
+constexpr int mostElements = boundElements(1);
 constexpr const NamedLoop* loopsBySet[] = FENLET_ADDRESSES(handLoops[0]);
 const char* const setNames[] = {"Baseline", "Avx2", "Avx512"};
 
-/// The areas of one call, filled with small positive numbers.
+/// The areas of one call, filled with small positive numbers, each at the start of a cache line.
 class Areas {
   public:
-    Areas() : bytes(areaCount * areaBytes) {
+    Areas() : bytes(areaCount * areaBytes + alignment) {
+        const auto address = reinterpret_cast<std::uintptr_t>(bytes.data());
+        first = bytes.data() + (alignment - address % alignment) % alignment;
         std::memset((*this)[resultValidity], 1, areaBytes);
         std::memset((*this)[leftValidity], 1, areaBytes);
         std::memset((*this)[rightValidity], 1, areaBytes);
@@ -46,10 +48,10 @@ class Areas {
     enum Area { result, resultValidity, left, right, leftValidity, rightValidity, condition };
 
     unsigned char* operator[](Area area) {
-        return bytes.data() + static_cast<std::size_t>(area) * areaBytes;
+        return first + static_cast<std::size_t>(area) * areaBytes;
     }
     void fill(Area area, Kind kind) {
-        for (int i = 0; i < elements * 4; ++i) {
+        for (int i = 0; i < mostElements * 4; ++i) {
             const std::int64_t number = 1 + i % 15;
             const auto whole = static_cast<std::int32_t>(number);
             const auto single = static_cast<float>(number);
@@ -65,7 +67,7 @@ class Areas {
     /// Random truths, each as often in a row as `run` says.
     void fillCondition(int run) {
         std::uint32_t state = 1;
-        for (int i = 0; i < elements; ++i) {
+        for (int i = 0; i < mostElements; ++i) {
             if (i % run == 0)
                 state = state * 1664525 + 1013904223;
             (*this)[condition][i] = static_cast<unsigned char>(state >> 31);
@@ -77,9 +79,11 @@ class Areas {
     }
 
   private:
-    static constexpr std::size_t areaBytes = elements * 4 * 8 + 192;
+    static constexpr std::size_t areaBytes = mostElements * 4 * 8 + 192;
     static constexpr std::size_t areaCount = 7;
+    static constexpr std::size_t alignment = 64;
     std::vector<unsigned char> bytes;
+    unsigned char* first = nullptr;
 };
 
 /// A kernel's call for one shape, and what it reads.
@@ -151,8 +155,9 @@ Case arithmetic(const std::string& name, ArithmeticOp op, Kind result, Kind left
     return {name, left, right, [=](Areas& areas) {
                 dispatchArithmetic(result, left, right,
                                    {areas[Areas::result], areas[Areas::resultValidity],
-                                    areas[Areas::left], areas[Areas::right], elements, multiplicity,
-                                    false, rightScalar, op});
+                                    areas[Areas::left], areas[Areas::right],
+                                    boundElements(multiplicity), multiplicity, false, rightScalar,
+                                    op});
             }};
 }
 
@@ -161,24 +166,26 @@ Case less(const std::string& name, Kind left, Kind right, int multiplicity = 1) 
                 dispatchComparison(left, right,
                                    {areas[Areas::result], areas[Areas::left],
                                     areas[Areas::leftValidity], areas[Areas::right],
-                                    areas[Areas::rightValidity], elements, multiplicity, false, 0});
+                                    areas[Areas::rightValidity], boundElements(multiplicity),
+                                    multiplicity, false, 0});
             }};
 }
 
 Case logic(const std::string& name, void (*run)(const LogicArgs&)) {
-    return {name, Kind::Tribool, Kind::Tribool, [run](Areas& areas) {
-                run({areas[Areas::result], areas[Areas::left], areas[Areas::right], elements});
-            }};
+    return {
+        name, Kind::Tribool, Kind::Tribool, [run](Areas& areas) {
+            run({areas[Areas::result], areas[Areas::left], areas[Areas::right], boundElements(1)});
+        }};
 }
 
 Case select(const std::string& name, Kind kind, int multiplicity, int conditionRun) {
     return {name, kind, kind,
             [=](Areas& areas) {
-                dispatchSelect(kind, kind, kind,
-                               {areas[Areas::result], areas[Areas::resultValidity],
-                                areas[Areas::condition], 1, areas[Areas::left],
-                                areas[Areas::leftValidity], areas[Areas::right],
-                                areas[Areas::rightValidity], elements, multiplicity});
+                dispatchSelect(
+                    kind, kind, kind,
+                    {areas[Areas::result], areas[Areas::resultValidity], areas[Areas::condition], 1,
+                     areas[Areas::left], areas[Areas::leftValidity], areas[Areas::right],
+                     areas[Areas::rightValidity], boundElements(multiplicity), multiplicity});
             },
             conditionRun};
 }
@@ -186,14 +193,16 @@ Case select(const std::string& name, Kind kind, int multiplicity, int conditionR
 Case unary(const std::string& name, UnaryOp op, int multiplicity) {
     return {name, Kind::Float32, Kind::Float32, [=](Areas& areas) {
                 dispatchUnary(op, Kind::Float32, Kind::Float32,
-                              {areas[Areas::result], areas[Areas::left], elements, multiplicity});
+                              {areas[Areas::result], areas[Areas::left],
+                               boundElements(multiplicity), multiplicity});
             }};
 }
 
 Case component(const std::string& name, Kind to, Kind from, int multiplicity = 1) {
     return {name, from, from, [=](Areas& areas) {
                 dispatchComponent(to, from,
-                                  {areas[Areas::result], areas[Areas::left], elements, multiplicity,
+                                  {areas[Areas::result], areas[Areas::left],
+                                   boundElements(multiplicity), multiplicity,
                                    multiplicity > 1 ? 1 : 0});
             }};
 }
@@ -247,7 +256,7 @@ std::vector<Case> otherCases() {
         {"is true", Kind::Tribool, Kind::Tribool,
          [](Areas& areas) {
              isTrue({areas[Areas::result], areas[Areas::resultValidity], areas[Areas::left],
-                     areas[Areas::leftValidity], elements, 1});
+                     areas[Areas::leftValidity], boundElements(1), 1});
          }},
         select("select f32, at random", Kind::Float32, 1, 1),
         select("select f32, in runs of 100", Kind::Float32, 1, 100),
@@ -278,12 +287,12 @@ bool agree(Areas& areas, const Case& one, int set, const NamedLoop& loop) {
     areas.fill(Areas::right, one.right);
     areas.fillCondition(one.conditionRun);
     const auto resultAfter = [&](const Action& action) {
-        std::memset(areas[Areas::resultValidity], 1, elements);
+        std::memset(areas[Areas::resultValidity], 1, mostElements);
         action();
         std::vector<unsigned char> bytes(areas[Areas::result],
                                          areas[Areas::result] + loop.bytesWritten);
         bytes.insert(bytes.end(), areas[Areas::resultValidity],
-                     areas[Areas::resultValidity] + elements);
+                     areas[Areas::resultValidity] + mostElements);
         std::memset(areas[Areas::result], 0, static_cast<std::size_t>(loop.bytesWritten));
         return bytes;
     };
