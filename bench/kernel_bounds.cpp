@@ -63,7 +63,7 @@ void arithmetic(const LoopAreas& areas) {
     auto* const __restrict result = reinterpret_cast<Result*>(areas.result);
     const auto* const __restrict left = reinterpret_cast<const Left*>(areas.left);
     const auto* const __restrict right = reinterpret_cast<const Right*>(areas.right);
-    for (int i = 0; i < count * multiplicity; ++i)
+    for (int i = 0; i < boundElements(multiplicity) * multiplicity; ++i)
         result[i] = operate<Operation>(static_cast<Result>(left[i]), static_cast<Result>(right[i]));
 }
 
@@ -326,39 +326,52 @@ void choosePart(Bits* result, const Bits* left, const Bits* right,
 }
 
 template <class Bits, int multiplicity, int... part>
-void chooseElements(Bits* result, const Bits* left, const Bits* right, const Byte* condition,
+void chooseElements(Bits* result, const Bits* left, const Bits* right, const Bits* chosen,
                     std::integer_sequence<int, part...> /*parts*/) {
     using Vector = VectorOf<Bits>;
-    using Conditions __attribute__((vector_size(Vector::lanes))) = Byte;
-    Conditions bytes;
-    __builtin_memcpy(&bytes, condition, sizeof(bytes));
-    // 0 and 1 become no bits and all of them.
-    const typename Vector::Type chosen = -__builtin_convertvector(bytes, typename Vector::Type);
-    (choosePart<Bits, multiplicity, part>(result, left, right, chosen,
+    const typename Vector::Type elements = Vector::load(chosen);
+    (choosePart<Bits, multiplicity, part>(result, left, right, elements,
                                           std::make_integer_sequence<int, Vector::lanes>()),
      ...);
+}
+
+/// For each element all bits or none of them first: they are then spread over its components.
+template <class Bits, int multiplicity>
+void chooseLanes(const LoopAreas& areas) {
+    constexpr int elements = boundElements(multiplicity);
+    auto* const result = reinterpret_cast<Bits*>(areas.result);
+    const auto* const left = reinterpret_cast<const Bits*>(areas.left);
+    const auto* const right = reinterpret_cast<const Bits*>(areas.right);
+    Bits chosen[static_cast<unsigned>(elements)];
+    for (int i = 0; i < elements; ++i)
+        chosen[i] = areas.condition[i] != 0 ? Bits{-1} : Bits{0};
+    for (int i = 0; i < elements; i += VectorOf<Bits>::lanes)
+        chooseElements<Bits, multiplicity>(result + i * multiplicity, left + i * multiplicity,
+                                           right + i * multiplicity, chosen + i,
+                                           std::make_integer_sequence<int, multiplicity>());
+}
+
+template <class Value>
+void chooseOne(Value* __restrict result, const Value* __restrict left,
+               const Value* __restrict right, const Byte* __restrict condition, int elements) {
+    for (int i = 0; i < elements; ++i) {
+        const Value ofLeft = left[i];
+        const Value ofRight = right[i];
+        result[i] = condition[i] != 0 ? ofLeft : ofRight;
+    }
 }
 
 /// Reads both arms. Conditions are 0 and 1 here.
 template <class Bits, int multiplicity>
 void choose(const LoopAreas& areas) {
-    constexpr int elements = boundElements(multiplicity);
-    auto* const result = reinterpret_cast<Bits*>(areas.result);
-    const auto* const left = reinterpret_cast<const Bits*>(areas.left);
-    const auto* const right = reinterpret_cast<const Bits*>(areas.right);
-    for (int i = 0; i < elements; i += VectorOf<Bits>::lanes)
-        chooseElements<Bits, multiplicity>(result + i * multiplicity, left + i * multiplicity,
-                                           right + i * multiplicity, areas.condition + i,
-                                           std::make_integer_sequence<int, multiplicity>());
-    Byte* const __restrict validity = areas.resultValidity;
-    const Byte* const __restrict leftValidity = areas.leftValidity;
-    const Byte* const __restrict rightValidity = areas.rightValidity;
-    const Byte* const __restrict condition = areas.condition;
-    for (int i = 0; i < elements; ++i) {
-        const Byte ofLeft = leftValidity[i];
-        const Byte ofRight = rightValidity[i];
-        validity[i] = condition[i] != 0 ? ofLeft : ofRight;
-    }
+    if constexpr (multiplicity > 1)
+        chooseLanes<Bits, multiplicity>(areas);
+    else
+        chooseOne(reinterpret_cast<Bits*>(areas.result), reinterpret_cast<const Bits*>(areas.left),
+                  reinterpret_cast<const Bits*>(areas.right), areas.condition,
+                  boundElements(multiplicity));
+    chooseOne(areas.resultValidity, areas.leftValidity, areas.rightValidity, areas.condition,
+              boundElements(multiplicity));
 }
 
 void negate(const LoopAreas& areas) {

@@ -179,6 +179,105 @@ def first_part(found):
             + table(["", "microseconds"], rows))
 
 
+def nanoseconds(entry, key="cpu_time"):
+    """What Google Benchmark measured: the processor's time, which other programs do not count in."""
+    return entry[key] * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
+
+
+def block_part(found):
+    """Time per element by block size, and what plans, blocks and steps cost."""
+    sizes = sorted({int(name.split("/")[1]) for name in found.programs if name.startswith("W")})
+    if not sizes:
+        return ""
+    rows = []
+    for name in WORDS:
+        entries = [found.programs.get(f"{name}/{size}") for size in sizes]
+        times = [entry and nanoseconds(entry) / entry["elements"] for entry in entries]
+        best = min((time for time in times if time), default=None)
+        rows.append([name] + [f"**{figure(time)}**" if time == best else figure(time)
+                              for time in times])
+    return ("## Block sizes\n\nNanoseconds per element over 4,000,000 elements, by elements in a "
+            "block; the least of each in bold.\n\n"
+            + table(["", *(f"{size:,}" for size in sizes)], rows))
+
+
+STEPS = (4, 20)  # instructions of the two programs whose difference is that of as many steps
+
+
+def fixed_part(found):
+    """What a plan, a block and a step cost by themselves."""
+    if "configure/20" not in found.programs:
+        return ""
+    rows = [[f"`configure`, {count} instructions", "below 5,000 for 20" if count == 20 else "",
+             figure(nanoseconds(found.programs[f"configure/{count}"]))] for count in (20, 100)]
+    rows += [[f"`configure` again, {count} instructions", "",
+              figure(nanoseconds(found.programs[f"configure again/{count}"]))]
+             for count in (20, 100)]
+    rows.append(["first result, 20 instructions, 1,024 elements", "below 10,000",
+                 figure(nanoseconds(found.programs["first result/20"]))])
+    for size in (1, 256):
+        few, many = (found.programs[f"blocks/{steps}/{size}"] for steps in STEPS)
+        few, many = (nanoseconds(one) / one["blocks"] for one in (few, many))
+        step = (many - few) / (STEPS[1] - STEPS[0])
+        elements = f"{size} element" + ("s" if size > 1 else "")
+        rows.append([f"a step more, Float32 addition, block of {elements}",
+                     "below 10 for what is fixed" if size == 1 else "", figure(step)])
+        rows.append([f"a block of {elements}, without its steps", "",
+                     figure(few - STEPS[0] * step)])
+    return ("## Fixed costs\n\nIn nanoseconds of the processor's time. That of a step is the slope "
+            f"between programs of {STEPS[0]} and {STEPS[1]} instructions, that of a block what is "
+            "left without steps.\n\n"
+            + table(["", "should be", "ns"], rows))
+
+
+KERNELS = """## Kernels
+
+Over blocks that stay in the first-level cache, in each instruction set: lanes of the result per
+nanosecond, the speed as a part of that of the best loop by hand for the shape (compiled for the
+same set; kinds and counts known, areas apart), which should be at least 0.85, and as a part of what
+the loads and stores alone would allow. A loop by hand that is slower than the kernel shows that it
+could be better, no more.
+"""
+
+
+def kernel_part(found):
+    if not found.kernels:
+        return ""
+    sets = [one for one in SETS if any(name.split("/")[-1] == one for name in
+                                       map(kernel_name, found.kernels))]
+    shapes = list(dict.fromkeys(kernel_name(name).rsplit("/", 1)[0] for name in found.kernels))
+    by_name = {kernel_name(name): entry for name, entry in found.kernels.items()}
+    rows, missed, slower = [], [], []
+    for shape in shapes:
+        row = [shape]
+        for one in sets:
+            entry = by_name.get(f"{shape}/{one}")
+            if entry is None:
+                row += ["–"] * 3
+                continue
+            good = entry["ratio"] >= 0.85
+            if not good:
+                missed.append(f"{shape} ({one})")
+            row += [figure(entry["lanes_per_ns"]),
+                    f"{entry['ratio']:.2f}" if good else f"**{entry['ratio']:.2f}**",
+                    f"{entry['limit']:.2f}"]
+        rows.append(row)
+        wide = [by_name.get(f"{shape}/{one}") for one in ("Avx2", "Avx512")]
+        if all(wide) and wide[1]["lanes_per_ns"] < wide[0]["lanes_per_ns"] * 0.97:
+            slower.append(shape)
+    heads = [head for one in sets for head in (one, "of the loop", "of the limit")]
+    told = [f"{len(rows) * len(sets) - len(missed)} of {len(rows) * len(sets)} reach 0.85."]
+    if len(sets) == 3:
+        told.append("Slower with AVX-512 than with AVX2 by more than 3 %: "
+                    + (", ".join(slower) or "none") + ".")
+    return KERNELS + "\n" + table(["", *heads], rows) + "\n" + " ".join(told) + "\n"
+
+
+def kernel_name(name):
+    """Without what Google Benchmark adds."""
+    return name.split("/iterations:")[0]
+
+
 def write(found, path):
     """Writes the page, and the plot into the folder images beside it."""
     path = pathlib.Path(path)
@@ -193,5 +292,6 @@ def write(found, path):
                          workloads=listed),
             "![Time per element of each contender](images/performance.svg)\n",
             times_table(found), footnotes(found), BARS, ratio_table(found)]
-    parts += [growing_part(found), first_part(found)]
+    parts += [growing_part(found), first_part(found), fixed_part(found), block_part(found),
+              kernel_part(found)]
     path.write_text("\n".join(part for part in parts if part))
