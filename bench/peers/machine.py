@@ -29,6 +29,14 @@ def caches():
     return ", ".join(sizes) or "unknown"
 
 
+def last_level_bytes():
+    """The size of the largest cache, 0 where the system does not tell."""
+    units = {"K": 2**10, "M": 2**20}
+    sizes = [path.read_text().strip() for path in
+             pathlib.Path("/sys/devices/system/cpu/cpu0/cache").glob("index*/size")]
+    return max((int(size[:-1]) * units.get(size[-1], 1) for size in sizes), default=0)
+
+
 def describe(build):
     """Pairs of what and how."""
     processor = told("lscpu")
