@@ -1,0 +1,152 @@
+"""Building test programs in which one file of src/ is another one than in the tree.
+
+Nothing of the build folder is changed: broken objects are compiled beside it, and linked in the
+place of its own.
+"""
+import json
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+
+OF_OTHER_SETS = re.compile(r"_avx2\.dir|_avx512\.dir|_tiles\d+\.dir")
+
+
+class DoesNotBuild(Exception):
+    """The compiler or the linker refuses. `source` is what it was compiling."""
+
+    def __init__(self, source):
+        super().__init__(source)
+        self.source = source
+
+
+class Pristine:
+    """A tree and its build folder, built."""
+
+    def __init__(self, tree, build):
+        self.tree = pathlib.Path(tree)
+        self.build = pathlib.Path(build)
+        self.compile = {}
+        for entry in json.loads((self.build / "compile_commands.json").read_text()):
+            words = shlex.split(entry["command"])
+            self.compile[words[words.index("-o") + 1]] = (words, entry["file"])
+        self.users = self._users()
+        self._links = {}
+
+    def _ninja(self, *words):
+        return subprocess.run(["ninja", "-C", str(self.build), "-t", *words], check=True,
+                              capture_output=True, text=True).stdout
+
+    def _users(self):
+        """For each file the objects that are compiled from it."""
+        users, name = {}, None
+        for line in self._ninja("deps").splitlines():
+            if line.startswith("    "):
+                path = os.path.normpath(self.build / line.strip())
+                users.setdefault(path, []).append(name)
+            else:
+                name = line.split(":")[0]
+        return users
+
+    def objects_of(self, file):
+        """The objects that the file has a part in."""
+        return [name for name in self.users.get(str(self.tree / file), [])
+                if name in self.compile]
+
+    def link(self, program):
+        """The command that links a test program, as words."""
+        if program not in self._links:
+            name = os.path.relpath(program, self.build)
+            last = self._ninja("commands", name).strip().splitlines()[-1]
+            words = shlex.split(last)
+            parts, part = [], []
+            for word in [*words, "&&"]:
+                if word == "&&":
+                    parts.append(part)
+                    part = []
+                else:
+                    part.append(word)
+            self._links[program] = next(part for part in parts if "-o" in part)
+        return self._links[program]
+
+
+class Broken:
+    """The programs of a pristine build with one file broken; its results go to `folder`."""
+
+    def __init__(self, pristine, file, source, folder):
+        self.pristine = pristine
+        self.folder = pathlib.Path(folder)
+        self.file = file
+        self.affected = pristine.objects_of(file)
+        self.fresh = {}
+        place = self.folder / file
+        place.parent.mkdir(parents=True, exist_ok=True)
+        place.write_text(source)
+
+    def _compiled(self, name):
+        """The broken object of that name."""
+        if name in self.fresh:
+            return self.fresh[name]
+        words, source = self.pristine.compile[name]
+        out = self.folder / name
+        out.parent.mkdir(parents=True, exist_ok=True)
+        command, skip = [], 0
+        for place, word in enumerate(words):
+            if skip:
+                skip -= 1
+            elif word in ("-MT", "-MF"):
+                skip = 1
+            elif word == "-MD":
+                continue
+            elif words[place - 1] == "-o":
+                command.append(str(out))
+            elif word == str(self.pristine.tree / self.file):
+                command.append(str(self.folder / self.file))
+            else:
+                command.append(word)
+        first = next(place for place, word in enumerate(command) if word.startswith("-I"))
+        command.insert(first, f"-I{self.folder / 'src'}")
+        done = subprocess.run(command, cwd=self.pristine.build, capture_output=True, check=False)
+        if done.returncode != 0:
+            raise DoesNotBuild(source)
+        self.fresh[name] = out
+        return out
+
+    def _linked_in(self, program):
+        """The affected objects that the program has, by itself or out of a library."""
+        words = self.pristine.link(program)
+        has_library = any(word.endswith("libfenletexec.a") for word in words)
+        return [name for name in self.affected
+                if name in words or (has_library and "/fenletexec_" in name
+                                     and "CMakeFiles" in name and name.startswith("src/"))]
+
+    def concerns(self, program):
+        return bool(self._linked_in(program))
+
+    def is_unchanged(self):
+        """Whether every object of the library came out as it was, to the byte."""
+        names = [name for name in self.affected if name.startswith("src/")]
+        return all(self._compiled(name).read_bytes() ==
+                   (self.pristine.build / name).read_bytes() for name in names)
+
+    def program(self, program, everything):
+        """Builds the program. Without `everything`, only the objects nearest to the test are the
+        broken ones: of the library's, in the baseline set, those of the test's own family."""
+        names = self._linked_in(program)
+        if not everything:
+            near = [name for name in names
+                    if name.startswith("src/") and not OF_OTHER_SETS.search(name)]
+            family = os.path.basename(program).removesuffix("_test")
+            own = [name for name in near if name.endswith(f"/{family}_kernels.cpp.o")]
+            names = own or near or names
+        fresh = [str(self._compiled(name)) for name in names]
+        out = self.folder / os.path.basename(program)
+        words = [word for word in self.pristine.link(program) if word not in names]
+        words[words.index("-o") + 1] = str(out)
+        first = next(place for place, word in enumerate(words) if word.endswith((".o", ".a")))
+        words[first:first] = fresh
+        done = subprocess.run(words, cwd=self.pristine.build, capture_output=True, check=False)
+        if done.returncode != 0:
+            raise DoesNotBuild(program)
+        return out
