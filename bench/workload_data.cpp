@@ -127,8 +127,9 @@ DataArray drawTable(std::int64_t /*count*/, std::uint32_t seed) {
 }
 
 DataArray drawDoubles(std::int64_t count, std::uint32_t seed) {
-    return drawn<double>(CpuElementKind::Float64, count, seed,
-                         [](Numbers& numbers) { return 0.5 + double{numbers.share()}; });
+    return drawn<double>(CpuElementKind::Float64, count, seed, [](Numbers& numbers) {
+        return 0.5 + static_cast<double>(numbers.share());
+    });
 }
 
 struct NamedArray {

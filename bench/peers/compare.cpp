@@ -67,7 +67,7 @@ double realAt(const NpyArray& array, std::int64_t entry) {
     case CpuElementKind::Half:
         return halfValue(valueAt<std::uint16_t>(at));
     case CpuElementKind::Float32:
-        return double{valueAt<float>(at)};
+        return static_cast<double>(valueAt<float>(at));
     case CpuElementKind::Float64:
         return valueAt<double>(at);
     case CpuElementKind::Unsupported:

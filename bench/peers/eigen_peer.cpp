@@ -4,9 +4,6 @@
 // interpreted.
 #include "protocol.h"
 
-// What its headers do is not this project's to warn about.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <Eigen/Core>
 #include <iostream>
 #include <memory>
@@ -165,4 +162,3 @@ int main(int argumentCount, char** arguments) {
                                 std::to_string(EIGEN_MINOR_VERSION);
     return serve(arguments[1], {version, &prepare});
 }
-#pragma GCC diagnostic pop

@@ -49,7 +49,7 @@ double valueAt(const DataArray& array, std::int64_t lane) {
     case CpuElementKind::Int32:
         return array.as<std::int32_t>()[number];
     case CpuElementKind::Float32:
-        return double{array.as<float>()[number]};
+        return static_cast<double>(array.as<float>()[number]);
     default:
         return array.as<double>()[number];
     }

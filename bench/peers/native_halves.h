@@ -39,7 +39,9 @@ inline float widenOne(std::uint16_t half) {
     return _cvtsh_ss(half);
 }
 inline std::uint16_t narrowOne(float single) {
-    return _cvtss_sh(single, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    const __m128i halves =
+        _mm_cvtps_ph(_mm_set_ss(single), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    return static_cast<std::uint16_t>(_mm_cvtsi128_si32(halves));
 }
 
 /// out = left `operate` right, lane by lane, computed in singles and rounded.

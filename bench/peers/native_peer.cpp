@@ -151,7 +151,8 @@ void fused3(WorkloadData& data, Output& out) {
     const double* const wide = data["wide"].as<double>();
     float* const result = out.as<float>();
     for (std::int64_t i = 0; i < count; ++i)
-        result[i] = static_cast<float>((static_cast<double>(whole[i]) + double{a[i]}) * wide[i]);
+        result[i] = static_cast<float>((static_cast<double>(whole[i]) + static_cast<double>(a[i])) *
+                                       wide[i]);
 }
 
 template <bool whole>
@@ -161,7 +162,8 @@ void blocks3(WorkloadData& data, Output& out, Blocks<whole>& blocks) {
     const double* const doubles = data["wide"].as<double>();
     blocks.each(out.count, 7, [&] {
         const auto sum = blocks.template step<double>(
-            1, [](std::int32_t x, float y) { return static_cast<double>(x) + double{y}; },
+            1,
+            [](std::int32_t x, float y) { return static_cast<double>(x) + static_cast<double>(y); },
             blocks.field(integers), blocks.field(singles));
         const auto product = blocks.template step<double>(
             1, [](double x, double y) { return x * y; }, sum, blocks.field(doubles));

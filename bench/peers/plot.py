@@ -59,7 +59,8 @@ def workloads(found):
                     f' fill="{colour[one.name]}"')
                 parts.append(f'<circle cx="{middle:.1f}" cy="{y(found.times[name, one.name]):.1f}" '
                              f'r="4" stroke="{colour[one.name]}"{shape}/>')
-        text(middle, HEIGHT - BOTTOM + 16, name)
+        for row, words in enumerate(name.split("-")):
+            text(middle, HEIGHT - BOTTOM + 16 + 13 * row, words)
 
     x, at = LEFT + inner + 16, TOP + 14
     parts.append(f'<rect x="{x}" y="{at - 10}" width="16" height="12" fill="#c8d4e3"/>')
