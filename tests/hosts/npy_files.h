@@ -14,6 +14,11 @@ inline std::string littleEndian(std::uint64_t value, int count) {
     return bytes;
 }
 
+/// What stands before a type of several bytes in this machine's byte order, and in the other.
+inline constexpr bool isBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
+inline constexpr char ownOrder = isBigEndian ? '>' : '<';
+inline constexpr char otherOrder = isBigEndian ? '<' : '>';
+
 /// A file of this version and header text, padded as writers of the format do.
 inline std::string npyFile(std::string header, const std::string& entries, int version = 1) {
     const int lengthBytes = version == 1 ? 2 : 4;

@@ -374,15 +374,20 @@ bool isMapped(const TemporaryFolder& folder, const std::string& content) {
 }
 
 TEST_F(NpyFile, StaysOnTheDiskWhereItsEntriesStandAsInMemory) {
-    for (const std::string type : {"|b1", "<b1", ">b1", "<i4", "<i8", "<f2", "<f4", "<f8"})
-        EXPECT_TRUE(isMapped(folder, npyFile(npyHeader(type, "(1,)"),
-                                             std::string(std::size_t(type[2] - '0'), '\1'))))
-            << type;
-    for (const std::string type :
-         {"|i1", "|u1", "<i2", "<u2", "<u4", ">i4", ">i8", ">f2", ">f4", ">f8"})
-        EXPECT_FALSE(isMapped(folder, npyFile(npyHeader(type, "(1,)"),
-                                              std::string(std::size_t(type[2] - '0'), '\1'))))
-            << type;
+    const auto staysThere = [this](const std::string& type) {
+        const std::string entry(std::size_t(type[2] - '0'), '\1');
+        return isMapped(folder, npyFile(npyHeader(type, "(1,)"), entry));
+    };
+    for (const std::string type : {"|b1", "<b1", ">b1"})
+        EXPECT_TRUE(staysThere(type)) << type;
+    for (const std::string type : {"i4", "i8", "f2", "f4", "f8"}) {
+        EXPECT_TRUE(staysThere(ownOrder + type)) << type;
+        EXPECT_FALSE(staysThere(otherOrder + type)) << type;
+    }
+    for (const std::string type : {"|i1", "|u1"})
+        EXPECT_FALSE(staysThere(type)) << type;
+    for (const std::string type : {"i2", "u2", "u4"})
+        EXPECT_FALSE(staysThere(ownOrder + type)) << type;
 }
 
 TEST_F(NpyFile, MayHaveItsEntriesAnywhere) {

@@ -121,11 +121,15 @@ TEST_F(NpyWriterTest, WritesTheShortestHeaderOfTheFirstVersion) {
             "{'descr': '" + type + "', 'fortran_order': False, 'shape': " + shape + ", }", "");
     };
     EXPECT_EQ(headerFor(CpuElementKind::Tribool, {}), header("|b1", "()"));
-    EXPECT_EQ(headerFor(CpuElementKind::Int32, {5}), header("<i4", "(5,)"));
-    EXPECT_EQ(headerFor(CpuElementKind::Int64, {5, 1}), header("<i8", "(5,1)"));
-    EXPECT_EQ(headerFor(CpuElementKind::Half, {5, 3}), header("<f2", "(5,3)"));
-    EXPECT_EQ(headerFor(CpuElementKind::Float32, {0}), header("<f4", "(0,)"));
-    EXPECT_EQ(headerFor(CpuElementKind::Float64, {1, 2, 3}), header("<f8", "(1,2,3)"));
+    EXPECT_EQ(headerFor(CpuElementKind::Int32, {5}), header(ownOrder + std::string("i4"), "(5,)"));
+    EXPECT_EQ(headerFor(CpuElementKind::Int64, {5, 1}),
+              header(ownOrder + std::string("i8"), "(5,1)"));
+    EXPECT_EQ(headerFor(CpuElementKind::Half, {5, 3}),
+              header(ownOrder + std::string("f2"), "(5,3)"));
+    EXPECT_EQ(headerFor(CpuElementKind::Float32, {0}),
+              header(ownOrder + std::string("f4"), "(0,)"));
+    EXPECT_EQ(headerFor(CpuElementKind::Float64, {1, 2, 3}),
+              header(ownOrder + std::string("f8"), "(1,2,3)"));
 }
 
 TEST_F(NpyWriterTest, StartsTheEntriesAtAMultipleOf64BytesWhateverTheShape) {
@@ -183,7 +187,7 @@ TEST_F(NpyWriterTest, RefusesMoreEntriesThanTheArrayHasAndFewer) {
     }
     EXPECT_EQ(folder.names(), Names{"array.npy"});
     EXPECT_EQ(folder.read("array.npy"),
-              npyFile("{'descr': '<i4', 'fortran_order': False, 'shape': (2,), }", "12345678"));
+              npyFile(npyHeader(ownOrder + std::string("i4"), "(2,)"), "12345678"));
 }
 
 TEST_F(NpyWriterTest, LeavesAnEarlierFileUntilTheEnd) {
