@@ -1,6 +1,7 @@
 // The block loop, and the check of the host's providers before it.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
+#include "frame/step_areas.h"
 #include "vocabulary/element_numbers.h"
 #include "vocabulary/faults.h"
 
@@ -58,14 +59,15 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
         // Every element of every register starts the block valid, so that nothing carries over from
         // the one before. No block is longer than the one before, of which some is known.
         for (int number = 0; number < registers.registerCount(); ++number) {
-            if (!known.isValid(number))
-                std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
+            if (known.isValid(number))
+                continue;
+            std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
             known.setValid(number, true);
         }
         known.beginBlock();
         const long long blockStart = offsetElement(first, done);
-        for (const Step& step : steps)
-            if (!runOn(step, bindings, blockStart, known))
+        for (std::size_t number = 0; number < steps.size(); ++number)
+            if (!runOn(steps[number], stepAreas[number], bindings, blockStart, known))
                 return false;
         if (!sink.consume(registers, blockStart, static_cast<int>(length)))
             return false;

@@ -1,6 +1,7 @@
 // One step over the current block.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
+#include "frame/step_areas.h"
 #include "frame/step_rules.h"
 #include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
@@ -26,27 +27,21 @@ struct StepFrame {
     const Interpreter::Step& step;
     const FenletProgram& program;
     const Bindings& bindings;
-    RegisterFile& registers;
+    const StepAreas& areas;
     std::int64_t* elementIndices;
     long long blockStart;
     int count;
     BlockKnowledge& known;
 
     std::int64_t resultLanes() const { return std::int64_t{count} * step.resultMultiplicity; }
-    unsigned char* resultData() const { return registers.data(step.result); }
-    unsigned char* resultValidity() const { return registers.validity(step.result); }
-    const unsigned char* operandData(int slot) const { return registers.data(step.operands[slot]); }
-    const unsigned char* operandValidity(int slot) const {
-        return registers.validity(step.operands[slot]);
-    }
-    /// As `operandValidity`, but null, which means valid throughout, where that is known.
+    /// The operand's validity, or null, which means valid throughout, where that is known.
     const unsigned char* doubtfulValidity(int slot) const {
-        return known.isValid(step.operands[slot]) ? nullptr : operandValidity(slot);
+        return known.isValid(step.operands[slot]) ? nullptr : areas.operandValidity[slot];
     }
     /// Looks through the result's validity, which the step has written in a way of its own.
     void findOutValidity() const {
         if (known.remembers())
-            known.setValid(step.result, isOneThroughout(resultValidity(), count));
+            known.setValid(step.result, isOneThroughout(areas.resultValidity, count));
     }
 };
 
@@ -55,7 +50,7 @@ struct StepFrame {
 Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
-    countUp(frame.resultData(), frame.blockStart, frame.count);
+    countUp(frame.areas.result, frame.blockStart, frame.count);
     frame.known.changed(frame.step.result);
     frame.known.ownNumbers = frame.step.result;
     return Faults::none;
@@ -65,7 +60,7 @@ Fault runLoadConstant(const StepFrame& frame) {
     if (const Fault fault = StepRules::constant(frame.step, frame.program))
         return fault;
     return loadConstant(frame.program.constants[static_cast<std::size_t>(frame.step.immediate)],
-                        frame.step.resultKind, frame.resultData(), frame.count,
+                        frame.step.resultKind, frame.areas.result, frame.count,
                         frame.step.resultMultiplicity);
 }
 
@@ -75,7 +70,7 @@ Fault runLoadUniform(const StepFrame& frame) {
     if (const Fault fault = StepRules::uniform(frame.step, frame.program))
         return fault;
     return loadUniform(*frame.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
-                       frame.resultData(), frame.count, frame.step.resultMultiplicity);
+                       frame.areas.result, frame.count, frame.step.resultMultiplicity);
 }
 
 /// The numbers of the elements that a field is read at: with an operand its values, without one the
@@ -87,9 +82,10 @@ const std::int64_t* indicesOf(const StepFrame& frame) {
         countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
                 frame.count);
     else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
-        return reinterpret_cast<const std::int64_t*>(frame.operandData(0));
+        return reinterpret_cast<const std::int64_t*>(frame.areas.operands[0]);
     else
-        copyIndices(frame.elementIndices, frame.operandData(0), step.operandKinds[0], frame.count);
+        copyIndices(frame.elementIndices, frame.areas.operands[0], step.operandKinds[0],
+                    frame.count);
     return frame.elementIndices;
 }
 
@@ -118,8 +114,8 @@ Fault runLoadField(const StepFrame& frame) {
         return fault;
 
     const std::int64_t* const indices = indicesOf(frame);
-    const FieldRead request{frame.resultData(),
-                            frame.resultValidity(),
+    const FieldRead request{frame.areas.result,
+                            frame.areas.resultValidity,
                             step.resultKind,
                             step.resultMultiplicity,
                             indices,
@@ -140,9 +136,9 @@ Fault runSample(const StepFrame& frame) {
     if (sampler == nullptr)
         return Faults::samplerBindingOfStep;
     const bool sampled =
-        sampler->sample(frame.operandData(0), step.operandKinds[0], step.operandMultiplicities[0],
-                        frame.resultData(), step.resultKind, step.resultMultiplicity,
-                        frame.resultValidity(), frame.count);
+        sampler->sample(frame.areas.operands[0], step.operandKinds[0],
+                        step.operandMultiplicities[0], frame.areas.result, step.resultKind,
+                        step.resultMultiplicity, frame.areas.resultValidity, frame.count);
     if (!sampled)
         return Faults::samplerDeclined;
     frame.findOutValidity();
@@ -153,7 +149,7 @@ Fault runComponent(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::component(step))
         return fault;
-    const ComponentArgs args{frame.resultData(), frame.operandData(0), frame.count,
+    const ComponentArgs args{frame.areas.result, frame.areas.operands[0], frame.count,
                              step.operandMultiplicities[0], step.immediate};
     return dispatchComponent(step.resultKind, step.operandKinds[0], args) ? Faults::none
                                                                           : Faults::componentKernel;
@@ -161,7 +157,7 @@ Fault runComponent(const StepFrame& frame) {
 
 Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const Interpreter::Step& step = frame.step;
-    const UnaryArgs args{frame.resultData(), frame.operandData(0), frame.count,
+    const UnaryArgs args{frame.areas.result, frame.areas.operands[0], frame.count,
                          step.operandMultiplicities[0]};
     if (!dispatchUnary(op, step.resultKind, step.operandKinds[0], args))
         return Faults::unaryKernel;
@@ -175,10 +171,10 @@ Fault runArithmetic(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const auto op = static_cast<ArithmeticOp>(static_cast<std::uint32_t>(step.op) -
                                               static_cast<std::uint32_t>(OpCode::Add));
-    const ArithmeticArgs args{frame.resultData(),
-                              frame.resultValidity(),
-                              frame.operandData(0),
-                              frame.operandData(1),
+    const ArithmeticArgs args{frame.areas.result,
+                              frame.areas.resultValidity,
+                              frame.areas.operands[0],
+                              frame.areas.operands[1],
                               frame.count,
                               step.resultMultiplicity,
                               step.leftScalar,
@@ -199,10 +195,10 @@ Fault runComparison(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::comparison(step))
         return fault;
-    const ComparisonArgs args{frame.resultData(),
-                              frame.operandData(0),
+    const ComparisonArgs args{frame.areas.result,
+                              frame.areas.operands[0],
                               frame.doubtfulValidity(0),
-                              frame.operandData(1),
+                              frame.areas.operands[1],
                               frame.doubtfulValidity(1),
                               frame.count,
                               step.resultMultiplicity,
@@ -212,7 +208,7 @@ Fault runComparison(const StepFrame& frame) {
     if (!dispatchComparison(step.operandKinds[0], step.operandKinds[1], args))
         return Faults::comparisonKernel;
     if (!frame.known.isValid(step.result))
-        std::memset(frame.resultValidity(), 1, static_cast<std::size_t>(frame.count));
+        std::memset(frame.areas.resultValidity, 1, static_cast<std::size_t>(frame.count));
     frame.known.setValid(step.result, true);
     return Faults::none;
 }
@@ -220,15 +216,15 @@ Fault runComparison(const StepFrame& frame) {
 Fault runNot(const StepFrame& frame) {
     if (const Fault fault = StepRules::notOrIsTrue(frame.step))
         return fault;
-    logicalNot({frame.resultData(), frame.operandData(0), nullptr, frame.resultLanes()});
+    logicalNot({frame.areas.result, frame.areas.operands[0], nullptr, frame.resultLanes()});
     return Faults::none;
 }
 
 Fault runIsTrue(const StepFrame& frame) {
     if (const Fault fault = StepRules::notOrIsTrue(frame.step))
         return fault;
-    isTrue({frame.resultData(), frame.resultValidity(), frame.operandData(0),
-            frame.operandValidity(0), frame.count, frame.step.resultMultiplicity});
+    isTrue({frame.areas.result, frame.areas.resultValidity, frame.areas.operands[0],
+            frame.doubtfulValidity(0), frame.count, frame.step.resultMultiplicity});
     frame.known.setValid(frame.step.result, true);
     return Faults::none;
 }
@@ -237,7 +233,8 @@ Fault runIsTrue(const StepFrame& frame) {
 Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
     if (const Fault fault = StepRules::andOr(frame.step))
         return fault;
-    logic({frame.resultData(), frame.operandData(0), frame.operandData(1), frame.resultLanes()});
+    logic({frame.areas.result, frame.areas.operands[0], frame.areas.operands[1],
+           frame.resultLanes()});
     return Faults::none;
 }
 
@@ -245,11 +242,16 @@ Fault runSelect(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::select(step))
         return fault;
-    const SelectArgs args{frame.resultData(),   frame.resultValidity(),
-                          frame.operandData(0), step.operandMultiplicities[0],
-                          frame.operandData(1), frame.doubtfulValidity(1),
-                          frame.operandData(2), frame.doubtfulValidity(2),
-                          frame.count,          step.resultMultiplicity};
+    const SelectArgs args{frame.areas.result,
+                          frame.areas.resultValidity,
+                          frame.areas.operands[0],
+                          step.operandMultiplicities[0],
+                          frame.areas.operands[1],
+                          frame.doubtfulValidity(1),
+                          frame.areas.operands[2],
+                          frame.doubtfulValidity(2),
+                          frame.count,
+                          step.resultMultiplicity};
     const bool ran =
         dispatchSelect(step.resultKind, step.operandKinds[1], step.operandKinds[2], args);
     if (!ran)
@@ -305,38 +307,40 @@ Fault runOpCode(const StepFrame& frame) {
 }
 
 /// Gives the result the validity of the first two operands together.
-void passValidityOn(const Interpreter::Step& step, RegisterFile& registers, int count,
-                    BlockKnowledge& known) {
-    const int left = step.operands[0];
-    const int right = step.arity > 1 ? step.operands[1] : noRegister;
-    if (known.isValid(left) && (step.arity < 2 || known.isValid(right))) {
-        if (!known.isValid(step.result))
-            std::memset(registers.validity(step.result), 1, static_cast<std::size_t>(count));
-        known.setValid(step.result, true);
-        return;
-    }
-    combineValidity(registers.validity(step.result), registers.validity(left),
-                    step.arity > 1 ? registers.validity(right) : nullptr, count);
-    known.setValid(step.result, false);
+void passValidityOn(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    const StepAreas& areas = frame.areas;
+    const bool areBothValid = frame.known.isValid(step.operands[0]) &&
+                              (step.arity < 2 || frame.known.isValid(step.operands[1]));
+    if (!areBothValid)
+        combineValidity(areas.resultValidity, areas.operandValidity[0],
+                        step.arity > 1 ? areas.operandValidity[1] : nullptr, frame.count);
+    else if (!frame.known.isValid(step.result))
+        std::memset(areas.resultValidity, 1, static_cast<std::size_t>(frame.count));
+    frame.known.setValid(step.result, areBothValid);
 }
 
 } // namespace
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     BlockKnowledge nothing;
-    return runOn(step, bindings, blockStart, nothing);
+    return runOn(step, areasOf(step, registers), bindings, blockStart, nothing);
 }
 
-bool Interpreter::runOn(const Step& step, const Bindings& bindings, long long blockStart,
-                        BlockKnowledge& known) {
+bool Interpreter::runOn(const Step& step, const StepAreas& areas, const Bindings& bindings,
+                        long long blockStart, BlockKnowledge& known) {
     ++stepsExecuted;
-    const int count = registers.liveElements();
+    const StepFrame frame{step,
+                          *program,
+                          bindings,
+                          areas,
+                          elementIndices.data(),
+                          blockStart,
+                          registers.liveElements(),
+                          known};
     // A Nop has no registers, whatever its arity is said to be.
     if (step.arity > 0 && step.op != OpCode::Nop)
-        passValidityOn(step, registers, count, known);
-
-    const StepFrame frame{step,       *program, bindings, registers, elementIndices.data(),
-                          blockStart, count,    known};
+        passValidityOn(frame);
     if (const Fault fault = runOpCode(frame))
         return refuseAtRun(fault.code, fault.message);
     if (step.op != OpCode::ElementIndex)

@@ -273,6 +273,24 @@ constexpr LaneMap toResult() {
         return &mapRun<Convert<Result, Working<Result>>>;
 }
 
+/// The shape that most calls have, straight from the registers to the operation: no scalar, no pass
+/// of its own for any side. False where lanes depend on one another.
+bool runFlat(const ArithmeticArgs& args, LaneOperation operation, std::int64_t resultBytes,
+             std::int64_t leftBytes, std::int64_t rightBytes) {
+    const std::int64_t lanes = static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(args.count) * static_cast<std::uint32_t>(args.multiplicity));
+    const LaneRange result{args.result, lanes, resultBytes};
+    if (args.count < 1 || lanes < 1)
+        return true;
+    if (!lanesAreIndependent(result, {args.left, lanes, leftBytes}) ||
+        !lanesAreIndependent(result, {args.right, lanes, rightBytes}))
+        return false;
+    operation(static_cast<unsigned char*>(args.result),
+              static_cast<const unsigned char*>(args.left),
+              static_cast<const unsigned char*>(args.right), lanes);
+    return true;
+}
+
 template <class Result, class Left, class Right>
 void arithmetic(const ArithmeticArgs& args) {
     using ScalarBits = UnsignedOfSize<sizeof(Working<Result>)>;
@@ -280,6 +298,10 @@ void arithmetic(const ArithmeticArgs& args) {
     if (operation == nullptr)
         return;
     const bool dividesIntegers = isSame<Result, std::int32_t> && args.op == ArithmeticOp::Divide;
+    if constexpr (!isStaged<Result, Left> && !isStaged<Result, Right>)
+        if (!dividesIntegers && !args.leftScalar && !args.rightScalar &&
+            runFlat(args, operation, sizeof(Result), sizeof(Left), sizeof(Right)))
+            return;
     const auto operand = [dividesIntegers]<class From>(const void* lanes, bool isScalar, From) {
         const bool isMapped = isScalar || dividesIntegers || isStaged<Result, From>;
         return Side{{static_cast<const unsigned char*>(lanes), sizeof(From),

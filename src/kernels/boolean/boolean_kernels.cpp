@@ -48,9 +48,9 @@ struct OrMap : OnTribools {
 };
 
 /// What is true of a valid element, and false of any other.
-struct WhereValid : OnTribools {
-    static Tribool apply(Tribool truth, Tribool validity) {
-        return validity != 0 ? truth : Tribool{0};
+struct IsOneAndValid : OnTribools {
+    static Tribool apply(Tribool x, Tribool validity) {
+        return static_cast<Tribool>((x == 1) & (validity != 0));
     }
 };
 
@@ -84,26 +84,35 @@ bool lanesIndependent(const IsTrueArgs& args, std::int64_t lanes) {
 /// alone.
 void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t elements, Pace pace) {
     const std::int64_t multiplicity = args.multiplicity;
-    Tile<Tribool> validity;
-    if (args.operandValidity != nullptr)
-        spreadRun<Tribool>(validity.bytes, args.operandValidity + element, elements,
+    Tile<Tribool> repeated;
+    const unsigned char* validity = args.operandValidity + element;
+    if (multiplicity > 1) {
+        spreadRun<Tribool>(repeated.bytes, validity, elements,
                            atMost(tileLanes / elements, multiplicity));
+        validity = repeated.bytes;
+    }
     const std::int64_t first = element * multiplicity;
     const std::int64_t lanes = elements * multiplicity;
-    for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
-        const std::int64_t some = atMost(pace.lanes, lanes - done);
-        unsigned char* const result = args.result + first + done;
-        mapRun<IsOne>(result, args.operand + first + done, some);
-        if (args.operandValidity != nullptr)
-            combineRun<WhereValid>(result, result, validity.bytes, some);
-    }
+    for (std::int64_t done = 0; done < lanes; done += pace.lanes)
+        combineRun<IsOneAndValid>(args.result + first + done, args.operand + first + done, validity,
+                                  atMost(pace.lanes, lanes - done));
+}
+
+/// All elements have a value, so that only the bytes count.
+void isTrueThroughout(const IsTrueArgs& args, std::int64_t lanes) {
+    const bool independent = lanesIndependent(args, lanes);
+    const std::int64_t pace = independent ? lanes : 1;
+    for (std::int64_t lane = 0; lane < lanes; lane += pace)
+        mapRun<IsOne>(args.result + lane, args.operand + lane, pace);
 }
 
 void runIsTrue(const IsTrueArgs& args) {
     if (args.count < 1)
         return;
     const std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
-    if (lanes > 0) {
+    if (args.operandValidity == nullptr) {
+        isTrueThroughout(args, lanes);
+    } else if (lanes > 0) {
         const Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
         for (std::int64_t element = 0; element < args.count; element += pace.elements)
             isTrueOfTile(args, element, atMost(pace.elements, args.count - element), pace);

@@ -221,7 +221,13 @@ void follow(const ComparisonArgs& args, const Recipe& recipe) {
         recipe.spread,
         {static_cast<const unsigned char*>(args.left), recipe.leftBytes, recipe.leftToWorking},
         {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}};
-    const Pace pace = paceOf(run.lanesIndependent(), args.multiplicity);
+    const bool independent = run.lanesIndependent();
+    const bool isPlain = args.leftValidity == nullptr && args.rightValidity == nullptr &&
+                         recipe.leftToWorking == nullptr && recipe.rightToWorking == nullptr;
+    if (isPlain && independent && !args.rightScalar)
+        return recipe.compare(args.result, run.left.lanes, run.right.lanes,
+                              std::int64_t{args.count} * args.multiplicity);
+    const Pace pace = paceOf(independent, args.multiplicity);
     for (std::int64_t element = 0; element < args.count; element += pace.elements)
         run.compareTile(element, atMost(pace.elements, args.count - element), pace);
 }
