@@ -71,6 +71,7 @@ elements. *Whole frame* adds what an interpreter of any program does: every fiel
 register, elements numbered, constants spread, presence reset and combined, result and presence
 copied out. Eigen is compiled too. The others read a program when they run, or are called once for
 each step. Ours runs in blocks of {block:,} elements.
+Everybody's arrays stand in large pages where the system has them.
 
 Where a contender has no vectors, W1 and W5 work on three columns. What is missing is what each has
 for it: a null, a NaN, or an array of booleans beside the values. A dash is for what a contender
