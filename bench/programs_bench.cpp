@@ -98,6 +98,34 @@ class NoSink final : public BlockSink {
     }
 };
 
+bool isLoad(const Instruction& instruction) {
+    return instruction.op == OpCode::LoadField || instruction.op == OpCode::LoadUniform ||
+           instruction.op == OpCode::LoadConstant;
+}
+
+/// How much of a program runs: each part beside those before it.
+enum class Part { Frame, Loads, Steps };
+
+/// A workload cut down to its element numbers, or to what it loads: what is left out shows what it
+/// costs. Registers stay, and so does what each block does for them. Nothing is collected.
+void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part part) {
+    Workload work = named.make(sharedData());
+    std::erase_if(work.program.instructions, [part](const Instruction& instruction) {
+        const bool isFrame = instruction.op == OpCode::ElementIndex;
+        return !(isFrame || part == Part::Steps || (part == Part::Loads && isLoad(instruction)));
+    });
+    Bound bound(std::move(work));
+    Interpreter interpreter;
+    if (!interpreter.configure(bound.workload.program, 1024)) {
+        state.SkipWithError(interpreter.lastRefusalMessage());
+        return;
+    }
+    NoSink sink;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(interpreter.evaluate(0, elements, bound.bindings, sink));
+    state.counters["elements"] = static_cast<double>(elements);
+}
+
 /// Many blocks of a program of as many instructions as the first argument says, of the size that
 /// the second one says. Reported is the time for all of them and their number.
 void blocks(benchmark::State& state) {
@@ -123,6 +151,17 @@ void registerAll() {
         for (const int blockSize : {64, 256, 512, 1024, 2048, 4096, 16384, 65536})
             one->Arg(blockSize);
     }
+    struct NamedPart {
+        const char* name;
+        Part part;
+    };
+    for (const NamedWorkload& named : workloads())
+        for (const NamedPart& one :
+             {NamedPart{"frame", Part::Frame}, NamedPart{"loads", Part::Loads},
+              NamedPart{"steps", Part::Steps}})
+            benchmark::RegisterBenchmark(
+                (std::string("part/") + named.name + "/" + one.name).c_str(),
+                [&named, one](benchmark::State& state) { partOfProgram(state, named, one.part); });
     benchmark::RegisterBenchmark("configure", &configure)->Arg(20)->Arg(100);
     benchmark::RegisterBenchmark("configure again", &configureAgain)->Arg(20)->Arg(100);
     benchmark::RegisterBenchmark("first result", &firstResult)->Arg(20);
