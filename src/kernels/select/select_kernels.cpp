@@ -8,6 +8,7 @@
 #include "kernels/conversions/half_runs.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
+#include "kernels/select/masked_picks.h"
 #include "kernels/select/select.h"
 
 namespace Fenlet {
@@ -33,6 +34,13 @@ struct IsValid {
     using In = unsigned char;
     using Out = unsigned char;
     static Out apply(In validity) { return validity != 0; }
+};
+
+/// Of an element that goes one way or to both arms.
+struct GoesToArms {
+    using In = unsigned char;
+    using Out = unsigned char;
+    static Out apply(In way) { return (way & takesNeither) == 0; }
 };
 
 struct BothValid {
@@ -184,6 +192,36 @@ void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sou
     }
 }
 
+template <class Word>
+void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
+                 std::int64_t lanes) {
+    constexpr std::int64_t bytes = sizeof(Word);
+    const std::int64_t done = MaskedPick<Word, takesFalse, takesTrue>::run(out, ways, arms, lanes);
+    const auto sourceOf = [&](const unsigned char* arm) {
+        return arm != nullptr ? Source{arm + done * bytes, bytes} : Source{arms.unknown, 0};
+    };
+    Sources sources{};
+    sources.of[takesTrue] = sourceOf(arms.whenTrue);
+    sources.of[takesFalse] = sourceOf(arms.whenFalse);
+    sources.of[takesNeither] = {arms.unknown, 0};
+    pickFixed<Word, 1>(out + done * bytes, ways + done, sources, lanes - done);
+}
+
+/// As `pickRun`, for entries of one lane, each of which goes one way.
+[[gnu::noinline]] void pickLanes(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
+                                 std::int64_t lanes, std::int64_t laneBytes) {
+    switch (laneBytes) {
+    case 1:
+        return pickLanesOf<std::uint8_t>(out, ways, arms, lanes);
+    case 2:
+        return pickLanesOf<std::uint16_t>(out, ways, arms, lanes);
+    case 4:
+        return pickLanesOf<std::uint32_t>(out, ways, arms, lanes);
+    default:
+        return pickLanesOf<std::uint64_t>(out, ways, arms, lanes);
+    }
+}
+
 using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
 
 /// What a kernel does. A map is null where the arm is of the result kind already.
@@ -243,6 +281,8 @@ struct Run {
     void take(const Batch& batch, unsigned char way) const;
     void takeRun(unsigned char way, std::int64_t firstLane, std::int64_t lanes) const;
     void pick(const Batch& batch) const;
+    void pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arms,
+                     std::int64_t laneBytes) const;
     const unsigned char* pickArm(const Arm& arm, unsigned char way, const Batch& batch,
                                  WidestTile& picked, WidestTile& converted) const;
     void findValidityByLane(unsigned char* valid, const unsigned char* ways, std::int64_t lanes,
@@ -380,28 +420,39 @@ void Run::pick(const Batch& batch) const {
                                batch.lanes() * recipe.resultBytes);
         return;
     }
-    const std::int64_t step = batch.lanesEach * whenTrue.bytes;
-    Sources sources{};
-    sources.of[takesTrue] = {whenTrue.lane(batch.firstLane), step};
-    sources.of[takesFalse] = {whenFalse.lane(batch.firstLane), step};
-    sources.of[takesNeither] = {unknownEntry, 0};
+    const TwoArms arms{whenFalse.lane(batch.firstLane), whenTrue.lane(batch.firstLane),
+                       unknownEntry};
     if (whenTrue.toResult == nullptr) {
-        pickRun(out, batch.ways, sources, batch.entries, step);
+        pickEntries(out, batch, arms, whenTrue.bytes);
     } else {
-        pickRun(picked.bytes, batch.ways, sources, batch.entries, step);
+        pickEntries(picked.bytes, batch, arms, whenTrue.bytes);
         whenTrue.toResult(out, picked.bytes, batch.lanes());
     }
+}
+
+/// What the batch's entries take from two arms of the same kind.
+void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arms,
+                      std::int64_t laneBytes) const {
+    if (batch.lanesEach == 1)
+        return pickLanes(out, batch.ways, arms, batch.entries, laneBytes);
+    const std::int64_t step = batch.lanesEach * laneBytes;
+    const auto sourceOf = [&](const unsigned char* arm) {
+        return arm != nullptr ? Source{arm, step} : Source{arms.unknown, 0};
+    };
+    Sources sources{};
+    sources.of[takesTrue] = sourceOf(arms.whenTrue);
+    sources.of[takesFalse] = sourceOf(arms.whenFalse);
+    sources.of[takesNeither] = {arms.unknown, 0};
+    pickRun(out, batch.ways, sources, batch.entries, step);
 }
 
 /// The lanes of the arm that `way` leads to, as lanes of the result's kind, among zeros.
 const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch& batch,
                                   WidestTile& picked, WidestTile& converted) const {
-    const std::int64_t step = batch.lanesEach * arm.bytes;
-    Sources sources{};
-    for (Source& source : sources.of)
-        source = {unknownEntry, 0};
-    sources.of[way] = {arm.lane(batch.firstLane), step};
-    pickRun(picked.bytes, batch.ways, sources, batch.entries, step);
+    const unsigned char* const lanes = arm.lane(batch.firstLane);
+    const TwoArms arms{way == takesFalse ? lanes : nullptr, way == takesTrue ? lanes : nullptr,
+                       unknownEntry};
+    pickEntries(picked.bytes, batch, arms, arm.bytes);
     if (arm.toResult == nullptr)
         return picked.bytes;
     arm.toResult(converted.bytes, picked.bytes, batch.lanes());
@@ -428,6 +479,10 @@ void Run::findValidity(unsigned char* valid, const unsigned char* ways, std::int
 // An element that goes to both arms takes one byte from each.
 void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                        std::int64_t elements) const {
+    if (whenTrue.validity == nullptr && whenFalse.validity == nullptr) {
+        mapRun<GoesToArms>(valid, ways, elements);
+        return;
+    }
     constexpr unsigned char bothArms = takesTrue | takesFalse;
     const unsigned char never = 0;
     const unsigned char always = 1;
