@@ -44,8 +44,8 @@ def contenders(build, block):
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
     node = lambda name: ["node", str(PEERS / f"{name}_peer.js"), "DATA"]
     return [
-        Contender(OURS, "fenletexec", "ours", [str(programs / "fenletexec_peer"), "DATA", str(block)],
-                  target="fenletexec_peer"),
+        Contender(OURS, "fenletexec", "ours",
+                  [str(programs / "fenletexec_peer"), "DATA", str(block)], target="fenletexec_peer"),
         Contender(FUSED, "by hand, fused", "bound", [native, "DATA", "fused"],
                   target="native_peer"),
         Contender("blocks", "by hand, blocks", "bound", [native, "DATA", "blocks"],

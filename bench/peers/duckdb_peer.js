@@ -1,7 +1,7 @@
 // DuckDB: duckdb_peer.js FOLDER
 //
-// Prepared queries over a table in memory, on one thread, each result kept whole in the engine's own
-// chunks. What is missing is NULL. A vector is three columns; W1 needs but one of them, and the
+// Prepared queries over a table in memory, on one thread, each result kept whole in the engine's
+// own chunks. What is missing is NULL. A vector is three columns; W1 needs but one of them, and the
 // others would be optimised away. It has no halves, and what it has for W9, a join, keeps no order.
 "use strict";
 const duckdb = require("@duckdb/node-api");
@@ -124,7 +124,8 @@ const workloads = {
     ),
   W5: () =>
     prepared(
-      "SELECT x / n, y / n, z / n FROM (SELECT *, sqrt(x * x + y * y + z * z)::FLOAT AS n FROM DATA)",
+      "SELECT x / n, y / n, z / n FROM " +
+        "(SELECT *, sqrt(x * x + y * y + z * z)::FLOAT AS n FROM DATA)",
       ["vector"],
       12,
     ),

@@ -57,15 +57,17 @@ def workloads(found):
             if (name, one.name) in found.times:
                 shape = ' fill="white" stroke-width="2"' if one.kind == "compiled" else (
                     f' fill="{colour[one.name]}"')
-                parts.append(f'<circle cx="{middle:.1f}" cy="{y(found.times[name, one.name]):.1f}" '
-                             f'r="4" stroke="{colour[one.name]}"{shape}/>')
+                at = y(found.times[name, one.name])
+                parts.append(f'<circle cx="{middle:.1f}" cy="{at:.1f}" r="4" '
+                             f'stroke="{colour[one.name]}"{shape}/>')
         for row, words in enumerate(name.split("-")):
             text(middle, HEIGHT - BOTTOM + 16 + 13 * row, words)
 
     x, at = LEFT + inner + 16, TOP + 14
     parts.append(f'<rect x="{x}" y="{at - 10}" width="16" height="12" fill="#c8d4e3"/>')
     text(x + 24, at, "fenletexec", "start")
-    for words, dash in (("by hand, whole frame", ""), ("by hand, fused", ' stroke-dasharray="3 2"')):
+    for words, dash in (("by hand, whole frame", ""),
+                        ("by hand, fused", ' stroke-dasharray="3 2"')):
         at += 20
         line(x, x + 16, at - 4, "#d55e00", ' stroke-width="2"' + dash)
         text(x + 24, at, words, "start")
@@ -73,7 +75,8 @@ def workloads(found):
         at += 20
         shape = ' fill="white" stroke-width="2"' if one.kind == "compiled" else (
             f' fill="{colour[one.name]}"')
-        parts.append(f'<circle cx="{x + 8}" cy="{at - 4}" r="4" stroke="{colour[one.name]}"{shape}/>')
+        parts.append(f'<circle cx="{x + 8}" cy="{at - 4}" r="4" '
+                     f'stroke="{colour[one.name]}"{shape}/>')
         text(x + 24, at, one.title, "start")
     parts.append("</svg>\n")
     return "\n".join(parts)

@@ -163,8 +163,8 @@ def flatness(found, counts):
     if len(large) < 2:
         return ""
     ratio = max(large) / min(large)
-    return (f"\nWhere the data exceed the last-level cache, ours takes between {figure(min(large))} "
-            f"and {figure(max(large))} ns, a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 "
+    return (f"\nWhere the data exceed the last-level cache, ours takes between "
+            f"{figure(min(large))} and {figure(max(large))} ns, a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 "
             "is wanted.\n")
 
 
@@ -196,7 +196,7 @@ def first_part(found):
 
 
 def nanoseconds(entry, key="cpu_time"):
-    """What Google Benchmark measured: the processor's time, which other programs do not count in."""
+    """What Google Benchmark measured: the processor's time, in which others do not count."""
     return entry[key] * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
 
 
@@ -263,8 +263,8 @@ def fixed_part(found):
         rows.append([f"a block of {elements}, with its numbers and one field", "",
                      figure(few - (STEPS[0] - 2) * step)])
     return ("## Fixed costs\n\nIn nanoseconds of the processor's time. That of a step is the slope "
-            f"between programs of {STEPS[0]} and {STEPS[1]} instructions, all but two of them additions; "
-            "that of a block is what is left without these.\n\n"
+            f"between programs of {STEPS[0]} and {STEPS[1]} instructions, all but two of them "
+            "additions; that of a block is what is left without these.\n\n"
             + table(["", "should be", "ns"], rows))
 
 
