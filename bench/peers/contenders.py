@@ -45,7 +45,8 @@ def contenders(build, block):
     node = lambda name: ["node", str(PEERS / f"{name}_peer.js"), "DATA"]
     return [
         Contender(OURS, "fenletexec", "ours",
-                  [str(programs / "fenletexec_peer"), "DATA", str(block)], target="fenletexec_peer"),
+                  [str(programs / "fenletexec_peer"), "DATA", str(block)],
+                  target="fenletexec_peer"),
         Contender(FUSED, "by hand, fused", "bound", [native, "DATA", "fused"],
                   target="native_peer"),
         Contender("blocks", "by hand, blocks", "bound", [native, "DATA", "blocks"],

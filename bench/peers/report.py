@@ -164,7 +164,8 @@ def flatness(found, counts):
         return ""
     ratio = max(large) / min(large)
     return (f"\nWhere the data exceed the last-level cache, ours takes between "
-            f"{figure(min(large))} and {figure(max(large))} ns, a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 "
+            f"{figure(min(large))} and {figure(max(large))} ns, "
+            f"a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 "
             "is wanted.\n")
 
 
