@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
 namespace Fenlet {
@@ -17,11 +18,37 @@ struct RegisterSpec {
 };
 
 /// Where a register's two areas begin within the register file's storage, in bytes. Both offsets
-/// are multiples of 64; the storage itself is aligned as the allocator aligns it and no more.
+/// are multiples of 64. Where the storage itself begins is nobody's to count on.
 struct RegisterSlot {
     RegisterSpec spec;
     std::uint64_t dataOffset = 0;
     std::uint64_t validityOffset = 0;
+};
+
+/// Memory from the general allocator that begins with a cache line, so that no vector within an
+/// area lies across two: many loads of wide vectors would take twice the time.
+template <class Value>
+struct LineAllocator {
+    using value_type = Value;
+    static constexpr std::align_val_t alignment{64};
+
+    LineAllocator() = default;
+    template <class Other>
+    LineAllocator(const LineAllocator<Other>&) {}
+
+    Value* allocate(std::size_t count) {
+        return static_cast<Value*>(::operator new(count * sizeof(Value), alignment));
+    }
+    void deallocate(Value* memory, std::size_t) noexcept { ::operator delete(memory, alignment); }
+
+    template <class Other>
+    friend bool operator==(const LineAllocator&, const LineAllocator<Other>&) {
+        return true;
+    }
+    template <class Other>
+    friend bool operator!=(const LineAllocator&, const LineAllocator<Other>&) {
+        return false;
+    }
 };
 
 /// All registers of a program, for one block of elements.
@@ -97,7 +124,7 @@ class RegisterFile {
     bool layOut(SpecAt specAt, int count, int blockSize);
 
     std::vector<RegisterSlot> slots;
-    std::vector<unsigned char> storage;
+    std::vector<unsigned char, LineAllocator<unsigned char>> storage;
     std::int32_t blockSize = 0;
     std::int32_t blockLength = 0;
     const char* lastError = nullptr;
