@@ -1,6 +1,6 @@
 // This library: fenletexec_peer FOLDER [BLOCK]
-#include "../workloads.h"
 #include "protocol.h"
+#include "workloads.h"
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>

@@ -1,6 +1,6 @@
 // Writes the arrays that the compared programs read: make_data FOLDER COUNT [ARRAY...]
 // Without names it writes all of them. Files that are there stay as they are.
-#include "../workload_data.h"
+#include "workload_data.h"
 
 #include <fenlethosts/npy_writer.h>
 

@@ -12,7 +12,7 @@
 // begins with `error`.
 #pragma once
 
-#include "../workload_data.h"
+#include "workload_data.h"
 
 #include <functional>
 #include <string>

@@ -14,7 +14,7 @@
 namespace Fenlet {
 
 class BlockKnowledge;
-struct StepAreas;
+struct ResolvedStep;
 
 /// The host's providers for one `evaluate`. Everything that it points to is borrowed for the call.
 struct Bindings {
@@ -120,12 +120,12 @@ class Interpreter {
     const std::vector<Step>& plan() const { return steps; }
 
   private:
-    bool runOn(const Step& step, const StepAreas& areas, const Bindings& bindings,
+    bool runOn(const Step& step, const ResolvedStep& resolved, const Bindings& bindings,
                long long blockStart, BlockKnowledge& known);
 
     const FenletProgram* program = nullptr;
     std::vector<Step> steps;
-    std::vector<StepAreas> stepAreas;
+    std::vector<ResolvedStep> resolvedSteps;
     std::vector<std::int64_t> elementIndices;
     std::vector<unsigned char> validRegisters;
     RegisterFile registers;

@@ -1,7 +1,7 @@
 // The block loop, and the check of the host's providers before it.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
-#include "frame/step_areas.h"
+#include "frame/resolved_step.h"
 #include "vocabulary/element_numbers.h"
 #include "vocabulary/faults.h"
 
@@ -67,7 +67,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
         known.beginBlock();
         const long long blockStart = offsetElement(first, done);
         for (std::size_t number = 0; number < steps.size(); ++number)
-            if (!runOn(steps[number], stepAreas[number], bindings, blockStart, known))
+            if (!runOn(steps[number], resolvedSteps[number], bindings, blockStart, known))
                 return false;
         if (!sink.consume(registers, blockStart, static_cast<int>(length)))
             return false;

@@ -1,6 +1,6 @@
 // Turning a program into a plan: `configure` and what it does to each instruction.
 #include "frame/register_layout.h"
-#include "frame/step_areas.h"
+#include "frame/resolved_step.h"
 #include "vocabulary/faults.h"
 
 #include <fenletexec/interpreter.h>
@@ -84,7 +84,7 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
     // scan leaves the earlier layout as it was.
     registers.slots.reserve(static_cast<std::size_t>(program->registerCount()));
     validRegisters.resize(static_cast<std::size_t>(program->registerCount()));
-    stepAreas.resize(static_cast<std::size_t>(program->instructionCount()));
+    resolvedSteps.resize(static_cast<std::size_t>(program->instructionCount()));
     if (const Fault fault = findRegisterFault(*program))
         return refuse(fault);
     const auto specAt = [this](int number) { return specOf(program->registerInfo(number)); };
@@ -105,7 +105,7 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
         if (!validateStep(step))
             return false;
     for (std::size_t number = 0; number < steps.size(); ++number)
-        stepAreas[number] = areasOf(steps[number], registers);
+        resolvedSteps[number] = resolve(steps[number], registers);
     configured = true;
     return true;
 }

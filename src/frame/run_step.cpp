@@ -1,7 +1,7 @@
 // One step over the current block.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
-#include "frame/step_areas.h"
+#include "frame/resolved_step.h"
 #include "frame/step_rules.h"
 #include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
@@ -27,7 +27,7 @@ struct StepFrame {
     const Interpreter::Step& step;
     const FenletProgram& program;
     const Bindings& bindings;
-    const StepAreas& areas;
+    const ResolvedStep& resolved;
     std::int64_t* elementIndices;
     long long blockStart;
     int count;
@@ -36,12 +36,12 @@ struct StepFrame {
     std::int64_t resultLanes() const { return std::int64_t{count} * step.resultMultiplicity; }
     /// The operand's validity, or null, which means valid throughout, where that is known.
     const unsigned char* doubtfulValidity(int slot) const {
-        return known.isValid(step.operands[slot]) ? nullptr : areas.operandValidity[slot];
+        return known.isValid(step.operands[slot]) ? nullptr : resolved.operandValidity[slot];
     }
     /// Looks through the result's validity, which the step has written in a way of its own.
     void findOutValidity() const {
         if (known.remembers())
-            known.setValid(step.result, isOneThroughout(areas.resultValidity, count));
+            known.setValid(step.result, isOneThroughout(resolved.resultValidity, count));
     }
 };
 
@@ -50,7 +50,7 @@ struct StepFrame {
 Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
-    countUp(frame.areas.result, frame.blockStart, frame.count);
+    countUp(frame.resolved.result, frame.blockStart, frame.count);
     frame.known.changed(frame.step.result);
     frame.known.ownNumbers = frame.step.result;
     return Faults::none;
@@ -60,7 +60,7 @@ Fault runLoadConstant(const StepFrame& frame) {
     if (const Fault fault = StepRules::constant(frame.step, frame.program))
         return fault;
     return loadConstant(frame.program.constants[static_cast<std::size_t>(frame.step.immediate)],
-                        frame.step.resultKind, frame.areas.result, frame.count,
+                        frame.step.resultKind, frame.resolved.result, frame.count,
                         frame.step.resultMultiplicity);
 }
 
@@ -70,7 +70,7 @@ Fault runLoadUniform(const StepFrame& frame) {
     if (const Fault fault = StepRules::uniform(frame.step, frame.program))
         return fault;
     return loadUniform(*frame.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
-                       frame.areas.result, frame.count, frame.step.resultMultiplicity);
+                       frame.resolved.result, frame.count, frame.step.resultMultiplicity);
 }
 
 /// The numbers of the elements that a field is read at: with an operand its values, without one the
@@ -82,9 +82,9 @@ const std::int64_t* indicesOf(const StepFrame& frame) {
         countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
                 frame.count);
     else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
-        return reinterpret_cast<const std::int64_t*>(frame.areas.operands[0]);
+        return reinterpret_cast<const std::int64_t*>(frame.resolved.operands[0]);
     else
-        copyIndices(frame.elementIndices, frame.areas.operands[0], step.operandKinds[0],
+        copyIndices(frame.elementIndices, frame.resolved.operands[0], step.operandKinds[0],
                     frame.count);
     return frame.elementIndices;
 }
@@ -114,8 +114,8 @@ Fault runLoadField(const StepFrame& frame) {
         return fault;
 
     const std::int64_t* const indices = indicesOf(frame);
-    const FieldRead request{frame.areas.result,
-                            frame.areas.resultValidity,
+    const FieldRead request{frame.resolved.result,
+                            frame.resolved.resultValidity,
                             step.resultKind,
                             step.resultMultiplicity,
                             indices,
@@ -136,9 +136,9 @@ Fault runSample(const StepFrame& frame) {
     if (sampler == nullptr)
         return Faults::samplerBindingOfStep;
     const bool sampled =
-        sampler->sample(frame.areas.operands[0], step.operandKinds[0],
-                        step.operandMultiplicities[0], frame.areas.result, step.resultKind,
-                        step.resultMultiplicity, frame.areas.resultValidity, frame.count);
+        sampler->sample(frame.resolved.operands[0], step.operandKinds[0],
+                        step.operandMultiplicities[0], frame.resolved.result, step.resultKind,
+                        step.resultMultiplicity, frame.resolved.resultValidity, frame.count);
     if (!sampled)
         return Faults::samplerDeclined;
     frame.findOutValidity();
@@ -149,18 +149,21 @@ Fault runComponent(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::component(step))
         return fault;
-    const ComponentArgs args{frame.areas.result, frame.areas.operands[0], frame.count,
+    if (frame.resolved.component == nullptr)
+        return Faults::componentKernel;
+    const ComponentArgs args{frame.resolved.result, frame.resolved.operands[0], frame.count,
                              step.operandMultiplicities[0], step.immediate};
-    return dispatchComponent(step.resultKind, step.operandKinds[0], args) ? Faults::none
-                                                                          : Faults::componentKernel;
+    frame.resolved.component(args);
+    return Faults::none;
 }
 
 Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const Interpreter::Step& step = frame.step;
-    const UnaryArgs args{frame.areas.result, frame.areas.operands[0], frame.count,
-                         step.operandMultiplicities[0]};
-    if (!dispatchUnary(op, step.resultKind, step.operandKinds[0], args))
+    if (frame.resolved.unary == nullptr)
         return Faults::unaryKernel;
+    const UnaryArgs args{frame.resolved.result, frame.resolved.operands[0], frame.count,
+                         step.operandMultiplicities[0]};
+    frame.resolved.unary(args);
     // As many lanes as the operand has are negated, which is more than the result has room for.
     if (op == UnaryOp::Negate && step.operandMultiplicities[0] > step.resultMultiplicity)
         frame.known.forget();
@@ -171,19 +174,18 @@ Fault runArithmetic(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const auto op = static_cast<ArithmeticOp>(static_cast<std::uint32_t>(step.op) -
                                               static_cast<std::uint32_t>(OpCode::Add));
-    const ArithmeticArgs args{frame.areas.result,
-                              frame.areas.resultValidity,
-                              frame.areas.operands[0],
-                              frame.areas.operands[1],
+    if (frame.resolved.arithmetic == nullptr)
+        return Faults::arithmeticKernel;
+    const ArithmeticArgs args{frame.resolved.result,
+                              frame.resolved.resultValidity,
+                              frame.resolved.operands[0],
+                              frame.resolved.operands[1],
                               frame.count,
                               step.resultMultiplicity,
                               step.leftScalar,
                               step.rightScalar,
                               op};
-    const bool ran =
-        dispatchArithmetic(step.resultKind, step.operandKinds[0], step.operandKinds[1], args);
-    if (!ran)
-        return Faults::arithmeticKernel;
+    frame.resolved.arithmetic(args);
     // Divisors that are zero make elements invalid.
     if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
         frame.findOutValidity();
@@ -195,20 +197,21 @@ Fault runComparison(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::comparison(step))
         return fault;
-    const ComparisonArgs args{frame.areas.result,
-                              frame.areas.operands[0],
+    if (frame.resolved.comparison == nullptr)
+        return Faults::comparisonKernel;
+    const ComparisonArgs args{frame.resolved.result,
+                              frame.resolved.operands[0],
                               frame.doubtfulValidity(0),
-                              frame.areas.operands[1],
+                              frame.resolved.operands[1],
                               frame.doubtfulValidity(1),
                               frame.count,
                               step.resultMultiplicity,
                               step.rightScalar,
                               static_cast<std::uint32_t>(step.op) -
                                   static_cast<std::uint32_t>(OpCode::Less)};
-    if (!dispatchComparison(step.operandKinds[0], step.operandKinds[1], args))
-        return Faults::comparisonKernel;
+    frame.resolved.comparison(args);
     if (!frame.known.isValid(step.result))
-        std::memset(frame.areas.resultValidity, 1, static_cast<std::size_t>(frame.count));
+        std::memset(frame.resolved.resultValidity, 1, static_cast<std::size_t>(frame.count));
     frame.known.setValid(step.result, true);
     return Faults::none;
 }
@@ -216,14 +219,14 @@ Fault runComparison(const StepFrame& frame) {
 Fault runNot(const StepFrame& frame) {
     if (const Fault fault = StepRules::notOrIsTrue(frame.step))
         return fault;
-    logicalNot({frame.areas.result, frame.areas.operands[0], nullptr, frame.resultLanes()});
+    logicalNot({frame.resolved.result, frame.resolved.operands[0], nullptr, frame.resultLanes()});
     return Faults::none;
 }
 
 Fault runIsTrue(const StepFrame& frame) {
     if (const Fault fault = StepRules::notOrIsTrue(frame.step))
         return fault;
-    isTrue({frame.areas.result, frame.areas.resultValidity, frame.areas.operands[0],
+    isTrue({frame.resolved.result, frame.resolved.resultValidity, frame.resolved.operands[0],
             frame.doubtfulValidity(0), frame.count, frame.step.resultMultiplicity});
     frame.known.setValid(frame.step.result, true);
     return Faults::none;
@@ -233,7 +236,7 @@ Fault runIsTrue(const StepFrame& frame) {
 Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
     if (const Fault fault = StepRules::andOr(frame.step))
         return fault;
-    logic({frame.areas.result, frame.areas.operands[0], frame.areas.operands[1],
+    logic({frame.resolved.result, frame.resolved.operands[0], frame.resolved.operands[1],
            frame.resultLanes()});
     return Faults::none;
 }
@@ -242,20 +245,14 @@ Fault runSelect(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::select(step))
         return fault;
-    const SelectArgs args{frame.areas.result,
-                          frame.areas.resultValidity,
-                          frame.areas.operands[0],
-                          step.operandMultiplicities[0],
-                          frame.areas.operands[1],
-                          frame.doubtfulValidity(1),
-                          frame.areas.operands[2],
-                          frame.doubtfulValidity(2),
-                          frame.count,
-                          step.resultMultiplicity};
-    const bool ran =
-        dispatchSelect(step.resultKind, step.operandKinds[1], step.operandKinds[2], args);
-    if (!ran)
+    if (frame.resolved.select == nullptr)
         return Faults::selectKernel;
+    const SelectArgs args{
+        frame.resolved.result,         frame.resolved.resultValidity, frame.resolved.operands[0],
+        step.operandMultiplicities[0], frame.resolved.operands[1],    frame.doubtfulValidity(1),
+        frame.resolved.operands[2],    frame.doubtfulValidity(2),     frame.count,
+        step.resultMultiplicity};
+    frame.resolved.select(args);
     frame.findOutValidity();
     return Faults::none;
 }
@@ -309,14 +306,14 @@ Fault runOpCode(const StepFrame& frame) {
 /// Gives the result the validity of the first two operands together.
 void passValidityOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    const StepAreas& areas = frame.areas;
+    const ResolvedStep& resolved = frame.resolved;
     const bool areBothValid = frame.known.isValid(step.operands[0]) &&
                               (step.arity < 2 || frame.known.isValid(step.operands[1]));
     if (!areBothValid)
-        combineValidity(areas.resultValidity, areas.operandValidity[0],
-                        step.arity > 1 ? areas.operandValidity[1] : nullptr, frame.count);
+        combineValidity(resolved.resultValidity, resolved.operandValidity[0],
+                        step.arity > 1 ? resolved.operandValidity[1] : nullptr, frame.count);
     else if (!frame.known.isValid(step.result))
-        std::memset(areas.resultValidity, 1, static_cast<std::size_t>(frame.count));
+        std::memset(resolved.resultValidity, 1, static_cast<std::size_t>(frame.count));
     frame.known.setValid(step.result, areBothValid);
 }
 
@@ -324,16 +321,16 @@ void passValidityOn(const StepFrame& frame) {
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     BlockKnowledge nothing;
-    return runOn(step, areasOf(step, registers), bindings, blockStart, nothing);
+    return runOn(step, resolve(step, registers), bindings, blockStart, nothing);
 }
 
-bool Interpreter::runOn(const Step& step, const StepAreas& areas, const Bindings& bindings,
+bool Interpreter::runOn(const Step& step, const ResolvedStep& resolved, const Bindings& bindings,
                         long long blockStart, BlockKnowledge& known) {
     ++stepsExecuted;
     const StepFrame frame{step,
                           *program,
                           bindings,
-                          areas,
+                          resolved,
                           elementIndices.data(),
                           blockStart,
                           registers.liveElements(),

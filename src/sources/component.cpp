@@ -13,15 +13,17 @@ constexpr KernelSets<ComponentKernels> kernels = {FENLET_ADDRESSES(componentKern
 
 } // namespace
 
-bool dispatchComponent(CpuElementKind result, CpuElementKind source, const ComponentArgs& args) {
+ComponentKernel componentKernel(CpuElementKind result, CpuElementKind source) {
     if (elementSize(result) == 0 || elementSize(source) == 0)
-        return false;
-    const ComponentKernel kernel =
-        kernels.chosen().of[static_cast<int>(result) - 1][static_cast<int>(source) - 1];
-    if (kernel == nullptr)
-        return false;
-    kernel(args);
-    return true;
+        return nullptr;
+    return kernels.chosen().of[static_cast<int>(result) - 1][static_cast<int>(source) - 1];
+}
+
+bool dispatchComponent(CpuElementKind result, CpuElementKind source, const ComponentArgs& args) {
+    const ComponentKernel kernel = componentKernel(result, source);
+    if (kernel != nullptr)
+        kernel(args);
+    return kernel != nullptr;
 }
 
 } // namespace Fenlet

@@ -24,6 +24,10 @@ bool dispatchComponent(CpuElementKind result, CpuElementKind source, const Compo
 
 using ComponentKernel = void (*)(const ComponentArgs&);
 
+/// The kernel that `dispatchComponent` runs, in the instruction set that runs now; null when there
+/// is none.
+ComponentKernel componentKernel(CpuElementKind result, CpuElementKind source);
+
 /// The kernels by result kind and source kind, both less 1; null where there is none.
 struct ComponentKernels {
     ComponentKernel of[6][6];

@@ -14,14 +14,21 @@ constexpr KernelSets<ArithmeticKernels> kernels = {FENLET_ADDRESSES(arithmeticKe
 
 } // namespace
 
-bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,
-                        const ArithmeticArgs& args) {
+ArithmeticKernel arithmeticKernel(CpuElementKind result, CpuElementKind left,
+                                  CpuElementKind right) {
     constexpr auto position = positionAmong<CpuElementKind::Int32, CpuElementKind::Half,
                                             CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(result) < 0 || position(left) < 0 || position(right) < 0)
-        return false;
-    kernels.chosen().of[position(result)].of[position(left)][position(right)](args);
-    return true;
+        return nullptr;
+    return kernels.chosen().of[position(result)].of[position(left)][position(right)];
+}
+
+bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,
+                        const ArithmeticArgs& args) {
+    const ArithmeticKernel kernel = arithmeticKernel(result, left, right);
+    if (kernel != nullptr)
+        kernel(args);
+    return kernel != nullptr;
 }
 
 } // namespace Fenlet

@@ -40,6 +40,10 @@ bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKi
 
 using ArithmeticKernel = void (*)(const ArithmeticArgs&);
 
+/// The kernel that `dispatchArithmetic` runs, in the instruction set that runs now; null when there
+/// is none.
+ArithmeticKernel arithmeticKernel(CpuElementKind result, CpuElementKind left, CpuElementKind right);
+
 /// The kernels by result, left and right kind, each by its position among `Int32`, `Half`,
 /// `Float32` and `Float64`.
 struct ArithmeticPlane {

@@ -14,14 +14,20 @@ constexpr KernelSets<ComparisonKernels> kernels = {FENLET_ADDRESSES(comparisonKe
 
 } // namespace
 
-bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args) {
+ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right) {
     constexpr auto position =
         positionAmong<CpuElementKind::Int32, CpuElementKind::Int64, CpuElementKind::Half,
                       CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(left) < 0 || position(right) < 0)
-        return false;
-    kernels.chosen().of[position(left)][position(right)](args);
-    return true;
+        return nullptr;
+    return kernels.chosen().of[position(left)][position(right)];
+}
+
+bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args) {
+    const ComparisonKernel kernel = comparisonKernel(left, right);
+    if (kernel != nullptr)
+        kernel(args);
+    return kernel != nullptr;
 }
 
 } // namespace Fenlet

@@ -37,6 +37,10 @@ bool dispatchComparison(CpuElementKind left, CpuElementKind right, const Compari
 
 using ComparisonKernel = void (*)(const ComparisonArgs&);
 
+/// The kernel that `dispatchComparison` runs, in the instruction set that runs now; null when there
+/// is none.
+ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right);
+
 /// The kernels by left and right kind, each by its position among the numeric kinds.
 struct ComparisonKernels {
     ComparisonKernel of[5][5];

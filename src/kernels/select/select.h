@@ -44,6 +44,10 @@ bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKi
 
 using SelectKernel = void (*)(const SelectArgs&);
 
+/// The kernel that `dispatchSelect` runs, in the instruction set that runs now; null when there is
+/// none.
+SelectKernel selectKernel(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse);
+
 /// The kernels for one result kind.
 struct SelectPlane {
     SelectKernel of[5][5];

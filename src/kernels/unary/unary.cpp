@@ -14,21 +14,26 @@ constexpr KernelSets<UnaryKernels> kernels = {FENLET_ADDRESSES(unaryKernels)};
 
 } // namespace
 
-bool dispatchUnary(UnaryOp op, CpuElementKind result, CpuElementKind operand,
-                   const UnaryArgs& args) {
+UnaryKernel unaryKernel(UnaryOp op, CpuElementKind result, CpuElementKind operand) {
     constexpr auto position = positionAmong<CpuElementKind::Int32, CpuElementKind::Half,
                                             CpuElementKind::Float32, CpuElementKind::Float64>;
     if (position(result) < 0 || position(operand) < 0)
-        return false;
+        return nullptr;
     switch (op) {
     case UnaryOp::Negate:
-        kernels.chosen().negate[position(result)][position(operand)](args);
-        return true;
+        return kernels.chosen().negate[position(result)][position(operand)];
     case UnaryOp::Length:
-        kernels.chosen().length[position(result)][position(operand)](args);
-        return true;
+        return kernels.chosen().length[position(result)][position(operand)];
     }
-    return false;
+    return nullptr;
+}
+
+bool dispatchUnary(UnaryOp op, CpuElementKind result, CpuElementKind operand,
+                   const UnaryArgs& args) {
+    const UnaryKernel kernel = unaryKernel(op, result, operand);
+    if (kernel != nullptr)
+        kernel(args);
+    return kernel != nullptr;
 }
 
 } // namespace Fenlet

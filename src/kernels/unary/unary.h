@@ -41,6 +41,10 @@ bool dispatchUnary(UnaryOp op, CpuElementKind result, CpuElementKind operand,
 
 using UnaryKernel = void (*)(const UnaryArgs&);
 
+/// The kernel that `dispatchUnary` runs, in the instruction set that runs now; null when there is
+/// none.
+UnaryKernel unaryKernel(UnaryOp op, CpuElementKind result, CpuElementKind operand);
+
 /// The kernels by result and operand kind, each by its position among `Int32`, `Half`, `Float32`
 /// and `Float64`.
 struct UnaryKernels {
