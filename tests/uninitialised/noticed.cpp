@@ -1,0 +1,9 @@
+// Decides by memory that nobody wrote, which MemorySanitizer must notice.
+#include <cstdio>
+#include <memory>
+
+int main() {
+    const std::unique_ptr<volatile int[]> numbers(new volatile int[4]);
+    if (numbers[2] == 1)
+        std::puts("one");
+}
