@@ -14,6 +14,7 @@
 namespace Fenlet {
 
 class BlockKnowledge;
+class ResolvedPlan;
 struct ResolvedStep;
 
 /// The host's providers for one `evaluate`. Everything that it points to is borrowed for the call.
@@ -120,14 +121,14 @@ class Interpreter {
     const std::vector<Step>& plan() const { return steps; }
 
   private:
+    bool runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
+                  BlockKnowledge& known);
     bool runOn(const Step& step, const ResolvedStep& resolved, const Bindings& bindings,
                long long blockStart, BlockKnowledge& known);
 
     const FenletProgram* program = nullptr;
     std::vector<Step> steps;
-    std::vector<ResolvedStep> resolvedSteps;
     std::vector<std::int64_t> elementIndices;
-    std::vector<unsigned char> validRegisters;
     RegisterFile registers;
     bool configured = false;
     ExecRefusal refusal = ExecRefusal::NotConfigured;

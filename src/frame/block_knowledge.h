@@ -14,18 +14,23 @@ class BlockKnowledge {
     /// Knows nothing and remembers nothing: for a step that runs by itself.
     BlockKnowledge() = default;
 
-    /// Knows nothing as yet. `room` has a byte for each of `registerCount` registers.
-    BlockKnowledge(unsigned char* room, int registerCount) : valid(room), count(registerCount) {
-        forgetValidity();
+    /// Knows nothing as yet. It remembers the validity of the first registers, for which there is
+    /// room without memory of its own.
+    explicit BlockKnowledge(int registerCount) { startOver(registerCount); }
+
+    /// Knows nothing again, and of other registers.
+    void startOver(int registerCount) {
+        tracked = static_cast<unsigned>(registerCount < room ? registerCount : room);
+        forget();
     }
 
-    /// Whether anything is remembered, so that it pays to find it out.
-    bool remembers() const { return valid != nullptr; }
+    /// Whether the register's validity is remembered, so that it pays to find it out.
+    bool remembers(int number) const { return static_cast<unsigned>(number) < tracked; }
 
     /// Whether the register's validity is known to be 1 for every element of the block.
-    bool isValid(int number) const { return valid != nullptr && valid[number] != 0; }
+    bool isValid(int number) const { return remembers(number) && valid[number] != 0; }
     void setValid(int number, bool isKnown) {
-        if (valid != nullptr)
+        if (remembers(number))
             valid[number] = isKnown ? 1 : 0;
     }
 
@@ -59,12 +64,13 @@ class BlockKnowledge {
 
   private:
     void forgetValidity() {
-        for (int number = 0; number < count; ++number)
+        for (unsigned number = 0; number < tracked; ++number)
             valid[number] = 0;
     }
 
-    unsigned char* valid = nullptr;
-    int count = 0;
+    static constexpr int room = 512;
+    unsigned tracked = 0;
+    unsigned char valid[room]; // written and read as far as they are tracked
 };
 
 } // namespace Fenlet

@@ -52,7 +52,9 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
     if (!checkBindings(bindings))
         return false;
 
-    BlockKnowledge known(validRegisters.data(), registers.registerCount());
+    BlockKnowledge known(registers.registerCount());
+    ResolvedPlan resolved;
+    resolved.resolveAll(steps, registers);
     for (long long done = 0; done < count;) {
         const long long length = std::min(stride, count - done);
         registers.setBlockLength(static_cast<int>(length));
@@ -66,12 +68,31 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
         }
         known.beginBlock();
         const long long blockStart = offsetElement(first, done);
-        for (std::size_t number = 0; number < steps.size(); ++number)
-            if (!runOn(steps[number], resolvedSteps[number], bindings, blockStart, known))
-                return false;
+        if (!runBlock(resolved, bindings, blockStart, known))
+            return false;
+        const std::uint64_t stepsSoFar = stepsExecuted;
         if (!sink.consume(registers, blockStart, static_cast<int>(length)))
             return false;
+        // A sink that had the interpreter run or plan something else has changed what is known.
+        if (stepsExecuted != stepsSoFar || steps.size() != resolved.stepCount()) {
+            known.startOver(registers.registerCount());
+            resolved.resolveAll(steps, registers);
+        }
         done += length;
+    }
+    return true;
+}
+
+bool Interpreter::runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
+                           BlockKnowledge& known) {
+    for (std::size_t number = 0; number < steps.size(); ++number) {
+        const Step& step = steps[number];
+        const ResolvedStep* const resolved = plan.find(number);
+        const bool ran = resolved != nullptr
+                             ? runOn(step, *resolved, bindings, blockStart, known)
+                             : runOn(step, resolve(step, registers), bindings, blockStart, known);
+        if (!ran)
+            return false;
     }
     return true;
 }

@@ -1,6 +1,5 @@
 // Turning a program into a plan: `configure` and what it does to each instruction.
 #include "frame/register_layout.h"
-#include "frame/resolved_step.h"
 #include "vocabulary/faults.h"
 
 #include <fenletexec/interpreter.h>
@@ -83,8 +82,6 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
     // Reserved before anything is read: a count that no container can hold ends here, and a refused
     // scan leaves the earlier layout as it was.
     registers.slots.reserve(static_cast<std::size_t>(program->registerCount()));
-    validRegisters.resize(static_cast<std::size_t>(program->registerCount()));
-    resolvedSteps.resize(static_cast<std::size_t>(program->instructionCount()));
     if (const Fault fault = findRegisterFault(*program))
         return refuse(fault);
     const auto specAt = [this](int number) { return specOf(program->registerInfo(number)); };
@@ -104,8 +101,6 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
     for (const Step& step : steps)
         if (!validateStep(step))
             return false;
-    for (std::size_t number = 0; number < steps.size(); ++number)
-        resolvedSteps[number] = resolve(steps[number], registers);
     configured = true;
     return true;
 }

@@ -29,4 +29,28 @@ struct ResolvedStep {
 
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers);
 
+/// The first steps of a plan, resolved for a run. There is room for those of most programs, on the
+/// stack since a run takes no memory; of a longer one the others are resolved each time.
+class ResolvedPlan {
+  public:
+    void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& registers) {
+        count = steps.size();
+        for (std::size_t number = 0; number < count && number < room; ++number)
+            resolved[number] = resolve(steps[number], registers);
+    }
+
+    /// Of how many steps the plan is.
+    std::size_t stepCount() const { return count; }
+
+    /// The step of this number, null where it has to be resolved.
+    const ResolvedStep* find(std::size_t number) const {
+        return number < room ? &resolved[number] : nullptr;
+    }
+
+  private:
+    static constexpr std::size_t room = 64;
+    ResolvedStep resolved[room];
+    std::size_t count = 0;
+};
+
 } // namespace Fenlet

@@ -40,7 +40,7 @@ struct StepFrame {
     }
     /// Looks through the result's validity, which the step has written in a way of its own.
     void findOutValidity() const {
-        if (known.remembers())
+        if (known.remembers(step.result))
             known.setValid(step.result, isOneThroughout(resolved.resultValidity, count));
     }
 };

@@ -225,5 +225,55 @@ TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
     EXPECT_EQ(second, 2);
 }
 
+TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
+    FieldSum sum;
+    FieldSum product;
+    product.program.instructions[2].op = OpCode::Multiply;
+    product.program.instructions.push_back(product.program.instructions[2]);
+    struct Sink : BlockSink {
+        std::vector<float> values;
+        Interpreter* interpreter = nullptr;
+        const FenletProgram* next = nullptr;
+        bool consume(const RegisterFile& registers, long long, int) override {
+            float value;
+            std::memcpy(&value, registers.data(2), sizeof value);
+            values.push_back(value);
+            if (values.size() == 1)
+                EXPECT_TRUE(interpreter->configure(*next, blockSize));
+            return true;
+        }
+    } sink;
+    RecordingField field;
+    field.answer = [](const FieldRead& request) {
+        const float five = 5;
+        for (int i = 0; i < request.count; ++i)
+            std::memcpy(request.values + i * 4, &five, 4);
+        return true;
+    };
+    CpuFieldAccessor* const fields[] = {&field};
+    Interpreter interpreter;
+    sink.interpreter = &interpreter;
+    sink.next = &product.program;
+    ASSERT_TRUE(interpreter.configure(sum.program, blockSize));
+    ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    EXPECT_EQ(sink.values, (std::vector<float>{10, 25, 25}));
+    EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
+}
+
+TEST(BlockKnowledge, IsOfTheFirstRegistersAndTheFirstSteps) {
+    // More registers than are remembered and more steps than are resolved beforehand, the last of
+    // each like the first.
+    FieldSum run;
+    run.read = [](const FieldRead& request) {
+        request.validity[request.count / 3] = 0;
+        return true;
+    };
+    for (int i = 0; i < 600; ++i) {
+        const auto next = run.program.addRegister(RegisterFormat::Float32);
+        run.program.add(OpCode::Add, next, {next - 1, 1});
+    }
+    expectTheSame(run);
+}
+
 } // namespace
 } // namespace Fenlet
