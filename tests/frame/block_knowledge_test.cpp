@@ -258,6 +258,32 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
     EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
 }
 
+TEST(BlockKnowledge, IsLostWhereASinkThrowsThePlanAway) {
+    FieldSum sum;
+    struct Sink : BlockSink {
+        int blocks = 0;
+        Interpreter* interpreter = nullptr;
+        bool consume(const RegisterFile& registers, long long, int count) override {
+            ++blocks;
+            for (int number = 0; number < registers.registerCount(); ++number)
+                for (int element = 0; element < count; ++element)
+                    EXPECT_EQ(registers.validity(number)[element], 1);
+            interpreter->refuseAtConfigure(ExecRefusal::BadRegister, "thrown away");
+            return true;
+        }
+    } sink;
+    RecordingField field;
+    CpuFieldAccessor* const fields[] = {&field};
+    Interpreter interpreter;
+    sink.interpreter = &interpreter;
+    ASSERT_TRUE(interpreter.configure(sum.program, blockSize));
+    const auto stepsOfOneBlock = interpreter.plan().size();
+    ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    EXPECT_EQ(sink.blocks, (elementCount + blockSize - 1) / blockSize);
+    EXPECT_EQ(interpreter.executedSteps(), stepsOfOneBlock);
+    EXPECT_FALSE(interpreter.isConfigured());
+}
+
 TEST(BlockKnowledge, IsOfTheFirstRegistersAndTheFirstSteps) {
     // More registers than are remembered and more steps than are resolved beforehand, the last of
     // each like the first.
