@@ -2,24 +2,69 @@
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/half_runs.h"
 #include "kernels/lanes/kinds.h"
+#include "kernels/lanes/tiles.h"
+#include "kernels/lanes/vectors.h"
 #include "sources/component.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// One component of each element, converted. Also right where the result is the source register
-/// itself: an element is written at or before the place that it is read from.
+/// out[e] = in[e * multiplicity + component]. Also right where both areas begin together: an
+/// element is written at or before the place that it is read from.
+using ComponentRun = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements);
+
+template <class Lane, int multiplicity, int component>
+[[gnu::noinline]] void takeFixed(unsigned char* out, const unsigned char* in,
+                                 std::int64_t elements) {
+    // Narrow registers come with no instruction that takes every third of small lanes.
+    constexpr bool isWide = multiplicity != 3 || sizeof(Lane) > 2 || vectorBytes > 16;
+    const std::int64_t together = isWide ? elements - elements % lanesOfVector<Lane> : 0;
+    const std::int64_t bytes = together * std::int64_t{sizeof(Lane)};
+    for (std::int64_t i = 0; i < bytes; i += vectorBytes)
+        storeLane(out + i, 0, loadComponent<Lane, multiplicity, component>(in + i * multiplicity));
+    for (std::int64_t e = together; e < elements; ++e)
+        storeLane(out, e, loadLane<Lane>(in, e * multiplicity + component));
+}
+
+/// The run for elements of a few components, null for others.
+template <class Lane>
+ComponentRun takeRunOf(std::int64_t multiplicity, std::int64_t component) {
+    static constexpr ComponentRun runs[3][4] = {
+        {&takeFixed<Lane, 2, 0>, &takeFixed<Lane, 2, 1>, nullptr, nullptr},
+        {&takeFixed<Lane, 3, 0>, &takeFixed<Lane, 3, 1>, &takeFixed<Lane, 3, 2>, nullptr},
+        {&takeFixed<Lane, 4, 0>, &takeFixed<Lane, 4, 1>, &takeFixed<Lane, 4, 2>,
+         &takeFixed<Lane, 4, 3>}};
+    return multiplicity <= 4 ? runs[multiplicity - 2][component] : nullptr;
+}
+
+template <class Lane>
+void takeComponents(unsigned char* out, const unsigned char* in, std::int64_t elements,
+                    std::int64_t multiplicity, std::int64_t component) {
+    if (const ComponentRun run = takeRunOf<Lane>(multiplicity, component))
+        return run(out, in, elements);
+    for (std::int64_t e = 0; e < elements; ++e)
+        storeLane(out, e, loadLane<Lane>(in, e * multiplicity + component));
+}
+
+/// One component of each element, converted.
 template <class To, class From>
 void extractStrided(const ComponentArgs& args) {
-    unsigned char* const out = args.result;
-    const unsigned char* const in = args.source;
-    const std::int64_t count = args.count;
+    using Bits = UnsignedOfSize<sizeof(From)>;
     const std::int64_t multiplicity = args.multiplicity;
-    const std::int64_t component = args.component;
-    FENLET_INDEPENDENT_LANES
-    for (std::int64_t e = 0; e < count; ++e)
-        storeLane(out, e, convert<To>(loadLane<From>(in, e * multiplicity + component)));
+    if constexpr (isSame<To, From>) {
+        takeComponents<Bits>(args.result, args.source, args.count, multiplicity, args.component);
+    } else {
+        Tile<From> taken;
+        for (std::int64_t e = 0; e < args.count; e += tileLanes) {
+            const std::int64_t elements = atMost(tileLanes, args.count - e);
+            takeComponents<Bits>(taken.bytes,
+                                 args.source + e * multiplicity * std::int64_t{sizeof(From)},
+                                 elements, multiplicity, args.component);
+            mapRun<Convert<To, From>>(args.result + e * std::int64_t{sizeof(To)}, taken.bytes,
+                                      elements);
+        }
+    }
 }
 
 template <class To, class From>

@@ -3,6 +3,7 @@
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 #include "kernels/conversions/conversions.h"
+#include "kernels/fenced_area.h"
 #include "sources/component.h"
 
 #include <climits>
@@ -317,6 +318,23 @@ TEST(DispatchComponent, GivesWhatLaneByLaneGivesAlsoWhereAreasOverlap) {
     compareSource<Half>(Kind::Half);
     compareSource<float>(Kind::Float32);
     compareSource<double>(Kind::Float64);
+}
+
+TEST(DispatchComponent, TouchesNothingBesideItsAreas) {
+    using Fence = FencedArea::Fence;
+    const Kind kinds[] = {Kind::Tribool, Kind::Int32, Kind::Half, Kind::Float64};
+    for (const Fence fence : {Fence::Before, Fence::After})
+        for (const Kind kind : kinds)
+            for (const int multiplicity : {1, 2, 3, 4, 5})
+                for (const int count : {1, 3, 16, 63, 64, 65, 127, 200}) {
+                    const auto bytes = static_cast<std::size_t>(count * elementSize(kind));
+                    const FencedArea result(bytes, fence);
+                    const FencedArea source(bytes * static_cast<std::size_t>(multiplicity), fence);
+                    for (const int component : {0, multiplicity - 1})
+                        EXPECT_TRUE(dispatchComponent(
+                            kind, kind,
+                            {result.data(), source.data(), count, multiplicity, component}));
+                }
 }
 
 TEST(DispatchComponent, WritesNothingForNoElements) {

@@ -7,6 +7,7 @@
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
+#include "kernels/lanes/vectors.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -69,6 +70,48 @@ struct Converting {
     }
 };
 
+/// The type whose vectors an operation takes for lanes of `T`: integers wrap without a sign.
+template <class T>
+struct WordOf {
+    using Type = T;
+};
+template <>
+struct WordOf<std::int32_t> {
+    using Type = std::uint32_t;
+};
+
+/// A run of one operation between lanes and scalars of the working type, `combineScalars<...>`:
+/// each scalar meets all the components of its element.
+using ScalarOperation = void (*)(unsigned char* out, const unsigned char* lanes,
+                                 const unsigned char* scalars, std::int64_t elements);
+
+/// The lanes must be independent of one another. Scalars are spread within registers; a pass of
+/// their own would store and load each of them once more.
+template <template <class> class Operation, class T, int multiplicity, bool leftIsScalar>
+[[gnu::noinline]] void combineScalars(unsigned char* out, const unsigned char* lanes,
+                                      const unsigned char* scalars, std::int64_t elements) {
+    using Word = typename WordOf<T>::Type;
+    const auto apply = []<class Value>(const Value& lane, const Value& scalar) {
+        return leftIsScalar ? Operation<Value>::apply(scalar, lane)
+                            : Operation<Value>::apply(lane, scalar);
+    };
+    const std::int64_t together = elements - elements % lanesOfVector<Word>;
+    const std::int64_t bytes = together * std::int64_t{sizeof(Word)};
+    for (std::int64_t i = 0; i < bytes; i += vectorBytes) {
+        const auto some = loadLane<VectorOf<Word>>(scalars + i, 0);
+        [&]<int... part>(Numbers<part...>) {
+            (storeLane(out + i * multiplicity, part,
+                       apply(loadLane<VectorOf<Word>>(lanes + i * multiplicity, part),
+                             spreadPart<multiplicity, part, Word>(some))),
+             ...);
+        }
+        (numbersBelow<multiplicity>);
+    }
+    for (std::int64_t e = together; e < elements; ++e)
+        for (std::int64_t i = e * multiplicity; i < (e + 1) * multiplicity; ++i)
+            storeLane(out, i, apply(loadLane<Word>(lanes, i), loadLane<Word>(scalars, e)));
+}
+
 /// One side of a call.
 struct Side : Operand {
     bool isScalar; ///< one lane for each element, which meets every component
@@ -86,7 +129,8 @@ struct Call {
     Side right;
     LaneSpread spread; ///< of the working type, in which a scalar reaches the operation
     LaneOperation operation;
-    LaneMap toResult; ///< null where the operation gives lanes of the result
+    ScalarOperation scalarOperation; ///< null where scalars are spread before the operation
+    LaneMap toResult;                ///< null where the operation gives lanes of the result
     std::int64_t workingBytes;
     std::int64_t resultBytes;
     bool dividesIntegers;
@@ -103,6 +147,7 @@ struct Call {
     bool lanesIndependent(std::int64_t lanes) const;
     void fullShape(Pace pace, std::int64_t lanes) const;
     void scalarShape(Pace pace) const;
+    void fewComponents() const;
     void work(std::int64_t first, std::int64_t count, const unsigned char* repeated) const;
     LaneSpan settleZeroDivisors(std::int64_t first, std::int64_t count,
                                 const unsigned char* divisors) const;
@@ -117,7 +162,9 @@ void Call::run() const {
         return;
     const bool independent = lanesIndependent(lanes);
     const Pace pace = paceOf(independent, args.multiplicity);
-    if (hasScalar())
+    if (hasScalar() && independent && scalarOperation != nullptr && args.multiplicity <= tileLanes)
+        fewComponents();
+    else if (hasScalar())
         scalarShape(pace);
     else if (independent && !usesTiles())
         work(0, lanes, nullptr);
@@ -159,6 +206,26 @@ void Call::scalarShape(Pace pace) const {
         spread(repeated.bytes, scalar.fetch(element, elements, converted), elements, repeats);
         for (std::int64_t done = 0; done < lanes; done += pace.lanes)
             work(element * multiplicity + done, atMost(pace.lanes, lanes - done), repeated.bytes);
+    }
+}
+
+void Call::fewComponents() const {
+    const Side& scalar = left.isScalar ? left : right;
+    const Side& other = left.isScalar ? right : left;
+    const std::int64_t multiplicity = args.multiplicity;
+    const std::int64_t pace = paceOf(true, multiplicity).elements;
+    for (std::int64_t element = 0; element < args.count; element += pace) {
+        const std::int64_t elements = atMost(pace, args.count - element);
+        const std::int64_t first = element * multiplicity;
+        const std::int64_t lanes = elements * multiplicity;
+        WidestTile scalarTile;
+        WidestTile otherTile;
+        WidestTile worked;
+        unsigned char* const out = toResult == nullptr ? resultLane(first) : worked.bytes;
+        scalarOperation(out, other.fetch(first, lanes, otherTile),
+                        scalar.fetch(element, elements, scalarTile), elements);
+        if (toResult != nullptr)
+            toResult(resultLane(first), worked.bytes, lanes);
     }
 }
 
@@ -234,14 +301,12 @@ struct TakenOf<Result, From, true> {
 template <class Result, class From>
 using Taken = typename TakenOf<Result, From>::Type;
 
-/// The loop of an operation. A scalar comes to it repeated, in the working type.
+/// The loop of an operation. Beside a scalar all lanes come in the working type.
 template <template <class> class Operation, class Result, class Left, class Right>
 LaneOperation loopOf(const ArithmeticArgs& args) {
     using T = Working<Result>;
-    if (args.leftScalar)
-        return &combineRun<Converting<Operation, T, T, Taken<Result, Right>>>;
-    if (args.rightScalar)
-        return &combineRun<Converting<Operation, T, Taken<Result, Left>, T>>;
+    if (args.leftScalar || args.rightScalar)
+        return &combineRun<Converting<Operation, T, T, T>>;
     return &combineRun<Converting<Operation, T, Taken<Result, Left>, Taken<Result, Right>>>;
 }
 
@@ -261,6 +326,45 @@ LaneOperation operationOf(const ArithmeticArgs& args) {
             return &combineRun<Converting<Divide, Result, Result, Result>>;
         else
             return loopOf<Divide, Result, Left, Right>(args);
+    }
+    return nullptr;
+}
+
+template <template <class> class Operation, class T, bool leftIsScalar>
+ScalarOperation scalarLoopOf(std::int32_t multiplicity) {
+    switch (multiplicity) {
+    case 2:
+        return &combineScalars<Operation, T, 2, leftIsScalar>;
+    case 3:
+        return &combineScalars<Operation, T, 3, leftIsScalar>;
+    case 4:
+        return &combineScalars<Operation, T, 4, leftIsScalar>;
+    default:
+        return nullptr;
+    }
+}
+
+template <template <class> class Operation, class T>
+ScalarOperation scalarLoopOf(const ArithmeticArgs& args) {
+    return args.leftScalar ? scalarLoopOf<Operation, T, true>(args.multiplicity)
+                           : scalarLoopOf<Operation, T, false>(args.multiplicity);
+}
+
+/// The loop for elements of a few components beside scalars, if there is one.
+template <class T>
+ScalarOperation scalarOperationOf(const ArithmeticArgs& args) {
+    if (!args.leftScalar && !args.rightScalar)
+        return nullptr;
+    switch (args.op) {
+    case ArithmeticOp::Add:
+        return scalarLoopOf<Add, T>(args);
+    case ArithmeticOp::Subtract:
+        return scalarLoopOf<Subtract, T>(args);
+    case ArithmeticOp::Multiply:
+        return scalarLoopOf<Multiply, T>(args);
+    case ArithmeticOp::Divide:
+        if constexpr (!isSame<T, std::int32_t>)
+            return scalarLoopOf<Divide, T>(args);
     }
     return nullptr;
 }
@@ -291,6 +395,22 @@ bool runFlat(const ArithmeticArgs& args, LaneOperation operation, std::int64_t r
     return true;
 }
 
+/// As `runFlat`, for lanes beside scalars.
+bool runFlatScalars(const ArithmeticArgs& args, ScalarOperation operation, std::int64_t laneBytes) {
+    const void* const scalars = args.leftScalar ? args.left : args.right;
+    const void* const lanes = args.leftScalar ? args.right : args.left;
+    const std::int64_t laneCount = std::int64_t{args.count} * args.multiplicity;
+    const LaneRange result{args.result, laneCount, laneBytes};
+    if (args.count < 1)
+        return true;
+    if (!lanesAreIndependent(result, {lanes, laneCount, laneBytes}) ||
+        !areDisjoint(result, {scalars, args.count, laneBytes}))
+        return false;
+    operation(static_cast<unsigned char*>(args.result), static_cast<const unsigned char*>(lanes),
+              static_cast<const unsigned char*>(scalars), args.count);
+    return true;
+}
+
 template <class Result, class Left, class Right>
 void arithmetic(const ArithmeticArgs& args) {
     using ScalarBits = UnsignedOfSize<sizeof(Working<Result>)>;
@@ -302,8 +422,14 @@ void arithmetic(const ArithmeticArgs& args) {
         if (!dividesIntegers && !args.leftScalar && !args.rightScalar &&
             runFlat(args, operation, sizeof(Result), sizeof(Left), sizeof(Right)))
             return;
-    const auto operand = [dividesIntegers]<class From>(const void* lanes, bool isScalar, From) {
-        const bool isMapped = isScalar || dividesIntegers || isStaged<Result, From>;
+    const ScalarOperation scalarOperation = scalarOperationOf<Working<Result>>(args);
+    if constexpr (isSame<Left, Working<Result>> && isSame<Right, Working<Result>> &&
+                  !isSame<Result, Half>)
+        if (scalarOperation != nullptr && runFlatScalars(args, scalarOperation, sizeof(Result)))
+            return;
+    const bool hasScalar = args.leftScalar || args.rightScalar;
+    const auto operand = [=]<class From>(const void* lanes, bool isScalar, From) {
+        const bool isMapped = hasScalar || dividesIntegers || isStaged<Result, From>;
         return Side{{static_cast<const unsigned char*>(lanes), sizeof(From),
                      isMapped ? toWorking<Result, From>() : nullptr},
                     isScalar};
@@ -313,6 +439,7 @@ void arithmetic(const ArithmeticArgs& args) {
                     operand(args.right, args.rightScalar && !args.leftScalar, Right{}),
                     &spreadRun<ScalarBits>,
                     operation,
+                    scalarOperation,
                     toResult<Result>(),
                     sizeof(Working<Result>),
                     sizeof(Result),

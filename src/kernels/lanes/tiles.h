@@ -3,6 +3,7 @@
 #pragma once
 
 #include "kernels/lanes/lanes.h"
+#include "kernels/lanes/vectors.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -38,6 +39,9 @@ inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
     if (multiplicity == 1)
         return {tileLanes, tileLanes};
     const std::int64_t elements = tileLanes / multiplicity;
+    // Where there is room for it, as many as fill whole vectors.
+    if (elements >= 64)
+        return {elements / 64 * 64, tileLanes};
     return {elements > 0 ? elements : 1, tileLanes};
 }
 
@@ -56,29 +60,23 @@ inline UnsignedOfSize<times> repeated(std::uint8_t value) {
         return twice | twice << 16;
 }
 
-/// Four elements of three words each, and again, as far as there are four. Says how many elements
-/// that were.
-inline std::int64_t spreadFours(unsigned char* out, const unsigned char* in,
-                                std::int64_t elements) {
-    using Words [[gnu::vector_size(16)]] = std::uint32_t;
-    const std::int64_t fours = elements / 4;
-    for (std::int64_t i = 0; i < fours; ++i) {
-        const auto four = loadLane<Words>(in, i);
-        storeLane<Words>(out, i * 3, __builtin_shufflevector(four, four, 0, 0, 0, 1));
-        storeLane<Words>(out, i * 3 + 1, __builtin_shufflevector(four, four, 1, 1, 2, 2));
-        storeLane<Words>(out, i * 3 + 2, __builtin_shufflevector(four, four, 2, 3, 3, 3));
-    }
-    return fours * 4;
-}
-
-// Neither compiler finds the best loop for every size by itself.
+// No compiler finds the best loop for every size by itself.
 template <class Lane, int multiplicity>
 [[gnu::noinline]] void spreadFixed(unsigned char* out, const unsigned char* in,
                                    std::int64_t elements) {
     constexpr bool fitsInteger = sizeof(Lane) == 1 && (multiplicity == 2 || multiplicity == 4);
-    std::int64_t done = 0;
-    if constexpr (multiplicity == 3 && sizeof(Lane) == 4)
-        done = spreadFours(out, in, elements);
+    // Narrow registers come with no instruction that brings small lanes into any order.
+    constexpr bool isWide = multiplicity > 1 && (sizeof(Lane) > 2 || vectorBytes > 16);
+    constexpr std::int64_t laneBytes = sizeof(Lane);
+    const std::int64_t done = isWide ? elements - elements % lanesOfVector<Lane> : 0;
+    for (std::int64_t i = 0; i < done * laneBytes; i += vectorBytes) {
+        const auto some = loadLane<VectorOf<Lane>>(in + i, 0);
+        [&]<int... part>(Numbers<part...>) {
+            (storeLane(out + i * multiplicity, part, spreadPart<multiplicity, part, Lane>(some)),
+             ...);
+        }
+        (numbersBelow<multiplicity>);
+    }
     FENLET_INDEPENDENT_LANES
     for (std::int64_t e = done; e < elements; ++e) {
         const auto value = loadLane<Lane>(in, e);

@@ -3,6 +3,7 @@
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
+#include "kernels/lanes/vectors.h"
 #include "kernels/unary/unary.h"
 
 namespace Fenlet {
@@ -109,16 +110,82 @@ template <class Result>
     }
 }
 
+/// The length of each element of `components` components, in which those of a register's width of
+/// elements are brought together first.
+template <class Result, int components>
+[[gnu::noinline]] void measureFixed(unsigned char* out, const unsigned char* lanes,
+                                    std::int64_t elements) {
+    using Lane = typename Norm<Result>::Lane;
+    constexpr std::int64_t together = lanesOfVector<Lane>;
+    alignas(vectorBytes) unsigned char apart[static_cast<std::size_t>(components)][vectorBytes];
+    const auto measure = [&](std::int64_t first, std::int64_t some) {
+        FENLET_INDEPENDENT_LANES
+        for (std::int64_t e = 0; e < some; ++e) {
+            Lane sum = 0;
+            for (int c = 0; c < components; ++c)
+                sum = Norm<Result>::add(sum, loadLane<Lane>(apart[c], e));
+            storeLane(out, first + e, Norm<Result>::root(sum));
+        }
+    };
+    const std::int64_t whole = elements - elements % together;
+    for (std::int64_t e = 0; e < whole; e += together) {
+        const unsigned char* const in = lanes + e * components * std::int64_t{sizeof(Lane)};
+        [&]<int... number>(Numbers<number...>) {
+            (storeLane(apart[number], 0, loadComponent<Lane, components, number>(in)), ...);
+        }
+        (numbersBelow<components>);
+        measure(e, together);
+    }
+    for (std::int64_t e = whole; e < elements; ++e)
+        for (int c = 0; c < components; ++c)
+            storeLane(apart[c], e - whole, loadLane<Lane>(lanes, e * components + c));
+    measure(whole, elements - whole);
+}
+
+/// A run of `measureFixed`, null for elements of one or many components.
+using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
+template <class Result>
+LengthRun measureOf(std::int64_t components) {
+    switch (components) {
+    case 2:
+        return &measureFixed<Result, 2>;
+    case 3:
+        return &measureFixed<Result, 3>;
+    case 4:
+        return &measureFixed<Result, 4>;
+    default:
+        return nullptr;
+    }
+}
+
 /// What a length kernel does. The map is null where the components are of the right type already.
 struct LengthRecipe {
     LaneMap toWorking;
     void (*addSquares)(unsigned char* sums, const unsigned char* lanes, std::int64_t elements,
                        std::int64_t components);
     LaneMap root;
+    LengthRun measure; ///< in place of sums and roots, if not null
     std::int64_t operandBytes;
     std::int64_t workingBytes; ///< of a sum, too
     std::int64_t resultBytes;
 };
+
+/// Independent elements of a few components.
+void measure(const UnaryArgs& args, const LengthRecipe& recipe) {
+    auto* const result = static_cast<unsigned char*>(args.result);
+    const auto* const operand = static_cast<const unsigned char*>(args.operand);
+    if (recipe.toWorking == nullptr)
+        return recipe.measure(result, operand, args.count);
+    Tile<double> converted;
+    const std::int64_t pace = paceOf(true, args.multiplicity).elements;
+    for (std::int64_t element = 0; element < args.count; element += pace) {
+        const std::int64_t elements = atMost(pace, args.count - element);
+        recipe.toWorking(converted.bytes,
+                         operand + element * args.multiplicity * recipe.operandBytes,
+                         elements * args.multiplicity);
+        recipe.measure(result + element * recipe.resultBytes, converted.bytes, elements);
+    }
+}
 
 void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
     auto* const result = static_cast<unsigned char*>(args.result);
@@ -127,6 +194,8 @@ void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
     const bool independent =
         lanesAreIndependent({result, args.count, recipe.resultBytes},
                             {operand, args.count, multiplicity * recipe.operandBytes});
+    if (independent && recipe.measure != nullptr && multiplicity <= tileLanes)
+        return measure(args, recipe);
     const std::int64_t pace = paceOf(independent, multiplicity > 0 ? multiplicity : 1).elements;
     Tile<double> sums;
     Tile<double> converted;
@@ -151,8 +220,8 @@ void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
 
 template <class To, class From>
 void length(const UnaryArgs& args) {
-    follow(args, {toWorking<To, From>(), &addSquares<To>, &mapRun<Root<To>>, sizeof(From),
-                  sizeof(Working<To>), sizeof(To)});
+    follow(args, {toWorking<To, From>(), &addSquares<To>, &mapRun<Root<To>>,
+                  measureOf<To>(args.multiplicity), sizeof(From), sizeof(Working<To>), sizeof(To)});
 }
 
 template <class... Kinds>

@@ -1,0 +1,98 @@
+// Whole vectors of lanes, as wide as the set's registers, and the orders that lanes are brought
+// into between elements of several components and elements of one. No compiler finds those by
+// itself.
+#pragma once
+
+#include "kernels/lanes/lanes.h"
+
+#include <cstdint>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+#if defined(__AVX512BW__)
+inline constexpr int vectorBytes = 64;
+#elif defined(__AVX2__)
+inline constexpr int vectorBytes = 32;
+#else
+inline constexpr int vectorBytes = 16;
+#endif
+
+template <class Lane>
+struct VectorType {
+    using Type [[gnu::vector_size(vectorBytes)]] = Lane;
+};
+/// As many lanes as a register holds. `loadLane` and `storeLane` move a vector as they do a lane.
+template <class Lane>
+using VectorOf = typename VectorType<Lane>::Type;
+
+template <class Lane>
+inline constexpr int lanesOfVector = vectorBytes / static_cast<int>(sizeof(Lane));
+
+/// The numbers of a vector's lanes, for naming them one by one.
+template <int... number>
+struct Numbers {};
+template <int count, int... number>
+struct NumbersBelow : NumbersBelow<count - 1, count - 1, number...> {};
+template <int... number>
+struct NumbersBelow<0, number...> {
+    using Type = Numbers<number...>;
+};
+template <int count>
+inline constexpr typename NumbersBelow<count>::Type numbersBelow{};
+
+/// One lane for each element, each `multiplicity` times in a row: vector `part` of as many of them.
+template <int multiplicity, int part, class Lane>
+inline VectorOf<Lane> spreadPart(const VectorOf<Lane>& elements) {
+    constexpr int lanes = lanesOfVector<Lane>;
+    return [&]<int... lane>(Numbers<lane...>) {
+        return __builtin_shufflevector(elements, elements,
+                                       ((part * lanes + lane) / multiplicity)...);
+    }
+    (numbersBelow<lanes>);
+}
+
+/// Every other lane of two vectors that follow one another, from lane `first` on, which is 0 or 1.
+template <int first, class Lane>
+inline VectorOf<Lane> everyOther(const VectorOf<Lane>& low, const VectorOf<Lane>& high) {
+    return [&]<int... lane>(Numbers<lane...>) {
+        return __builtin_shufflevector(low, high, (2 * lane + first)...);
+    }
+    (numbersBelow<lanesOfVector<Lane>>);
+}
+
+/// Every third lane of three vectors that follow one another, from lane `first` on. The number of a
+/// vector's lanes is no multiple of three, so that no two of those stand in the same place of their
+/// vectors: they come together without moving, and into order afterwards.
+template <int first, class Lane>
+inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>& middle,
+                                 const VectorOf<Lane>& high) {
+    constexpr int lanes = lanesOfVector<Lane>;
+    return [&]<int... lane>(Numbers<lane...>) {
+        const auto isThird = [](int place) { return place % 3 == first; };
+        const VectorOf<Lane> lower =
+            __builtin_shufflevector(low, middle, (isThird(lane + lanes) ? lane + lanes : lane)...);
+        const VectorOf<Lane> thirds = __builtin_shufflevector(
+            lower, high, (isThird(lane + 2 * lanes) ? lane + lanes : lane)...);
+        return __builtin_shufflevector(thirds, thirds, ((3 * lane + first) % lanes)...);
+    }
+    (numbersBelow<lanes>);
+}
+
+/// Component `number` of as many elements as a vector has lanes. From `in` on stand all of their
+/// `multiplicity` components: 2, 3 or 4.
+template <class Lane, int multiplicity, int number>
+inline VectorOf<Lane> loadComponent(const unsigned char* in) {
+    using Vector = VectorOf<Lane>;
+    const auto vector = [in](std::int64_t part) { return loadLane<Vector>(in, part); };
+    if constexpr (multiplicity == 2)
+        return everyOther<number, Lane>(vector(0), vector(1));
+    else if constexpr (multiplicity == 3)
+        return everyThird<number, Lane>(vector(0), vector(1), vector(2));
+    else
+        return everyOther<number / 2, Lane>(everyOther<number % 2, Lane>(vector(0), vector(1)),
+                                            everyOther<number % 2, Lane>(vector(2), vector(3)));
+}
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
