@@ -3,7 +3,7 @@
 // A kernel lays its call out: how each operand's lanes reach the loop of the operation, the loop,
 // and how its lanes reach the result. One procedure runs every call, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
-#include "kernels/conversions/half_runs.h"
+#include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
@@ -79,6 +79,37 @@ template <>
 struct WordOf<std::int32_t> {
     using Type = std::uint32_t;
 };
+
+/// Whether an operation goes vector by vector from the operands' kinds to that of the result, by
+/// conversions that compilers do not find.
+template <class Result, class Left, class Right>
+inline constexpr bool
+    isWhole = hasWideOperand<Result, Left>&& hasWideOperand<Result, Right> &&
+              (isSame<Result, Half> || isSame<Left, Half> || isSame<Right, Half> ||
+               (isSame<Result, std::int32_t> && !(isInteger<Left> && isInteger<Right>)));
+
+/// A run of a whole operation. The lanes must be independent, or `lanes` 1.
+template <template <class> class Operation, class Result, class Left, class Right>
+[[gnu::noinline]] void combineWhole(unsigned char* out, const unsigned char* left,
+                                    const unsigned char* right, std::int64_t lanes) {
+    using Vector = VectorOf<typename WordOf<Working<Result>>::Type>;
+    constexpr std::int64_t together = lanesOfVector<Working<Result>>;
+    constexpr std::int64_t leftBytes = sizeof(Left);
+    constexpr std::int64_t rightBytes = sizeof(Right);
+    constexpr std::int64_t resultBytes = sizeof(Result);
+    const std::int64_t whole = lanes - lanes % together;
+    for (std::int64_t i = 0; i < whole; i += together)
+        WideResult<Result>::store(
+            out + i * resultBytes,
+            Operation<Vector>::apply(
+                bitCast<Vector>(WideOperand<Result, Left>::load(left + i * leftBytes)),
+                bitCast<Vector>(WideOperand<Result, Right>::load(right + i * rightBytes))));
+    for (std::int64_t i = whole; i < lanes; ++i)
+        storeLane(out, i,
+                  convert<Result>(Operation<Working<Result>>::apply(
+                      ToWorking<Result, Left>::apply(loadLane<Left>(left, i)),
+                      ToWorking<Result, Right>::apply(loadLane<Right>(right, i)))));
+}
 
 /// A run of one operation between lanes and scalars of the working type, `combineScalars<...>`:
 /// each scalar meets all the components of its element.
@@ -307,7 +338,10 @@ LaneOperation loopOf(const ArithmeticArgs& args) {
     using T = Working<Result>;
     if (args.leftScalar || args.rightScalar)
         return &combineRun<Converting<Operation, T, T, T>>;
-    return &combineRun<Converting<Operation, T, Taken<Result, Left>, Taken<Result, Right>>>;
+    if constexpr (isWhole<Result, Left, Right>)
+        return &combineWhole<Operation, Result, Left, Right>;
+    else
+        return &combineRun<Converting<Operation, T, Taken<Result, Left>, Taken<Result, Right>>>;
 }
 
 /// Null for a number that is no operation.
@@ -418,7 +452,8 @@ void arithmetic(const ArithmeticArgs& args) {
     if (operation == nullptr)
         return;
     const bool dividesIntegers = isSame<Result, std::int32_t> && args.op == ArithmeticOp::Divide;
-    if constexpr (!isStaged<Result, Left> && !isStaged<Result, Right>)
+    constexpr bool canBeWhole = isWhole<Result, Left, Right>;
+    if constexpr (canBeWhole || (!isStaged<Result, Left> && !isStaged<Result, Right>))
         if (!dividesIntegers && !args.leftScalar && !args.rightScalar &&
             runFlat(args, operation, sizeof(Result), sizeof(Left), sizeof(Right)))
             return;
@@ -428,8 +463,10 @@ void arithmetic(const ArithmeticArgs& args) {
         if (scalarOperation != nullptr && runFlatScalars(args, scalarOperation, sizeof(Result)))
             return;
     const bool hasScalar = args.leftScalar || args.rightScalar;
+    const bool goesWhole = canBeWhole && !hasScalar && !dividesIntegers;
     const auto operand = [=]<class From>(const void* lanes, bool isScalar, From) {
-        const bool isMapped = hasScalar || dividesIntegers || isStaged<Result, From>;
+        const bool isMapped =
+            !goesWhole && (hasScalar || dividesIntegers || isStaged<Result, From>);
         return Side{{static_cast<const unsigned char*>(lanes), sizeof(From),
                      isMapped ? toWorking<Result, From>() : nullptr},
                     isScalar};
@@ -440,7 +477,7 @@ void arithmetic(const ArithmeticArgs& args) {
                     &spreadRun<ScalarBits>,
                     operation,
                     scalarOperation,
-                    toResult<Result>(),
+                    goesWhole ? nullptr : toResult<Result>(),
                     sizeof(Working<Result>),
                     sizeof(Result),
                     dividesIntegers};

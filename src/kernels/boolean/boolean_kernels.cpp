@@ -30,10 +30,10 @@ struct IsOne : OnTribools {
 // The test is for zero: any other byte but unknown acts as true.
 struct AndMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
-        const bool isFalse = (a == 0) | (b == 0);
-        const bool isUnknown = (a == unknown) | (b == unknown);
-        const Tribool otherwise = isUnknown ? unknown : Tribool{1};
-        return isFalse ? Tribool{0} : otherwise;
+        const Tribool lower = a < b ? a : b;
+        const Tribool higher = a < b ? b : a;
+        const Tribool otherwise = higher == unknown ? unknown : Tribool{1};
+        return lower == 0 ? Tribool{0} : otherwise;
     }
 };
 
@@ -41,8 +41,8 @@ struct AndMap : OnTribools {
 struct OrMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
         const bool isTrue = (a == 1) | (b == 1);
-        const bool isUnknown = (a == unknown) | (b == unknown);
-        const Tribool otherwise = isUnknown ? unknown : Tribool{0};
+        const Tribool higher = a < b ? b : a;
+        const Tribool otherwise = higher == unknown ? unknown : Tribool{0};
         return isTrue ? Tribool{1} : otherwise;
     }
 };
@@ -113,7 +113,10 @@ void runIsTrue(const IsTrueArgs& args) {
     if (args.operandValidity == nullptr) {
         isTrueThroughout(args, lanes);
     } else if (lanes > 0) {
-        const Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
+        Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
+        // Nothing is repeated, and so there need not be tiles.
+        if (pace.elements > 1 && args.multiplicity == 1)
+            pace = {lanes, lanes};
         for (std::int64_t element = 0; element < args.count; element += pace.elements)
             isTrueOfTile(args, element, atMost(pace.elements, args.count - element), pace);
     }

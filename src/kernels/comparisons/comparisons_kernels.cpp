@@ -4,7 +4,7 @@
 // procedure follows every recipe, tile by tile: it compares all lanes from the first to the last
 // valid element, and then puts unknown over those of the invalid ones in between.
 #include "kernels/comparisons/comparisons.h"
-#include "kernels/conversions/half_runs.h"
+#include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 

@@ -26,6 +26,7 @@ struct TwoArms {
 /// of a lane is `falseWay`, `trueWay` or another one, for neither.
 template <class Word, unsigned char falseWay, unsigned char trueWay>
 struct MaskedPick {
+    static constexpr bool isWide = false;
     static std::int64_t run(unsigned char*, const unsigned char*, const TwoArms&, std::int64_t) {
         return 0;
     }
@@ -97,6 +98,7 @@ requires requires {
     typename MaskedWords<Word>::Mask;
 }
 struct MaskedPick<Word, falseWay, trueWay> {
+    static constexpr bool isWide = true;
     static std::int64_t run(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                             std::int64_t lanes) {
         using Words = MaskedWords<Word>;
@@ -155,6 +157,7 @@ requires requires {
     MaskedWords<Word>::all(Word{});
 }
 struct MaskedPick<Word, falseWay, trueWay> {
+    static constexpr bool isWide = true;
     static std::int64_t run(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                             std::int64_t lanes) {
         using Words = MaskedWords<Word>;

@@ -5,7 +5,7 @@
 // too often for that, entries are picked one by one, by looking up where each one's way leads, so
 // that no processor has to guess it. Either way nothing of an arm is read but what is taken.
 #include "kernels/conversions/conversions.h"
-#include "kernels/conversions/half_runs.h"
+#include "kernels/conversions/wide_runs.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/select/masked_picks.h"
@@ -115,8 +115,8 @@ inline void uniteFixed(unsigned char* out, const unsigned char* ways, std::int64
 }
 
 /// All the ways that each element's `components` components go.
-void uniteWays(unsigned char* out, const unsigned char* ways, std::int64_t elements,
-               std::int64_t components) {
+[[gnu::noinline]] void uniteWays(unsigned char* out, const unsigned char* ways,
+                                 std::int64_t elements, std::int64_t components) {
     switch (components) {
     case 2:
         return uniteFixed<2>(out, ways, elements);
@@ -134,25 +134,37 @@ void uniteWays(unsigned char* out, const unsigned char* ways, std::int64_t eleme
     }
 }
 
-/// Where a way leads: to entry e of an area, each `step` bytes long, or with a step of 0 to the
-/// same bytes for every e.
-struct Source {
-    const unsigned char* start;
-    std::int64_t step;
+/// The most components of an element that is picked. One that has more is a run by itself.
+constexpr std::int64_t mostPicked = 32;
+
+/// Bytes that are all the same, as many as entries that are picked together have.
+template <unsigned char value, std::int64_t laneBytes>
+struct SameBytes {
+    static constexpr std::int64_t lanes = tileLanes > mostPicked ? tileLanes : mostPicked;
+    unsigned char bytes[static_cast<std::size_t>(lanes * laneBytes)] = {};
+
+    consteval SameBytes() {
+        for (unsigned char& byte : bytes)
+            byte = value;
+    }
 };
+constexpr SameBytes<0, 8> zeros;
+constexpr SameBytes<1, 1> ones;
+constexpr SameBytes<255, 1> unknowns;
+
+/// Where each way leads: to entry e of an area, for every e.
 struct Sources {
-    Source of[wayCount];
+    const unsigned char* of[wayCount];
 };
 
 template <class Word, std::int64_t words>
 void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sources,
                std::int64_t entries) {
     for (std::int64_t e = 0; e < entries; ++e) {
-        const Source& source = sources.of[ways[e]];
-        const unsigned char* const in = source.start + e * source.step;
+        const unsigned char* const in = sources.of[ways[e]];
         Word entry[static_cast<std::size_t>(words)];
         for (std::int64_t word = 0; word < words; ++word)
-            entry[word] = loadLane<Word>(in, word);
+            entry[word] = loadLane<Word>(in, e * words + word);
         for (std::int64_t word = 0; word < words; ++word)
             storeLane(out, e * words + word, entry[word]);
     }
@@ -184,27 +196,42 @@ void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sou
     case 32:
         return pickFixed<std::uint64_t, 4>(out, ways, sources, entries);
     default:
-        for (std::int64_t e = 0; e < entries; ++e) {
-            const Source& source = sources.of[ways[e]];
-            std::memmove(out + e * entryBytes, source.start + e * source.step,
+        for (std::int64_t e = 0; e < entries; ++e)
+            std::memmove(out + e * entryBytes, sources.of[ways[e]] + e * entryBytes,
                          static_cast<std::size_t>(entryBytes));
-        }
     }
 }
+
+template <class Word>
+using LanePick = MaskedPick<Word, takesFalse, takesTrue>;
 
 template <class Word>
 void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                  std::int64_t lanes) {
     constexpr std::int64_t bytes = sizeof(Word);
-    const std::int64_t done = MaskedPick<Word, takesFalse, takesTrue>::run(out, ways, arms, lanes);
+    const std::int64_t done = LanePick<Word>::run(out, ways, arms, lanes);
     const auto sourceOf = [&](const unsigned char* arm) {
-        return arm != nullptr ? Source{arm + done * bytes, bytes} : Source{arms.unknown, 0};
+        return (arm != nullptr ? arm : arms.unknown) + done * bytes;
     };
     Sources sources{};
     sources.of[takesTrue] = sourceOf(arms.whenTrue);
     sources.of[takesFalse] = sourceOf(arms.whenFalse);
-    sources.of[takesNeither] = {arms.unknown, 0};
+    sources.of[takesNeither] = sourceOf(nullptr);
     pickFixed<Word, 1>(out + done * bytes, ways + done, sources, lanes - done);
+}
+
+/// Whether lanes of so many bytes are picked a whole vector at a time.
+bool arePickedWide(std::int64_t laneBytes) {
+    switch (laneBytes) {
+    case 1:
+        return LanePick<std::uint8_t>::isWide;
+    case 2:
+        return LanePick<std::uint16_t>::isWide;
+    case 4:
+        return LanePick<std::uint32_t>::isWide;
+    default:
+        return LanePick<std::uint64_t>::isWide;
+    }
 }
 
 /// As `pickRun`, for entries of one lane, each of which goes one way.
@@ -258,9 +285,6 @@ struct Batch {
 /// The widest lanes, for tiles that serve any.
 using WidestTile = Tile<double>;
 
-/// The most components of an element that is picked. One that has more is a run by itself.
-constexpr std::int64_t mostPicked = 32;
-
 /// The fewest lanes that pay for a run.
 constexpr std::int64_t fewestLanes = 32;
 
@@ -273,7 +297,6 @@ struct Run {
     std::int64_t multiplicity;
     bool oneCondition; ///< for all components of an element
     bool independent;  ///< lanes of one another
-    unsigned char unknownEntry[mostPicked * 8];
 
     bool lanesIndependent() const;
     void selectByElement() const;
@@ -292,6 +315,10 @@ struct Run {
     void pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                       std::int64_t elements) const;
 
+    bool isPickedWide(std::int64_t lanesEach) const;
+    const unsigned char* unknownLanes() const {
+        return recipe.unknown == 0 ? zeros.bytes : unknowns.bytes;
+    }
     unsigned char* resultLane(std::int64_t number) const {
         return static_cast<unsigned char*>(args.result) + number * recipe.resultBytes;
     }
@@ -316,21 +343,39 @@ bool Run::lanesIndependent() const {
     return fits;
 }
 
+/// Whether entries of so many lanes are picked a whole vector at a time. Then no run is shorter
+/// than a tile: to find one costs more.
+bool Run::isPickedWide(std::int64_t lanesEach) const {
+    return independent && lanesEach <= 4 && arePickedWide(whenTrue.bytes) &&
+           arePickedWide(whenFalse.bytes);
+}
+
 void Run::selectByElement() const {
     Pace pace = paceOf(independent, multiplicity);
     if (independent && multiplicity > mostPicked)
         pace.elements = tileLanes;
-    const std::int64_t enough = multiplicity < 4 ? fewestLanes / multiplicity : 8;
+    const std::int64_t fewest = multiplicity < 4 ? fewestLanes / multiplicity : 8;
+    const std::int64_t enough = isPickedWide(multiplicity) ? tileLanes : fewest;
+    // Where validity is not picked so, runs of it are looked for all the same.
+    const bool hasValidity = whenTrue.validity != nullptr || whenFalse.validity != nullptr;
+    const bool apart = enough != fewest && hasValidity && !arePickedWide(1);
     for (std::int64_t element = 0; element < args.count; element += pace.elements) {
         const std::int64_t elements = atMost(pace.elements, args.count - element);
         Tile<unsigned char> ways;
         mapRun<WayOf>(ways.bytes, args.condition + element, elements);
-        forEachStretch(ways.bytes, elements, enough, [&](std::int64_t first, Stretch stretch) {
-            const unsigned char* const some = ways.bytes + first;
+        const auto validity = [&](std::int64_t first, Stretch stretch) {
             const std::int64_t from = element + first;
-            take({some, stretch.length, multiplicity, from * multiplicity}, stretch.way);
-            findValidity(args.resultValidity + from, some, from, stretch);
+            findValidity(args.resultValidity + from, ways.bytes + first, from, stretch);
+        };
+        forEachStretch(ways.bytes, elements, enough, [&](std::int64_t first, Stretch stretch) {
+            take({ways.bytes + first, stretch.length, multiplicity,
+                  (element + first) * multiplicity},
+                 stretch.way);
+            if (!apart)
+                validity(first, stretch);
         });
+        if (apart)
+            forEachStretch(ways.bytes, elements, fewest, validity);
     }
 }
 
@@ -346,7 +391,8 @@ void Run::selectByLane() const {
             Tile<unsigned char> ways;
             mapRun<WayOf>(ways.bytes, args.condition + element * args.conditionMultiplicity + done,
                           some);
-            forEachStretch(ways.bytes, some, fewestLanes, [&](std::int64_t first, Stretch stretch) {
+            const std::int64_t enough = isPickedWide(1) ? tileLanes : fewestLanes;
+            forEachStretch(ways.bytes, some, enough, [&](std::int64_t first, Stretch stretch) {
                 take({ways.bytes + first, stretch.length, 1, element * multiplicity + done + first},
                      stretch.way);
             });
@@ -421,7 +467,7 @@ void Run::pick(const Batch& batch) const {
         return;
     }
     const TwoArms arms{whenFalse.lane(batch.firstLane), whenTrue.lane(batch.firstLane),
-                       unknownEntry};
+                       unknownLanes()};
     if (whenTrue.toResult == nullptr) {
         pickEntries(out, batch, arms, whenTrue.bytes);
     } else {
@@ -435,15 +481,19 @@ void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arm
                       std::int64_t laneBytes) const {
     if (batch.lanesEach == 1)
         return pickLanes(out, batch.ways, arms, batch.entries, laneBytes);
-    const std::int64_t step = batch.lanesEach * laneBytes;
+    if (isPickedWide(batch.lanesEach)) {
+        Tile<unsigned char> ways;
+        spreadRun<unsigned char>(ways.bytes, batch.ways, batch.entries, batch.lanesEach);
+        return pickLanes(out, ways.bytes, arms, batch.lanes(), laneBytes);
+    }
     const auto sourceOf = [&](const unsigned char* arm) {
-        return arm != nullptr ? Source{arm, step} : Source{arms.unknown, 0};
+        return arm != nullptr ? arm : arms.unknown;
     };
     Sources sources{};
     sources.of[takesTrue] = sourceOf(arms.whenTrue);
     sources.of[takesFalse] = sourceOf(arms.whenFalse);
-    sources.of[takesNeither] = {arms.unknown, 0};
-    pickRun(out, batch.ways, sources, batch.entries, step);
+    sources.of[takesNeither] = arms.unknown;
+    pickRun(out, batch.ways, sources, batch.entries, batch.lanesEach * laneBytes);
 }
 
 /// The lanes of the arm that `way` leads to, as lanes of the result's kind, among zeros.
@@ -451,7 +501,7 @@ const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch
                                   WidestTile& picked, WidestTile& converted) const {
     const unsigned char* const lanes = arm.lane(batch.firstLane);
     const TwoArms arms{way == takesFalse ? lanes : nullptr, way == takesTrue ? lanes : nullptr,
-                       unknownEntry};
+                       unknownLanes()};
     pickEntries(picked.bytes, batch, arms, arm.bytes);
     if (arm.toResult == nullptr)
         return picked.bytes;
@@ -484,25 +534,24 @@ void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int
         return;
     }
     constexpr unsigned char bothArms = takesTrue | takesFalse;
-    const unsigned char never = 0;
-    const unsigned char always = 1;
     const auto sourceOf = [&](const Arm& arm) {
-        return arm.validity != nullptr ? Source{arm.validity + firstElement, 1}
-                                       : Source{&always, 0};
+        return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
     };
-    Sources sources{};
-    for (std::size_t way = 0; way < wayCount; ++way) {
-        const Source taken = sourceOf((way & takesTrue) != 0 ? whenTrue : whenFalse);
-        sources.of[way] = (way & takesNeither) != 0 ? Source{&never, 0} : taken;
-    }
     Tile<unsigned char> picked;
-    pickRun(picked.bytes, ways, sources, elements, 1);
     if (oneCondition) {
+        const TwoArms arms{sourceOf(whenFalse), sourceOf(whenTrue), zeros.bytes};
+        pickLanesOf<std::uint8_t>(picked.bytes, ways, arms, elements);
         mapRun<IsValid>(valid, picked.bytes, elements);
         return;
     }
-    for (Source& source : sources.of)
-        source = {&always, 0};
+    Sources sources{};
+    for (std::size_t way = 0; way < wayCount; ++way) {
+        const Arm& taken = (way & takesTrue) != 0 ? whenTrue : whenFalse;
+        sources.of[way] = (way & takesNeither) != 0 ? zeros.bytes : sourceOf(taken);
+    }
+    pickRun(picked.bytes, ways, sources, elements, 1);
+    for (const unsigned char*& source : sources.of)
+        source = ones.bytes;
     sources.of[bothArms] = sourceOf(whenFalse);
     Tile<unsigned char> otherPicked;
     pickRun(otherPicked.bytes, ways, sources, elements, 1);
@@ -524,9 +573,7 @@ void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int
              recipe.falseBytes, recipe.falseToResult},
             args.multiplicity,
             args.conditionMultiplicity == 1,
-            false,
-            {}};
-    std::memset(run.unknownEntry, recipe.unknown, sizeof(run.unknownEntry));
+            false};
     run.independent = run.lanesIndependent();
     if (run.oneCondition)
         run.selectByElement();

@@ -1,5 +1,5 @@
 // The kernels of Negate and Length, one of each for every pair of kinds.
-#include "kernels/conversions/half_runs.h"
+#include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
@@ -142,20 +142,26 @@ template <class Result, int components>
     measure(whole, elements - whole);
 }
 
-/// A run of `measureFixed`, null for elements of one or many components.
+/// A run of `measureFixed`.
 using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
+
+/// Null where sums and roots in passes of their own are sooner done: in narrow registers, for other
+/// lanes than floats, and for elements of one or many components.
 template <class Result>
 LengthRun measureOf(std::int64_t components) {
-    switch (components) {
-    case 2:
-        return &measureFixed<Result, 2>;
-    case 3:
-        return &measureFixed<Result, 3>;
-    case 4:
-        return &measureFixed<Result, 4>;
-    default:
-        return nullptr;
+    if constexpr (vectorBytes > 16 && (isSame<Result, float> || isSame<Result, double>)) {
+        switch (components) {
+        case 2:
+            return &measureFixed<Result, 2>;
+        case 3:
+            return &measureFixed<Result, 3>;
+        case 4:
+            return &measureFixed<Result, 4>;
+        default:
+            break;
+        }
     }
+    return nullptr;
 }
 
 /// What a length kernel does. The map is null where the components are of the right type already.

@@ -1,0 +1,187 @@
+// Vectors of converted lanes, by the processor's own instructions.
+//
+// They round, saturate and keep NaNs as the routines for one lane do. Halves: to nearest, ties to
+// even, a NaN quiet with its sign and the upper ten bits of its fraction. Integers: truncated
+// toward zero, the most negative one where there is none. Compilers do not find these instructions
+// by themselves: to them a float that no integer stands for is undefined.
+#pragma once
+
+#include "kernels/conversions/working.h"
+#include "kernels/lanes/vectors.h"
+
+#ifdef __SSE2__
+#include <immintrin.h>
+#endif
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+#if defined(__AVX512F__)
+/// Sixteen lanes at a time.
+struct WideLanes {
+    using Floats = __m512;
+    using Integers = __m512i;
+    // g++ 12 takes the forms without a mask for reads of what was never written.
+    static constexpr __mmask16 all = 0xFFFF;
+    static constexpr __mmask8 half = 0xFF;
+
+    static Floats loadHalves(const unsigned char* in) {
+        return _mm512_maskz_cvtph_ps(all, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in)));
+    }
+    static Floats loadFloats(const unsigned char* in) { return _mm512_loadu_ps(in); }
+    static Floats loadIntegers(const unsigned char* in) {
+        return _mm512_maskz_cvtepi32_ps(all, _mm512_loadu_si512(in));
+    }
+    static Integers truncated(Floats value) { return _mm512_maskz_cvttps_epi32(all, value); }
+    static Integers truncateDoubles(const unsigned char* in) {
+        const __m256i low = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in));
+        const __m256i high = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in + 64));
+        return _mm512_mask_broadcast_i64x4(_mm512_maskz_broadcast_i64x4(half, low), 0xF0, high);
+    }
+    static void storeHalves(unsigned char* out, Floats value) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), narrowed(value));
+    }
+    static void storeFloats(unsigned char* out, Floats value) { _mm512_storeu_ps(out, value); }
+    static Floats rounded(Floats value) { return _mm512_maskz_cvtph_ps(all, narrowed(value)); }
+
+  private:
+    static __m256i narrowed(Floats value) {
+        return _mm512_maskz_cvtps_ph(all, value, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    }
+};
+#elif defined(__AVX2__)
+/// Eight lanes at a time.
+struct WideLanes {
+    using Floats = __m256;
+    using Integers = __m256i;
+
+    static Floats loadHalves(const unsigned char* in) {
+        return _mm256_cvtph_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in)));
+    }
+    static Floats loadFloats(const unsigned char* in) {
+        return _mm256_loadu_ps(reinterpret_cast<const float*>(in));
+    }
+    static Floats loadIntegers(const unsigned char* in) {
+        return _mm256_cvtepi32_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in)));
+    }
+    static Integers truncated(Floats value) { return _mm256_cvttps_epi32(value); }
+    static Integers truncateDoubles(const unsigned char* in) {
+        const auto* const doubles = reinterpret_cast<const double*>(in);
+        return _mm256_set_m128i(_mm256_cvttpd_epi32(_mm256_loadu_pd(doubles + 4)),
+                                _mm256_cvttpd_epi32(_mm256_loadu_pd(doubles)));
+    }
+    static void storeHalves(unsigned char* out, Floats value) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), narrowed(value));
+    }
+    static void storeFloats(unsigned char* out, Floats value) {
+        _mm256_storeu_ps(reinterpret_cast<float*>(out), value);
+    }
+    static Floats rounded(Floats value) { return _mm256_cvtph_ps(narrowed(value)); }
+
+  private:
+    static __m128i narrowed(Floats value) {
+        return _mm256_cvtps_ph(value, _MM_FROUND_TO_NEAREST_INT);
+    }
+};
+#elif defined(__SSE2__)
+/// Four lanes at a time. There are no halves in this set.
+struct WideLanes {
+    using Floats = __m128;
+    using Integers = __m128i;
+
+    static Floats loadFloats(const unsigned char* in) {
+        return _mm_loadu_ps(reinterpret_cast<const float*>(in));
+    }
+    static Integers truncated(Floats value) { return _mm_cvttps_epi32(value); }
+    static Integers truncateDoubles(const unsigned char* in) {
+        const auto* const doubles = reinterpret_cast<const double*>(in);
+        return _mm_unpacklo_epi64(_mm_cvttpd_epi32(_mm_loadu_pd(doubles)),
+                                  _mm_cvttpd_epi32(_mm_loadu_pd(doubles + 2)));
+    }
+};
+#endif
+
+/// How a vector of an operand's lanes is loaded in the working type of an operation with this
+/// result. Not every set has a way, nor every pair of kinds.
+template <class Result, class From>
+struct WideOperand;
+
+#ifdef __F16C__
+template <>
+struct WideOperand<Half, Half> {
+    static auto load(const unsigned char* in) { return WideLanes::loadHalves(in); }
+};
+template <>
+struct WideOperand<Half, float> {
+    static auto load(const unsigned char* in) {
+        return WideLanes::rounded(WideLanes::loadFloats(in));
+    }
+};
+/// Rounded twice but with the result of rounding once: whatever binary32 cannot hold is infinite as
+/// a Half.
+template <>
+struct WideOperand<Half, std::int32_t> {
+    static auto load(const unsigned char* in) {
+        return WideLanes::rounded(WideLanes::loadIntegers(in));
+    }
+};
+template <>
+struct WideOperand<float, Half> : WideOperand<Half, Half> {};
+template <>
+struct WideOperand<float, float> {
+    static auto load(const unsigned char* in) { return WideLanes::loadFloats(in); }
+};
+template <>
+struct WideOperand<float, std::int32_t> {
+    static auto load(const unsigned char* in) { return WideLanes::loadIntegers(in); }
+};
+template <>
+struct WideOperand<std::int32_t, Half> {
+    static auto load(const unsigned char* in) {
+        return WideLanes::truncated(WideLanes::loadHalves(in));
+    }
+};
+#endif
+
+#ifdef __SSE2__
+template <>
+struct WideOperand<std::int32_t, float> {
+    static auto load(const unsigned char* in) {
+        return WideLanes::truncated(WideLanes::loadFloats(in));
+    }
+};
+template <>
+struct WideOperand<std::int32_t, double> {
+    static auto load(const unsigned char* in) { return WideLanes::truncateDoubles(in); }
+};
+template <>
+struct WideOperand<std::int32_t, std::int32_t> {
+    static auto load(const unsigned char* in) { return loadLane<WideLanes::Integers>(in, 0); }
+};
+#endif
+
+/// How a vector of the working type becomes lanes of the result.
+template <class Result>
+struct WideResult {
+    template <class Vector>
+    static void store(unsigned char* out, const Vector& value) {
+        storeLane(out, 0, value);
+    }
+};
+#ifdef __F16C__
+template <>
+struct WideResult<Half> {
+    template <class Vector>
+    static void store(unsigned char* out, const Vector& value) {
+        WideLanes::storeHalves(out, bitCast<WideLanes::Floats>(value));
+    }
+};
+#endif
+
+template <class Result, class From>
+inline constexpr bool hasWideOperand = requires {
+    WideOperand<Result, From>::load(nullptr);
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
