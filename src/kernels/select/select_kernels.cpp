@@ -316,6 +316,7 @@ struct Run {
                       std::int64_t elements) const;
 
     bool isPickedWide(std::int64_t lanesEach) const;
+    std::int64_t enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const;
     const unsigned char* unknownLanes() const {
         return recipe.unknown == 0 ? zeros.bytes : unknowns.bytes;
     }
@@ -350,32 +351,28 @@ bool Run::isPickedWide(std::int64_t lanesEach) const {
            arePickedWide(whenFalse.bytes);
 }
 
+/// How many entries alike pay for a run. Where their validity, too, is picked a whole vector at a
+/// time only a tile does: to find a shorter run costs more than it saves.
+std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const {
+    return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
+}
+
 void Run::selectByElement() const {
     Pace pace = paceOf(independent, multiplicity);
     if (independent && multiplicity > mostPicked)
         pace.elements = tileLanes;
     const std::int64_t fewest = multiplicity < 4 ? fewestLanes / multiplicity : 8;
-    const std::int64_t enough = isPickedWide(multiplicity) ? tileLanes : fewest;
-    // Where validity is not picked so, runs of it are looked for all the same.
-    const bool hasValidity = whenTrue.validity != nullptr || whenFalse.validity != nullptr;
-    const bool apart = enough != fewest && hasValidity && !arePickedWide(1);
+    const std::int64_t enough = enoughAlike(multiplicity, fewest);
     for (std::int64_t element = 0; element < args.count; element += pace.elements) {
         const std::int64_t elements = atMost(pace.elements, args.count - element);
         Tile<unsigned char> ways;
         mapRun<WayOf>(ways.bytes, args.condition + element, elements);
-        const auto validity = [&](std::int64_t first, Stretch stretch) {
-            const std::int64_t from = element + first;
-            findValidity(args.resultValidity + from, ways.bytes + first, from, stretch);
-        };
         forEachStretch(ways.bytes, elements, enough, [&](std::int64_t first, Stretch stretch) {
-            take({ways.bytes + first, stretch.length, multiplicity,
-                  (element + first) * multiplicity},
-                 stretch.way);
-            if (!apart)
-                validity(first, stretch);
+            const unsigned char* const some = ways.bytes + first;
+            const std::int64_t from = element + first;
+            take({some, stretch.length, multiplicity, from * multiplicity}, stretch.way);
+            findValidity(args.resultValidity + from, some, from, stretch);
         });
-        if (apart)
-            forEachStretch(ways.bytes, elements, fewest, validity);
     }
 }
 
@@ -391,7 +388,7 @@ void Run::selectByLane() const {
             Tile<unsigned char> ways;
             mapRun<WayOf>(ways.bytes, args.condition + element * args.conditionMultiplicity + done,
                           some);
-            const std::int64_t enough = isPickedWide(1) ? tileLanes : fewestLanes;
+            const std::int64_t enough = enoughAlike(1, fewestLanes);
             forEachStretch(ways.bytes, some, enough, [&](std::int64_t first, Stretch stretch) {
                 take({ways.bytes + first, stretch.length, 1, element * multiplicity + done + first},
                      stretch.way);
