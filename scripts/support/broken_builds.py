@@ -12,6 +12,13 @@ import subprocess
 
 OF_OTHER_SETS = re.compile(r"_avx2\.dir|_avx512\.dir|_tiles\d+\.dir")
 
+# The tests of one family of kernels. They run no other.
+FAMILIES = {
+    **{f"{family}_test": family for family in ("arithmetic", "boolean", "comparisons", "component",
+                                               "elements", "select", "unary")},
+    "wide_half_test": "component",
+}
+
 
 class DoesNotBuild(Exception):
     """The compiler or the linker refuses. `source` is what it was compiling."""
@@ -72,10 +79,12 @@ class Pristine:
 
 
 class Broken:
-    """The programs of a pristine build with one file broken; its results go to `folder`."""
+    """The programs of a pristine build with one file broken; its results go to `folder`. Kernels
+    are `optimised` as the library has them, or only a little."""
 
-    def __init__(self, pristine, file, source, folder):
+    def __init__(self, pristine, file, source, folder, optimised=False):
         self.pristine = pristine
+        self.optimised = optimised
         self.folder = pathlib.Path(folder)
         self.file = file
         self.affected = pristine.objects_of(file)
@@ -99,6 +108,8 @@ class Broken:
                 skip = 1
             elif word == "-MD":
                 continue
+            elif word == "-O1" and self.optimised and name.endswith("_kernels.cpp.o"):
+                command.append("-O3")
             elif words[place - 1] == "-o":
                 command.append(str(out))
             elif word == str(self.pristine.tree / self.file):
@@ -131,15 +142,18 @@ class Broken:
                    (self.pristine.build / name).read_bytes() for name in names)
 
     def program(self, program, everything):
-        """Builds the program. Without `everything`, only the objects nearest to the test are the
-        broken ones: of the library's, in the baseline set, those of the test's own family."""
-        names = self._linked_in(program)
+        """Builds the program. What other families of kernels its own test never runs stay whole.
+        Without `everything`, only the objects nearest to the test are the broken ones: of the
+        library's, those of its own family in the baseline set."""
+        family = FAMILIES.get(os.path.basename(program))
+        names = [name for name in self._linked_in(program)
+                 if not family or not name.endswith("_kernels.cpp.o")
+                 or name.endswith(f"/{family}_kernels.cpp.o")]
         if not everything:
             near = [name for name in names
                     if name.startswith("src/") and not OF_OTHER_SETS.search(name)]
-            family = os.path.basename(program).removesuffix("_test")
-            own = [name for name in near if name.endswith(f"/{family}_kernels.cpp.o")]
-            names = own or near or names
+            own = [name for name in near if name.endswith("_kernels.cpp.o")]
+            names = (own if family else None) or near or names
         fresh = [str(self._compiled(name)) for name in names]
         out = self.folder / os.path.basename(program)
         words = [word for word in self.pristine.link(program) if word not in names]
