@@ -88,27 +88,32 @@ inline constexpr bool
               (isSame<Result, Half> || isSame<Left, Half> || isSame<Right, Half> ||
                (isSame<Result, std::int32_t> && !(isInteger<Left> && isInteger<Right>)));
 
-/// A run of a whole operation. The lanes must be independent, or `lanes` 1.
+/// A run of a whole operation. The lanes must be independent, or `lanes` 1. Those that fill no
+/// vector go through one all the same, among zeros: a loop for them alone would be most of the
+/// code.
 template <template <class> class Operation, class Result, class Left, class Right>
 [[gnu::noinline]] void combineWhole(unsigned char* out, const unsigned char* left,
                                     const unsigned char* right, std::int64_t lanes) {
     using Vector = VectorOf<typename WordOf<Working<Result>>::Type>;
-    constexpr std::int64_t together = lanesOfVector<Working<Result>>;
-    constexpr std::int64_t leftBytes = sizeof(Left);
-    constexpr std::int64_t rightBytes = sizeof(Right);
-    constexpr std::int64_t resultBytes = sizeof(Result);
-    const std::int64_t whole = lanes - lanes % together;
-    for (std::int64_t i = 0; i < whole; i += together)
+    constexpr std::size_t together = lanesOfVector<Working<Result>>;
+    const auto combine = [](unsigned char* to, const unsigned char* a, const unsigned char* b) {
         WideResult<Result>::store(
-            out + i * resultBytes,
-            Operation<Vector>::apply(
-                bitCast<Vector>(WideOperand<Result, Left>::load(left + i * leftBytes)),
-                bitCast<Vector>(WideOperand<Result, Right>::load(right + i * rightBytes))));
-    for (std::int64_t i = whole; i < lanes; ++i)
-        storeLane(out, i,
-                  convert<Result>(Operation<Working<Result>>::apply(
-                      ToWorking<Result, Left>::apply(loadLane<Left>(left, i)),
-                      ToWorking<Result, Right>::apply(loadLane<Right>(right, i)))));
+            to, Operation<Vector>::apply(bitCast<Vector>(WideOperand<Result, Left>::load(a)),
+                                         bitCast<Vector>(WideOperand<Result, Right>::load(b))));
+    };
+    const auto count = static_cast<std::size_t>(lanes);
+    const std::size_t whole = count - count % together;
+    for (std::size_t i = 0; i < whole; i += together)
+        combine(out + i * sizeof(Result), left + i * sizeof(Left), right + i * sizeof(Right));
+    if (const std::size_t rest = count - whole; rest > 0) {
+        unsigned char someLeft[together * sizeof(Left)] = {};
+        unsigned char someRight[together * sizeof(Right)] = {};
+        unsigned char some[together * sizeof(Result)];
+        std::memcpy(someLeft, left + whole * sizeof(Left), rest * sizeof(Left));
+        std::memcpy(someRight, right + whole * sizeof(Right), rest * sizeof(Right));
+        combine(some, someLeft, someRight);
+        std::memcpy(out + whole * sizeof(Result), some, rest * sizeof(Result));
+    }
 }
 
 /// A run of one operation between lanes and scalars of the working type, `combineScalars<...>`:
