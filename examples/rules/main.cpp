@@ -5,6 +5,7 @@
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/sinks.h>
 
 #include <CLI/CLI.hpp>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 #include <list>
+#include <optional>
 
 namespace Rules {
 namespace {
@@ -21,7 +23,7 @@ using namespace Fenlet;
 struct Options {
     std::string table = "examples/rules/stations.csv";
     std::string rule = "(low < high and rain > 0.5) or not automatic";
-    int blockSize = 1024;
+    std::optional<int> blockSize;
     long long limit = 20;
 };
 
@@ -52,7 +54,8 @@ Answer evaluate(const RuleProgram& rule, const Table& table, const Options& opti
                 answer.rows.push_back(static_cast<std::size_t>(start + i));
         }
     });
-    if (!interpreter.configure(rule.program, options.blockSize) ||
+    const int blockSize = options.blockSize.value_or(adviseBlockSize(rule.program));
+    if (!interpreter.configure(rule.program, blockSize) ||
         !interpreter.evaluate(0, static_cast<long long>(table.rows), bindings, sink))
         throw std::runtime_error(std::string("the library refuses to run: ") +
                                  interpreter.lastRefusalMessage());
@@ -103,7 +106,7 @@ int main(int argumentCount, char** arguments) {
         ->capture_default_str();
     app.add_option("--block-size", options.blockSize, "rows worked on at a time")
         ->check(CLI::Range(1, 1 << 20))
-        ->capture_default_str();
+        ->default_str("what suits the program");
     app.add_option("--limit", options.limit, "rows to print at most")
         ->check(Terminal::notNegative())
         ->capture_default_str();

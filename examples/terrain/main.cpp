@@ -6,6 +6,7 @@
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/npy.h>
 #include <fenlethosts/samplers.h>
 #include <fenlethosts/sinks.h>
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
 namespace Terrain {
 namespace {
@@ -24,7 +26,7 @@ using namespace Fenlet;
 struct Options {
     std::string input = "data/jacksboro_elevation.npy";
     std::string output = "terrain.png";
-    int blockSize = 1024;
+    std::optional<int> blockSize;
     int enlarge = 2;
     double seaLevel = 306; // the reservoir in the default grid stands at 305
     double spacingEast = 75;
@@ -52,7 +54,8 @@ void require(bool done, const Interpreter& interpreter) {
 }
 
 void configure(Interpreter& interpreter, const FenletProgram& program, const Options& options) {
-    require(interpreter.configure(program, options.blockSize), interpreter);
+    const int blockSize = options.blockSize.value_or(adviseBlockSize(program));
+    require(interpreter.configure(program, blockSize), interpreter);
 }
 
 /// Pixels along a side of the grid. The outermost centres are the borders of the picture: nothing
@@ -185,7 +188,7 @@ void addOptions(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_option("--block-size", options.blockSize, "elements worked on at a time")
         ->check(CLI::Range(1, 1 << 20))
-        ->capture_default_str();
+        ->default_str("what suits the program");
     app.add_option("--enlarge", options.enlarge, "pixels for each step of the grid")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();

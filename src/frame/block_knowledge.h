@@ -2,7 +2,8 @@
 //
 // Validity is passed from operands to results at every step, and in most programs every byte of it
 // is 1; fields are read at numbers that are the block's own, or at the same ones as the field
-// before. Each of these is found out once and then remembered for as long as no step changes it.
+// before; constants and uniforms are what they were in the block before. Each of these is found out
+// once and then remembered for as long as no step changes it.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -28,29 +29,37 @@ class BlockKnowledge {
     bool remembers(int number) const { return static_cast<unsigned>(number) < tracked; }
 
     /// Whether the register's validity is known to be 1 for every element of the block.
-    bool isValid(int number) const { return remembers(number) && valid[number] != 0; }
+    bool isValid(int number) const { return remembers(number) && facts[number].isValid; }
     void setValid(int number, bool isKnown) {
         if (remembers(number))
-            valid[number] = isKnown ? 1 : 0;
+            facts[number].isValid = isKnown;
     }
 
-    /// A new block: what is known of validity still holds, element numbers are others.
+    /// Whether every element of the register is known to have the same value as the first.
+    bool isAlike(int number) const { return remembers(number) && facts[number].isAlike; }
+
+    /// A new block: what is known of a register still holds, element numbers are others.
     void beginBlock() {
         ownNumbers = noRegister;
         scanned = noRegister;
     }
 
-    /// A step has written the register's values.
-    void changed(int number) {
+    /// A step has written the register's values: by `op`, which tells what they are.
+    void changed(int number, OpCode op) {
         if (ownNumbers == number)
             ownNumbers = noRegister;
         if (scanned == number)
             scanned = noRegister;
+        if (op == OpCode::ElementIndex)
+            ownNumbers = number;
+        if (remembers(number))
+            facts[number].isAlike = op == OpCode::LoadConstant || op == OpCode::LoadUniform;
     }
 
     /// A step may have written anywhere.
     void forget() {
-        forgetValidity();
+        for (unsigned number = 0; number < tracked; ++number)
+            facts[number] = {false, false};
         beginBlock();
     }
 
@@ -63,14 +72,14 @@ class BlockKnowledge {
     bool scannedRunsOn = false;
 
   private:
-    void forgetValidity() {
-        for (unsigned number = 0; number < tracked; ++number)
-            valid[number] = 0;
-    }
+    struct Facts {
+        bool isValid;
+        bool isAlike;
+    };
 
     static constexpr int room = 512;
     unsigned tracked = 0;
-    unsigned char valid[room]; // written and read as far as they are tracked
+    Facts facts[room]; // written and read as far as they are tracked
 };
 
 } // namespace Fenlet

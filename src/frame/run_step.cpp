@@ -51,8 +51,6 @@ Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
     countUp(frame.resolved.result, frame.blockStart, frame.count);
-    frame.known.changed(frame.step.result);
-    frame.known.ownNumbers = frame.step.result;
     return Faults::none;
 }
 
@@ -61,7 +59,7 @@ Fault runLoadConstant(const StepFrame& frame) {
         return fault;
     return loadConstant(frame.program.constants[static_cast<std::size_t>(frame.step.immediate)],
                         frame.step.resultKind, frame.resolved.result, frame.count,
-                        frame.step.resultMultiplicity);
+                        frame.step.resultMultiplicity, frame.known.isAlike(frame.step.result));
 }
 
 Fault runLoadUniform(const StepFrame& frame) {
@@ -70,7 +68,8 @@ Fault runLoadUniform(const StepFrame& frame) {
     if (const Fault fault = StepRules::uniform(frame.step, frame.program))
         return fault;
     return loadUniform(*frame.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
-                       frame.resolved.result, frame.count, frame.step.resultMultiplicity);
+                       frame.resolved.result, frame.count, frame.step.resultMultiplicity,
+                       frame.known.isAlike(frame.step.result));
 }
 
 /// The numbers of the elements that a field is read at: with an operand its values, without one the
@@ -340,8 +339,7 @@ bool Interpreter::runOn(const Step& step, const ResolvedStep& resolved, const Bi
         passValidityOn(frame);
     if (const Fault fault = runOpCode(frame))
         return refuseAtRun(fault.code, fault.message);
-    if (step.op != OpCode::ElementIndex)
-        known.changed(step.result);
+    known.changed(step.result, step.op);
     return true;
 }
 

@@ -26,4 +26,13 @@ bool broadcastValue(void* destination, CpuElementKind kind, const void* value, i
     return true;
 }
 
+bool updateBroadcast(void* destination, CpuElementKind kind, const void* value, int count,
+                     int multiplicity, bool isAlike) {
+    const auto valueBytes =
+        static_cast<std::size_t>(elementSize(kind)) * static_cast<std::size_t>(multiplicity);
+    if (isAlike && std::memcmp(destination, value, valueBytes) == 0)
+        return true;
+    return broadcastValue(destination, kind, value, count, multiplicity);
+}
+
 } // namespace Fenlet

@@ -11,4 +11,9 @@ namespace Fenlet {
 bool broadcastValue(void* destination, CpuElementKind kind, const void* value, int count,
                     int multiplicity);
 
+/// As `broadcastValue`. `isAlike` says that all elements of `destination` have the same components
+/// already: if those are the value's, as in every block after the first, nothing is left to do.
+bool updateBroadcast(void* destination, CpuElementKind kind, const void* value, int count,
+                     int multiplicity, bool isAlike);
+
 } // namespace Fenlet

@@ -58,13 +58,14 @@ bool broadcastPadded(unsigned char* result, CpuElementKind kind, const BlockScra
 } // namespace
 
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
-                   int multiplicity) {
+                   int multiplicity, bool isAlike) {
     BlockScratch scratch;
     if (!materialise(constant, kind, scratch.bytes))
         return Faults::constantMaterialise;
-    const bool stored = multiplicity <= scratchComponents
-                            ? broadcastValue(result, kind, scratch.bytes, count, multiplicity)
-                            : broadcastPadded(result, kind, scratch, count, multiplicity);
+    const bool stored =
+        multiplicity <= scratchComponents
+            ? updateBroadcast(result, kind, scratch.bytes, count, multiplicity, isAlike)
+            : broadcastPadded(result, kind, scratch, count, multiplicity);
     return stored ? Faults::none : Faults::constantBroadcast;
 }
 

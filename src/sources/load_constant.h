@@ -10,8 +10,8 @@ namespace Fenlet {
 
 /// Converts `constant`, of at most 64 components, to `kind` and copies it over `count` elements of
 /// `multiplicity` components at `result`. Components that the constant does not have are zero;
-/// those that the register does not have are dropped.
+/// those that the register does not have are dropped. `isAlike` says what `updateBroadcast` asks.
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
-                   int multiplicity);
+                   int multiplicity, bool isAlike);
 
 } // namespace Fenlet

@@ -7,11 +7,11 @@
 namespace Fenlet {
 
 Fault loadUniform(UniformSource& source, int index, CpuElementKind kind, unsigned char* result,
-                  int count, int multiplicity) {
+                  int count, int multiplicity, bool isAlike) {
     BlockScratch scratch;
     if (!source.fetch(index, kind, multiplicity, scratch.bytes))
         return Faults::uniformDeclined;
-    if (!broadcastValue(result, kind, scratch.bytes, count, multiplicity))
+    if (!updateBroadcast(result, kind, scratch.bytes, count, multiplicity, isAlike))
         return Faults::uniformBroadcast;
     return Faults::none;
 }

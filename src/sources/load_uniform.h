@@ -8,8 +8,9 @@
 namespace Fenlet {
 
 /// Asks `source` once for uniform `index`, in `kind` and with `multiplicity` components (at most
-/// 64), and copies what it gives over `count` elements at `result`.
+/// 64), and copies what it gives over `count` elements at `result`. `isAlike` says what
+/// `updateBroadcast` asks.
 Fault loadUniform(UniformSource& source, int index, CpuElementKind kind, unsigned char* result,
-                  int count, int multiplicity);
+                  int count, int multiplicity, bool isAlike);
 
 } // namespace Fenlet

@@ -142,6 +142,86 @@ TEST(BlockKnowledge, IsLostWhereANegationRunsPastItsRegister) {
     expectTheSame(run);
 }
 
+/// Registers 0 to 3 of one Float32 each, and the constants 1 and 2.
+struct TwoConstants : Case {
+    TwoConstants() {
+        for (int i = 0; i < 4; ++i)
+            program.addRegister(RegisterFormat::Float32);
+        one = program.addConstant(Doubles::realConstant({1}));
+        two = program.addConstant(Doubles::realConstant({2}));
+    }
+    void load(int result, int constant) { program.add(OpCode::LoadConstant, result, {}, constant); }
+    int one;
+    int two;
+};
+
+TEST(BlockKnowledge, OfConstantsEndsWhenTheirRegisterIsWritten) {
+    TwoConstants run;
+    const auto index = run.program.addRegister(RegisterFormat::Int64);
+    run.program.fields.resize(1);
+    run.program.add(OpCode::ElementIndex, index);
+    run.load(0, run.one);
+    run.load(1, run.two);
+    run.program.add(OpCode::Add, 2, {0, 1});
+    run.program.add(OpCode::LoadField, 0, {index}, 0);
+    run.program.add(OpCode::Add, 1, {1, 1});
+    // Everything but the first element, which would tell.
+    run.read = [](const FieldRead& request) {
+        std::memset(request.values + 4, 0x40, static_cast<std::size_t>(request.count - 1) * 4);
+        return true;
+    };
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, OfConstantsTellsThemApart) {
+    TwoConstants run;
+    run.load(0, run.one);
+    run.program.add(OpCode::Add, 1, {0, 0});
+    run.load(0, run.two);
+    run.program.add(OpCode::Add, 2, {0, 0});
+    run.load(0, run.two);
+    run.program.add(OpCode::Add, 3, {0, 0});
+    expectTheSame(run);
+    float sums[2];
+    const std::vector<Bytes> blocks = blocksOfRun(run);
+    Interpreter layout;
+    ASSERT_TRUE(layout.configure(run.program, blockSize));
+    for (const int number : {1, 2})
+        std::memcpy(&sums[number - 1],
+                    blocks[1].data() + layout.registerFile().slotOf(number).dataOffset, 4);
+    EXPECT_EQ(sums[0], 2);
+    EXPECT_EQ(sums[1], 4);
+}
+
+TEST(BlockKnowledge, OfConstantsLooksAtAllTheirComponents) {
+    Case run;
+    const auto vector = run.program.addRegister(RegisterFormat::Float32, 3);
+    const auto first = run.program.addConstant(Doubles::realConstant({1, 2, 3}));
+    const auto second = run.program.addConstant(Doubles::realConstant({1, 2, 4}));
+    const auto sum = run.program.addRegister(RegisterFormat::Float32, 3);
+    for (const auto constant : {first, second}) {
+        run.program.add(OpCode::LoadConstant, vector, {}, constant);
+        run.program.add(OpCode::Add, sum, {vector, vector});
+    }
+    expectTheSame(run);
+}
+
+TEST(BlockKnowledge, OfConstantsIsLostWhereANegationRunsPastItsRegister) {
+    Case run;
+    const auto vector = run.program.addRegister(RegisterFormat::Float32, 8);
+    const auto narrow = run.program.addRegister(RegisterFormat::Float32);
+    const auto next = run.program.addRegister(RegisterFormat::Float32);
+    run.program.addRegister(RegisterFormat::Float32, 16);
+    // Negated, the vector's first component comes to stand where `next` begins.
+    const auto slot = run.program.addConstant(Doubles::realConstant({1, 2, 0, 4, 0.1, 6, 7, 0}));
+    const auto minusOne = run.program.addConstant(Doubles::realConstant({-1}));
+    run.program.add(OpCode::LoadConstant, vector, {}, slot);
+    run.program.add(OpCode::LoadConstant, next, {}, minusOne);
+    run.program.add(OpCode::Negate, narrow, {vector});
+    run.program.add(OpCode::LoadConstant, next, {}, minusOne);
+    expectTheSame(run);
+}
+
 /// What each read of a field was told: whether its numbers run on, and the numbers.
 std::vector<bool> runsOn(const Case& run) {
     RecordingField field;

@@ -2,6 +2,7 @@
 #include "bench.h"
 
 #include <fenletexec/interpreter.h>
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/sinks.h>
 #include <fenletir/text.h>
 
@@ -171,10 +172,10 @@ void instructions(const FenletProgram& program, MadeUpHost& host, int blockSize)
 
 } // namespace
 
-void bench(const FenletProgram& program, int blockSize) {
+void bench(const FenletProgram& program, std::optional<int> blockSize) {
     MadeUpHost host(program);
     blockSizes(program, host);
-    instructions(program, host, blockSize);
+    instructions(program, host, blockSize.value_or(adviseBlockSize(program)));
 }
 
 } // namespace Tool

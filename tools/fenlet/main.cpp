@@ -38,7 +38,8 @@ FILE holds a program's text; - is standard input. The commands:
   --out NAME=FILE      where a register's values go
   --mask NAME=FILE     where it goes which of a register's elements have a value
   --count N            how many elements; all of the fields' if it is not given
-  --block N            elements worked on at a time, for run and bench; results do not depend on it
+  --block N            elements worked on at a time, for run and bench; what suits the program if it
+                       is not given; results do not depend on it
 
 Files are .npy: bool, integers of 8 to 64 bits (unsigned ones to 32) and floats of 16, 32 and 64
 bits, in either byte order. NAME is a name in the program; what has no name of its own is called by
@@ -158,7 +159,7 @@ int main(int argumentCount, char** arguments) {
         sub->add_option("--block", options.blockSize, "elements worked on at a time")
             ->type_name("N")
             ->check(CLI::Range(1, 1 << 20))
-            ->capture_default_str();
+            ->default_str("what suits the program");
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status == 0 ? 0 : misused;
     if (app.get_subcommands().empty()) {

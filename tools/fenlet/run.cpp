@@ -4,6 +4,7 @@
 #include "inputs.h"
 #include "terminal/progress.h"
 
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/npy_writer.h>
 #include <fenlethosts/sinks.h>
 
@@ -207,7 +208,7 @@ void run(const FenletProgram& program, const RunOptions& options) {
     const Interruption interruption;
     std::list<Output> outputs;
     openOutputs(program, options, count, outputs);
-    evaluate(program, inputs, outputs, options.blockSize, count);
+    evaluate(program, inputs, outputs, options.blockSize.value_or(adviseBlockSize(program)), count);
     for (Output& output : outputs)
         output.close();
     Interruption::check();

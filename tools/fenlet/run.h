@@ -15,7 +15,7 @@ struct RunOptions {
     std::vector<std::string> samplers;
     std::vector<std::string> outputs;
     std::vector<std::string> masks;
-    int blockSize = 1024;
+    std::optional<int> blockSize;   ///< what suits the program if there is none
     std::optional<long long> count; ///< all elements of the fields if there is none
 };
 

@@ -175,8 +175,6 @@ struct Call {
 
   private:
     bool hasScalar() const { return left.isScalar || right.isScalar; }
-    // Where the result takes a pass of its own, so do the operands.
-    bool usesTiles() const { return left.toWorking || right.toWorking || dividesIntegers; }
     unsigned char* resultLane(std::int64_t lane) const {
         return static_cast<unsigned char*>(args.result) + lane * resultBytes;
     }
@@ -202,8 +200,6 @@ void Call::run() const {
         fewComponents();
     else if (hasScalar())
         scalarShape(pace);
-    else if (independent && !usesTiles())
-        work(0, lanes, nullptr);
     else
         fullShape(pace, lanes);
 }

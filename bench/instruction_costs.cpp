@@ -1,0 +1,111 @@
+// What the library's work costs in instructions.
+//
+//   valgrind --tool=callgrind --callgrind-out-file=FILE instruction_costs
+//
+// writes one FILE.N for each piece of work, in each instruction set that there is under valgrind,
+// with the name of the work in it and how many instructions it took. Run by itself it does the work
+// and tells nothing. Each piece is done once before it is counted, so that what happens once in a
+// process is left out.
+#include "kernel_cases.h"
+#include "kernels/target/sets.h"
+#include "workloads.h"
+
+#include <fenletexec/interpreter.h>
+#include <fenlethosts/array_field.h>
+#include <fenlethosts/sinks.h>
+
+#include <functional>
+#include <list>
+#include <stdexcept>
+#include <string>
+#include <valgrind/callgrind.h>
+
+namespace Fenlet::Bench {
+namespace {
+
+constexpr int elements = 4096;
+constexpr int blockSize = 512;
+
+void count(const std::string& name, const std::function<void()>& work) {
+    work();
+    CALLGRIND_ZERO_STATS;
+    work();
+    CALLGRIND_DUMP_STATS_AT(name.c_str());
+}
+
+void require(bool succeeded, const Interpreter& interpreter) {
+    if (!succeeded)
+        throw std::runtime_error(interpreter.lastRefusalMessage());
+}
+
+/// A workload that is planned, with the providers that it takes.
+class Planned {
+  public:
+    Planned(Workload newWorkload, int block) : workload(std::move(newWorkload)) {
+        for (const ArrayView& view : workload.fields)
+            accessors.push_back(&fields.emplace_back(view));
+        require(interpreter.configure(workload.program, block), interpreter);
+    }
+
+    void run(BlockSink& sink, long long range) {
+        const Bindings bindings{accessors.data(), static_cast<std::int32_t>(accessors.size()),
+                                &workload.uniforms};
+        require(interpreter.evaluate(0, range, bindings, sink), interpreter);
+    }
+
+    Workload workload;
+    Interpreter interpreter;
+
+  private:
+    std::list<ArrayField> fields;
+    std::vector<CpuFieldAccessor*> accessors;
+};
+
+void countKernels(const std::string& set) {
+    Areas areas;
+    for (const KernelCase& one : kernelCases()) {
+        one.prepare(areas);
+        count(set + one.name, [&] { one.run(areas); });
+    }
+}
+
+void countPrograms(const std::string& set, WorkloadData& data) {
+    for (const NamedWorkload& named : workloads()) {
+        Planned plan(named.make(data), blockSize);
+        CollectingSink sink(plan.interpreter.registerFile(), {plan.workload.result}, 0, elements);
+        count(set + named.name, [&] { plan.run(sink, elements); });
+    }
+}
+
+/// What does not depend on how many elements there are.
+void countFixedCosts(const std::string& set, WorkloadData& data) {
+    constexpr int steps = 20;
+    constexpr int blocks = 100;
+    const Workload chained = chain(data, steps);
+    count(set + "plan of 20 instructions", [&] {
+        Interpreter interpreter;
+        require(interpreter.configure(chained.program, blockSize), interpreter);
+    });
+    Planned plan(chain(data, steps), 1);
+    FunctionSink nothing([](const RegisterFile&, long long, int) {});
+    count(set + "2,000 steps over one element", [&] { plan.run(nothing, blocks); });
+}
+
+} // namespace
+} // namespace Fenlet::Bench
+
+int main() {
+    using namespace Fenlet;
+    using namespace Fenlet::Bench;
+    const char* const names[] = {"Baseline", "Avx2"}; // all that valgrind has
+    WorkloadData data(elements);
+    for (int set = 0; set < 2; ++set) {
+        if (!chooseInstructionSet(static_cast<InstructionSet>(set)))
+            continue;
+        const std::string name = names[set] + std::string(": ");
+        countKernels(name);
+        countPrograms(name, data);
+        countFixedCosts(name, data);
+    }
+    return 0;
+}
