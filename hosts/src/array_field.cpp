@@ -23,10 +23,15 @@ void keepWhereValid(unsigned char* validity, const unsigned char* present, std::
 /// fields take turns, each with a piece of a page or two, and no processor foresees that by itself.
 void fetchAhead(const ArrayView& array, std::int64_t first, std::int64_t count) {
     constexpr std::int64_t line = 64;
-    const auto* const elements = static_cast<const unsigned char*>(array.data);
-    const std::int64_t end = std::min(first + count, array.count) * array.stride;
-    for (std::int64_t offset = first * array.stride; offset < end; offset += line)
-        __builtin_prefetch(elements + offset, 0, 2);
+    constexpr std::int64_t together = 4;
+    const std::int64_t bytes = std::min(count, array.count - first) * array.stride;
+    const auto* next = static_cast<const unsigned char*>(array.data) + first * array.stride;
+    // What is left of the last lines comes with the run after that.
+    for (std::int64_t lines = bytes / line; lines >= together; lines -= together) {
+        for (std::int64_t i = 0; i < together; ++i)
+            __builtin_prefetch(next + i * line, 0, 2);
+        next += together * line;
+    }
 }
 
 /// Positions of one ascending run of element numbers, over elements that lie side by side.
@@ -58,37 +63,27 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
         keepWhereValid(request.validity + before, array.validity + start + before, end - before);
 }
 
-/// Whether every position has a number within the array and is valid.
-bool allInside(const ArrayView& array, const FieldRead& request) {
-    const auto limit = static_cast<std::uint64_t>(array.count);
-    bool inside = true;
-    for (std::int64_t i = 0; i < request.count; ++i)
-        inside &= static_cast<std::uint64_t>(request.indices[i]) < limit;
-    for (std::int64_t i = 0; i < request.count; ++i)
-        inside &= request.validity[i] != 0;
-    return inside;
-}
-
 /// Elements that are as large as a word, kept as they are.
 template <class Word>
 void gather(const ArrayView& array, const FieldRead& request) {
+    // Copies of all that the loop needs: a byte that is stored may be part of anything else.
     const auto* const elements = static_cast<const unsigned char*>(array.data);
-    // Without a question in between, many elements are on their way at once.
-    if (array.validity == nullptr && allInside(array, request)) {
-        for (std::int64_t i = 0; i < request.count; ++i)
-            std::memcpy(request.values + i * std::int64_t{sizeof(Word)},
-                        elements + request.indices[i] * array.stride, sizeof(Word));
-        return;
-    }
-    for (std::int64_t i = 0; i < request.count; ++i) {
-        const std::int64_t index = request.indices[i];
-        const bool isThere = request.validity[i] != 0 && index >= 0 && index < array.count &&
-                             (array.validity == nullptr || array.validity[index] != 0);
+    const unsigned char* const present = array.validity;
+    const std::int64_t stride = array.stride;
+    const auto limit = static_cast<std::uint64_t>(array.count);
+    const std::int64_t* const indices = request.indices;
+    unsigned char* const values = request.values;
+    unsigned char* const validity = request.validity;
+    const int count = request.count;
+    for (int i = 0; i < count; ++i) {
+        const std::int64_t index = indices[i];
+        const bool isThere = validity[i] != 0 && static_cast<std::uint64_t>(index) < limit &&
+                             (present == nullptr || present[index] != 0);
         if (isThere)
-            std::memcpy(request.values + i * std::int64_t{sizeof(Word)},
-                        elements + index * array.stride, sizeof(Word));
+            std::memcpy(values + i * std::int64_t{sizeof(Word)}, elements + index * stride,
+                        sizeof(Word));
         else
-            request.validity[i] = 0;
+            validity[i] = 0;
     }
 }
 

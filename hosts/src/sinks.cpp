@@ -4,6 +4,17 @@
 #include <stdexcept>
 
 namespace Fenlet {
+namespace {
+
+/// 1 for every byte that is not 0. Through pointers of its own: a byte may alias anything, and a
+/// loop over members would go one byte at a time for that.
+void keepTruth(unsigned char* __restrict out, const unsigned char* __restrict in,
+               std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = in[i] != 0;
+}
+
+} // namespace
 
 CollectingSink::CollectingSink(const RegisterFile& layout, const std::vector<int>& numbers,
                                long long newFirst, long long newCount)
@@ -38,9 +49,7 @@ bool CollectingSink::consume(const RegisterFile& registers, long long blockStart
                            static_cast<std::size_t>(one.spec.multiplicity);
         std::memcpy(one.values.data() + offset * bytes, registers.data(one.number),
                     elements * bytes);
-        const unsigned char* const validity = registers.validity(one.number);
-        for (std::size_t i = 0; i < elements; ++i)
-            one.validity[offset + i] = validity[i] != 0;
+        keepTruth(one.validity.data() + offset, registers.validity(one.number), elements);
     }
     return true;
 }

@@ -292,6 +292,14 @@ void Call::work(std::int64_t first, std::int64_t count, const unsigned char* rep
     return found != 0;
 }
 
+/// What the validity of an element becomes by a divisor of its own.
+struct ValidWhereDivided {
+    using Left = unsigned char;
+    using Right = std::int32_t;
+    using Out = unsigned char;
+    static Out apply(Left validity, Right divisor) { return divisor == 0 ? Out{0} : validity; }
+};
+
 // Clears the elements that have a zero divisor, and stores the zeroes before the first divisor and
 // after the last one that are others: what stands on the left of them is not read, and may not be
 // there. The span of lanes in between is what remains to do.
@@ -302,9 +310,13 @@ LaneSpan Call::settleZeroDivisors(std::int64_t first, std::int64_t count,
     const auto isZero = [divisors](std::int64_t lane) {
         return loadLane<std::int32_t>(divisors, lane) == 0;
     };
-    for (std::int64_t lane = 0; lane < count; ++lane)
-        if (isZero(lane))
-            args.resultValidity[(first + lane) / args.multiplicity] = 0;
+    if (args.multiplicity == 1)
+        combineRun<ValidWhereDivided>(args.resultValidity + first, args.resultValidity + first,
+                                      divisors, count);
+    else
+        for (std::int64_t lane = 0; lane < count; ++lane)
+            if (isZero(lane))
+                args.resultValidity[(first + lane) / args.multiplicity] = 0;
     std::int64_t begin = 0;
     while (begin < count && isZero(begin))
         ++begin;
