@@ -44,7 +44,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
     if (!configured)
         return false;
     // An exception out of `configure` may have left a plan without room for a block.
-    const long long stride = registers.elementCapacity();
+    long long stride = registers.elementCapacity();
     if (stride < 1)
         return false;
     refusal = ExecRefusal::None;
@@ -73,12 +73,16 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
         const std::uint64_t stepsSoFar = stepsExecuted;
         if (!sink.consume(registers, blockStart, static_cast<int>(length)))
             return false;
-        // A sink that had the interpreter run or plan something else has changed what is known.
-        if (stepsExecuted != stepsSoFar || steps.size() != resolved.stepCount()) {
+        done += length;
+        // A sink that had the interpreter run or plan something else has changed what is known, and
+        // how many elements there is room for. Steps tell, where there are any.
+        if (stepsExecuted != stepsSoFar || steps.size() != resolved.stepCount() || steps.empty()) {
             known.startOver(registers.registerCount());
             resolved.resolveAll(steps, registers);
+            stride = std::min<long long>(stride, registers.elementCapacity());
+            if (stride < 1 && done < count)
+                return false;
         }
-        done += length;
     }
     return true;
 }

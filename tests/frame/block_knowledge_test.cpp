@@ -338,6 +338,54 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
     EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
 }
 
+/// Runs a program over 10 elements in blocks of 4, with a sink that has another one planned during
+/// its first block. Returns where each block began and how long it was.
+std::vector<std::pair<long long, int>> blocksAround(const FenletProgram& program,
+                                                    const FenletProgram& next, int nextBlockSize,
+                                                    bool* finished) {
+    struct Sink : BlockSink {
+        std::vector<std::pair<long long, int>> blocks;
+        Interpreter interpreter;
+        const FenletProgram* next = nullptr;
+        int nextBlockSize = 0;
+        bool consume(const RegisterFile& registers, long long start, int count) override {
+            blocks.emplace_back(start, count);
+            for (int number = 0; number < registers.registerCount(); ++number)
+                for (int element = 0; element < count; ++element)
+                    EXPECT_EQ(registers.validity(number)[element], 1);
+            if (blocks.size() == 1)
+                interpreter.configure(*next, nextBlockSize);
+            return true;
+        }
+    } sink;
+    sink.next = &next;
+    sink.nextBlockSize = nextBlockSize;
+    EXPECT_TRUE(sink.interpreter.configure(program, 4));
+    *finished = sink.interpreter.evaluate(0, 10, {}, sink);
+    return sink.blocks;
+}
+
+TEST(BlockKnowledge, FollowsASinkThatPlansSmallerBlocks) {
+    using Blocks = std::vector<std::pair<long long, int>>;
+    TwoConstants some;
+    some.load(0, some.one);
+    ProgramSketch nothing;
+    ProgramSketch idle;
+    idle.addRegister(RegisterFormat::Float64, 3);
+    bool finished = false;
+    for (const FenletProgram* const from : {&some.program, &nothing, &idle})
+        for (const FenletProgram* const to : {&some.program, &idle}) {
+            EXPECT_EQ(blocksAround(*from, *to, 3, &finished), (Blocks{{0, 4}, {4, 3}, {7, 3}}));
+            EXPECT_TRUE(finished);
+            // A run's blocks do not grow.
+            EXPECT_EQ(blocksAround(*from, *to, 100, &finished), (Blocks{{0, 4}, {4, 4}, {8, 2}}));
+            EXPECT_TRUE(finished);
+            // A plan that is refused has no room for a block.
+            EXPECT_EQ(blocksAround(*from, *to, 0, &finished), (Blocks{{0, 4}}));
+            EXPECT_FALSE(finished);
+        }
+}
+
 TEST(BlockKnowledge, IsLostWhereASinkThrowsThePlanAway) {
     FieldSum sum;
     struct Sink : BlockSink {
