@@ -4,6 +4,7 @@
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/sinks.h>
 
 #include <benchmark/benchmark.h>
@@ -40,11 +41,14 @@ class Bound {
     std::vector<CpuFieldAccessor*> accessors;
 };
 
-/// The argument is the block size. Reported is the time for each element.
+/// The argument is the block size, 0 for the one that is advised. Reported is the time for all
+/// elements.
 void wholeProgram(benchmark::State& state, const NamedWorkload& named) {
     Bound bound(named.make(sharedData()));
     Interpreter interpreter;
-    if (!interpreter.configure(bound.workload.program, static_cast<int>(state.range(0)))) {
+    const auto asked = static_cast<int>(state.range(0));
+    const int blockSize = asked != 0 ? asked : adviseBlockSize(bound.workload.program);
+    if (!interpreter.configure(bound.workload.program, blockSize)) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;
     }
@@ -116,7 +120,8 @@ void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part par
     });
     Bound bound(std::move(work));
     Interpreter interpreter;
-    if (!interpreter.configure(bound.workload.program, 1024)) {
+    // What was left out still has its registers, so that this is the size for all of it.
+    if (!interpreter.configure(bound.workload.program, adviseBlockSize(bound.workload.program))) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;
     }
@@ -148,7 +153,7 @@ void registerAll() {
     for (const NamedWorkload& named : workloads()) {
         auto* const one = benchmark::RegisterBenchmark(
             named.name, [&named](benchmark::State& state) { wholeProgram(state, named); });
-        for (const int blockSize : {64, 256, 512, 1024, 2048, 4096, 16384, 65536})
+        for (const int blockSize : {0, 64, 256, 512, 1024, 2048, 4096, 16384, 65536})
             one->Arg(blockSize);
     }
     struct NamedPart {

@@ -38,14 +38,15 @@ class Contender:
 
 
 def contenders(build, block):
-    """All of them. `build` has the programs; ours runs in blocks of `block` elements."""
+    """All of them. `build` has the programs; ours runs in blocks of `block` elements, or in those
+    that it advises for each program."""
     programs = pathlib.Path(build) / "bench/peers"
     native = str(programs / "native_peer")
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
     node = lambda name: ["node", str(PEERS / f"{name}_peer.js"), "DATA"]
     return [
         Contender(OURS, "fenletexec", "ours",
-                  [str(programs / "fenletexec_peer"), "DATA", str(block)],
+                  [str(programs / "fenletexec_peer"), "DATA", *([str(block)] if block else [])],
                   target="fenletexec_peer"),
         Contender(FUSED, "by hand, fused", "bound", [native, "DATA", "fused"],
                   target="native_peer"),

@@ -1,9 +1,10 @@
-// This library: fenletexec_peer FOLDER [BLOCK]
+// This library: fenletexec_peer FOLDER [BLOCK]; without BLOCK in the blocks that it advises.
 #include "protocol.h"
 #include "workloads.h"
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/sinks.h>
 
 #include <cstdlib>
@@ -19,14 +20,16 @@ namespace {
 /// A program over its whole data, its result collected.
 class Evaluation {
   public:
-    Evaluation(Workload newWorkload, int blockSize) : workload(std::move(newWorkload)) {
+    Evaluation(Workload newWorkload, std::optional<int> blockSize)
+        : workload(std::move(newWorkload)) {
         for (const ArrayView& view : workload.fields)
             accessors.push_back(&fields.emplace_back(view));
         bindings.fields = accessors.data();
         bindings.fieldCount = static_cast<std::int32_t>(accessors.size());
         bindings.uniforms = &workload.uniforms;
         count = workload.fields.front().count;
-        if (!interpreter.configure(workload.program, blockSize))
+        const FenletProgram& program = workload.program;
+        if (!interpreter.configure(program, blockSize.value_or(adviseBlockSize(program))))
             throw std::runtime_error(interpreter.lastRefusalMessage());
         sink.emplace(interpreter.registerFile(), std::vector<int>{workload.result}, 0, count);
     }
@@ -57,7 +60,7 @@ class Evaluation {
     std::optional<CollectingSink> sink;
 };
 
-Prepared prepare(const std::string& name, WorkloadData& data, int blockSize) {
+Prepared prepare(const std::string& name, WorkloadData& data, std::optional<int> blockSize) {
     const NamedWorkload* const named = findWorkload(name);
     if (named == nullptr && name != "chain")
         return {};
@@ -72,8 +75,10 @@ Prepared prepare(const std::string& name, WorkloadData& data, int blockSize) {
 
 int main(int argumentCount, char** arguments) {
     using namespace Fenlet::Bench;
-    const int blockSize = argumentCount > 2 ? std::atoi(arguments[2]) : 1024;
-    if (argumentCount < 2 || argumentCount > 3 || blockSize < 1) {
+    std::optional<int> blockSize;
+    if (argumentCount > 2)
+        blockSize = std::atoi(arguments[2]);
+    if (argumentCount < 2 || argumentCount > 3 || blockSize.value_or(1) < 1) {
         std::cerr << "usage: fenletexec_peer FOLDER [BLOCK]\n";
         return 2;
     }

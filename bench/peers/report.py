@@ -13,7 +13,7 @@ SETS = ("Baseline", "Avx2", "Avx512")
 class Findings:
     count: int
     rounds: int
-    block: int
+    block: int | None
     contenders: list = dataclasses.field(default_factory=list)
     workloads: list = dataclasses.field(default_factory=list)
     times: dict = dataclasses.field(default_factory=dict)
@@ -70,7 +70,7 @@ interprets a program can pass. *Blocks* is one such loop for each step, over blo
 elements. *Whole frame* adds what an interpreter of any program does: every field copied into a
 register, elements numbered, constants spread, presence reset and combined, result and presence
 copied out. Eigen is compiled too. The others read a program when they run, or are called once for
-each step. Ours runs in blocks of {block:,} elements.
+each step. Ours runs in blocks of {block}.
 Everybody's arrays stand in large pages where the system has them.
 
 Where a contender has no vectors, W1 and W5 work on three columns; DuckDB and muParser multiply only
@@ -214,30 +214,69 @@ def block_part(found):
         rows.append([name] + [f"**{figure(time)}**" if time == best else figure(time)
                               for time in times])
     return ("## Block sizes\n\nNanoseconds per element over 4,000,000 elements, by elements in a "
-            "block; the least of each in bold.\n\n"
-            + table(["", *(f"{size:,}" for size in sizes)], rows))
+            "block; the least of each in bold. First the size that `adviseBlockSize` proposes.\n\n"
+            + table(["", *(f"{size:,}" if size else "advised" for size in sizes)], rows))
 
 
 PARTS = """## Where the time goes
 
-Our own time per element in blocks of 1,024, in nanoseconds: what each block does for its registers
-and element numbers; what copying fields, constants and uniforms into registers adds; what the
+Our own time per element in blocks of the advised size, in nanoseconds: what each block does for its
+registers and element numbers; what copying fields, constants and uniforms into registers adds; what the
 steps add; and what collecting the result adds.
 """
+
+
+def time_of_parts(found, name):
+    """Nanoseconds per element of the frame, the loads, the steps and the result, none if they were
+    not measured."""
+    entries = [found.programs.get(f"part/{name}/{part}") for part in
+               ("frame", "loads", "steps")] + [found.programs.get(f"{name}/0")]
+    if not all(entries):
+        return []
+    times = [nanoseconds(entry) / entry["elements"] for entry in entries]
+    return [times[0]] + [after - before for before, after in zip(times, times[1:])]
 
 
 def parts_part(found):
     rows = []
     for name in WORDS:
-        entries = [found.programs.get(f"part/{name}/{part}") for part in
-                   ("frame", "loads", "steps")] + [found.programs.get(f"{name}/1024")]
-        if all(entries):
-            times = [nanoseconds(entry) / entry["elements"] for entry in entries]
-            added = [times[0]] + [after - before for before, after in zip(times, times[1:])]
-            rows.append([name] + [figure(time) for time in (*added, times[-1])])
+        if parts := time_of_parts(found, name):
+            rows.append([name] + [figure(time) for time in (*parts, sum(parts))])
     if not rows:
         return ""
     return PARTS + "\n" + table(["", "frame", "loads", "steps", "result", "all"], rows)
+
+
+BETWEEN = """## What stands between
+
+On {names} somebody is faster who reads every input where it lies and writes every result where it
+stays. Here fields, steps and results meet in registers: a provider fills one, each step fills
+another, each has its validity, and the sink copies out what it wants. That is what lets a program
+run over anything that can answer for one block, and it is what the time goes to:
+
+{table}
+Compiled by hand with all these copies a program takes as long (*whole frame* above), and without
+them a fraction (*blocks*). To get there a field would have to lend its memory to the register for
+a block, where kinds agree and elements lie side by side, and a sink would have to lend the result's:
+two more calls of the interface, and registers that are somewhere else in every block.
+"""
+
+
+def between_part(found):
+    """Why others are faster, where they are."""
+    rows = []
+    for name in found.workloads:
+        best = found.best_peer(name)
+        if best is None or found.times[name, OURS] < best[0]:
+            continue
+        if parts := time_of_parts(found, name):
+            rows.append([name, best[1].title, figure(found.times[name, OURS] / best[0])]
+                        + [f"{part / sum(parts):.0%}" for part in parts])
+    if not rows:
+        return ""
+    names = ", ".join(row[0] for row in rows)
+    return BETWEEN.format(names=names, table=table(
+        ["", "fastest", "times as fast", "frame", "loads", "steps", "result"], rows))
 
 
 STEPS = (4, 20)  # instructions of two programs: an element index, a field and additions
@@ -333,10 +372,11 @@ def write(found, path):
         picture = path.parent / "images" / "performance.svg"
         picture.write_text(plot.workloads(found))
         parts += [
-            ABOUT.format(count=found.count, rounds=found.rounds, block=found.block,
-                         workloads=listed),
+            ABOUT.format(count=found.count, rounds=found.rounds, workloads=listed,
+                         block=f"{found.block:,} elements" if found.block
+                         else "the size that `adviseBlockSize` proposes"),
             "![Time per element of each contender](images/performance.svg)\n",
             times_table(found), footnotes(found), BARS, ratio_table(found)]
-    parts += [growing_part(found), first_part(found), parts_part(found), block_part(found),
-              fixed_part(found), kernel_part(found)]
+    parts += [growing_part(found), first_part(found), parts_part(found), between_part(found),
+              block_part(found), fixed_part(found), kernel_part(found)]
     path.write_text("\n".join(part for part in parts if part))
