@@ -19,25 +19,25 @@ ProgramSketch registers(int count, RegisterFormat format, std::int32_t multiplic
     return program;
 }
 
-TEST(BlockSizeAdvice, GivesTheRegistersRoomInTheFirstLevelCache) {
-    for (int count = 1; count < 200; ++count) {
+TEST(BlockSizeAdvice, GivesTheRegistersRoomInTheCache) {
+    for (int count = 1; count < 300; ++count) {
         const ProgramSketch program = registers(count, RegisterFormat::Float32);
         const int size = adviseBlockSize(program);
         EXPECT_EQ(size & (size - 1), 0) << size;
         EXPECT_GE(size, 256);
         EXPECT_LE(size, 8192);
-        EXPECT_TRUE(size == 256 || count * 5 * size <= 32768) << count;
-        EXPECT_TRUE(size == 8192 || count * 5 * size * 2 > 32768) << count;
+        EXPECT_TRUE(size == 256 || count * 5 * size <= 131072) << count;
+        EXPECT_TRUE(size == 8192 || count * 5 * size * 2 > 131072) << count;
     }
 }
 
 TEST(BlockSizeAdvice, CountsKindsComponentsAndValidity) {
-    EXPECT_EQ(adviseBlockSize(registers(16, RegisterFormat::Tribool)), 1024);
-    EXPECT_EQ(adviseBlockSize(registers(17, RegisterFormat::Tribool)), 512);
-    EXPECT_EQ(adviseBlockSize(registers(7, RegisterFormat::Float64)), 512);
-    EXPECT_EQ(adviseBlockSize(registers(8, RegisterFormat::Float64)), 256);
-    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 3)), 1024);
-    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 4)), 512);
+    EXPECT_EQ(adviseBlockSize(registers(16, RegisterFormat::Tribool)), 4096);
+    EXPECT_EQ(adviseBlockSize(registers(17, RegisterFormat::Tribool)), 2048);
+    EXPECT_EQ(adviseBlockSize(registers(7, RegisterFormat::Float64)), 2048);
+    EXPECT_EQ(adviseBlockSize(registers(8, RegisterFormat::Float64)), 1024);
+    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 3)), 4096);
+    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 4)), 2048);
 }
 
 TEST(BlockSizeAdvice, IsAnsweredForAnyProgram) {
