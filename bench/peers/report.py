@@ -222,7 +222,8 @@ PARTS = """## Where the time goes
 
 Our own time per element in blocks of the advised size, in nanoseconds: what each block does for its
 registers and element numbers; what copying fields, constants and uniforms into registers adds; what the
-steps add; and what collecting the result adds.
+steps add; and what collecting the result adds. Each is the difference of two measurements: small
+ones are mostly noise.
 """
 
 
@@ -255,8 +256,8 @@ another, each has its validity, and the sink copies out what it wants. That is w
 run over anything that can answer for one block, and it is what the time goes to:
 
 {table}
-Compiled by hand with all these copies a program takes as long (*whole frame* above), and without
-them a fraction (*blocks*). To get there a field would have to lend its memory to the register for
+By hand, *whole frame* makes all these copies and *blocks* makes none: what lies between the two is
+what they cost on this machine. To save them a field would have to lend its memory to the register for
 a block, where kinds agree and elements lie side by side, and a sink would have to lend the result's:
 two more calls of the interface, and registers that are somewhere else in every block.
 """

@@ -1,0 +1,8 @@
+# Sourced by scripts that judge: what a shell before this one left behind must not choose a compiler,
+# a flag or a test.
+leftovers='^(ASAN_|UBSAN_|LSAN_|MSAN_|TSAN_|GTEST_|CTEST_|CMAKE_|FENLET_|CXX|CPP|CC$|CFLAGS$|LDFLAGS$'
+leftovers+='|LD_|MAKE|DESTDIR$|VERBOSE$)'
+for variable in $(compgen -e | grep -E "$leftovers" || true); do
+    unset "$variable"
+done
+unset leftovers variable
