@@ -362,6 +362,24 @@ Verdict Model::checkRules(const Instruction& instruction) const {
     return {};
 }
 
+Verdict Model::checkBindings(const Bindings& bindings) const {
+    const auto isThere = [](const auto* providers, int entries, int number) {
+        return providers != nullptr && number < entries && providers[number] != nullptr;
+    };
+    for (const Instruction& instruction : program->instructions) {
+        const int number = instruction.immediate;
+        if (instruction.op == OpCode::LoadField &&
+            !isThere(bindings.fields, bindings.fieldCount, number))
+            return {ExecRefusal::UnboundField, "no accessor bound for a field the program reads"};
+        if (instruction.op == OpCode::Sample &&
+            !isThere(bindings.samplers, bindings.samplerCount, number))
+            return {ExecRefusal::UnboundSampler, "no sampler bound for one the program uses"};
+        if (instruction.op == OpCode::LoadUniform && bindings.uniforms == nullptr)
+            return {ExecRefusal::UnboundUniform, "no uniform source bound"};
+    }
+    return {};
+}
+
 // ---------------------------------------------------------------------------------------------
 // Running
 

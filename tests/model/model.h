@@ -33,6 +33,10 @@ class Model {
     /// Plans `program` as the evaluator would.
     Verdict configure(const FenletProgram& program, int blockSize);
 
+    /// Whether `bindings` has a provider for all that the program reads. The first instruction that
+    /// lacks one decides.
+    Verdict checkBindings(const Bindings& bindings) const;
+
     /// Begins a block of `count` elements, all valid.
     void beginBlock(int count);
 

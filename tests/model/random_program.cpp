@@ -263,6 +263,28 @@ Case randomCase(std::uint64_t seed) {
     return CaseBuilder(seed).build();
 }
 
+static PoolHoles randomPoolHoles(Chance& chance, std::size_t size) {
+    const int entries = static_cast<int>(size);
+    PoolHoles holes;
+    if (chance.oneIn(3))
+        holes.nullEntry = chance.below(entries);
+    if (chance.oneIn(3))
+        holes.shortBy = 1 + chance.below(entries + 2);
+    holes.nullArray = chance.oneIn(6);
+    return holes;
+}
+
+Holes randomHoles(std::uint64_t seed, const FenletProgram& program) {
+    Chance chance(mix(seed, 0x601E5));
+    Holes holes;
+    if (!chance.oneIn(16))
+        return holes;
+    holes.fields = randomPoolHoles(chance, program.fields.size());
+    holes.samplers = randomPoolHoles(chance, program.samplers.size());
+    holes.noUniforms = chance.oneIn(3);
+    return holes;
+}
+
 std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
     if (kind == Kind::Tribool) {
         constexpr unsigned char bytes[] = {0, 1, 255, 0, 1, 255, 2, 254, 128};
@@ -302,20 +324,32 @@ std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
     }
 }
 
+/// Makes the places null that are to be.
+template <class Provider>
+static void leaveOut(std::vector<Provider*>& providers, int number) {
+    if (number >= 0 && static_cast<std::size_t>(number) < providers.size())
+        providers[static_cast<std::size_t>(number)] = nullptr;
+}
+
 RandomHost::RandomHost(const Case& newRun) : run(newRun) {
     fields.assign(run.program.fields.size(), this);
     samplers.assign(run.program.samplers.size(), this);
-    if (run.holeInFields && !fields.empty())
-        fields[0] = nullptr;
+    if (run.holeInFields)
+        leaveOut(fields, 0);
+    leaveOut(fields, run.holes.fields.nullEntry);
+    leaveOut(samplers, run.holes.samplers.nullEntry);
 }
 
 Bindings RandomHost::bindings() {
+    const auto countOf = [](std::size_t size, const PoolHoles& holes) {
+        return static_cast<std::int32_t>(size) - holes.shortBy;
+    };
     Bindings all;
-    all.fields = fields.data();
-    all.fieldCount = static_cast<std::int32_t>(fields.size());
-    all.uniforms = this;
-    all.samplers = samplers.data();
-    all.samplerCount = static_cast<std::int32_t>(samplers.size());
+    all.fields = run.holes.fields.nullArray ? nullptr : fields.data();
+    all.fieldCount = countOf(fields.size(), run.holes.fields);
+    all.uniforms = run.holes.noUniforms ? nullptr : this;
+    all.samplers = run.holes.samplers.nullArray ? nullptr : samplers.data();
+    all.samplerCount = countOf(samplers.size(), run.holes.samplers);
     return all;
 }
 

@@ -23,6 +23,20 @@ class Chance {
     std::uint64_t state;
 };
 
+/// What is missing of the providers of one sort that a host could bring.
+struct PoolHoles {
+    int nullEntry = -1; ///< the provider whose place is null; -1 for none
+    int shortBy = 0;    ///< by how much the count falls short, also to below zero
+    bool nullArray = false;
+};
+
+/// What a host does not bring.
+struct Holes {
+    PoolHoles fields;
+    PoolHoles samplers;
+    bool noUniforms = false;
+};
+
 /// One run: a program, how it is cut into blocks, and what its hosts do.
 struct Case {
     FenletProgram program;
@@ -30,14 +44,18 @@ struct Case {
     long long first = 0;
     int count = 0;
     std::uint64_t dataSeed = 0;
-    int declineAtCall = -1; ///< the provider call that declines, counted from 0; -1 for none
-    int stopAtBlock = -1;   ///< the block at which the sink stops; -1 for none
-    bool holeInFields = false;
+    int declineAtCall = -1;    ///< the provider call that declines, counted from 0; -1 for none
+    int stopAtBlock = -1;      ///< the block at which the sink stops; -1 for none
+    bool holeInFields = false; ///< the first field has no accessor
+    Holes holes;               ///< what else the host does not bring
 };
 
 /// A case that is sound more often than not. Its last register is unused and wide, so that whatever
 /// runs past another register's areas still stays within the storage.
 Case randomCase(std::uint64_t seed);
+
+/// Holes by chance for a case with this seed, none more often than not.
+Holes randomHoles(std::uint64_t seed, const FenletProgram& program);
 
 /// `bytes` of one component by chance, special values above all.
 std::uint64_t randomComponent(Chance& chance, CpuElementKind kind);
@@ -54,6 +72,7 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
                 void* values, CpuElementKind valueKind, int valueMultiplicity,
                 unsigned char* validity, int count) override;
 
+    /// What the case's host brings. Its arrays are the host's own.
     Bindings bindings();
 
     std::vector<std::string> log;
