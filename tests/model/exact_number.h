@@ -10,13 +10,16 @@
 
 namespace Fenlet::Model {
 
+/// Room for the product of two significands, or for one that is shifted far.
+__extension__ using Wide = unsigned __int128;
+
 /// A value: sign, and magnitude * 2 to the power exponent; or an infinity; or a NaN with the ten
 /// bits at the top of its fraction.
 struct ExactNumber {
     enum class Class { Finite, Infinite, Nan };
     Class form = Class::Finite;
     bool negative = false;
-    std::uint64_t magnitude = 0;
+    Wide magnitude = 0;
     int exponent = 0;
     std::uint64_t nanBits = 0;
 };
@@ -74,24 +77,48 @@ inline ExactNumber decode(CpuElementKind kind, std::uint64_t bits) {
     return decodeFloat(bits, formatOf(kind));
 }
 
+/// The number of the highest bit that is set, counted from 0. Not for 0.
+inline int leadingBit(Wide magnitude) {
+    const auto high = static_cast<std::uint64_t>(magnitude >> 64);
+    const auto low = static_cast<std::uint64_t>(magnitude);
+    return high != 0 ? 127 - __builtin_clzll(high) : 63 - __builtin_clzll(low);
+}
+
 /// Truncated toward zero; the most negative integer for what has none.
 inline std::uint64_t encodeInteger(const ExactNumber& number, int width) {
     const std::uint64_t indefinite = std::uint64_t{1} << (width - 1);
     if (number.form != ExactNumber::Class::Finite)
         return indefinite;
-    std::uint64_t whole = number.magnitude;
-    for (int i = number.exponent; i < 0 && whole != 0; ++i)
-        whole >>= 1;
-    for (int i = 0; i < number.exponent && whole != 0; ++i) {
-        if (whole >= indefinite)
-            return indefinite;
-        whole <<= 1;
-    }
+    if (number.magnitude == 0)
+        return 0;
+    const int leading = leadingBit(number.magnitude) + number.exponent;
+    if (leading < 0)
+        return 0;
+    if (leading >= width)
+        return indefinite;
+    const auto whole =
+        static_cast<std::uint64_t>(number.exponent < 0 ? number.magnitude >> -number.exponent
+                                                       : number.magnitude << number.exponent);
     const std::uint64_t limit = number.negative ? indefinite : indefinite - 1;
     if (whole > limit)
         return indefinite;
     const std::uint64_t mask = indefinite | (indefinite - 1);
     return (number.negative ? 0 - whole : whole) & mask;
+}
+
+/// `magnitude` / 2 to the power `places`, rounded to nearest, ties to even. Where `places` is below
+/// 0 there must be room for that many zeros.
+inline Wide roundedShift(Wide magnitude, int places) {
+    if (places <= 0)
+        return magnitude << -places;
+    if (places > 128)
+        return 0;
+    const Wide half = Wide{1} << (places - 1);
+    const Wide dropped = magnitude & (half | (half - 1));
+    // In two steps, as no shift may be as wide as the number itself.
+    const Wide kept = magnitude >> (places - 1) >> 1;
+    const bool roundsUp = dropped > half || (dropped == half && (kept & 1) != 0);
+    return roundsUp ? kept + 1 : kept;
 }
 
 /// Rounded to nearest, ties to even, once.
@@ -108,24 +135,11 @@ inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) 
         return sign;
 
     // The last place is that of the leading bit less the fraction, but no lower than a subnormal's.
-    const int leading = 63 - __builtin_clzll(number.magnitude) + number.exponent;
     const int lowest = 1 - format.bias() - format.fractionBits;
-    int place = leading - format.fractionBits;
+    int place = leadingBit(number.magnitude) + number.exponent - format.fractionBits;
     if (place < lowest)
         place = lowest;
-    std::uint64_t kept = number.magnitude;
-    bool half = false;
-    bool sticky = false;
-    int dropped = place - number.exponent;
-    for (; dropped > 0; --dropped) {
-        sticky = sticky || half;
-        half = (kept & 1) != 0;
-        kept >>= 1;
-    }
-    for (; dropped < 0; ++dropped)
-        kept <<= 1;
-    if (half && (sticky || (kept & 1) != 0))
-        ++kept;
+    auto kept = static_cast<std::uint64_t>(roundedShift(number.magnitude, place - number.exponent));
     if (kept == format.unit() << 1) {
         kept >>= 1;
         ++place;

@@ -1,9 +1,9 @@
 // A second evaluator of the whole instruction set, deliberately naive.
 #include "model.h"
 
+#include "exact_arithmetic.h"
 #include "exact_number.h"
 
-#include <cmath>
 #include <cstring>
 
 namespace Fenlet::Model {
@@ -39,49 +39,41 @@ std::size_t roundUp(std::size_t offset) {
     return (offset + 63) & ~std::size_t{63};
 }
 
-template <class Float, class Bits>
-Float asFloat(std::uint64_t bits) {
-    const auto narrow = static_cast<Bits>(bits);
-    Float value;
-    std::memcpy(&value, &narrow, sizeof value);
-    return value;
-}
-
-template <class Bits, class Float>
-std::uint64_t asBits(Float value) {
-    Bits bits;
+std::uint64_t bitsOf(double value) {
+    std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     return bits;
 }
 
-double asDouble(Kind kind, std::uint64_t bits) {
-    return asFloat<double, std::uint64_t>(convertBits(Kind::Float64, kind, bits));
+/// The kind in which an operation with a result of this one runs.
+Kind workingKind(Kind kind) {
+    return kind == Kind::Half ? Kind::Float32 : kind;
 }
 
-template <class Float>
-Float operate(OpCode op, Float left, Float right) {
+ExactNumber operate(OpCode op, const ExactNumber& left, const ExactNumber& right) {
     switch (op) {
     case OpCode::Add:
-        return left + right;
+        return add(left, right);
     case OpCode::Subtract:
-        return left - right;
+        return subtract(left, right);
     case OpCode::Multiply:
-        return left * right;
+        return multiply(left, right);
     default:
-        return left / right;
+        return divide(left, right);
     }
 }
 
-/// One operation in the result's kind, on operands that are of it already.
+/// One operation in the result's kind, a float kind, on operands that are of it already.
 std::uint64_t operateBits(OpCode op, Kind kind, std::uint64_t left, std::uint64_t right) {
-    if (kind == Kind::Float64)
-        return asBits<std::uint64_t>(operate(op, asFloat<double, std::uint64_t>(left),
-                                             asFloat<double, std::uint64_t>(right)));
-    const auto narrow = [kind](std::uint64_t bits) {
-        return asFloat<float, std::uint32_t>(convertBits(Kind::Float32, kind, bits));
-    };
-    const auto worked = asBits<std::uint32_t>(operate(op, narrow(left), narrow(right)));
-    return convertBits(kind, Kind::Float32, worked);
+    const ExactNumber exact = operate(op, decode(kind, left), decode(kind, right));
+    const Kind working = workingKind(kind);
+    return convertBits(kind, working, encodeFloat(exact, formatOf(working)));
+}
+
+std::uint64_t rootBits(Kind kind, std::uint64_t square) {
+    const Kind working = workingKind(kind);
+    const std::uint64_t root = encodeFloat(squareRoot(decode(kind, square)), formatOf(working));
+    return convertBits(kind, working, root);
 }
 
 std::uint64_t operateIntegers(OpCode op, std::uint64_t left, std::uint64_t right) {
@@ -114,9 +106,7 @@ int compareBits(Kind kind, std::uint64_t left, std::uint64_t right) {
     }
     if (isNan(kind, left) || isNan(kind, right))
         return 2;
-    const double a = asDouble(kind, left);
-    const double b = asDouble(kind, right);
-    return a < b ? -1 : a > b ? 1 : 0;
+    return compareFloatBits(formatOf(kind), left, right);
 }
 
 bool predicateHolds(OpCode op, int order) {
@@ -162,13 +152,12 @@ void Model::writeByte(std::size_t offset, unsigned char byte) {
 
 std::uint64_t Model::read(Kind kind, std::size_t area, long long index) {
     const std::size_t start = area + static_cast<std::size_t>(index) * sizeOf(kind);
-    for (const OpenLane& lane : openLanes)
-        if (lane.offset < start + sizeOf(kind) && start < lane.offset + sizeOf(lane.kind))
-            ambiguous = true;
     if (start + sizeOf(kind) > storage.size()) {
         outside = true;
         return 0;
     }
+    for (std::size_t byte = 0; byte < sizeOf(kind); ++byte)
+        ambiguous = ambiguous || openBytes[start + byte];
     const auto whole = [&]<class Bits>(Bits bits) -> std::uint64_t {
         std::memcpy(&bits, storage.data() + start, sizeof bits);
         return bits;
@@ -208,8 +197,19 @@ void Model::write(Kind kind, std::size_t area, long long index, std::uint64_t bi
 
 void Model::writeOpen(Kind kind, std::size_t area, long long index, std::uint64_t bits) {
     write(kind, area, index, bits);
-    if (isNan(kind, bits))
-        openLanes.push_back({area + static_cast<std::size_t>(index) * sizeOf(kind), kind});
+    const std::size_t start = area + static_cast<std::size_t>(index) * sizeOf(kind);
+    if (!isNan(kind, bits) || start + sizeOf(kind) > storage.size())
+        return;
+    openLanes.push_back({start, kind});
+    for (std::size_t byte = 0; byte < sizeOf(kind); ++byte)
+        openBytes[start + byte] = true;
+}
+
+void Model::forgetOpenLanes() {
+    for (const OpenLane& lane : openLanes)
+        for (std::size_t byte = 0; byte < sizeOf(lane.kind); ++byte)
+            openBytes[lane.offset + byte] = false;
+    openLanes.clear();
 }
 
 std::uint64_t Model::converted(Kind to, const Register& from, long long index) {
@@ -245,6 +245,8 @@ Verdict Model::configure(const FenletProgram& newProgram, int newBlockSize) {
         return {ExecRefusal::ScratchRefused, "block size must be positive"};
     blockSize = newBlockSize;
     storage.assign(roundUp(cursor), 0);
+    openLanes.clear();
+    openBytes.assign(storage.size(), false);
     indices.assign(static_cast<std::size_t>(blockSize), 0);
     for (const Instruction& instruction : program->instructions)
         if (const Verdict verdict = planInstruction(instruction); verdict.refused())
@@ -391,7 +393,7 @@ void Model::beginBlock(int newCount) {
 }
 
 Verdict Model::runInstruction(std::size_t number, const Bindings& bindings, long long blockStart) {
-    openLanes.clear();
+    forgetOpenLanes();
     const Instruction& instruction = program->instructions[number];
     if (instruction.op == OpCode::Nop)
         return {};
@@ -462,7 +464,7 @@ Verdict Model::loadConstant(const Instruction& instruction) {
                                    static_cast<std::uint64_t>(constant.integralComponent(c)));
             } else if (c < constant.multiplicity) {
                 const double real = constant.realComponent(c);
-                bits = convertBits(result.kind, Kind::Float64, asBits<std::uint64_t>(real));
+                bits = convertBits(result.kind, Kind::Float64, bitsOf(real));
             }
             const long long lane = static_cast<long long>(e) * result.multiplicity + c;
             if (result.kind == Kind::Float32)
@@ -599,17 +601,11 @@ void Model::lengthElement(const Register& result, const Register& operand, long 
         }
     }
     if (result.kind == Kind::Int32) {
-        const double root = std::sqrt(static_cast<double>(static_cast<std::int32_t>(sum)));
+        const std::uint64_t wide = convertBits(Kind::Float64, Kind::Int32, sum);
         write(Kind::Int32, result.data, element,
-              convertBits(Kind::Int32, Kind::Float64, asBits<std::uint64_t>(root)));
-    } else if (result.kind == Kind::Float64) {
-        const double root = std::sqrt(asFloat<double, std::uint64_t>(sum));
-        writeOpen(Kind::Float64, result.data, element, asBits<std::uint64_t>(root));
+              convertBits(Kind::Int32, Kind::Float64, rootBits(Kind::Float64, wide)));
     } else {
-        const float wide =
-            asFloat<float, std::uint32_t>(convertBits(Kind::Float32, result.kind, sum));
-        writeOpen(result.kind, result.data, element,
-                  convertBits(result.kind, Kind::Float32, asBits<std::uint32_t>(std::sqrt(wide))));
+        writeOpen(result.kind, result.data, element, rootBits(result.kind, sum));
     }
 }
 

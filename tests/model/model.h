@@ -73,6 +73,7 @@ class Model {
         std::size_t validity = 0;
     };
 
+    void forgetOpenLanes();
     Verdict planInstruction(const Instruction& instruction) const;
     Verdict checkMultiplicities(const Instruction& instruction) const;
     Verdict checkRules(const Instruction& instruction) const;
@@ -110,6 +111,7 @@ class Model {
     const FenletProgram* program = nullptr;
     std::vector<Register> registers;
     std::vector<std::int64_t> indices;
+    std::vector<bool> openBytes; ///< of the storage, those of open lanes
     int blockSize = 0;
     int count = 0;
 };

@@ -18,6 +18,7 @@ namespace {
 struct Outcome {
     std::string difference;
     ExecRefusal bindings = ExecRefusal::None; ///< what the check of the providers said
+    std::vector<int> blocks;                  ///< how long the finished ones were
     bool ambiguous = false;
     bool ran = false;
 };
@@ -119,6 +120,7 @@ class Comparison {
             stepHost.log.push_back(sinkCall(start, length));
             modelHost.log.push_back(sinkCall(start, length));
             blocks.push_back(bytesOf(registers));
+            outcome.blocks.push_back(length);
             stepsPass = static_cast<int>(blocks.size()) - 1 != run.stopAtBlock;
         }
     }
@@ -229,6 +231,7 @@ Case caseWithHoles(std::uint64_t seed) {
 struct Coverage {
     std::map<std::string, long long> kernels;
     std::map<ExecRefusal, long long> bindings;
+    std::map<int, long long> blocksOfAtLeast = {{64, 0}, {512, 0}, {513, 0}};
     long long ran = 0;
     long long ambiguous = 0;
 
@@ -238,6 +241,9 @@ struct Coverage {
         ran += outcome.ran;
         ambiguous += outcome.ambiguous;
         bindings[outcome.bindings] += outcome.ran;
+        for (auto& [least, blocks] : blocksOfAtLeast)
+            blocks += std::count_if(outcome.blocks.begin(), outcome.blocks.end(),
+                                    [least = least](int length) { return length >= least; });
     }
 
     /// Of each family the kernels and shapes that were hit.
@@ -254,6 +260,8 @@ void print(const Coverage& met, std::uint64_t firstSeed, std::uint64_t cases) {
               << " accepted, " << met.ambiguous << " left off where a NaN's bits are open\n";
     for (const auto& [code, times] : met.bindings)
         std::cout << "  providers " << execRefusalName(code) << ": " << times << "\n";
+    for (const auto& [least, blocks] : met.blocksOfAtLeast)
+        std::cout << "  blocks of " << least << " elements or more: " << blocks << "\n";
     for (const auto& [family, shapes] : met.perFamily())
         std::cout << "  " << family << ": " << shapes << " kernels and shapes hit\n";
 }
@@ -270,6 +278,8 @@ void expectAllMet(const Coverage& met) {
     EXPECT_EQ(families["Length"], 16);
     for (const char* op : {"Not", "IsTrue", "And", "Or"})
         EXPECT_EQ(families[op], 1) << op;
+    // Longer than any vector, tile or piece, and not by a whole number of them.
+    EXPECT_GT(met.blocksOfAtLeast.at(513), 100);
     for (const ExecRefusal code :
          {ExecRefusal::UnboundField, ExecRefusal::UnboundSampler, ExecRefusal::UnboundUniform})
         EXPECT_EQ(met.bindings.count(code), 1u) << execRefusalName(code);

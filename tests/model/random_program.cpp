@@ -23,32 +23,23 @@ RegisterFormat randomFormat(Chance& chance) {
     return static_cast<RegisterFormat>(chance.below(8));
 }
 
-int randomMultiplicity(Chance& chance) {
-    switch (chance.below(8)) {
-    case 0:
-        return 2;
-    case 1:
-        return 3;
-    case 2:
-        return 4;
-    case 3:
-        return 1 + chance.below(chance.oneIn(4) ? 70 : 9);
-    default:
-        return 1;
-    }
-}
-
 constexpr Kind arithmeticKinds[] = {Kind::Int32, Kind::Half, Kind::Float32, Kind::Float64};
 
 /// Builds a case instruction by instruction, preferring what fits.
 class CaseBuilder {
   public:
-    explicit CaseBuilder(std::uint64_t seed) : chance(seed) {}
+    explicit CaseBuilder(std::uint64_t seed) : chance(seed), isLong(chance.oneIn(longOdds)) {}
 
     Case build();
 
   private:
+    /// One case in so many has blocks that vectors, tiles and pieces of any size lie within.
+    static constexpr int longOdds = 16;
+
     void declare();
+    void drawRange();
+    int randomMultiplicity();
+    int poolSize(OpCode op) const;
     Instruction randomInstruction();
     void fit(Instruction& instruction);
     int registerOf(Kind kind, int multiplicity);
@@ -60,12 +51,29 @@ class CaseBuilder {
     Constant randomConstant();
 
     Chance chance;
+    bool isLong;
     Case run;
     int shape = 1;
 };
 
+/// Many components only where there are few elements, for the sake of the time.
+int CaseBuilder::randomMultiplicity() {
+    switch (chance.below(8)) {
+    case 0:
+        return 2;
+    case 1:
+        return 3;
+    case 2:
+        return 4;
+    case 3:
+        return 1 + chance.below(isLong ? 4 : chance.oneIn(4) ? 70 : 9);
+    default:
+        return 1;
+    }
+}
+
 Constant CaseBuilder::randomConstant() {
-    const int components = chance.oneIn(20) ? 60 + chance.below(7) : randomMultiplicity(chance);
+    const int components = chance.oneIn(20) ? 60 + chance.below(7) : randomMultiplicity();
     switch (chance.below(3)) {
     case 0: {
         constexpr unsigned char bytes[] = {0, 1, 255, 2, 254};
@@ -91,11 +99,11 @@ Constant CaseBuilder::randomConstant() {
 }
 
 void CaseBuilder::declare() {
-    shape = randomMultiplicity(chance);
+    shape = randomMultiplicity();
     for (int i = chance.below(4); i >= 0; --i) {
         RegisterInfo info;
         info.format = randomFormat(chance);
-        info.multiplicity = randomMultiplicity(chance);
+        info.multiplicity = randomMultiplicity();
         registers().push_back(info);
     }
     if (chance.oneIn(60))
@@ -133,9 +141,9 @@ int CaseBuilder::registerOf(Kind kind, int multiplicity) {
 void CaseBuilder::fit(Instruction& instruction) {
     auto& [op, result, operands, immediate] = instruction;
     const auto number = static_cast<std::uint32_t>(op);
-    const int width = chance.oneIn(3) ? randomMultiplicity(chance) : shape;
+    const int width = chance.oneIn(3) ? randomMultiplicity() : shape;
     // Now and then a result or an operand that does not fit the others.
-    const auto about = [&] { return chance.oneIn(12) ? randomMultiplicity(chance) : width; };
+    const auto about = [&] { return chance.oneIn(12) ? randomMultiplicity() : width; };
     const int aboutResult = about();
     const int aboutOperand = about();
     const int resultWidth = chance.oneIn(5) ? width : 1;
@@ -184,6 +192,22 @@ void CaseBuilder::fit(Instruction& instruction) {
     }
 }
 
+/// How many entries of its pool an instruction can name; 1 where it names none.
+int CaseBuilder::poolSize(OpCode op) const {
+    switch (op) {
+    case OpCode::LoadConstant:
+        return static_cast<int>(run.program.constants.size());
+    case OpCode::LoadUniform:
+        return static_cast<int>(run.program.uniforms.size());
+    case OpCode::LoadField:
+        return static_cast<int>(run.program.fields.size());
+    case OpCode::Sample:
+        return static_cast<int>(run.program.samplers.size());
+    default:
+        return 1;
+    }
+}
+
 Instruction CaseBuilder::randomInstruction() {
     constexpr OpCode sources[] = {OpCode::LoadConstant, OpCode::LoadUniform, OpCode::LoadField,
                                   OpCode::Sample};
@@ -197,7 +221,7 @@ Instruction CaseBuilder::randomInstruction() {
     if (chance.oneIn(4))
         instruction.op = static_cast<OpCode>(static_cast<int>(OpCode::Add) + chance.below(4));
     instruction.result = anyRegister();
-    instruction.immediate = chance.below(chance.oneIn(30) ? 3 : 1);
+    instruction.immediate = chance.below(chance.oneIn(30) ? 3 : poolSize(instruction.op));
     for (int slot = 0; slot < opCodeArity(instruction.op); ++slot)
         instruction.operands[slot] = anyRegister();
     if (!chance.oneIn(60))
@@ -222,6 +246,23 @@ Instruction CaseBuilder::loadOf(int number) {
     return instruction;
 }
 
+void CaseBuilder::drawRange() {
+    if (isLong) {
+        // Every other size is a power of two from 64 to 1024, one less or one more.
+        const int power = (64 << chance.below(5)) - 1 + chance.below(3);
+        const int other = 64 + chance.below(1037);
+        run.blockSize = chance.oneIn(2) ? power : other;
+        run.count = 60 + chance.below(1441);
+    } else {
+        run.blockSize =
+            chance.oneIn(60) ? -chance.below(3) : 1 + chance.below(chance.oneIn(8) ? 150 : 24);
+        run.count = chance.oneIn(30) ? -chance.below(3) : 1 + chance.below(60);
+    }
+    run.first = chance.oneIn(3)   ? -chance.below(50)
+                : chance.oneIn(9) ? INT64_MAX - chance.below(40)
+                                  : chance.below(1000);
+}
+
 Case CaseBuilder::build() {
     declare();
     for (int i = chance.below(14); i > 0; --i)
@@ -232,14 +273,9 @@ Case CaseBuilder::build() {
                                         loadOf(static_cast<int>(i)));
     RegisterInfo padding;
     padding.format = RegisterFormat::Float64;
-    padding.multiplicity = 80;
+    padding.multiplicity = isLong ? 8 : 80;
     registers().push_back(padding);
-    run.blockSize =
-        chance.oneIn(60) ? -chance.below(3) : 1 + chance.below(chance.oneIn(8) ? 150 : 24);
-    run.count = chance.oneIn(30) ? -chance.below(3) : 1 + chance.below(60);
-    run.first = chance.oneIn(3)   ? -chance.below(50)
-                : chance.oneIn(9) ? INT64_MAX - chance.below(40)
-                                  : chance.below(1000);
+    drawRange();
     run.dataSeed = chance.bits();
     if (chance.oneIn(25))
         run.declineAtCall = chance.below(6);
@@ -373,13 +409,18 @@ void RandomHost::fill(std::uint64_t seed, CpuElementKind kind, int multiplicity,
     }
 }
 
+static std::string shapeOf(CpuElementKind kind, int multiplicity) {
+    return std::string(cpuElementKindName(kind)) + " x" + std::to_string(multiplicity);
+}
+
 bool RandomHost::read(const FieldRead& request) {
-    std::ostringstream call;
-    call << "read " << cpuElementKindName(request.kind) << " x" << request.multiplicity << " "
-         << request.count << (request.contiguous ? " contiguous" : " scattered");
+    std::string call = "read " + shapeOf(request.kind, request.multiplicity) + " " +
+                       std::to_string(request.count) +
+                       (request.contiguous ? " contiguous" : " scattered");
     for (int i = 0; i < request.count; ++i)
-        call << ' ' << request.indices[i] << '/' << int{request.validity[i]};
-    const bool answer = answers(call.str());
+        call +=
+            " " + std::to_string(request.indices[i]) + "/" + std::to_string(request.validity[i]);
+    const bool answer = answers(std::move(call));
     const auto bytes = static_cast<std::size_t>(elementSize(request.kind) * request.multiplicity);
     for (int i = 0; i < request.count; ++i) {
         const std::uint64_t seed =
@@ -397,9 +438,8 @@ bool RandomHost::read(const FieldRead& request) {
 }
 
 bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* out) {
-    std::ostringstream call;
-    call << "fetch " << index << ' ' << cpuElementKindName(kind) << " x" << multiplicity;
-    const bool answer = answers(call.str());
+    const bool answer =
+        answers("fetch " + std::to_string(index) + " " + shapeOf(kind, multiplicity));
     // One component fewer than asked now and then: what is left out must be zero.
     const std::uint64_t seed = mix(run.dataSeed, static_cast<std::uint64_t>(index) + 77);
     fill(seed, kind, multiplicity - static_cast<int>(seed % 7 == 0),
@@ -421,10 +461,9 @@ static std::uint64_t componentBits(const unsigned char* element, CpuElementKind 
 bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
                         int coordinateMultiplicity, void* values, CpuElementKind valueKind,
                         int valueMultiplicity, unsigned char* validity, int count) {
-    std::ostringstream call;
-    call << "sample " << cpuElementKindName(coordinateKind) << " x" << coordinateMultiplicity
-         << " to " << cpuElementKindName(valueKind) << " x" << valueMultiplicity << ' ' << count;
-    const bool answer = answers(call.str());
+    const bool answer =
+        answers("sample " + shapeOf(coordinateKind, coordinateMultiplicity) + " to " +
+                shapeOf(valueKind, valueMultiplicity) + " " + std::to_string(count));
     const auto in = static_cast<std::size_t>(elementSize(coordinateKind) * coordinateMultiplicity);
     const auto out = static_cast<std::size_t>(elementSize(valueKind) * valueMultiplicity);
     const auto* const from = static_cast<const unsigned char*>(coordinates);
