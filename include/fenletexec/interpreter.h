@@ -15,7 +15,6 @@ namespace Fenlet {
 
 class BlockKnowledge;
 class ResolvedPlan;
-struct ResolvedStep;
 
 /// The host's providers for one `evaluate`. Everything that it points to is borrowed for the call.
 struct Bindings {
@@ -123,8 +122,6 @@ class Interpreter {
   private:
     bool runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
                   BlockKnowledge& known);
-    bool runOn(const Step& step, const ResolvedStep& resolved, const Bindings& bindings,
-               long long blockStart, BlockKnowledge& known);
 
     const FenletProgram* program = nullptr;
     std::vector<Step> steps;

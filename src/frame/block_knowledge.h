@@ -44,16 +44,22 @@ class BlockKnowledge {
         scanned = noRegister;
     }
 
-    /// A step has written the register's values: by `op`, which tells what they are.
-    void changed(int number, OpCode op) {
+    /// A step has written the register's values.
+    void changed(int number) {
         if (ownNumbers == number)
             ownNumbers = noRegister;
         if (scanned == number)
             scanned = noRegister;
+        if (remembers(number))
+            facts[number].isAlike = false;
+    }
+
+    /// What a step with this opcode has filled its result with.
+    void filled(int number, OpCode op) {
         if (op == OpCode::ElementIndex)
             ownNumbers = number;
-        if (remembers(number))
-            facts[number].isAlike = op == OpCode::LoadConstant || op == OpCode::LoadUniform;
+        else if ((op == OpCode::LoadConstant || op == OpCode::LoadUniform) && remembers(number))
+            facts[number].isAlike = true;
     }
 
     /// A step may have written anywhere.

@@ -1,4 +1,4 @@
-// The block loop, and the check of the host's providers before it.
+// The loop over blocks, and the check of the host's providers before it.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
 #include "frame/resolved_step.h"
@@ -60,7 +60,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
         registers.setBlockLength(static_cast<int>(length));
         // Every element of every register starts the block valid, so that nothing carries over from
         // the one before. No block is longer than the one before, of which some is known.
-        for (int number = 0; number < registers.registerCount(); ++number) {
+        for (int number = 0, end = registers.registerCount(); number < end; ++number) {
             if (known.isValid(number))
                 continue;
             std::memset(registers.validity(number), 1, static_cast<std::size_t>(length));
@@ -83,20 +83,6 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
             if (stride < 1 && done < count)
                 return false;
         }
-    }
-    return true;
-}
-
-bool Interpreter::runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
-                           BlockKnowledge& known) {
-    for (std::size_t number = 0; number < steps.size(); ++number) {
-        const Step& step = steps[number];
-        const ResolvedStep* const resolved = plan.find(number);
-        const bool ran = resolved != nullptr
-                             ? runOn(step, *resolved, bindings, blockStart, known)
-                             : runOn(step, resolve(step, registers), bindings, blockStart, known);
-        if (!ran)
-            return false;
     }
     return true;
 }

@@ -1,10 +1,31 @@
 // Looking up what a step needs.
 #include "frame/resolved_step.h"
 
+#include <limits>
+
 namespace Fenlet {
 namespace {
 
-void findKernel(const Interpreter::Step& step, ResolvedStep& resolved) {
+/// Whether the registers of a step with two operands are what it says they are and each has as many
+/// components as the result: areas of different registers never overlap, so that lanes are then
+/// independent of one another. No block has more lanes than 32 bits count.
+bool goesLaneByLane(const Interpreter::Step& step, const RegisterFile& registers) {
+    const auto fits = [&](int number, CpuElementKind kind, int multiplicity) {
+        if (registers.data(number) == nullptr || multiplicity != step.resultMultiplicity)
+            return false;
+        const RegisterSpec& spec = registers.specOf(number);
+        return spec.kind == kind && spec.multiplicity == multiplicity;
+    };
+    constexpr std::int64_t mostLanes = std::numeric_limits<std::int32_t>::max();
+    return fits(step.result, step.resultKind, step.resultMultiplicity) &&
+           fits(step.operands[0], step.operandKinds[0], step.operandMultiplicities[0]) &&
+           fits(step.operands[1], step.operandKinds[1], step.operandMultiplicities[1]) &&
+           !step.leftScalar && !step.rightScalar &&
+           std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostLanes;
+}
+
+void findKernel(const Interpreter::Step& step, const RegisterFile& registers,
+                ResolvedStep& resolved) {
     const CpuElementKind result = step.resultKind;
     const CpuElementKind* const operands = step.operandKinds;
     switch (step.op) {
@@ -22,6 +43,9 @@ void findKernel(const Interpreter::Step& step, ResolvedStep& resolved) {
     case OpCode::Multiply:
     case OpCode::Divide:
         resolved.arithmetic = arithmeticKernel(result, operands[0], operands[1]);
+        if (goesLaneByLane(step, registers))
+            resolved.flatArithmetic =
+                flatArithmetic(arithmeticOp(step.op), result, operands[0], operands[1]);
         return;
     case OpCode::Less:
     case OpCode::LessEqual:
@@ -49,7 +73,7 @@ ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers) {
         resolved.operands[slot] = registers.data(step.operands[slot]);
         resolved.operandValidity[slot] = registers.validity(step.operands[slot]);
     }
-    findKernel(step, resolved);
+    findKernel(step, registers, resolved);
     return resolved;
 }
 

@@ -21,6 +21,8 @@ struct ResolvedStep {
     /// The one of the step's family. Null where the family has none for the step's kinds, which
     /// only a run refuses.
     ArithmeticKernel arithmetic = nullptr;
+    /// What the arithmetic kernel comes down to for this step, null where it is more than a loop.
+    FlatArithmetic flatArithmetic = nullptr;
     ComparisonKernel comparison = nullptr;
     SelectKernel select = nullptr;
     UnaryKernel unary = nullptr;
@@ -28,6 +30,12 @@ struct ResolvedStep {
 };
 
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers);
+
+/// The operation of `Add`, `Subtract`, `Multiply` or `Divide`.
+inline ArithmeticOp arithmeticOp(OpCode op) {
+    return static_cast<ArithmeticOp>(static_cast<std::uint32_t>(op) -
+                                     static_cast<std::uint32_t>(OpCode::Add));
+}
 
 /// The first steps of a plan, resolved for a run. There is room for those of most programs, on the
 /// stack since a run takes no memory; of a longer one the others are resolved each time.
@@ -42,10 +50,9 @@ class ResolvedPlan {
     /// Of how many steps the plan is.
     std::size_t stepCount() const { return count; }
 
-    /// The step of this number, null where it has to be resolved.
-    const ResolvedStep* find(std::size_t number) const {
-        return number < room ? &resolved[number] : nullptr;
-    }
+    /// The first steps, as many as are resolved. The others have to be as they come.
+    const ResolvedStep* first() const { return resolved; }
+    std::size_t resolvedCount() const { return count < room ? count : room; }
 
   private:
     static constexpr std::size_t room = 64;

@@ -1,4 +1,4 @@
-// One step over the current block.
+// One step over the current block, and all of them.
 #include "frame/block_knowledge.h"
 #include "frame/find_provider.h"
 #include "frame/resolved_step.h"
@@ -22,26 +22,32 @@
 namespace Fenlet {
 namespace {
 
-/// What a step has at hand: itself, and what it may touch.
-struct StepFrame {
-    const Interpreter::Step& step;
+/// What all steps of a block have in common.
+struct BlockFrame {
     const FenletProgram& program;
     const Bindings& bindings;
-    const ResolvedStep& resolved;
     std::int64_t* elementIndices;
     long long blockStart;
     int count;
     BlockKnowledge& known;
+};
 
-    std::int64_t resultLanes() const { return std::int64_t{count} * step.resultMultiplicity; }
+/// What a step has at hand: itself, and what it may touch.
+struct StepFrame {
+    const BlockFrame& block;
+    const Interpreter::Step& step;
+    const ResolvedStep& resolved;
+
+    std::int64_t resultLanes() const { return std::int64_t{block.count} * step.resultMultiplicity; }
     /// The operand's validity, or null, which means valid throughout, where that is known.
     const unsigned char* doubtfulValidity(int slot) const {
-        return known.isValid(step.operands[slot]) ? nullptr : resolved.operandValidity[slot];
+        return block.known.isValid(step.operands[slot]) ? nullptr : resolved.operandValidity[slot];
     }
     /// Looks through the result's validity, which the step has written in a way of its own.
     void findOutValidity() const {
-        if (known.remembers(step.result))
-            known.setValid(step.result, isOneThroughout(resolved.resultValidity, count));
+        if (block.known.remembers(step.result))
+            block.known.setValid(step.result,
+                                 isOneThroughout(resolved.resultValidity, block.count));
     }
 };
 
@@ -50,26 +56,27 @@ struct StepFrame {
 Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
-    countUp(frame.resolved.result, frame.blockStart, frame.count);
+    countUp(frame.resolved.result, frame.block.blockStart, frame.block.count);
     return Faults::none;
 }
 
 Fault runLoadConstant(const StepFrame& frame) {
-    if (const Fault fault = StepRules::constant(frame.step, frame.program))
+    if (const Fault fault = StepRules::constant(frame.step, frame.block.program))
         return fault;
-    return loadConstant(frame.program.constants[static_cast<std::size_t>(frame.step.immediate)],
-                        frame.step.resultKind, frame.resolved.result, frame.count,
-                        frame.step.resultMultiplicity, frame.known.isAlike(frame.step.result));
+    return loadConstant(
+        frame.block.program.constants[static_cast<std::size_t>(frame.step.immediate)],
+        frame.step.resultKind, frame.resolved.result, frame.block.count,
+        frame.step.resultMultiplicity, frame.block.known.isAlike(frame.step.result));
 }
 
 Fault runLoadUniform(const StepFrame& frame) {
-    if (frame.bindings.uniforms == nullptr)
+    if (frame.block.bindings.uniforms == nullptr)
         return Faults::uniformBinding;
-    if (const Fault fault = StepRules::uniform(frame.step, frame.program))
+    if (const Fault fault = StepRules::uniform(frame.step, frame.block.program))
         return fault;
-    return loadUniform(*frame.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
-                       frame.resolved.result, frame.count, frame.step.resultMultiplicity,
-                       frame.known.isAlike(frame.step.result));
+    return loadUniform(*frame.block.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
+                       frame.resolved.result, frame.block.count, frame.step.resultMultiplicity,
+                       frame.block.known.isAlike(frame.step.result));
 }
 
 /// The numbers of the elements that a field is read at: with an operand its values, without one the
@@ -78,24 +85,24 @@ Fault runLoadUniform(const StepFrame& frame) {
 const std::int64_t* indicesOf(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (step.arity <= 0)
-        countUp(reinterpret_cast<unsigned char*>(frame.elementIndices), frame.blockStart,
-                frame.count);
+        countUp(reinterpret_cast<unsigned char*>(frame.block.elementIndices),
+                frame.block.blockStart, frame.block.count);
     else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
         return reinterpret_cast<const std::int64_t*>(frame.resolved.operands[0]);
     else
-        copyIndices(frame.elementIndices, frame.resolved.operands[0], step.operandKinds[0],
-                    frame.count);
-    return frame.elementIndices;
+        copyIndices(frame.block.elementIndices, frame.resolved.operands[0], step.operandKinds[0],
+                    frame.block.count);
+    return frame.block.elementIndices;
 }
 
 /// Whether the element numbers are valid and run on by one. Many fields are read at the same ones.
 bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
-    BlockKnowledge& known = frame.known;
+    BlockKnowledge& known = frame.block.known;
     const int operand = frame.step.operands[0];
     if (frame.step.arity <= 0 || (known.ownNumbers == operand && known.isValid(operand)))
         return true;
     if (known.scanned != operand) {
-        known.scannedRunsOn = isContiguous(indices, frame.doubtfulValidity(0), frame.count);
+        known.scannedRunsOn = isContiguous(indices, frame.doubtfulValidity(0), frame.block.count);
         known.scanned = operand;
     }
     return known.scannedRunsOn;
@@ -103,10 +110,10 @@ bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
 
 Fault runLoadField(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::field(step, frame.program))
+    if (const Fault fault = StepRules::field(step, frame.block.program))
         return fault;
     CpuFieldAccessor* const field =
-        findProvider(frame.bindings.fields, frame.bindings.fieldCount, step.immediate);
+        findProvider(frame.block.bindings.fields, frame.block.bindings.fieldCount, step.immediate);
     if (field == nullptr)
         return Faults::fieldBindingOfStep;
     if (const Fault fault = StepRules::fieldIndexOperand(step))
@@ -119,7 +126,7 @@ Fault runLoadField(const StepFrame& frame) {
                             step.resultMultiplicity,
                             indices,
                             indicesRunOn(frame, indices),
-                            frame.count};
+                            frame.block.count};
     if (!field->read(request))
         return Faults::fieldDeclined;
     frame.findOutValidity();
@@ -128,16 +135,16 @@ Fault runLoadField(const StepFrame& frame) {
 
 Fault runSample(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::sampler(step, frame.program))
+    if (const Fault fault = StepRules::sampler(step, frame.block.program))
         return fault;
-    FenletSampler* const sampler =
-        findProvider(frame.bindings.samplers, frame.bindings.samplerCount, step.immediate);
+    FenletSampler* const sampler = findProvider(frame.block.bindings.samplers,
+                                                frame.block.bindings.samplerCount, step.immediate);
     if (sampler == nullptr)
         return Faults::samplerBindingOfStep;
     const bool sampled =
         sampler->sample(frame.resolved.operands[0], step.operandKinds[0],
                         step.operandMultiplicities[0], frame.resolved.result, step.resultKind,
-                        step.resultMultiplicity, frame.resolved.resultValidity, frame.count);
+                        step.resultMultiplicity, frame.resolved.resultValidity, frame.block.count);
     if (!sampled)
         return Faults::samplerDeclined;
     frame.findOutValidity();
@@ -150,7 +157,7 @@ Fault runComponent(const StepFrame& frame) {
         return fault;
     if (frame.resolved.component == nullptr)
         return Faults::componentKernel;
-    const ComponentArgs args{frame.resolved.result, frame.resolved.operands[0], frame.count,
+    const ComponentArgs args{frame.resolved.result, frame.resolved.operands[0], frame.block.count,
                              step.operandMultiplicities[0], step.immediate};
     frame.resolved.component(args);
     return Faults::none;
@@ -160,26 +167,30 @@ Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const Interpreter::Step& step = frame.step;
     if (frame.resolved.unary == nullptr)
         return Faults::unaryKernel;
-    const UnaryArgs args{frame.resolved.result, frame.resolved.operands[0], frame.count,
+    const UnaryArgs args{frame.resolved.result, frame.resolved.operands[0], frame.block.count,
                          step.operandMultiplicities[0]};
     frame.resolved.unary(args);
     // As many lanes as the operand has are negated, which is more than the result has room for.
     if (op == UnaryOp::Negate && step.operandMultiplicities[0] > step.resultMultiplicity)
-        frame.known.forget();
+        frame.block.known.forget();
     return Faults::none;
 }
 
 Fault runArithmetic(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    const auto op = static_cast<ArithmeticOp>(static_cast<std::uint32_t>(step.op) -
-                                              static_cast<std::uint32_t>(OpCode::Add));
+    if (frame.resolved.flatArithmetic != nullptr) {
+        frame.resolved.flatArithmetic(frame.resolved.result, frame.resolved.operands[0],
+                                      frame.resolved.operands[1], frame.resultLanes());
+        return Faults::none;
+    }
+    const ArithmeticOp op = arithmeticOp(step.op);
     if (frame.resolved.arithmetic == nullptr)
         return Faults::arithmeticKernel;
     const ArithmeticArgs args{frame.resolved.result,
                               frame.resolved.resultValidity,
                               frame.resolved.operands[0],
                               frame.resolved.operands[1],
-                              frame.count,
+                              frame.block.count,
                               step.resultMultiplicity,
                               step.leftScalar,
                               step.rightScalar,
@@ -203,15 +214,15 @@ Fault runComparison(const StepFrame& frame) {
                               frame.doubtfulValidity(0),
                               frame.resolved.operands[1],
                               frame.doubtfulValidity(1),
-                              frame.count,
+                              frame.block.count,
                               step.resultMultiplicity,
                               step.rightScalar,
                               static_cast<std::uint32_t>(step.op) -
                                   static_cast<std::uint32_t>(OpCode::Less)};
     frame.resolved.comparison(args);
-    if (!frame.known.isValid(step.result))
-        std::memset(frame.resolved.resultValidity, 1, static_cast<std::size_t>(frame.count));
-    frame.known.setValid(step.result, true);
+    if (!frame.block.known.isValid(step.result))
+        std::memset(frame.resolved.resultValidity, 1, static_cast<std::size_t>(frame.block.count));
+    frame.block.known.setValid(step.result, true);
     return Faults::none;
 }
 
@@ -226,8 +237,8 @@ Fault runIsTrue(const StepFrame& frame) {
     if (const Fault fault = StepRules::notOrIsTrue(frame.step))
         return fault;
     isTrue({frame.resolved.result, frame.resolved.resultValidity, frame.resolved.operands[0],
-            frame.doubtfulValidity(0), frame.count, frame.step.resultMultiplicity});
-    frame.known.setValid(frame.step.result, true);
+            frame.doubtfulValidity(0), frame.block.count, frame.step.resultMultiplicity});
+    frame.block.known.setValid(frame.step.result, true);
     return Faults::none;
 }
 
@@ -246,11 +257,11 @@ Fault runSelect(const StepFrame& frame) {
         return fault;
     if (frame.resolved.select == nullptr)
         return Faults::selectKernel;
-    const SelectArgs args{
-        frame.resolved.result,         frame.resolved.resultValidity, frame.resolved.operands[0],
-        step.operandMultiplicities[0], frame.resolved.operands[1],    frame.doubtfulValidity(1),
-        frame.resolved.operands[2],    frame.doubtfulValidity(2),     frame.count,
-        step.resultMultiplicity};
+    const SelectArgs args{frame.resolved.result,      frame.resolved.resultValidity,
+                          frame.resolved.operands[0], step.operandMultiplicities[0],
+                          frame.resolved.operands[1], frame.doubtfulValidity(1),
+                          frame.resolved.operands[2], frame.doubtfulValidity(2),
+                          frame.block.count,          step.resultMultiplicity};
     frame.resolved.select(args);
     frame.findOutValidity();
     return Faults::none;
@@ -306,41 +317,78 @@ Fault runOpCode(const StepFrame& frame) {
 void passValidityOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const ResolvedStep& resolved = frame.resolved;
-    const bool areBothValid = frame.known.isValid(step.operands[0]) &&
-                              (step.arity < 2 || frame.known.isValid(step.operands[1]));
+    const bool areBothValid = frame.block.known.isValid(step.operands[0]) &&
+                              (step.arity < 2 || frame.block.known.isValid(step.operands[1]));
     if (!areBothValid)
         combineValidity(resolved.resultValidity, resolved.operandValidity[0],
-                        step.arity > 1 ? resolved.operandValidity[1] : nullptr, frame.count);
-    else if (!frame.known.isValid(step.result))
-        std::memset(resolved.resultValidity, 1, static_cast<std::size_t>(frame.count));
-    frame.known.setValid(step.result, areBothValid);
+                        step.arity > 1 ? resolved.operandValidity[1] : nullptr, frame.block.count);
+    else if (!frame.block.known.isValid(step.result))
+        std::memset(resolved.resultValidity, 1, static_cast<std::size_t>(frame.block.count));
+    frame.block.known.setValid(step.result, areBothValid);
+}
+
+Fault runOn(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    // A Nop has no registers, whatever its arity is said to be.
+    if (step.arity > 0 && step.op != OpCode::Nop)
+        passValidityOn(frame);
+    if (const Fault fault = runOpCode(frame))
+        return fault;
+    frame.block.known.changed(step.result);
+    frame.block.known.filled(step.result, step.op);
+    return Faults::none;
+}
+
+/// As `runOn`, for the step that most programs have most of: one loop, from operands to a result
+/// all of which are known to be valid. False, with nothing done, for any other.
+bool runPlainly(const StepFrame& frame) {
+    const Interpreter::Step& step = frame.step;
+    const ResolvedStep& resolved = frame.resolved;
+    BlockKnowledge& known = frame.block.known;
+    if (resolved.flatArithmetic == nullptr || !known.isValid(step.operands[0]) ||
+        !known.isValid(step.operands[1]) || !known.isValid(step.result))
+        return false;
+    resolved.flatArithmetic(resolved.result, resolved.operands[0], resolved.operands[1],
+                            frame.resultLanes());
+    known.changed(step.result);
+    return true;
+}
+
+/// Runs `count` steps, of which each counts when it begins.
+Fault runAll(const BlockFrame& block, const Interpreter::Step* step, const ResolvedStep* resolved,
+             std::size_t count, std::uint64_t& executed) {
+    for (; count > 0; --count, ++step, ++resolved) {
+        ++executed;
+        const StepFrame frame{block, *step, *resolved};
+        if (runPlainly(frame))
+            continue;
+        if (const Fault fault = runOn(frame))
+            return fault;
+    }
+    return Faults::none;
 }
 
 } // namespace
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     BlockKnowledge nothing;
-    return runOn(step, resolve(step, registers), bindings, blockStart, nothing);
+    const BlockFrame block{
+        *program, bindings, elementIndices.data(), blockStart, registers.liveElements(), nothing};
+    const ResolvedStep resolved = resolve(step, registers);
+    const Fault fault = runAll(block, &step, &resolved, 1, stepsExecuted);
+    return fault ? refuseAtRun(fault.code, fault.message) : true;
 }
 
-bool Interpreter::runOn(const Step& step, const ResolvedStep& resolved, const Bindings& bindings,
-                        long long blockStart, BlockKnowledge& known) {
-    ++stepsExecuted;
-    const StepFrame frame{step,
-                          *program,
-                          bindings,
-                          resolved,
-                          elementIndices.data(),
-                          blockStart,
-                          registers.liveElements(),
-                          known};
-    // A Nop has no registers, whatever its arity is said to be.
-    if (step.arity > 0 && step.op != OpCode::Nop)
-        passValidityOn(frame);
-    if (const Fault fault = runOpCode(frame))
-        return refuseAtRun(fault.code, fault.message);
-    known.changed(step.result, step.op);
-    return true;
+bool Interpreter::runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
+                           BlockKnowledge& known) {
+    const BlockFrame block{
+        *program, bindings, elementIndices.data(), blockStart, registers.liveElements(), known};
+    Fault fault = runAll(block, steps.data(), plan.first(), plan.resolvedCount(), stepsExecuted);
+    for (std::size_t number = plan.resolvedCount(); !fault && number < steps.size(); ++number) {
+        const ResolvedStep resolved = resolve(steps[number], registers);
+        fault = runAll(block, &steps[number], &resolved, 1, stepsExecuted);
+    }
+    return fault ? refuseAtRun(fault.code, fault.message) : true;
 }
 
 } // namespace Fenlet

@@ -44,10 +44,22 @@ using ArithmeticKernel = void (*)(const ArithmeticArgs&);
 /// is none.
 ArithmeticKernel arithmeticKernel(CpuElementKind result, CpuElementKind left, CpuElementKind right);
 
+/// result[i] = left[i] op right[i] for every lane, straight from the operands to the result. The
+/// lanes must be independent of one another.
+using FlatArithmetic = void (*)(unsigned char* result, const unsigned char* left,
+                                const unsigned char* right, std::int64_t lanes);
+
+/// What the kernel comes down to where neither operand is a scalar and lanes are independent, so
+/// that a caller who knows that need not ask each time. Null where it is more than one loop: for
+/// `Int32` division and where halves take a pass of their own.
+FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElementKind left,
+                              CpuElementKind right);
+
 /// The kernels by result, left and right kind, each by its position among `Int32`, `Half`,
-/// `Float32` and `Float64`.
+/// `Float32` and `Float64`; and beside them their loops by operation, null where there is none.
 struct ArithmeticPlane {
     ArithmeticKernel of[4][4];
+    FlatArithmetic (*flat[4][4])(ArithmeticOp op);
 };
 struct ArithmeticKernels {
     ArithmeticPlane of[4];

@@ -347,9 +347,9 @@ using Taken = typename TakenOf<Result, From>::Type;
 
 /// The loop of an operation. Beside a scalar all lanes come in the working type.
 template <template <class> class Operation, class Result, class Left, class Right>
-LaneOperation loopOf(const ArithmeticArgs& args) {
+LaneOperation loopOf(bool besideScalar) {
     using T = Working<Result>;
-    if (args.leftScalar || args.rightScalar)
+    if (besideScalar)
         return &combineRun<Converting<Operation, T, T, T>>;
     if constexpr (isWhole<Result, Left, Right>)
         return &combineWhole<Operation, Result, Left, Right>;
@@ -359,22 +359,36 @@ LaneOperation loopOf(const ArithmeticArgs& args) {
 
 /// Null for a number that is no operation.
 template <class Result, class Left, class Right>
-LaneOperation operationOf(const ArithmeticArgs& args) {
-    switch (args.op) {
+LaneOperation operationOf(ArithmeticOp op, bool besideScalar) {
+    switch (op) {
     case ArithmeticOp::Add:
-        return loopOf<Add, Result, Left, Right>(args);
+        return loopOf<Add, Result, Left, Right>(besideScalar);
     case ArithmeticOp::Subtract:
-        return loopOf<Subtract, Result, Left, Right>(args);
+        return loopOf<Subtract, Result, Left, Right>(besideScalar);
     case ArithmeticOp::Multiply:
-        return loopOf<Multiply, Result, Left, Right>(args);
+        return loopOf<Multiply, Result, Left, Right>(besideScalar);
     case ArithmeticOp::Divide:
         // Divisors are looked at before they are divided by, so both sides come converted.
         if constexpr (isSame<Result, std::int32_t>)
             return &combineRun<Converting<Divide, Result, Result, Result>>;
         else
-            return loopOf<Divide, Result, Left, Right>(args);
+            return loopOf<Divide, Result, Left, Right>(besideScalar);
     }
     return nullptr;
+}
+
+/// Whether the loop of a call without scalars takes the operands as they are to the result.
+template <class Result, class Left, class Right>
+inline constexpr bool isFlat = isWhole<Result, Left, Right> ||
+                               (!isStaged<Result, Left> && !isStaged<Result, Right>);
+
+template <class Result, class Left, class Right>
+FlatArithmetic flatOperationOf(ArithmeticOp op) {
+    const bool dividesIntegers = isSame<Result, std::int32_t> && op == ArithmeticOp::Divide;
+    if constexpr (isFlat<Result, Left, Right>)
+        return dividesIntegers ? nullptr : operationOf<Result, Left, Right>(op, false);
+    else
+        return nullptr;
 }
 
 template <template <class> class Operation, class T, bool leftIsScalar>
@@ -461,13 +475,14 @@ bool runFlatScalars(const ArithmeticArgs& args, ScalarOperation operation, std::
 template <class Result, class Left, class Right>
 void arithmetic(const ArithmeticArgs& args) {
     using ScalarBits = UnsignedOfSize<sizeof(Working<Result>)>;
-    const LaneOperation operation = operationOf<Result, Left, Right>(args);
+    const bool hasScalar = args.leftScalar || args.rightScalar;
+    const LaneOperation operation = operationOf<Result, Left, Right>(args.op, hasScalar);
     if (operation == nullptr)
         return;
     const bool dividesIntegers = isSame<Result, std::int32_t> && args.op == ArithmeticOp::Divide;
     constexpr bool canBeWhole = isWhole<Result, Left, Right>;
-    if constexpr (canBeWhole || (!isStaged<Result, Left> && !isStaged<Result, Right>))
-        if (!dividesIntegers && !args.leftScalar && !args.rightScalar &&
+    if constexpr (isFlat<Result, Left, Right>)
+        if (!dividesIntegers && !hasScalar &&
             runFlat(args, operation, sizeof(Result), sizeof(Left), sizeof(Right)))
             return;
     const ScalarOperation scalarOperation = scalarOperationOf<Working<Result>>(args);
@@ -475,7 +490,6 @@ void arithmetic(const ArithmeticArgs& args) {
                   !isSame<Result, Half>)
         if (scalarOperation != nullptr && runFlatScalars(args, scalarOperation, sizeof(Result)))
             return;
-    const bool hasScalar = args.leftScalar || args.rightScalar;
     const bool goesWhole = canBeWhole && !hasScalar && !dividesIntegers;
     const auto operand = [=]<class From>(const void* lanes, bool isScalar, From) {
         const bool isMapped =
@@ -500,7 +514,9 @@ void arithmetic(const ArithmeticArgs& args) {
 template <class Result, class... Lefts>
 consteval ArithmeticPlane everyPair(KindList<Lefts...>) {
     return {{{&arithmetic<Result, Lefts, std::int32_t>, &arithmetic<Result, Lefts, Half>,
-              &arithmetic<Result, Lefts, float>, &arithmetic<Result, Lefts, double>}...}};
+              &arithmetic<Result, Lefts, float>, &arithmetic<Result, Lefts, double>}...},
+            {{&flatOperationOf<Result, Lefts, std::int32_t>, &flatOperationOf<Result, Lefts, Half>,
+              &flatOperationOf<Result, Lefts, float>, &flatOperationOf<Result, Lefts, double>}...}};
 }
 
 template <class... Results>
