@@ -2,11 +2,13 @@
 #include "exact_number.h"
 #include "model.h"
 #include "random_program.h"
+#include "seed_on_death.h"
 #include "shrink.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <map>
@@ -209,9 +211,19 @@ class Comparison {
     std::vector<std::vector<unsigned char>> blocks;
 };
 
+Outcome outcomeOf(const Case& run, std::vector<std::string>& kernels) {
+    try {
+        return Comparison(run, kernels).compare();
+    } catch (const std::exception& unexpected) {
+        Outcome outcome;
+        outcome.difference = std::string("an exception came out: ") + unexpected.what();
+        return outcome;
+    }
+}
+
 std::string differenceOf(const Case& run) {
     std::vector<std::string> kernels;
-    return Comparison(run, kernels).compare().difference;
+    return outcomeOf(run, kernels).difference;
 }
 
 /// A number from the environment, so that a script can run more cases, or the one that failed.
@@ -290,9 +302,12 @@ TEST(Model, AgreesWithTheEvaluatorOnRandomPrograms) {
     const std::uint64_t cases = setting("FENLET_MODEL_CASES", 20000);
     Coverage met;
     for (std::uint64_t seed = firstSeed; seed < firstSeed + cases; ++seed) {
+        tellSeedOnDeath(seed);
+        if (cases > 100000 && (seed - firstSeed) % 10000 == 0)
+            std::cout << "at seed " << seed << std::endl;
         const Case run = caseWithHoles(seed);
         std::vector<std::string> hit;
-        const Outcome outcome = Comparison(run, hit).compare();
+        const Outcome outcome = outcomeOf(run, hit);
         met.add(outcome, hit);
         if (!outcome.difference.empty()) {
             const Case small =

@@ -3,6 +3,8 @@
 
 #include "exact_number.h"
 
+#include <fenletir/text.h>
+
 #include <cstring>
 #include <sstream>
 
@@ -480,18 +482,25 @@ bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
     return answer;
 }
 
+static std::string wordsOf(const char* pool, const PoolHoles& holes) {
+    std::string text;
+    if (holes.nullEntry >= 0)
+        text += ", no " + std::string(pool) + " " + std::to_string(holes.nullEntry);
+    if (holes.shortBy != 0)
+        text += ", " + std::string(pool) + " count short by " + std::to_string(holes.shortBy);
+    if (holes.nullArray)
+        text += ", no " + std::string(pool) + " array";
+    return text;
+}
+
 std::string describe(const Case& run) {
     std::ostringstream text;
     text << "block size " << run.blockSize << ", elements " << run.first << " and on, " << run.count
          << " of them, data seed " << run.dataSeed << ", decline at " << run.declineAtCall
-         << ", stop at " << run.stopAtBlock << "\n";
-    for (std::size_t i = 0; i < run.program.registers.size(); ++i)
-        text << "  register " << i << ": " << registerFormatName(run.program.registers[i].format)
-             << " x" << run.program.registers[i].multiplicity << "\n";
-    for (const Instruction& instruction : run.program.instructions)
-        text << "  %" << instruction.result << " = " << opCodeName(instruction.op) << " %"
-             << instruction.operands[0] << " %" << instruction.operands[1] << " %"
-             << instruction.operands[2] << " immediate " << instruction.immediate << "\n";
+         << ", stop at " << run.stopAtBlock << (run.holeInFields ? ", no first field" : "")
+         << wordsOf("field", run.holes.fields) << wordsOf("sampler", run.holes.samplers)
+         << (run.holes.noUniforms ? ", no uniforms" : "") << "\n"
+         << listing(run.program);
     return text.str();
 }
 

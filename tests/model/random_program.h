@@ -87,7 +87,8 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
     std::vector<FenletSampler*> samplers;
 };
 
-/// The case in words, for a person who has to find out what went wrong.
+/// The case in words, for a person who has to find out what went wrong: how it is run, what is
+/// missing of its host, and the program's listing.
 std::string describe(const Case& run);
 
 } // namespace Fenlet::Model

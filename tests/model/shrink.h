@@ -4,41 +4,144 @@
 #include "random_program.h"
 
 #include <cstddef>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace Fenlet::Model {
 
-/// The smallest case that still fails, found by leaving things out one at a time. `run` itself must
-/// fail; `fails` answers for any case.
+/// Makes a case smaller in one way after another, each time keeping what still fails.
+template <class Fails>
+class Shrinker {
+  public:
+    Shrinker(Case newRun, Fails& newFails) : run(std::move(newRun)), fails(newFails) {}
+
+    Case shrink() {
+        while (shrinkEverything()) {
+        }
+        return run;
+    }
+
+  private:
+    /// Each way makes the case smaller in earnest or leaves it as it is, so that there is an end.
+    bool shrinkEverything() {
+        bool smaller = dropEach(&FenletProgram::instructions);
+        smaller = shrinkRange() || smaller;
+        smaller = narrowRegisters() || smaller;
+        smaller = shrinkConstants() || smaller;
+        smaller = fillHoles(&Holes::fields) || smaller;
+        return fillHoles(&Holes::samplers) || smaller;
+    }
+
+    bool keepIfItFails(Case smaller) {
+        const bool failed = fails(std::as_const(smaller));
+        if (failed)
+            run = std::move(smaller);
+        return failed;
+    }
+
+    /// Brings a number of the case, to which `place` leads, nearer to `least`: all the way, half of
+    /// it, or by one.
+    template <class Place>
+    bool lower(long long least, Place place) {
+        const long long now = *place(run);
+        const long long way = least - now;
+        for (const long long by : {way, way / 2, way < 0 ? -1LL : 1LL}) {
+            Case smaller = run;
+            auto& number = *place(smaller);
+            number = static_cast<std::remove_reference_t<decltype(number)>>(now + by);
+            if (way != 0 && by != 0 && keepIfItFails(std::move(smaller)))
+                return true;
+        }
+        return false;
+    }
+
+    bool shrinkRange() {
+        bool smaller = lower(1, [](Case& one) { return &one.count; });
+        smaller = lower(1, [](Case& one) { return &one.blockSize; }) || smaller;
+        smaller = lower(0, [](Case& one) { return &one.first; }) || smaller;
+        smaller = lower(-1, [](Case& one) { return &one.declineAtCall; }) || smaller;
+        return lower(-1, [](Case& one) { return &one.stopAtBlock; }) || smaller;
+    }
+
+    template <class Entry>
+    bool dropEach(std::vector<Entry> FenletProgram::*entries) {
+        bool smaller = false;
+        for (std::size_t i = (run.program.*entries).size(); i-- > 0;) {
+            Case next = run;
+            auto& all = next.program.*entries;
+            all.erase(all.begin() + static_cast<std::ptrdiff_t>(i));
+            smaller = keepIfItFails(std::move(next)) || smaller;
+        }
+        return smaller;
+    }
+
+    /// All but the last, which is there for what runs past the others.
+    bool narrowRegisters() {
+        bool smaller = false;
+        for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
+            const auto place = [i](Case& one) { return &one.program.registers[i].multiplicity; };
+            smaller = (*place(run) > 1 && lower(1, place)) || smaller;
+        }
+        return smaller;
+    }
+
+    /// Leaves out constants, then components, and makes 0 of those that remain.
+    bool shrinkConstants() {
+        bool smaller = dropEach(&FenletProgram::constants);
+        for (std::size_t i = 0; i < run.program.constants.size(); ++i) {
+            smaller = shrinkComponents(i, &Constant::integers) || smaller;
+            smaller = shrinkComponents(i, &Constant::reals) || smaller;
+        }
+        return smaller;
+    }
+
+    template <class Value>
+    bool shrinkComponents(std::size_t number, std::vector<Value> Constant::*values) {
+        bool smaller = false;
+        for (std::size_t c = (run.program.constants[number].*values).size(); c-- > 0;)
+            smaller =
+                dropComponent(number, values, c) || clearComponent(number, values, c) || smaller;
+        return smaller;
+    }
+
+    template <class Value>
+    bool dropComponent(std::size_t number, std::vector<Value> Constant::*values, std::size_t c) {
+        Case next = run;
+        Constant& constant = next.program.constants[number];
+        // Without any component it would be a Tribool.
+        if (constant.multiplicity < 2)
+            return false;
+        --constant.multiplicity;
+        auto& all = constant.*values;
+        all.erase(all.begin() + static_cast<std::ptrdiff_t>(c));
+        return keepIfItFails(std::move(next));
+    }
+
+    template <class Value>
+    bool clearComponent(std::size_t number, std::vector<Value> Constant::*values, std::size_t c) {
+        Case next = run;
+        Value& value = (next.program.constants[number].*values)[c];
+        return std::exchange(value, Value{}) != Value{} && keepIfItFails(std::move(next));
+    }
+
+    bool fillHoles(PoolHoles Holes::*pool) {
+        bool smaller = lower(0, [](Case& one) { return &one.holeInFields; });
+        smaller = lower(0, [](Case& one) { return &one.holes.noUniforms; }) || smaller;
+        smaller = lower(0, [=](Case& one) { return &(one.holes.*pool).nullArray; }) || smaller;
+        smaller = lower(0, [=](Case& one) { return &(one.holes.*pool).shortBy; }) || smaller;
+        return lower(-1, [=](Case& one) { return &(one.holes.*pool).nullEntry; }) || smaller;
+    }
+
+    Case run;
+    Fails& fails;
+};
+
+/// The smallest case that still fails, found by making one thing smaller at a time. `run` itself
+/// must fail; `fails` answers for any case.
 template <class Fails>
 Case shrinkCase(Case run, Fails&& fails) {
-    const auto keepIfItFails = [&](const Case& smaller) {
-        const bool failed = fails(smaller);
-        if (failed)
-            run = smaller;
-        return failed;
-    };
-    for (bool smaller = true; smaller;) {
-        smaller = false;
-        for (std::size_t i = 0; i < run.program.instructions.size(); ++i) {
-            Case next = run;
-            next.program.instructions.erase(next.program.instructions.begin() +
-                                            static_cast<std::ptrdiff_t>(i));
-            smaller = keepIfItFails(next) || smaller;
-        }
-        for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
-            Case next = run;
-            if (next.program.registers[i].multiplicity > 1) {
-                --next.program.registers[i].multiplicity;
-                smaller = keepIfItFails(next) || smaller;
-            }
-        }
-        Case next = run;
-        if (next.count > 1) {
-            --next.count;
-            smaller = keepIfItFails(next) || smaller;
-        }
-    }
-    return run;
+    return Shrinker(std::move(run), fails).shrink();
 }
 
 } // namespace Fenlet::Model
