@@ -448,6 +448,7 @@ TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
     // More of them by the environment, for a script that has the time.
     const char* const asked = std::getenv("FENLET_FAULT_PROGRAMS");
     const std::size_t wanted = asked ? std::strtoull(asked, nullptr, 10) : 12;
+    ASSERT_GT(wanted, 0u);
     std::vector<Expected> cases;
     for (std::uint64_t seed = 1; cases.size() < wanted && seed < 100 * wanted; ++seed) {
         SCOPED_TRACE(seed);
