@@ -10,6 +10,8 @@ import re
 import shlex
 import subprocess
 
+SETS = {"baseline": "Baseline", "avx2": "Avx2", "avx512": "Avx512"}
+OF_A_SET = re.compile(r"fenletexec_kernels_(baseline|avx2|avx512)\.dir")
 OF_OTHER_SETS = re.compile(r"_avx2\.dir|_avx512\.dir|_tiles\d+\.dir")
 
 # The tests of one family of kernels. They run no other.
@@ -135,11 +137,16 @@ class Broken:
     def concerns(self, program):
         return bool(self._linked_in(program))
 
-    def is_unchanged(self):
-        """Whether every object of the library came out as it was, to the byte."""
-        names = [name for name in self.affected if name.startswith("src/")]
-        return all(self._compiled(name).read_bytes() ==
-                   (self.pristine.build / name).read_bytes() for name in names)
+    def changed_sets(self):
+        """The instruction sets whose objects of the library did not all come out as they were, to
+        the byte. What is compiled for none of them in particular counts as all of them."""
+        changed = set()
+        for name in self.affected:
+            if name.startswith("src/") and (self._compiled(name).read_bytes() !=
+                                            (self.pristine.build / name).read_bytes()):
+                own = OF_A_SET.search(name)
+                changed.update([SETS[own.group(1)]] if own else SETS.values())
+        return changed
 
     def program(self, program, everything):
         """Builds the program. What other families of kernels its own test never runs stay whole.

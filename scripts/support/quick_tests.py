@@ -23,6 +23,11 @@ class Run:
         return "@".join([os.path.basename(self.program), *(value for _, value in self.settings)])
 
     @property
+    def sets(self):
+        """The instruction set that it is to run, as the only one; none if it runs in none."""
+        return [value for name, value in self.settings if name == "FENLET_TEST_SET"]
+
+    @property
     def is_googletest(self):
         return any(word.startswith("--gtest") for word in self.command)
 
