@@ -1,125 +1,246 @@
 // The kernels' records with any numbers: every instruction set leaves the same bytes. Which of two
 // NaNs a sum passes on is open, so no lane begins as one. Areas of integers may overlap; those of
-// floats stay apart, since a result's bytes, read again as another lane, could be any NaN.
+// floats stay apart, since a result's bytes, read again as another lane, could be any NaN. Where
+// they stay apart each is an allocation of its own, of the size that the kernel may touch.
+#include "kernel_request.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
 #include "kernels/comparisons/comparisons.h"
 #include "kernels/select/select.h"
 #include "kernels/target/sets.h"
 #include "kernels/unary/unary.h"
+#include "reached.h"
 #include "sources/component.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <vector>
 
 namespace {
 
 using namespace Fenlet;
+using Fuzz::KernelFamily;
+using Fuzz::KernelRequest;
+namespace KernelShape = Fuzz::KernelShape;
 
-constexpr std::size_t areaBytes = 1 << 13;
-constexpr std::size_t memoryBytes = 7 * areaBytes;
+constexpr int mostElements = 200;
+constexpr int mostComponents = 9;
+constexpr std::size_t mostBytes = std::size_t{mostElements} * mostComponents * 8;
+constexpr std::size_t placesApart = 1700;
 
-/// What one input asks for.
-struct Request {
-    std::uint8_t family;
-    std::uint8_t kinds[3];
-    std::uint8_t op;
-    std::uint8_t shape;
-    std::uint8_t count;
-    std::uint8_t multiplicity;
-    std::uint16_t places[6]; ///< where the areas begin
+/// The areas of one call, filled with the input's bytes.
+class Areas {
+  public:
+    Areas(const KernelRequest& newRequest, const std::uint8_t* newData, std::size_t newSize)
+        : request(newRequest), data(newData), size(newSize) {
+        if (overlap())
+            pieces.push_back(filled(placesApart + mostBytes));
+    }
+
+    bool overlap() const { return (request.shape & KernelShape::overlapping) != 0; }
+
+    /// The next area. One that overlaps no other ends where its allocation does, and begins up to 7
+    /// bytes behind the allocation's own beginning.
+    unsigned char* next(std::size_t bytes) {
+        const std::size_t place = request.places[made++];
+        if (overlap())
+            return pieces[0].data() + place % placesApart;
+        pieces.push_back(filled(place % 8 + bytes));
+        return pieces.back().data() + place % 8;
+    }
+    unsigned char* nextIf(bool wanted, std::size_t bytes) {
+        unsigned char* const area = next(bytes);
+        return wanted ? area : nullptr;
+    }
+
+    bool operator==(const Areas& other) const { return pieces == other.pieces; }
+
+  private:
+    /// Bytes that make no NaN of any float kind, wherever a lane begins: no exponent is full.
+    std::vector<unsigned char> filled(std::size_t bytes) {
+        std::vector<unsigned char> piece(bytes);
+        for (unsigned char& byte : piece) {
+            byte = static_cast<unsigned char>((data[position % size] + position / size) & 0xDF);
+            ++position;
+        }
+        return piece;
+    }
+
+    const KernelRequest& request;
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t position = 0;
+    int made = 0;
+    std::deque<std::vector<unsigned char>> pieces;
 };
 
-bool overlaps(const Request& request) {
-    return (request.shape & 0x80) != 0;
-}
+/// One request, as numbers of elements and bytes.
+struct Call {
+    Call(const KernelRequest& newRequest, Areas& newAreas)
+        : request(newRequest),
+          areas(newAreas),
+          count(request.count % (mostElements + 1)),
+          multiplicity(1 + request.multiplicity % mostComponents),
+          elements(static_cast<std::size_t>(count)),
+          lanes(elements * static_cast<std::size_t>(multiplicity)) {}
 
-CpuElementKind kindOf(const Request& request, int place) {
-    constexpr CpuElementKind whole[] = {CpuElementKind::Int32, CpuElementKind::Int64,
-                                        CpuElementKind::Tribool};
-    return overlaps(request) ? whole[request.kinds[place] % 3]
-                             : static_cast<CpuElementKind>(request.kinds[place] % 8);
-}
-
-/// Runs the request over `memory`. An area has at most 200 elements of 4 components of 8 bytes.
-void runKernel(const Request& request, std::vector<unsigned char>& memory) {
-    const auto at = [&](int area) {
-        const std::size_t own = overlaps(request) ? 0 : static_cast<std::size_t>(area) * areaBytes;
-        return memory.data() + own + request.places[area] % 1700;
-    };
-    const std::int32_t count = request.count % 201;
-    const std::int32_t multiplicity = 1 + request.multiplicity % 4;
-    const CpuElementKind result = kindOf(request, 0);
-    const CpuElementKind left = kindOf(request, 1);
-    const CpuElementKind right = kindOf(request, 2);
-    switch (request.family % 7) {
-    case 0:
-        dispatchArithmetic(result, left, right,
-                           {at(0), at(1), at(2), at(3), count, multiplicity, request.shape % 3 == 1,
-                            request.shape % 3 == 2, static_cast<ArithmeticOp>(request.op % 5)});
-        break;
-    case 1:
-        dispatchComparison(left, right,
-                           {at(0), at(2), request.shape & 2 ? at(4) : nullptr, at(3),
-                            request.shape & 4 ? at(5) : nullptr, count, multiplicity,
-                            (request.shape & 1) != 0, request.op % 7u});
-        break;
-    case 2:
-        dispatchSelect(result, left, right,
-                       {at(0), at(1), at(2), request.shape & 1 ? 1 : multiplicity, at(3),
-                        request.shape & 2 ? at(4) : nullptr, at(5), nullptr, count, multiplicity});
-        break;
-    case 3:
-        dispatchUnary(static_cast<UnaryOp>(request.op % 3), result, left,
-                      {at(0), at(2), count, multiplicity});
-        break;
-    case 4:
-        dispatchComponent(result, left,
-                          {at(0), at(2), count, multiplicity, request.op % multiplicity});
-        break;
-    case 5: {
-        const LogicArgs args{at(0), at(2), at(3), std::int64_t{count} * multiplicity};
-        if (request.op % 3 == 0)
-            logicalNot(args);
-        else
-            (request.op % 3 == 1 ? logicalAnd : logicalOr)(args);
-        break;
+    bool has(std::uint8_t shape) const { return (request.shape & shape) != 0; }
+    CpuElementKind kind(int place) const {
+        constexpr CpuElementKind whole[] = {CpuElementKind::Int32, CpuElementKind::Int64,
+                                            CpuElementKind::Tribool};
+        return areas.overlap() ? whole[request.kinds[place] % 3]
+                               : static_cast<CpuElementKind>(request.kinds[place] % 8);
     }
-    default:
-        isTrue({at(0), at(1), at(2), request.shape & 1 ? at(4) : nullptr, count, multiplicity});
+    unsigned char* area(int place, std::size_t ofLanes) {
+        return areas.next(ofLanes * static_cast<std::size_t>(elementSize(kind(place))));
     }
+
+    bool arithmetic();
+    bool comparison();
+    bool select();
+    bool unary();
+    bool component();
+    bool logic();
+    bool truth();
+    bool run();
+
+    const KernelRequest& request;
+    Areas& areas;
+    const std::int32_t count;
+    const std::int32_t multiplicity;
+    const std::size_t elements;
+    const std::size_t lanes;
+};
+
+bool Call::arithmetic() {
+    const bool leftScalar = has(KernelShape::leftScalar);
+    const bool rightScalar = has(KernelShape::rightScalar) && !leftScalar;
+    ArithmeticArgs args{};
+    args.result = area(0, lanes);
+    args.resultValidity = areas.next(elements);
+    args.left = area(1, leftScalar ? elements : lanes);
+    args.right = area(2, rightScalar ? elements : lanes);
+    args.count = count;
+    args.multiplicity = multiplicity;
+    args.leftScalar = leftScalar;
+    args.rightScalar = has(KernelShape::rightScalar);
+    args.op = static_cast<ArithmeticOp>(request.op % 5);
+    return dispatchArithmetic(kind(0), kind(1), kind(2), args);
 }
 
-/// Bytes that make no NaN of any float kind, wherever a lane begins: no exponent is full.
-unsigned char tame(std::uint8_t byte) {
-    return byte & 0xDF;
+bool Call::comparison() {
+    ComparisonArgs args{};
+    args.result = areas.next(lanes);
+    args.left = area(1, lanes);
+    args.leftValidity = areas.nextIf(has(KernelShape::leftValidity), elements);
+    args.right = area(2, has(KernelShape::rightScalar) ? elements : lanes);
+    args.rightValidity = areas.nextIf(has(KernelShape::rightValidity), elements);
+    args.count = count;
+    args.multiplicity = multiplicity;
+    args.rightScalar = has(KernelShape::rightScalar);
+    args.predicate = request.op % 7u;
+    return dispatchComparison(kind(1), kind(2), args);
+}
+
+bool Call::select() {
+    const bool byElement = has(KernelShape::byElement);
+    SelectArgs args{};
+    args.result = area(0, lanes);
+    args.resultValidity = areas.next(elements);
+    args.condition = areas.next(byElement ? elements : lanes);
+    args.conditionMultiplicity = byElement ? 1 : multiplicity;
+    args.whenTrue = area(1, lanes);
+    args.whenTrueValidity = areas.nextIf(has(KernelShape::leftValidity), elements);
+    args.whenFalse = area(2, lanes);
+    args.whenFalseValidity = areas.nextIf(has(KernelShape::rightValidity), elements);
+    args.count = count;
+    args.multiplicity = multiplicity;
+    return dispatchSelect(kind(0), kind(1), kind(2), args);
+}
+
+bool Call::unary() {
+    const auto op = static_cast<UnaryOp>(request.op % 3);
+    unsigned char* const result = area(0, op == UnaryOp::Length ? elements : lanes);
+    return dispatchUnary(op, kind(0), kind(1), {result, area(1, lanes), count, multiplicity});
+}
+
+bool Call::component() {
+    unsigned char* const result = area(0, elements);
+    return dispatchComponent(
+        kind(0), kind(1), {result, area(1, lanes), count, multiplicity, request.op % multiplicity});
+}
+
+bool Call::logic() {
+    LogicArgs args{};
+    args.result = areas.next(lanes);
+    args.left = areas.next(lanes);
+    args.right = areas.nextIf(request.op % 3 != 0, lanes);
+    args.lanes = static_cast<std::int64_t>(lanes);
+    if (request.op % 3 == 0)
+        logicalNot(args);
+    else
+        (request.op % 3 == 1 ? logicalAnd : logicalOr)(args);
+    return true;
+}
+
+bool Call::truth() {
+    IsTrueArgs args{};
+    args.result = areas.next(lanes);
+    args.resultValidity = areas.next(elements);
+    args.operand = areas.next(lanes);
+    args.operandValidity = areas.nextIf(has(KernelShape::leftValidity), elements);
+    args.count = count;
+    args.multiplicity = multiplicity;
+    isTrue(args);
+    return true;
+}
+
+/// Whether there is a kernel for the request, which then ran.
+bool Call::run() {
+    switch (static_cast<KernelFamily>(request.family % Fuzz::kernelFamilies)) {
+    case KernelFamily::Arithmetic:
+        return arithmetic();
+    case KernelFamily::Comparison:
+        return comparison();
+    case KernelFamily::Select:
+        return select();
+    case KernelFamily::Unary:
+        return unary();
+    case KernelFamily::Component:
+        return component();
+    case KernelFamily::Logic:
+        return logic();
+    case KernelFamily::IsTrue:
+        return truth();
+    }
+    return false;
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Request request;
+    KernelRequest request;
     if (size < sizeof request + 1)
         return 0;
     std::memcpy(&request, data, sizeof request);
-    std::vector<unsigned char> start(memoryBytes);
+    const std::uint8_t* const bytes = data + sizeof request;
     const std::size_t left = size - sizeof request;
-    for (std::size_t i = 0; i < memoryBytes; ++i)
-        start[i] = tame(static_cast<std::uint8_t>(data[sizeof request + i % left] + i / left));
 
-    std::vector<unsigned char> expected = start;
+    Areas expected(request, bytes, left);
     chooseInstructionSet(InstructionSet::Baseline);
-    runKernel(request, expected);
+    Call call(request, expected);
+    const bool exists = call.run();
     for (const InstructionSet set : {InstructionSet::Avx2, InstructionSet::Avx512}) {
-        std::vector<unsigned char> memory = start;
         if (!chooseInstructionSet(set))
             continue;
-        runKernel(request, memory);
-        if (memory != expected)
+        Areas areas(request, bytes, left);
+        if (Call(request, areas).run() != exists || !(areas == expected))
             std::abort();
     }
+    if (exists && call.count > 0)
+        ++Fuzz::reached;
     return 0;
 }

@@ -1,5 +1,7 @@
 // Any bytes as a program's text: read or refused with a place, and what is read survives the trip
 // into a listing and back.
+#include "reached.h"
+
 #include <fenletir/text.h>
 #include <fenletir/verify.h>
 
@@ -21,5 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!again.ok() || listing(again.program) != text)
         std::abort();
     verifyProgram(read.program);
+    if (read.program.instructionCount() > 0)
+        ++Fuzz::reached;
     return 0;
 }

@@ -1,8 +1,16 @@
-// Runs a fuzzer once over every file of the folders that are named. Reads them as C does, so that
-// MemorySanitizer, which cannot look into the C++ library, sees what is read as written.
+// Runs a fuzzer once over every file of the folders that are named, and fails unless at least so
+// many of them come to what the fuzzer is about:
+//
+//   replay MINIMUM FOLDER...
+//
+// Reads the files as C does, so that MemorySanitizer, which cannot look into the C++ library, sees
+// what is read as written.
+#include "reached.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <dirent.h>
 #include <string>
 #include <vector>
@@ -25,11 +33,18 @@ static bool runOn(const std::string& path) {
 }
 
 int main(int argumentCount, char** arguments) {
+    const std::size_t minimum = argumentCount > 2 ? std::strtoull(arguments[1], nullptr, 10) : 0;
+    if (minimum == 0) {
+        std::printf("usage: replay MINIMUM FOLDER..., with a minimum from 1 on\n");
+        return 2;
+    }
     int files = 0;
-    for (int i = 1; i < argumentCount; ++i) {
+    for (int i = 2; i < argumentCount; ++i) {
         DIR* const folder = opendir(arguments[i]);
-        if (folder == nullptr)
+        if (folder == nullptr) {
+            std::printf("cannot read %s\n", arguments[i]);
             return 1;
+        }
         while (const dirent* const entry = readdir(folder)) {
             if (entry->d_name[0] == '.')
                 continue;
@@ -42,6 +57,7 @@ int main(int argumentCount, char** arguments) {
         }
         closedir(folder);
     }
-    std::printf("%d inputs\n", files);
-    return files > 0 ? 0 : 1;
+    std::printf("%d inputs, of which %zu came to the end and %zu must\n", files,
+                Fenlet::Fuzz::reached, minimum);
+    return Fenlet::Fuzz::reached >= minimum ? 0 : 1;
 }

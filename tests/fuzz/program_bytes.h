@@ -1,0 +1,103 @@
+// How the bytes of an input stand for a program and a block size: reading them, whatever they are,
+// and writing those of a program that one has.
+#pragma once
+
+#include <fenletir/program.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Fenlet::Fuzz {
+
+struct SizedProgram {
+    FenletProgram program;
+    int blockSize = 1;
+};
+
+/// Takes an input apart. Beyond its end stand zeros.
+class ByteReader {
+  public:
+    ByteReader(const std::uint8_t* newData, std::size_t newSize) : data(newData), size(newSize) {}
+
+    /// Two fields, uniforms and samplers, and a constant of each kind; registers and instructions
+    /// as the input has them, right or wrong.
+    SizedProgram program() {
+        SizedProgram read;
+        FenletProgram& program = read.program;
+        read.blockSize = 1 + next() % 70;
+        program.fields.resize(2);
+        program.uniforms.resize(2);
+        program.samplers.resize(2);
+        program.constants = {Constant::ofReals({1.5, -2, 0}), Constant::ofTribool(255),
+                             Constant::ofIntegers({INT64_MIN, 7})};
+        for (int count = 1 + next() % 12; count > 0; --count) {
+            RegisterInfo info;
+            info.format = static_cast<RegisterFormat>(next() % 8);
+            const int width = next();
+            info.multiplicity = width < 200 ? 1 + width % 4 : 1 + width % 70;
+            program.registers.push_back(info);
+        }
+        while (size != 0 && program.instructions.size() < 40)
+            program.instructions.push_back(instruction());
+        return read;
+    }
+
+  private:
+    std::uint8_t next() {
+        if (size == 0)
+            return 0;
+        --size;
+        return *data++;
+    }
+    /// Small numbers by one byte, any number by five.
+    std::int32_t number() {
+        const std::uint8_t small = next();
+        if (small != 255)
+            return static_cast<std::int32_t>(small) - 2;
+        std::uint32_t value = 0;
+        for (int i = 0; i < 4; ++i)
+            value = value << 8 | next();
+        return static_cast<std::int32_t>(value);
+    }
+    /// The last few values of its first byte also fill the slots that its opcode has no use for.
+    Instruction instruction() {
+        Instruction read;
+        const std::uint8_t code = next();
+        read.op = static_cast<OpCode>(code % 26);
+        read.result = number();
+        const std::int32_t slots = code < 234 ? opCodeArity(read.op) : 3;
+        for (std::int32_t slot = 0; slot < slots; ++slot)
+            read.operands[slot] = number();
+        read.immediate = number();
+        return read;
+    }
+
+    const std::uint8_t* data;
+    std::size_t size;
+};
+
+/// The input that stands for the program, which has one to twelve registers of up to four
+/// components, small numbers, nothing past an arity, and the pools that every input has.
+inline std::vector<std::uint8_t> bytesOf(const FenletProgram& program, int blockSize) {
+    std::vector<std::uint8_t> bytes;
+    const auto put = [&bytes](std::int64_t value) {
+        bytes.push_back(static_cast<std::uint8_t>(value));
+    };
+    put(blockSize - 1);
+    put(program.registerCount() - 1);
+    for (const RegisterInfo& info : program.registers) {
+        put(static_cast<std::int64_t>(info.format));
+        put(info.multiplicity - 1);
+    }
+    for (const Instruction& instruction : program.instructions) {
+        put(static_cast<std::int64_t>(instruction.op));
+        put(instruction.result + 2);
+        for (std::int32_t slot = 0; slot < opCodeArity(instruction.op); ++slot)
+            put(instruction.operands[slot] + 2);
+        put(instruction.immediate + 2);
+    }
+    return bytes;
+}
+
+} // namespace Fenlet::Fuzz
