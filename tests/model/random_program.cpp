@@ -370,8 +370,14 @@ static void leaveOut(std::vector<Provider*>& providers, int number) {
 }
 
 RandomHost::RandomHost(const Case& newRun) : run(newRun) {
-    fields.assign(run.program.fields.size(), this);
-    samplers.assign(run.program.samplers.size(), this);
+    for (std::size_t i = 0; i < run.program.fields.size(); ++i)
+        ownFields.emplace_back(*this, static_cast<int>(i));
+    for (std::size_t i = 0; i < run.program.samplers.size(); ++i)
+        ownSamplers.emplace_back(*this, static_cast<int>(i));
+    for (Field& field : ownFields)
+        fields.push_back(&field);
+    for (Sampler& sampler : ownSamplers)
+        samplers.push_back(&sampler);
     if (run.holeInFields)
         leaveOut(fields, 0);
     leaveOut(fields, run.holes.fields.nullEntry);
@@ -415,18 +421,18 @@ static std::string shapeOf(CpuElementKind kind, int multiplicity) {
     return std::string(cpuElementKindName(kind)) + " x" + std::to_string(multiplicity);
 }
 
-bool RandomHost::read(const FieldRead& request) {
-    std::string call = "read " + shapeOf(request.kind, request.multiplicity) + " " +
-                       std::to_string(request.count) +
-                       (request.contiguous ? " contiguous" : " scattered");
+bool RandomHost::readField(int number, const FieldRead& request) {
+    const std::uint64_t dataSeed = run.dataSeed + static_cast<std::uint64_t>(number);
+    std::string call =
+        "read " + std::to_string(number) + " " + shapeOf(request.kind, request.multiplicity) + " " +
+        std::to_string(request.count) + (request.contiguous ? " contiguous" : " scattered");
     for (int i = 0; i < request.count; ++i)
         call +=
             " " + std::to_string(request.indices[i]) + "/" + std::to_string(request.validity[i]);
     const bool answer = answers(std::move(call));
     const auto bytes = static_cast<std::size_t>(elementSize(request.kind) * request.multiplicity);
     for (int i = 0; i < request.count; ++i) {
-        const std::uint64_t seed =
-            mix(run.dataSeed, static_cast<std::uint64_t>(request.indices[i]));
+        const std::uint64_t seed = mix(dataSeed, static_cast<std::uint64_t>(request.indices[i]));
         constexpr unsigned char bytesOfValidity[] = {0, 0, 2, 255, 1, 1, 1, 1};
         const unsigned char own = bytesOfValidity[seed >> 61];
         if (own != 1)
@@ -460,18 +466,18 @@ static std::uint64_t componentBits(const unsigned char* element, CpuElementKind 
     return isNan(kind, bits) ? UINT64_MAX : bits;
 }
 
-bool RandomHost::sample(const void* coordinates, CpuElementKind coordinateKind,
-                        int coordinateMultiplicity, void* values, CpuElementKind valueKind,
-                        int valueMultiplicity, unsigned char* validity, int count) {
-    const bool answer =
-        answers("sample " + shapeOf(coordinateKind, coordinateMultiplicity) + " to " +
-                shapeOf(valueKind, valueMultiplicity) + " " + std::to_string(count));
+bool RandomHost::sampleFrom(int number, const void* coordinates, CpuElementKind coordinateKind,
+                            int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                            int valueMultiplicity, unsigned char* validity, int count) {
+    const bool answer = answers(
+        "sample " + std::to_string(number) + " " + shapeOf(coordinateKind, coordinateMultiplicity) +
+        " to " + shapeOf(valueKind, valueMultiplicity) + " " + std::to_string(count));
     const auto in = static_cast<std::size_t>(elementSize(coordinateKind) * coordinateMultiplicity);
     const auto out = static_cast<std::size_t>(elementSize(valueKind) * valueMultiplicity);
     const auto* const from = static_cast<const unsigned char*>(coordinates);
     std::vector<unsigned char> value(out);
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-        std::uint64_t seed = mix(run.dataSeed, validity[i]);
+        std::uint64_t seed = mix(run.dataSeed + static_cast<std::uint64_t>(number), validity[i]);
         for (int c = 0; c < coordinateMultiplicity && c < 4; ++c)
             seed = mix(seed, componentBits(from + i * in, coordinateKind, c));
         if (seed % 8 == 0)

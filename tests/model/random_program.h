@@ -66,11 +66,16 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
   public:
     explicit RandomHost(const Case& run);
 
-    bool read(const FieldRead& request) override;
+    /// As field 0, for who calls the host by itself.
+    bool read(const FieldRead& request) override { return readField(0, request); }
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
+    /// As sampler 0, for who calls the host by itself.
     bool sample(const void* coordinates, CpuElementKind coordinateKind, int coordinateMultiplicity,
                 void* values, CpuElementKind valueKind, int valueMultiplicity,
-                unsigned char* validity, int count) override;
+                unsigned char* validity, int count) override {
+        return sampleFrom(0, coordinates, coordinateKind, coordinateMultiplicity, values, valueKind,
+                          valueMultiplicity, validity, count);
+    }
 
     /// What the case's host brings. Its arrays are the host's own.
     Bindings bindings();
@@ -78,11 +83,38 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
     std::vector<std::string> log;
 
   private:
+    struct Field : CpuFieldAccessor {
+        Field(RandomHost& newHost, int newNumber) : host(&newHost), number(newNumber) {}
+        bool read(const FieldRead& request) override { return host->readField(number, request); }
+
+        RandomHost* host;
+        int number;
+    };
+
+    struct Sampler : FenletSampler {
+        Sampler(RandomHost& newHost, int newNumber) : host(&newHost), number(newNumber) {}
+        bool sample(const void* coordinates, CpuElementKind coordinateKind,
+                    int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                    int valueMultiplicity, unsigned char* validity, int count) override {
+            return host->sampleFrom(number, coordinates, coordinateKind, coordinateMultiplicity,
+                                    values, valueKind, valueMultiplicity, validity, count);
+        }
+
+        RandomHost* host;
+        int number;
+    };
+
+    bool readField(int number, const FieldRead& request);
+    bool sampleFrom(int number, const void* coordinates, CpuElementKind coordinateKind,
+                    int coordinateMultiplicity, void* values, CpuElementKind valueKind,
+                    int valueMultiplicity, unsigned char* validity, int count);
     bool answers(std::string call);
     void fill(std::uint64_t seed, CpuElementKind kind, int multiplicity, unsigned char* out) const;
 
     const Case& run;
     int calls = 0;
+    std::vector<Field> ownFields;
+    std::vector<Sampler> ownSamplers;
     std::vector<CpuFieldAccessor*> fields;
     std::vector<FenletSampler*> samplers;
 };
