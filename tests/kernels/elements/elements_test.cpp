@@ -77,6 +77,22 @@ TEST(IsContiguous, HoldsForNoElements) {
     EXPECT_TRUE(isContiguous(&number, &invalid, 0));
 }
 
+TEST(IsOneThroughout, NoticesEveryPlaceThatHoldsAnythingElse) {
+    // Several of the pieces that are looked at together.
+    for (const int count : {0, 1, 2, 63, 255, 256, 257, 511, 512, 513, 600}) {
+        std::vector<unsigned char> validity(static_cast<std::size_t>(count), 1);
+        EXPECT_TRUE(isOneThroughout(validity.data(), count)) << count;
+        for (unsigned char& byte : validity) {
+            for (const int other : {0, 2, 3, 129, 255}) {
+                byte = static_cast<unsigned char>(other);
+                EXPECT_FALSE(isOneThroughout(validity.data(), count))
+                    << count << ' ' << &byte - validity.data() << ' ' << other;
+            }
+            byte = 1;
+        }
+    }
+}
+
 TEST(BothValid, TakesEveryByteButZeroForValid) {
     for (int count = 0; count <= longest; ++count) {
         std::vector<unsigned char> left;
