@@ -63,8 +63,11 @@ class Areas {
     std::vector<unsigned char> filled(std::size_t bytes) {
         std::vector<unsigned char> piece(bytes);
         for (unsigned char& byte : piece) {
-            byte = static_cast<unsigned char>((data[position % size] + position / size) & 0xDF);
-            ++position;
+            byte = static_cast<unsigned char>((data[position] + round) & 0xDF);
+            if (++position == size) {
+                position = 0;
+                ++round;
+            }
         }
         return piece;
     }
@@ -73,6 +76,7 @@ class Areas {
     const std::uint8_t* data;
     std::size_t size;
     std::size_t position = 0;
+    unsigned round = 0; ///< how often the input was gone through
     int made = 0;
     std::deque<std::vector<unsigned char>> pieces;
 };
