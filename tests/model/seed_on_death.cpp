@@ -12,7 +12,7 @@
 #define FENLET_SANITIZED 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer) ||                         \
-    __has_feature(thread_sanitizer)
+    __has_feature(thread_sanitizer) || __has_feature(undefined_behavior_sanitizer)
 #define FENLET_SANITIZED 1
 #endif
 #endif
