@@ -286,21 +286,23 @@ void onTruths(const LoopAreas& areas) {
         result[i] = Map::of(left[i], right[i]);
 }
 
-// Bytes are 0, 1 and 255 here, and no other.
+// Bytes other than 0, 1 and 255 act as the kernels have them act.
 struct Both {
     static Byte of(Byte a, Byte b) {
-        const bool isFalse = (a == 0) | (b == 0);
-        return isFalse ? Byte{0} : static_cast<Byte>(a | b);
+        const Byte unless = (a == 255) | (b == 255) ? Byte{255} : Byte{1};
+        return (a == 0) | (b == 0) ? Byte{0} : unless;
     }
 };
 struct Either {
     static Byte of(Byte a, Byte b) {
-        const bool isTrue = (a == 1) | (b == 1);
-        return isTrue ? Byte{1} : static_cast<Byte>(a | b);
+        const Byte unless = (a == 255) | (b == 255) ? Byte{255} : Byte{0};
+        return (a == 1) | (b == 1) ? Byte{1} : unless;
     }
 };
 struct Inverse {
-    static Byte of(Byte a, Byte /*b*/) { return a == 255 ? a : static_cast<Byte>(a ^ 1); }
+    static Byte of(Byte a, Byte /*b*/) {
+        return static_cast<Byte>((a != 1) | (a == 255 ? 255 : 0));
+    }
 };
 
 void isTrue(const LoopAreas& areas) {

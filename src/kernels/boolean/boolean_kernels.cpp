@@ -18,8 +18,8 @@ struct OnTribools {
 
 struct NotMap : OnTribools {
     static Tribool apply(Tribool x) {
-        const Tribool decided = x != 1;
-        return x == unknown ? unknown : decided;
+        const Tribool ifUnknown = x == unknown ? unknown : Tribool{0};
+        return static_cast<Tribool>((x != 1) | ifUnknown);
     }
 };
 

@@ -11,12 +11,10 @@ inline namespace FENLET_TARGET {
 template <class Result, class From>
 struct ConvertOperands {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
-        constexpr std::int64_t together = lanesOfVector<Working<Result>>;
-        std::int64_t i = 0;
-        for (; i + together <= lanes; i += together)
+        return forEachVector<lanesOfVector<Working<Result>>>(lanes, [=](std::int64_t i) {
             storeLane(out + i * std::int64_t{sizeof(Working<Result>)}, 0,
                       WideOperand<Result, From>::load(in + i * std::int64_t{sizeof(From)}));
-        return i;
+        });
     }
 };
 
@@ -87,11 +85,9 @@ struct WideRun<ToWorking<Half, std::int32_t>> : ConvertOperands<Half, std::int32
 template <class From>
 struct NarrowToHalves {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
-        constexpr std::int64_t together = lanesOfVector<float>;
-        std::int64_t i = 0;
-        for (; i + together <= lanes; i += together)
+        return forEachVector<lanesOfVector<float>>(lanes, [=](std::int64_t i) {
             WideLanes::storeHalves(out + i * 2, WideOperand<float, From>::load(in + i * 4));
-        return i;
+        });
     }
 };
 template <>

@@ -41,6 +41,22 @@ struct NumbersBelow<0, number...> {
 template <int count>
 inline constexpr typename NumbersBelow<count>::Type numbersBelow{};
 
+/// Calls `body(first)` for each vector of `together` lanes and answers how many lanes those are.
+/// Four in a row, since the loop itself would take as long as a vector that is only converted.
+template <std::int64_t together, class Body>
+inline std::int64_t forEachVector(std::int64_t lanes, Body body) {
+    std::int64_t first = 0;
+    for (; first + 4 * together <= lanes; first += 4 * together) {
+        body(first);
+        body(first + together);
+        body(first + 2 * together);
+        body(first + 3 * together);
+    }
+    for (; first + together <= lanes; first += together)
+        body(first);
+    return first;
+}
+
 /// One lane for each element, each `multiplicity` times in a row: vector `part` of as many of them.
 template <int multiplicity, int part, class Lane>
 inline VectorOf<Lane> spreadPart(const VectorOf<Lane>& elements) {
