@@ -20,12 +20,12 @@ void dieOfAbort(std::uint64_t earlierSeed, std::uint64_t seed) {
     std::abort();
 }
 
-/// Reads what must not be read, so that the processor itself sends the signal.
+/// Writes where nothing may be written, so that the processor itself sends the signal.
 void dieOfFault(std::uint64_t seed) {
-    const auto* const page = static_cast<const volatile unsigned char*>(
+    auto* const page = static_cast<volatile unsigned char*>(
         mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     tellSeedOnDeath(seed);
-    static_cast<void>(*page);
+    *page = 1;
 }
 
 TEST(SeedOnDeathDeathTest, IsToldOnEachFatalSignal) {
