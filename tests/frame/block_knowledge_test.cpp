@@ -338,11 +338,11 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
     EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
 }
 
-/// Runs a program over 10 elements in blocks of 4, with a sink that has another one planned during
-/// its first block. Returns where each block began and how long it was.
+/// Runs a program over so many elements in blocks of 4, with a sink that has another one planned
+/// during its first block. Returns where each block began and how long it was.
 std::vector<std::pair<long long, int>> blocksAround(const FenletProgram& program,
                                                     const FenletProgram& next, int nextBlockSize,
-                                                    bool* finished) {
+                                                    bool* finished, int elements = 10) {
     struct Sink : BlockSink {
         std::vector<std::pair<long long, int>> blocks;
         Interpreter interpreter;
@@ -361,7 +361,7 @@ std::vector<std::pair<long long, int>> blocksAround(const FenletProgram& program
     sink.next = &next;
     sink.nextBlockSize = nextBlockSize;
     EXPECT_TRUE(sink.interpreter.configure(program, 4));
-    *finished = sink.interpreter.evaluate(0, 10, {}, sink);
+    *finished = sink.interpreter.evaluate(0, elements, {}, sink);
     return sink.blocks;
 }
 
@@ -383,6 +383,9 @@ TEST(BlockKnowledge, FollowsASinkThatPlansSmallerBlocks) {
             // A plan that is refused has no room for a block.
             EXPECT_EQ(blocksAround(*from, *to, 0, &finished), (Blocks{{0, 4}}));
             EXPECT_FALSE(finished);
+            // After the last block none is needed.
+            EXPECT_EQ(blocksAround(*from, *to, 0, &finished, 4), (Blocks{{0, 4}}));
+            EXPECT_TRUE(finished);
         }
 }
 

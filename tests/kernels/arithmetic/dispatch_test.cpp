@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <type_traits>
+#include <vector>
 
 namespace Fenlet {
 namespace {
@@ -123,6 +124,41 @@ TEST(DispatchArithmetic, DoesNothingForAnOperationThatIsNoneAndStillServes) {
                 EXPECT_TRUE(build.run(call.kinds, args)) << op;
         }
     });
+}
+
+TEST(ArithmeticShapes, LeftScalarWinsOverRightScalar) {
+    constexpr CpuElementKind kind = CpuElementKind::Float32;
+    const std::vector<float> left{1, 2};
+    for (const int multiplicity : {2, 3, 5}) {
+        std::vector<float> right;
+        std::vector<float> expected;
+        for (int i = 0; i < 2 * multiplicity; ++i) {
+            right.push_back(static_cast<float>(10 * i));
+            expected.push_back(right.back() + (i < multiplicity ? 1.f : 2.f));
+        }
+        std::vector<float> result(right.size());
+        ASSERT_TRUE(dispatchArithmetic(kind, kind, kind,
+                                       {result.data(), nullptr, left.data(), right.data(), 2,
+                                        multiplicity, true, true, ArithmeticOp::Add}));
+        EXPECT_EQ(result, expected);
+    }
+}
+
+TEST(ArithmeticShapes, ElementMayHaveMoreComponentsThanATileHasLanes) {
+    constexpr CpuElementKind kind = CpuElementKind::Float64;
+    constexpr int multiplicity = 1300;
+    std::vector<double> left;
+    std::vector<double> expected;
+    const std::vector<double> right{3, -5};
+    for (int i = 0; i < 2 * multiplicity; ++i) {
+        left.push_back(i);
+        expected.push_back(i * (i < multiplicity ? 3. : -5.));
+    }
+    std::vector<double> result(left.size());
+    ASSERT_TRUE(dispatchArithmetic(kind, kind, kind,
+                                   {result.data(), nullptr, left.data(), right.data(), 2,
+                                    multiplicity, false, true, ArithmeticOp::Multiply}));
+    EXPECT_EQ(result, expected);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <iterator>
 #include <type_traits>
+#include <vector>
 
 namespace Fenlet {
 namespace {
@@ -91,6 +92,17 @@ TEST(Length, IsZeroWithoutComponents) {
                 EXPECT_EQ(result, expected) << kernel.name();
             }
     });
+}
+
+TEST(Length, ElementMayHaveMoreComponentsThanATileHasLanes) {
+    constexpr CpuElementKind kind = CpuElementKind::Float64;
+    constexpr int multiplicity = 1600;
+    std::vector<double> operand(2 * multiplicity, 1);
+    std::fill(operand.begin() + multiplicity, operand.end(), -2);
+    std::vector<double> result(2);
+    ASSERT_TRUE(dispatchUnary(UnaryOp::Length, kind, kind,
+                              {result.data(), operand.data(), 2, multiplicity}));
+    EXPECT_EQ(result, (std::vector<double>{40, 80}));
 }
 
 } // namespace
