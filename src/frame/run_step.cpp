@@ -24,7 +24,7 @@ namespace {
 
 /// What all steps of a block have in common.
 struct BlockFrame {
-    const FenletProgram& program;
+    const FenletProgram* program; ///< null where there are no steps, since no plan stands
     const Bindings& bindings;
     std::int64_t* elementIndices;
     long long blockStart;
@@ -61,10 +61,10 @@ Fault runElementIndex(const StepFrame& frame) {
 }
 
 Fault runLoadConstant(const StepFrame& frame) {
-    if (const Fault fault = StepRules::constant(frame.step, frame.block.program))
+    if (const Fault fault = StepRules::constant(frame.step, *frame.block.program))
         return fault;
     return loadConstant(
-        frame.block.program.constants[static_cast<std::size_t>(frame.step.immediate)],
+        frame.block.program->constants[static_cast<std::size_t>(frame.step.immediate)],
         frame.step.resultKind, frame.resolved.result, frame.block.count,
         frame.step.resultMultiplicity, frame.block.known.isAlike(frame.step.result));
 }
@@ -72,7 +72,7 @@ Fault runLoadConstant(const StepFrame& frame) {
 Fault runLoadUniform(const StepFrame& frame) {
     if (frame.block.bindings.uniforms == nullptr)
         return Faults::uniformBinding;
-    if (const Fault fault = StepRules::uniform(frame.step, frame.block.program))
+    if (const Fault fault = StepRules::uniform(frame.step, *frame.block.program))
         return fault;
     return loadUniform(*frame.block.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
                        frame.resolved.result, frame.block.count, frame.step.resultMultiplicity,
@@ -110,7 +110,7 @@ bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
 
 Fault runLoadField(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::field(step, frame.block.program))
+    if (const Fault fault = StepRules::field(step, *frame.block.program))
         return fault;
     CpuFieldAccessor* const field =
         findProvider(frame.block.bindings.fields, frame.block.bindings.fieldCount, step.immediate);
@@ -135,7 +135,7 @@ Fault runLoadField(const StepFrame& frame) {
 
 Fault runSample(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::sampler(step, frame.block.program))
+    if (const Fault fault = StepRules::sampler(step, *frame.block.program))
         return fault;
     FenletSampler* const sampler = findProvider(frame.block.bindings.samplers,
                                                 frame.block.bindings.samplerCount, step.immediate);
@@ -373,7 +373,7 @@ Fault runAll(const BlockFrame& block, const Interpreter::Step* step, const Resol
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     BlockKnowledge nothing;
     const BlockFrame block{
-        *program, bindings, elementIndices.data(), blockStart, registers.liveElements(), nothing};
+        program, bindings, elementIndices.data(), blockStart, registers.liveElements(), nothing};
     const ResolvedStep resolved = resolve(step, registers);
     const Fault fault = runAll(block, &step, &resolved, 1, stepsExecuted);
     return fault ? refuseAtRun(fault.code, fault.message) : true;
@@ -382,7 +382,7 @@ bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long 
 bool Interpreter::runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
                            BlockKnowledge& known) {
     const BlockFrame block{
-        *program, bindings, elementIndices.data(), blockStart, registers.liveElements(), known};
+        program, bindings, elementIndices.data(), blockStart, registers.liveElements(), known};
     Fault fault = runAll(block, steps.data(), plan.first(), plan.resolvedCount(), stepsExecuted);
     for (std::size_t number = plan.resolvedCount(); !fault && number < steps.size(); ++number) {
         const ResolvedStep resolved = resolve(steps[number], registers);

@@ -41,7 +41,6 @@ struct WideLanes {
     static void storeHalves(unsigned char* out, Floats value) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), narrowed(value));
     }
-    static void storeFloats(unsigned char* out, Floats value) { _mm512_storeu_ps(out, value); }
     static Floats rounded(Floats value) { return _mm512_maskz_cvtph_ps(all, narrowed(value)); }
 
   private:
@@ -72,9 +71,6 @@ struct WideLanes {
     }
     static void storeHalves(unsigned char* out, Floats value) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), narrowed(value));
-    }
-    static void storeFloats(unsigned char* out, Floats value) {
-        _mm256_storeu_ps(reinterpret_cast<float*>(out), value);
     }
     static Floats rounded(Floats value) { return _mm256_cvtph_ps(narrowed(value)); }
 
