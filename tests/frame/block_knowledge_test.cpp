@@ -127,18 +127,25 @@ TEST(BlockKnowledge, OfValidityFollowsAConditionThatIsUnknown) {
     expectTheSame(run);
 }
 
+/// Negates as many lanes as a wide register has into a narrow one, and so past its end: the first
+/// of them come to stand where the register after it begins.
+struct Overrun : Case {
+    Overrun() {
+        program.addRegister(RegisterFormat::Float32, 16);
+        const auto constant =
+            program.addConstant(Doubles::realConstant({1, 2, 0, 4, 0.1, 6, 7, 0}));
+        program.add(OpCode::LoadConstant, vector, {}, constant);
+    }
+    std::int32_t vector = program.addRegister(RegisterFormat::Float32, 8);
+    std::int32_t narrow = program.addRegister(RegisterFormat::Float32);
+    std::int32_t next = program.addRegister(RegisterFormat::Float32);
+    std::int32_t sum = program.addRegister(RegisterFormat::Float32);
+};
+
 TEST(BlockKnowledge, IsLostWhereANegationRunsPastItsRegister) {
-    Case run;
-    const auto vector = run.program.addRegister(RegisterFormat::Float32, 8);
-    const auto narrow = run.program.addRegister(RegisterFormat::Float32);
-    const auto next = run.program.addRegister(RegisterFormat::Float32);
-    const auto sum = run.program.addRegister(RegisterFormat::Float32);
-    run.program.addRegister(RegisterFormat::Float32, 16);
-    const auto constant =
-        run.program.addConstant(Doubles::realConstant({1, 2, 0, 4, 0.1, 6, 7, 0}));
-    run.program.add(OpCode::LoadConstant, vector, {}, constant);
-    run.program.add(OpCode::Negate, narrow, {vector});
-    run.program.add(OpCode::Add, sum, {next, next});
+    Overrun run;
+    run.program.add(OpCode::Negate, run.narrow, {run.vector});
+    run.program.add(OpCode::Add, run.sum, {run.next, run.next});
     expectTheSame(run);
 }
 
@@ -207,18 +214,11 @@ TEST(BlockKnowledge, OfConstantsLooksAtAllTheirComponents) {
 }
 
 TEST(BlockKnowledge, OfConstantsIsLostWhereANegationRunsPastItsRegister) {
-    Case run;
-    const auto vector = run.program.addRegister(RegisterFormat::Float32, 8);
-    const auto narrow = run.program.addRegister(RegisterFormat::Float32);
-    const auto next = run.program.addRegister(RegisterFormat::Float32);
-    run.program.addRegister(RegisterFormat::Float32, 16);
-    // Negated, the vector's first component comes to stand where `next` begins.
-    const auto slot = run.program.addConstant(Doubles::realConstant({1, 2, 0, 4, 0.1, 6, 7, 0}));
+    Overrun run;
     const auto minusOne = run.program.addConstant(Doubles::realConstant({-1}));
-    run.program.add(OpCode::LoadConstant, vector, {}, slot);
-    run.program.add(OpCode::LoadConstant, next, {}, minusOne);
-    run.program.add(OpCode::Negate, narrow, {vector});
-    run.program.add(OpCode::LoadConstant, next, {}, minusOne);
+    run.program.add(OpCode::LoadConstant, run.next, {}, minusOne);
+    run.program.add(OpCode::Negate, run.narrow, {run.vector});
+    run.program.add(OpCode::LoadConstant, run.next, {}, minusOne);
     expectTheSame(run);
 }
 
