@@ -314,66 +314,144 @@ void isTrue(const LoopAreas& areas) {
     __builtin_memset(areas.resultValidity, 1, count);
 }
 
-/// Part `part` of an element's vectors, from the one arm where the bits are set.
-template <class Bits, int multiplicity, int part, int... lane>
-void choosePart(Bits* result, const Bits* left, const Bits* right,
-                const typename VectorOf<Bits>::Type& chosen,
-                std::integer_sequence<int, lane...> /*lanes*/) {
-    using Vector = VectorOf<Bits>;
-    constexpr int first = part * Vector::lanes;
-    const typename Vector::Type spread =
-        __builtin_shufflevector(chosen, chosen, ((first + lane) / multiplicity)...);
-    Vector::store(result + first,
-                  (Vector::load(left + first) & spread) | (Vector::load(right + first) & ~spread));
-}
+// Loops that choose read nothing of the arm that is not taken, as the kernels promise: a loop that
+// may read both does something else.
 
-template <class Bits, int multiplicity, int... part>
-void chooseElements(Bits* result, const Bits* left, const Bits* right, const Bits* chosen,
-                    std::integer_sequence<int, part...> /*parts*/) {
-    using Vector = VectorOf<Bits>;
-    const typename Vector::Type elements = Vector::load(chosen);
-    (choosePart<Bits, multiplicity, part>(result, left, right, elements,
-                                          std::make_integer_sequence<int, Vector::lanes>()),
-     ...);
-}
-
-/// For each element all bits or none of them first: they are then spread over its components.
-template <class Bits, int multiplicity>
-void chooseLanes(const LoopAreas& areas) {
-    constexpr int elements = boundElements(multiplicity);
-    auto* const result = reinterpret_cast<Bits*>(areas.result);
-    const auto* const left = reinterpret_cast<const Bits*>(areas.left);
-    const auto* const right = reinterpret_cast<const Bits*>(areas.right);
-    Bits chosen[static_cast<unsigned>(elements)];
-    for (int i = 0; i < elements; ++i)
-        chosen[i] = areas.condition[i] != 0 ? Bits{-1} : Bits{0};
-    for (int i = 0; i < elements; i += VectorOf<Bits>::lanes)
-        chooseElements<Bits, multiplicity>(result + i * multiplicity, left + i * multiplicity,
-                                           right + i * multiplicity, chosen + i,
-                                           std::make_integer_sequence<int, multiplicity>());
-}
-
-template <class Value>
-void chooseOne(Value* __restrict result, const Value* __restrict left,
-               const Value* __restrict right, const Byte* __restrict condition, int elements) {
+/// One element after the other, by an address that is looked up.
+template <class Value, int multiplicity>
+void chooseByAddress(Value* result, const Value* left, const Value* right, const Byte* condition,
+                     int elements) {
+    struct Element {
+        Value components[static_cast<unsigned>(multiplicity)];
+    };
+    const Element nothing = {};
+    const Value* const arms[] = {right, left, nothing.components};
     for (int i = 0; i < elements; ++i) {
-        const Value ofLeft = left[i];
-        const Value ofRight = right[i];
-        result[i] = condition[i] != 0 ? ofLeft : ofRight;
+        const bool isUnknown = condition[i] == 255;
+        const Value* const taken = arms[isUnknown ? 2 : condition[i] == 1];
+        Element element;
+        __builtin_memcpy(&element, taken + (isUnknown ? 0 : i * multiplicity), sizeof(element));
+        __builtin_memcpy(result + i * multiplicity, &element, sizeof(element));
     }
 }
 
-/// Reads both arms. Conditions are 0 and 1 here.
+#if defined(__AVX512F__)
+/// A vector of words, by conditions as wide as they are.
+inline void chooseVector(Int32* result, const Int32* left, const Int32* right,
+                         const __m512i& condition) {
+    const __mmask16 isTrue = _mm512_cmpeq_epi32_mask(condition, _mm512_set1_epi32(1));
+    const __mmask16 isKnown = _mm512_cmpneq_epi32_mask(condition, _mm512_set1_epi32(255));
+    const auto isFalse = static_cast<__mmask16>(isKnown & ~isTrue);
+    _mm512_storeu_si512(
+        result, _mm512_mask_loadu_epi32(_mm512_maskz_loadu_epi32(isTrue, left), isFalse, right));
+}
+inline void chooseVector(Int64* result, const Int64* left, const Int64* right,
+                         const __m512i& condition) {
+    const __mmask8 isTrue = _mm512_cmpeq_epi64_mask(condition, _mm512_set1_epi64(1));
+    const __mmask8 isKnown = _mm512_cmpneq_epi64_mask(condition, _mm512_set1_epi64(255));
+    const auto isFalse = static_cast<__mmask8>(isKnown & ~isTrue);
+    _mm512_storeu_si512(
+        result, _mm512_mask_loadu_epi64(_mm512_maskz_loadu_epi64(isTrue, left), isFalse, right));
+}
+inline __m512i widenConditions(const Byte* condition, Int32 /*word*/) {
+    return _mm512_maskz_cvtepu8_epi32(0xFFFF,
+                                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(condition)));
+}
+inline __m512i widenConditions(const Byte* condition, Int64 /*word*/) {
+    return _mm512_maskz_cvtepu8_epi64(0xFF,
+                                      _mm_loadl_epi64(reinterpret_cast<const __m128i*>(condition)));
+}
+#elif defined(__AVX2__)
+inline void chooseVector(Int32* result, const Int32* left, const Int32* right,
+                         const __m256i& condition) {
+    const __m256i isTrue = _mm256_cmpeq_epi32(condition, _mm256_set1_epi32(1));
+    const __m256i isUnknown = _mm256_cmpeq_epi32(condition, _mm256_set1_epi32(255));
+    const __m256i isFalse =
+        _mm256_andnot_si256(_mm256_or_si256(isTrue, isUnknown), _mm256_set1_epi8(-1));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(result),
+                        _mm256_or_si256(_mm256_maskload_epi32(left, isTrue),
+                                        _mm256_maskload_epi32(right, isFalse)));
+}
+inline void chooseVector(Int64* result, const Int64* left, const Int64* right,
+                         const __m256i& condition) {
+    const __m256i isTrue = _mm256_cmpeq_epi64(condition, _mm256_set1_epi64x(1));
+    const __m256i isUnknown = _mm256_cmpeq_epi64(condition, _mm256_set1_epi64x(255));
+    const __m256i isFalse =
+        _mm256_andnot_si256(_mm256_or_si256(isTrue, isUnknown), _mm256_set1_epi8(-1));
+    const auto load = [](const Int64* from, const __m256i& mask) {
+        return _mm256_maskload_epi64(reinterpret_cast<const long long*>(from), mask);
+    };
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(result),
+                        _mm256_or_si256(load(left, isTrue), load(right, isFalse)));
+}
+inline __m256i widenConditions(const Byte* condition, Int32 /*word*/) {
+    return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(condition)));
+}
+inline __m256i widenConditions(const Byte* condition, Int64 /*word*/) {
+    return _mm256_cvtepu8_epi64(_mm_loadu_si32(condition));
+}
+#endif
+
+#ifdef __AVX2__
+template <int part, int multiplicity, class Bits, class Conditions, int... lane>
+void choosePart(Bits* result, const Bits* left, const Bits* right, const Conditions& conditions,
+                std::integer_sequence<int, lane...> /*lanes*/) {
+    using Vector = typename VectorOf<Bits>::Type;
+    constexpr int first = part * VectorOf<Bits>::lanes;
+    Vector words;
+    __builtin_memcpy(&words, &conditions, sizeof(words));
+    words = __builtin_shufflevector(words, words, ((first + lane) / multiplicity)...);
+    Conditions spread;
+    __builtin_memcpy(&spread, &words, sizeof(spread));
+    chooseVector(result + first, left + first, right + first, spread);
+}
+
+template <int multiplicity, class Bits, int... part>
+void chooseLanes(Bits* result, const Bits* left, const Bits* right, const Byte* condition,
+                 std::integer_sequence<int, part...> /*parts*/) {
+    constexpr int lanes = VectorOf<Bits>::lanes;
+    for (int i = 0; i < boundElements(multiplicity); i += lanes) {
+        const auto conditions = widenConditions(condition + i, Bits{});
+        (choosePart<part, multiplicity>(result + i * multiplicity, left + i * multiplicity,
+                                        right + i * multiplicity, conditions,
+                                        std::make_integer_sequence<int, lanes>()),
+         ...);
+    }
+}
+#endif
+
+void chooseValidity(const LoopAreas& areas, int elements) {
+#ifdef __AVX512BW__
+    for (int i = 0; i < elements; i += 64) {
+        const __m512i condition = _mm512_loadu_si512(areas.condition + i);
+        const __mmask64 isTrue = _mm512_cmpeq_epi8_mask(condition, _mm512_set1_epi8(1));
+        const __mmask64 isKnown = _mm512_cmpneq_epi8_mask(condition, _mm512_set1_epi8(-1));
+        const __m512i taken =
+            _mm512_mask_loadu_epi8(_mm512_maskz_loadu_epi8(isTrue, areas.leftValidity + i),
+                                   isKnown & ~isTrue, areas.rightValidity + i);
+        _mm512_storeu_si512(areas.resultValidity + i, _mm512_min_epu8(taken, _mm512_set1_epi8(1)));
+    }
+#else
+    chooseByAddress<Byte, 1>(areas.resultValidity, areas.leftValidity, areas.rightValidity,
+                             areas.condition, elements);
+    for (int i = 0; i < elements; ++i)
+        areas.resultValidity[i] = areas.resultValidity[i] != 0;
+#endif
+}
+
 template <class Bits, int multiplicity>
 void choose(const LoopAreas& areas) {
-    if constexpr (multiplicity > 1)
-        chooseLanes<Bits, multiplicity>(areas);
-    else
-        chooseOne(reinterpret_cast<Bits*>(areas.result), reinterpret_cast<const Bits*>(areas.left),
-                  reinterpret_cast<const Bits*>(areas.right), areas.condition,
-                  boundElements(multiplicity));
-    chooseOne(areas.resultValidity, areas.leftValidity, areas.rightValidity, areas.condition,
-              boundElements(multiplicity));
+    auto* const result = reinterpret_cast<Bits*>(areas.result);
+    const auto* const left = reinterpret_cast<const Bits*>(areas.left);
+    const auto* const right = reinterpret_cast<const Bits*>(areas.right);
+#ifdef __AVX2__
+    chooseLanes<multiplicity>(result, left, right, areas.condition,
+                              std::make_integer_sequence<int, multiplicity>());
+#else
+    chooseByAddress<Bits, multiplicity>(result, left, right, areas.condition,
+                                        boundElements(multiplicity));
+#endif
+    chooseValidity(areas, boundElements(multiplicity));
 }
 
 void negate(const LoopAreas& areas) {

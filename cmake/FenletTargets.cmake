@@ -48,7 +48,8 @@ function(fenlet_library_defaults target static_definition)
   elseif(type STREQUAL "SHARED_LIBRARY")
     # Templates of the standard library carry default visibility; the map keeps them in.
     set(map ${PROJECT_SOURCE_DIR}/cmake/fenlet.map)
-    target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+    # A library calls its own functions straight, whatever else a process has by their names.
+    target_link_options(${target} PRIVATE LINKER:--version-script=${map},-Bsymbolic-functions)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
   endif()
 endfunction()

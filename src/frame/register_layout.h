@@ -44,8 +44,10 @@ bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
     storage.clear();
     blockSize = 0;
     blockLength = 0;
+    lastError = nullptr;
 
     const auto fail = [this](const Fault& fault) {
+        slots.clear();
         lastError = fault.message;
         return false;
     };
@@ -57,25 +59,25 @@ bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
     const std::uint64_t limit = storage.max_size();
     const auto elementCount = static_cast<std::uint64_t>(elements);
     std::uint64_t end = 0;
+    slots.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number) {
         const RegisterSpec spec = specAt(number);
         if (spec.kind == CpuElementKind::Unsupported)
             return fail(Faults::specKind);
         if (spec.multiplicity < 1)
             return fail(Faults::specMultiplicity);
-        end = placeRegister(spec, end, elementCount, limit).end;
-    }
-
-    lastError = nullptr;
-    // The storage was emptied, so every byte of it becomes zero here. It comes before the slots:
-    // if it cannot be had there are none, and every area reads as absent.
-    storage.resize(alignArea(end));
-    slots.reserve(static_cast<std::size_t>(count));
-    end = 0;
-    for (int number = 0; number < count; ++number) {
-        const Placement placement = placeRegister(specAt(number), end, elementCount, limit);
+        const Placement placement = placeRegister(spec, end, elementCount, limit);
         slots.push_back(placement.slot);
         end = placement.end;
+    }
+
+    // The storage was emptied, so every byte of it becomes zero here. If it cannot be had there are
+    // no slots either, and every area reads as absent.
+    try {
+        storage.resize(alignArea(end));
+    } catch (...) {
+        slots.clear();
+        throw;
     }
     blockSize = elements;
     return true;

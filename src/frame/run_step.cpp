@@ -341,15 +341,14 @@ Fault runOn(const StepFrame& frame) {
 
 /// As `runOn`, for the step that most programs have most of: one loop, from operands to a result
 /// all of which are known to be valid. False, with nothing done, for any other.
-bool runPlainly(const StepFrame& frame) {
-    const Interpreter::Step& step = frame.step;
-    const ResolvedStep& resolved = frame.resolved;
-    BlockKnowledge& known = frame.block.known;
+bool runPlainly(const BlockFrame& block, const Interpreter::Step& step,
+                const ResolvedStep& resolved) {
+    BlockKnowledge& known = block.known;
     if (resolved.flatArithmetic == nullptr || !known.isValid(step.operands[0]) ||
         !known.isValid(step.operands[1]) || !known.isValid(step.result))
         return false;
     resolved.flatArithmetic(resolved.result, resolved.operands[0], resolved.operands[1],
-                            frame.resultLanes());
+                            std::int64_t{block.count} * step.resultMultiplicity);
     known.changed(step.result);
     return true;
 }
@@ -359,10 +358,9 @@ Fault runAll(const BlockFrame& block, const Interpreter::Step* step, const Resol
              std::size_t count, std::uint64_t& executed) {
     for (; count > 0; --count, ++step, ++resolved) {
         ++executed;
-        const StepFrame frame{block, *step, *resolved};
-        if (runPlainly(frame))
+        if (runPlainly(block, *step, *resolved))
             continue;
-        if (const Fault fault = runOn(frame))
+        if (const Fault fault = runOn({block, *step, *resolved}))
             return fault;
     }
     return Faults::none;

@@ -59,17 +59,28 @@ inline unsigned char truthByte(bool isTrue, Lane left) {
     }
 }
 
-/// out[i] = whether the predicate holds of left[i] and right[i], for every lane. The lanes must be
-/// independent, or `lanes` 1.
-template <class Predicate>
+/// out[i] = whether the predicate holds of left[i] and right[i], each converted to its lanes' type,
+/// for every lane. The lanes must be independent, or `lanes` 1.
+template <class Predicate, class Left, class Right>
 [[gnu::noinline]] void compareRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {
     using Lane = typename Predicate::Lane;
     FENLET_INDEPENDENT_BYTES
     for (std::int64_t i = 0; i < lanes; ++i) {
-        const auto lane = loadLane<Lane>(left, i);
-        storeLane(out, i, truthByte(Predicate::holds(lane, loadLane<Lane>(right, i)), lane));
+        const auto lane = convert<Lane>(loadLane<Left>(left, i));
+        const auto other = convert<Lane>(loadLane<Right>(right, i));
+        storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
     }
+}
+
+/// Whether every one of the bytes is another one than 0.
+[[gnu::noinline]] bool hasNoZero(const unsigned char* bytes, std::int64_t count) {
+    unsigned char lowest = 1;
+    FENLET_INDEPENDENT_LANES
+    FENLET_FOUR_IN_A_ROW
+    for (std::int64_t i = 0; i < count; ++i)
+        lowest = bytes[i] < lowest ? bytes[i] : lowest;
+    return lowest != 0;
 }
 
 struct UnknownWhereEitherIsInvalid {
@@ -118,6 +129,7 @@ struct Run {
     Operand right;
 
     bool lanesIndependent() const;
+    bool isValidThroughout(std::int64_t element, std::int64_t elements) const;
     void findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const;
     void compareElements(std::int64_t element, std::int64_t elements, Pace pace) const;
     void compareTile(std::int64_t element, std::int64_t elements, Pace pace) const;
@@ -136,29 +148,29 @@ bool Run::lanesIndependent() const {
            validityFits(args.leftValidity) && validityFits(args.rightValidity);
 }
 
+/// Whether both sides of all these elements are valid.
+bool Run::isValidThroughout(std::int64_t element, std::int64_t elements) const {
+    return (args.leftValidity == nullptr || hasNoZero(args.leftValidity + element, elements)) &&
+           (args.rightValidity == nullptr || hasNoZero(args.rightValidity + element, elements));
+}
+
 void Run::findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const {
     validity.first = 0;
     validity.end = elements;
-    validity.hasMarks = false;
+    validity.hasMarks = !isValidThroughout(element, elements);
+    if (!validity.hasMarks)
+        return;
     const unsigned char* leftBytes = args.leftValidity;
     const unsigned char* rightBytes = args.rightValidity;
-    if (leftBytes == nullptr && rightBytes == nullptr)
-        return;
     leftBytes = leftBytes == nullptr ? rightBytes : leftBytes;
     rightBytes = rightBytes == nullptr ? leftBytes : rightBytes;
     unsigned char* const marks = validity.marks.bytes;
     combineRun<UnknownWhereEitherIsInvalid>(marks, leftBytes + element, rightBytes + element,
                                             elements);
-    unsigned char any = 0;
-    for (std::int64_t e = 0; e < elements; ++e)
-        any |= marks[e];
-    if (any == 0)
-        return;
     while (validity.first < elements && marks[validity.first] != 0)
         ++validity.first;
     while (validity.end > validity.first && marks[validity.end - 1] != 0)
         --validity.end;
-    validity.hasMarks = true;
 }
 
 /// Compares elements without a look at their validity. Only an element that is alone can have more
@@ -222,9 +234,9 @@ void follow(const ComparisonArgs& args, const Recipe& recipe) {
         {static_cast<const unsigned char*>(args.left), recipe.leftBytes, recipe.leftToWorking},
         {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}};
     const bool independent = run.lanesIndependent();
-    const bool isPlain = args.leftValidity == nullptr && args.rightValidity == nullptr &&
-                         recipe.leftToWorking == nullptr && recipe.rightToWorking == nullptr;
-    if (isPlain && independent && !args.rightScalar)
+    const bool isOneLoop = recipe.leftToWorking == nullptr && recipe.rightToWorking == nullptr &&
+                           !args.rightScalar && independent;
+    if (isOneLoop && run.isValidThroughout(0, args.count))
         return recipe.compare(args.result, run.left.lanes, run.right.lanes,
                               std::int64_t{args.count} * args.multiplicity);
     const Pace pace = paceOf(independent, args.multiplicity);
@@ -233,21 +245,21 @@ void follow(const ComparisonArgs& args, const Recipe& recipe) {
 }
 
 /// The loop of one predicate, null for a number that is none.
-template <class T>
+template <class T, class Left, class Right>
 LaneOperation predicateOf(std::uint32_t predicate) {
     switch (predicate) {
     case 0:
-        return &compareRun<Less<T>>;
+        return &compareRun<Less<T>, Left, Right>;
     case 1:
-        return &compareRun<LessEqual<T>>;
+        return &compareRun<LessEqual<T>, Left, Right>;
     case 2:
-        return &compareRun<Greater<T>>;
+        return &compareRun<Greater<T>, Left, Right>;
     case 3:
-        return &compareRun<GreaterEqual<T>>;
+        return &compareRun<GreaterEqual<T>, Left, Right>;
     case 4:
-        return &compareRun<Equal<T>>;
+        return &compareRun<Equal<T>, Left, Right>;
     case 5:
-        return &compareRun<NotEqual<T>>;
+        return &compareRun<NotEqual<T>, Left, Right>;
     default:
         return nullptr;
     }
@@ -269,13 +281,24 @@ struct Higher<false, Left, Right> {
     using Kind = Right;
 };
 
+/// Whether the loops convert on the way, which pays where the other kind is no wider. Lanes of all
+/// other kinds are converted in a pass of their own.
+template <class Left, class Right>
+inline constexpr bool isConvertedOnTheWay = (isSame<Left, std::int32_t> && isSame<Right, float>) ||
+                                            (isSame<Left, float> && isSame<Right, std::int32_t>);
+
 template <class Left, class Right>
 void comparison(const ComparisonArgs& args) {
     using Compared = typename Higher<(rankOf<Left> > rankOf<Right>), Left, Right>::Kind;
     using Worked = Working<Compared>;
-    follow(args, {toWorking<Compared, Left>(), toWorking<Compared, Right>(),
-                  &spreadRun<UnsignedOfSize<sizeof(Worked)>>, predicateOf<Worked>(args.predicate),
-                  sizeof(Left), sizeof(Right)});
+    constexpr LaneSpread spread = &spreadRun<UnsignedOfSize<sizeof(Worked)>>;
+    if constexpr (isConvertedOnTheWay<Left, Right>)
+        follow(args, {nullptr, nullptr, spread, predicateOf<Worked, Left, Right>(args.predicate),
+                      sizeof(Left), sizeof(Right)});
+    else
+        follow(args,
+               {toWorking<Compared, Left>(), toWorking<Compared, Right>(), spread,
+                predicateOf<Worked, Worked, Worked>(args.predicate), sizeof(Left), sizeof(Right)});
 }
 
 template <class... Lefts>

@@ -84,13 +84,22 @@ struct WideRun {
 };
 
 /// out[i] = Map::apply(in[i]) for every lane. `Map` names its types `In` and `Out`. The lanes must
-/// be independent, or `lanes` 1.
+/// be independent, or `lanes` 1. Maps that change a lane's size and those of long lanes have enough
+/// to do in each round as it is.
 template <class Map>
 [[gnu::noinline]] void mapRun(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
     const std::int64_t done = WideRun<Map>::run(out, in, lanes);
-    FENLET_INDEPENDENT_LANES
-    for (std::int64_t i = done; i < lanes; ++i)
-        storeLane(out, i, Map::apply(loadLane<typename Map::In>(in, i)));
+    constexpr std::size_t laneBytes = sizeof(typename Map::Out);
+    if constexpr (laneBytes == sizeof(typename Map::In) && laneBytes <= 4) {
+        FENLET_INDEPENDENT_LANES
+        FENLET_FOUR_IN_A_ROW
+        for (std::int64_t i = done; i < lanes; ++i)
+            storeLane(out, i, Map::apply(loadLane<typename Map::In>(in, i)));
+    } else {
+        FENLET_INDEPENDENT_LANES
+        for (std::int64_t i = done; i < lanes; ++i)
+            storeLane(out, i, Map::apply(loadLane<typename Map::In>(in, i)));
+    }
 }
 
 /// out[i] = Operation::apply(left[i], right[i]) for every lane. `Operation` names its types `Left`,
@@ -99,6 +108,7 @@ template <class Operation>
 [[gnu::noinline]] void combineRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {
     FENLET_INDEPENDENT_LANES
+    FENLET_FOUR_IN_A_ROW
     for (std::int64_t i = 0; i < lanes; ++i)
         storeLane(out, i,
                   Operation::apply(loadLane<typename Operation::Left>(left, i),

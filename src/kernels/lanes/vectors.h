@@ -95,6 +95,25 @@ inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>
     (numbersBelow<lanes>);
 }
 
+/// Every fourth lane of four vectors that follow one another, from lane `first` on. Lanes move
+/// within their 16 bytes and once across them, which AVX2 does best.
+template <int first, class Lane>
+inline VectorOf<Lane> everyFourth(const VectorOf<Lane>& a, const VectorOf<Lane>& b,
+                                  const VectorOf<Lane>& c, const VectorOf<Lane>& d) {
+    constexpr int lanes = lanesOfVector<Lane>;
+    constexpr int quarter = lanes / 4;
+    return [&]<int... lane>(Numbers<lane...>) {
+        const VectorOf<Lane> ab =
+            __builtin_shufflevector(a, b, (lane / 4 * 4 + first + (lane % 4 < 2 ? 0 : lanes))...);
+        const VectorOf<Lane> cd =
+            __builtin_shufflevector(c, d, (lane / 4 * 4 + first + (lane % 4 < 2 ? 0 : lanes))...);
+        const VectorOf<Lane> four = __builtin_shufflevector(
+            ab, cd, (lane / 4 * 4 + lane % 2 * 2 + (lane % 4 < 2 ? 0 : lanes))...);
+        return __builtin_shufflevector(four, four, (lane % quarter * 4 + lane / quarter)...);
+    }
+    (numbersBelow<lanes>);
+}
+
 /// Component `number` of as many elements as a vector has lanes. From `in` on stand all of their
 /// `multiplicity` components: 2, 3 or 4.
 template <class Lane, int multiplicity, int number>
@@ -105,6 +124,8 @@ inline VectorOf<Lane> loadComponent(const unsigned char* in) {
         return everyOther<number, Lane>(vector(0), vector(1));
     else if constexpr (multiplicity == 3)
         return everyThird<number, Lane>(vector(0), vector(1), vector(2));
+    else if constexpr (vectorBytes == 32 && sizeof(Lane) == 4)
+        return everyFourth<number, Lane>(vector(0), vector(1), vector(2), vector(3));
     else
         return everyOther<number / 2, Lane>(everyOther<number % 2, Lane>(vector(0), vector(1)),
                                             everyOther<number % 2, Lane>(vector(2), vector(3)));

@@ -30,6 +30,12 @@ struct WayOf {
     }
 };
 
+struct IsKnown {
+    using In = Tribool;
+    using Out = unsigned char;
+    static Out apply(In condition) { return condition != 255; }
+};
+
 struct IsValid {
     using In = unsigned char;
     using Out = unsigned char;
@@ -202,14 +208,13 @@ void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sou
     }
 }
 
-template <class Word>
-using LanePick = MaskedPick<Word, takesFalse, takesTrue>;
+using LaneWay = ByWay<takesFalse, takesTrue>;
 
 template <class Word>
 void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                  std::int64_t lanes) {
     constexpr std::int64_t bytes = sizeof(Word);
-    const std::int64_t done = LanePick<Word>::run(out, ways, arms, lanes);
+    const std::int64_t done = MaskedPick<Word, LaneWay>::run(out, ways, arms, lanes);
     const auto sourceOf = [&](const unsigned char* arm) {
         return (arm != nullptr ? arm : arms.unknown) + done * bytes;
     };
@@ -224,13 +229,13 @@ void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& a
 bool arePickedWide(std::int64_t laneBytes) {
     switch (laneBytes) {
     case 1:
-        return LanePick<std::uint8_t>::isWide;
+        return MaskedPick<std::uint8_t, LaneWay>::isWide;
     case 2:
-        return LanePick<std::uint16_t>::isWide;
+        return MaskedPick<std::uint16_t, LaneWay>::isWide;
     case 4:
-        return LanePick<std::uint32_t>::isWide;
+        return MaskedPick<std::uint32_t, LaneWay>::isWide;
     default:
-        return LanePick<std::uint64_t>::isWide;
+        return MaskedPick<std::uint64_t, LaneWay>::isWide;
     }
 }
 
@@ -246,6 +251,23 @@ bool arePickedWide(std::int64_t laneBytes) {
         return pickLanesOf<std::uint32_t>(out, ways, arms, lanes);
     default:
         return pickLanesOf<std::uint64_t>(out, ways, arms, lanes);
+    }
+}
+
+/// As `pickLanes`, by the lanes' conditions, as far as whole vectors go. Answers how many lanes
+/// that is, all but a few of them if `arePickedWide`.
+[[gnu::noinline]] std::int64_t pickByCondition(unsigned char* out, const unsigned char* conditions,
+                                               const TwoArms& arms, std::int64_t lanes,
+                                               std::int64_t laneBytes) {
+    switch (laneBytes) {
+    case 1:
+        return MaskedPick<std::uint8_t, ByCondition>::run(out, conditions, arms, lanes);
+    case 2:
+        return MaskedPick<std::uint16_t, ByCondition>::run(out, conditions, arms, lanes);
+    case 4:
+        return MaskedPick<std::uint32_t, ByCondition>::run(out, conditions, arms, lanes);
+    default:
+        return MaskedPick<std::uint64_t, ByCondition>::run(out, conditions, arms, lanes);
     }
 }
 
@@ -300,6 +322,7 @@ struct Run {
 
     bool lanesIndependent() const;
     void selectByElement() const;
+    std::int64_t selectStraight() const;
     void selectByLane() const;
     void take(const Batch& batch, unsigned char way) const;
     void takeRun(unsigned char way, std::int64_t firstLane, std::int64_t lanes) const;
@@ -314,9 +337,19 @@ struct Run {
                       const Stretch& stretch) const;
     void pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                       std::int64_t elements) const;
+    void pickValidityStraight(const Tribool* conditions, std::int64_t firstElement,
+                              std::int64_t elements) const;
 
     bool isPickedWide(std::int64_t lanesEach) const;
     std::int64_t enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const;
+    /// Whether every element of either arm is valid.
+    bool areBothValid() const {
+        return whenTrue.validity == nullptr && whenFalse.validity == nullptr;
+    }
+    /// The arm's validity from an element on, for a tile.
+    static const unsigned char* validityOf(const Arm& arm, std::int64_t firstElement) {
+        return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
+    }
     const unsigned char* unknownLanes() const {
         return recipe.unknown == 0 ? zeros.bytes : unknowns.bytes;
     }
@@ -357,13 +390,60 @@ std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const
     return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
 }
 
+/// Elements from the first on that are picked straight by their conditions, and how many that were:
+/// where arms need no conversion, validity is as quick to find, and all lanes of a tile fill whole
+/// vectors.
+std::int64_t Run::selectStraight() const {
+    constexpr std::int64_t wholeVectors = 64;
+    const Pace pace = paceOf(independent, multiplicity);
+    if (!isPickedWide(multiplicity) || !recipe.armsAreAlike || whenTrue.toResult != nullptr ||
+        !(areBothValid() || arePickedWide(1)) || pace.elements % wholeVectors != 0)
+        return 0;
+    const std::int64_t straight = args.count / wholeVectors * wholeVectors;
+    for (std::int64_t element = 0; element < straight; element += pace.elements) {
+        const std::int64_t elements = atMost(pace.elements, straight - element);
+        const std::int64_t lane = element * multiplicity;
+        const Tribool* const conditions = args.condition + element;
+        if (alikeFromFirst(conditions, elements) == elements) {
+            const Stretch tile{elements, WayOf::apply(conditions[0])};
+            takeRun(tile.way, lane, elements * multiplicity);
+            findValidity(args.resultValidity + element, nullptr, element, tile);
+            continue;
+        }
+        const Tribool* ofLanes = conditions;
+        // Spread over the components of their elements, or copied where the result takes their
+        // place.
+        Tile<Tribool> spread;
+        if (multiplicity > 1 || args.result == args.condition) {
+            spreadRun<Tribool>(spread.bytes, conditions, elements, multiplicity);
+            ofLanes = spread.bytes;
+        }
+        pickByCondition(resultLane(lane), ofLanes,
+                        {whenFalse.lane(lane), whenTrue.lane(lane), unknownLanes()},
+                        elements * multiplicity, recipe.resultBytes);
+        pickValidityStraight(multiplicity == 1 ? ofLanes : conditions, element, elements);
+    }
+    return straight;
+}
+
+void Run::pickValidityStraight(const Tribool* conditions, std::int64_t firstElement,
+                               std::int64_t elements) const {
+    unsigned char* const valid = args.resultValidity + firstElement;
+    if (areBothValid())
+        return mapRun<IsKnown>(valid, conditions, elements);
+    const TwoArms arms{validityOf(whenFalse, firstElement), validityOf(whenTrue, firstElement),
+                       zeros.bytes};
+    pickByCondition(valid, conditions, arms, elements, 1);
+    mapRun<IsValid>(valid, valid, elements);
+}
+
 void Run::selectByElement() const {
     Pace pace = paceOf(independent, multiplicity);
     if (independent && multiplicity > mostPicked)
         pace.elements = tileLanes;
     const std::int64_t fewest = multiplicity < 4 ? fewestLanes / multiplicity : 8;
     const std::int64_t enough = enoughAlike(multiplicity, fewest);
-    for (std::int64_t element = 0; element < args.count; element += pace.elements) {
+    for (std::int64_t element = selectStraight(); element < args.count; element += pace.elements) {
         const std::int64_t elements = atMost(pace.elements, args.count - element);
         Tile<unsigned char> ways;
         mapRun<WayOf>(ways.bytes, args.condition + element, elements);
@@ -506,7 +586,8 @@ const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch
     return converted.bytes;
 }
 
-/// Writes 1 to `valid` for an element where every way that it goes is valid, else 0.
+/// Writes 1 to `valid` for an element where every way that it goes is valid, else 0. `ways` may be
+/// null where the stretch goes one way.
 void Run::findValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                        const Stretch& stretch) const {
     const auto bytes = static_cast<std::size_t>(stretch.length);
@@ -526,14 +607,12 @@ void Run::findValidity(unsigned char* valid, const unsigned char* ways, std::int
 // An element that goes to both arms takes one byte from each.
 void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                        std::int64_t elements) const {
-    if (whenTrue.validity == nullptr && whenFalse.validity == nullptr) {
+    if (areBothValid()) {
         mapRun<GoesToArms>(valid, ways, elements);
         return;
     }
     constexpr unsigned char bothArms = takesTrue | takesFalse;
-    const auto sourceOf = [&](const Arm& arm) {
-        return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
-    };
+    const auto sourceOf = [=](const Arm& arm) { return validityOf(arm, firstElement); };
     Tile<unsigned char> picked;
     if (oneCondition) {
         const TwoArms arms{sourceOf(whenFalse), sourceOf(whenTrue), zeros.bytes};
