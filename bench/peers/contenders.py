@@ -54,6 +54,8 @@ def contenders(build, block):
                   target="native_peer"),
         Contender(FRAME, "by hand, whole frame", "bound", [native, "DATA", "frame"],
                   target="native_peer"),
+        Contender("portable", "whole frame, portable", "bound",
+                  [str(programs / "portable_peer"), "DATA", "frame"], target="portable_peer"),
         # Its norm adds the squares in another order.
         Contender("eigen", "Eigen", "compiled", [str(programs / "eigen_peer"), "DATA"],
                   debian=("libeigen3-dev",), target="eigen_peer", tolerance={"W5": 1e-6}),
