@@ -4,6 +4,7 @@ import pathlib
 import platform
 import re
 import subprocess
+import tempfile
 
 
 def first(pattern, text, otherwise="unknown"):
@@ -37,6 +38,20 @@ def last_level_bytes():
     return max((int(size[:-1]) * units.get(size[-1], 1) for size in sizes), default=0)
 
 
+def library_sizes(build):
+    """Of the shared libraries without their debugging symbols, in megabytes."""
+    sizes = []
+    with tempfile.TemporaryDirectory() as folder:
+        stripped = pathlib.Path(folder) / "stripped"
+        for name in ("fenletexec", "fenletir", "fenlethosts"):
+            for library in pathlib.Path(build).glob(f"*/lib{name}.so"):
+                told("strip", "-o", stripped, library)
+                if stripped.exists():
+                    sizes.append(f"{name} {stripped.stat().st_size / 1e6:.2f} MB")
+                    stripped.unlink()
+    return ", ".join(sizes) or "static"
+
+
 def describe(build):
     """Pairs of what and how."""
     processor = told("lscpu")
@@ -54,5 +69,6 @@ def describe(build):
         ("system", f"{platform.system()} {platform.release()}, {platform.machine()}"),
         ("compiler", told(compiler, "--version").splitlines()[0] if told(compiler, "--version")
          else compiler),
+        ("libraries, stripped", library_sizes(build)),
         ("load when it ended", f"{os.getloadavg()[0]:.1f}"),
     ]
