@@ -107,6 +107,20 @@ std::vector<int> renewedRegisters(const FenletProgram& program,
     return renewed;
 }
 
+/// Those of them whose value one block may leave to the next, which compares it with its own:
+/// constants and uniforms that no later step writes over.
+std::vector<int> keptRegisters(const FenletProgram& program) {
+    std::vector<int> kept;
+    for (const Instruction& instruction : program.instructions) {
+        if (instruction.op == OpCode::Nop)
+            continue;
+        kept.erase(std::remove(kept.begin(), kept.end(), instruction.result), kept.end());
+        if (instruction.op == OpCode::LoadConstant || instruction.op == OpCode::LoadUniform)
+            kept.push_back(instruction.result);
+    }
+    return kept;
+}
+
 /// Has the values of these registers count as unwritten, and all validity from element `live` on:
 /// that of the elements before stays as long as it is known.
 void unwrite(const std::vector<int>& renewed, const RegisterFile& registers, std::size_t live) {
@@ -149,8 +163,10 @@ bool runs(const Model::Case& run) {
     Interpreter interpreter;
     if (!isSound(findings) || !interpreter.configure(run.program, run.blockSize))
         return false;
-    const std::vector<int> renewed = renewedRegisters(run.program, findings);
+    std::vector<int> renewed = renewedRegisters(run.program, findings);
     unwrite(renewed, interpreter.registerFile(), 0);
+    for (const int kept : keptRegisters(run.program))
+        renewed.erase(std::remove(renewed.begin(), renewed.end(), kept), renewed.end());
     Host host(run);
     Sink sink(renewed, run.count);
     return interpreter.evaluate(run.first, run.count, host.bindings(), sink);

@@ -254,20 +254,22 @@ bool arePickedWide(std::int64_t laneBytes) {
     }
 }
 
-/// As `pickLanes`, by the lanes' conditions, as far as whole vectors go. Answers how many lanes
-/// that is, all but a few of them if `arePickedWide`.
-[[gnu::noinline]] std::int64_t pickByCondition(unsigned char* out, const unsigned char* conditions,
-                                               const TwoArms& arms, std::int64_t lanes,
-                                               std::int64_t laneBytes) {
+/// As `pickLanes`, by the lanes' conditions. They must fill whole vectors, and `arePickedWide`.
+[[gnu::noinline]] void pickByCondition(unsigned char* out, const unsigned char* conditions,
+                                       const TwoArms& arms, std::int64_t lanes,
+                                       std::int64_t laneBytes) {
     switch (laneBytes) {
     case 1:
-        return MaskedPick<std::uint8_t, ByCondition>::run(out, conditions, arms, lanes);
+        MaskedPick<std::uint8_t, ByCondition>::run(out, conditions, arms, lanes);
+        return;
     case 2:
-        return MaskedPick<std::uint16_t, ByCondition>::run(out, conditions, arms, lanes);
+        MaskedPick<std::uint16_t, ByCondition>::run(out, conditions, arms, lanes);
+        return;
     case 4:
-        return MaskedPick<std::uint32_t, ByCondition>::run(out, conditions, arms, lanes);
+        MaskedPick<std::uint32_t, ByCondition>::run(out, conditions, arms, lanes);
+        return;
     default:
-        return MaskedPick<std::uint64_t, ByCondition>::run(out, conditions, arms, lanes);
+        MaskedPick<std::uint64_t, ByCondition>::run(out, conditions, arms, lanes);
     }
 }
 
@@ -390,15 +392,16 @@ std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const
     return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
 }
 
-/// Elements from the first on that are picked straight by their conditions, and how many that were:
-/// where arms need no conversion, validity is as quick to find, and all lanes of a tile fill whole
-/// vectors.
+/// Elements from the first on that are picked straight by their conditions, as many as fill whole
+/// vectors, and how many that were: where arms need no conversion and validity is as quick to find.
 std::int64_t Run::selectStraight() const {
     constexpr std::int64_t wholeVectors = 64;
-    const Pace pace = paceOf(independent, multiplicity);
-    if (!isPickedWide(multiplicity) || !recipe.armsAreAlike || whenTrue.toResult != nullptr ||
-        !(areBothValid() || arePickedWide(1)) || pace.elements % wholeVectors != 0)
+    // Only tiles of tests have no room for whole vectors of elements of four components.
+    constexpr bool tilesAreWhole = tileLanes / 4 >= wholeVectors;
+    if (!tilesAreWhole || !isPickedWide(multiplicity) || !recipe.armsAreAlike ||
+        whenTrue.toResult != nullptr || !(areBothValid() || arePickedWide(1)))
         return 0;
+    const Pace pace = paceOf(independent, multiplicity);
     const std::int64_t straight = args.count / wholeVectors * wholeVectors;
     for (std::int64_t element = 0; element < straight; element += pace.elements) {
         const std::int64_t elements = atMost(pace.elements, straight - element);

@@ -147,5 +147,21 @@ TEST(SelectOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     });
 }
 
+// Truths or validity that take the place of the conditions that they are picked by.
+TEST(SelectOverlap, InPlaceOfTheConditionsGivesWhatLaneOrderGives) {
+    Draw draw(7);
+    constexpr CpuElementKind truth = CpuElementKind::Tribool;
+    for (const int count : {1, 63, 64, 65, 130, 640, 1200})
+        for (auto place : {&SelectPlaces::result, &SelectPlaces::resultValidity})
+            for (int flags = 0; flags < 4; ++flags) {
+                SelectCall call{{truth, truth, truth}, count, 1, 1, (flags & 1) != 0,
+                                (flags & 2) != 0,      {}};
+                const LaneMemory memory =
+                    layOutPair(call, &SelectPlaces::condition, place, 0, draw);
+                for (const SelectBuild& build : everySelectBuild())
+                    EXPECT_EQ(differenceFromNaive(build, call, memory), "");
+            }
+}
+
 } // namespace
 } // namespace Fenlet
