@@ -34,9 +34,7 @@ endfunction()
 function(fenlet_library_defaults target static_definition)
   fenlet_target_defaults(${target})
   if(FENLET_COVERAGE)
-    # Threads that lost counts to each other would leave some branches out.
-    target_compile_options(${target} PRIVATE
-      -fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic)
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
   endif()
   # Before 1.0 every minor version may break what is built against the one before.
   set_target_properties(${target} PROPERTIES
