@@ -65,7 +65,7 @@ void countKernels(const std::string& set) {
     Areas areas;
     for (const KernelCase& one : kernelCases()) {
         one.prepare(areas);
-        count(set + one.name, [&] { one.run(areas); });
+        count(set + one.name, one.call(areas));
     }
 }
 

@@ -50,58 +50,78 @@ using Kind = CpuElementKind;
 
 KernelCase arithmetic(const std::string& name, ArithmeticOp op, Kind result, Kind left, Kind right,
                       int multiplicity = 1, bool rightScalar = false) {
-    return {name, left, right, [=](Areas& areas) {
-                dispatchArithmetic(result, left, right,
-                                   {areas[Areas::result], areas[Areas::resultValidity],
-                                    areas[Areas::left], areas[Areas::right],
-                                    boundElements(multiplicity), multiplicity, false, rightScalar,
-                                    op});
+    return {name, left, right, [=](Areas& areas) -> Action {
+                const ArithmeticArgs args{areas[Areas::result],
+                                          areas[Areas::resultValidity],
+                                          areas[Areas::left],
+                                          areas[Areas::right],
+                                          boundElements(multiplicity),
+                                          multiplicity,
+                                          false,
+                                          rightScalar,
+                                          op};
+                const FlatArithmetic flat = flatArithmetic(op, result, left, right);
+                if (flat != nullptr && !rightScalar)
+                    return [=, &areas] {
+                        flat(areas[Areas::result], areas[Areas::left], areas[Areas::right],
+                             std::int64_t{args.count} * args.multiplicity);
+                    };
+                return [args, kernel = arithmeticKernel(result, left, right)] { kernel(args); };
             }};
 }
 
 KernelCase less(const std::string& name, Kind left, Kind right, int multiplicity = 1) {
-    return {name, left, right, [=](Areas& areas) {
-                dispatchComparison(left, right,
-                                   {areas[Areas::result], areas[Areas::left],
-                                    areas[Areas::leftValidity], areas[Areas::right],
-                                    areas[Areas::rightValidity], boundElements(multiplicity),
-                                    multiplicity, false, 0});
+    return {name, left, right, [=](Areas& areas) -> Action {
+                const ComparisonArgs args{areas[Areas::result],
+                                          areas[Areas::left],
+                                          areas[Areas::leftValidity],
+                                          areas[Areas::right],
+                                          areas[Areas::rightValidity],
+                                          boundElements(multiplicity),
+                                          multiplicity,
+                                          false,
+                                          0};
+                return [args, kernel = comparisonKernel(left, right)] { kernel(args); };
             }};
 }
 
 KernelCase logic(const std::string& name, void (*run)(const LogicArgs&)) {
-    return {
-        name, Kind::Tribool, Kind::Tribool, [run](Areas& areas) {
-            run({areas[Areas::result], areas[Areas::left], areas[Areas::right], boundElements(1)});
-        }};
+    return {name, Kind::Tribool, Kind::Tribool, [run](Areas& areas) -> Action {
+                const LogicArgs args{areas[Areas::result], areas[Areas::left], areas[Areas::right],
+                                     boundElements(1)};
+                return [args, run] { run(args); };
+            }};
 }
 
 KernelCase select(const std::string& name, Kind kind, int multiplicity, int conditionRun) {
     return {name, kind, kind,
-            [=](Areas& areas) {
-                dispatchSelect(
-                    kind, kind, kind,
-                    {areas[Areas::result], areas[Areas::resultValidity], areas[Areas::condition], 1,
-                     areas[Areas::left], areas[Areas::leftValidity], areas[Areas::right],
-                     areas[Areas::rightValidity], boundElements(multiplicity), multiplicity});
+            [=](Areas& areas) -> Action {
+                const SelectArgs args{areas[Areas::result],        areas[Areas::resultValidity],
+                                      areas[Areas::condition],     1,
+                                      areas[Areas::left],          areas[Areas::leftValidity],
+                                      areas[Areas::right],         areas[Areas::rightValidity],
+                                      boundElements(multiplicity), multiplicity};
+                return [args, kernel = selectKernel(kind, kind, kind)] { kernel(args); };
             },
             conditionRun};
 }
 
 KernelCase unary(const std::string& name, UnaryOp op, int multiplicity) {
-    return {name, Kind::Float32, Kind::Float32, [=](Areas& areas) {
-                dispatchUnary(op, Kind::Float32, Kind::Float32,
-                              {areas[Areas::result], areas[Areas::left],
-                               boundElements(multiplicity), multiplicity});
+    return {name, Kind::Float32, Kind::Float32, [=](Areas& areas) -> Action {
+                const UnaryArgs args{areas[Areas::result], areas[Areas::left],
+                                     boundElements(multiplicity), multiplicity};
+                return [args, kernel = unaryKernel(op, Kind::Float32, Kind::Float32)] {
+                    kernel(args);
+                };
             }};
 }
 
 KernelCase component(const std::string& name, Kind to, Kind from, int multiplicity = 1) {
-    return {name, from, from, [=](Areas& areas) {
-                dispatchComponent(to, from,
-                                  {areas[Areas::result], areas[Areas::left],
-                                   boundElements(multiplicity), multiplicity,
-                                   multiplicity > 1 ? 1 : 0});
+    return {name, from, from, [=](Areas& areas) -> Action {
+                const ComponentArgs args{areas[Areas::result], areas[Areas::left],
+                                         boundElements(multiplicity), multiplicity,
+                                         multiplicity > 1 ? 1 : 0};
+                return [args, kernel = componentKernel(to, from)] { kernel(args); };
             }};
 }
 
@@ -152,9 +172,11 @@ std::vector<KernelCase> otherCases() {
         logic("or", &logicalOr),
         logic("not", &logicalNot),
         {"is true", Kind::Tribool, Kind::Tribool,
-         [](Areas& areas) {
-             isTrue({areas[Areas::result], areas[Areas::resultValidity], areas[Areas::left],
-                     areas[Areas::leftValidity], boundElements(1), 1});
+         [](Areas& areas) -> Action {
+             const IsTrueArgs args{areas[Areas::result], areas[Areas::resultValidity],
+                                   areas[Areas::left],   areas[Areas::leftValidity],
+                                   boundElements(1),     1};
+             return [args] { isTrue(args); };
          }},
         select("select f32, at random", Kind::Float32, 1, 1),
         select("select f32, in runs of 100", Kind::Float32, 1, 100),

@@ -40,12 +40,17 @@ class Areas {
     unsigned char* first = nullptr;
 };
 
+/// One call, over areas that were given with it.
+using Action = std::function<void()>;
+
 /// A kernel's call for one shape, and what it reads.
 struct KernelCase {
     std::string name; ///< that of the loop by hand
     CpuElementKind left;
     CpuElementKind right;
-    std::function<void(Areas&)> run;
+    /// The call with its kernel looked up in the instruction set that is chosen now, as a run does
+    /// once for each step.
+    std::function<Action(Areas&)> call;
     int conditionRun = 1;
 
     void prepare(Areas& areas) const {
