@@ -8,6 +8,7 @@
 #include <fenlethosts/sinks.h>
 
 #include <benchmark/benchmark.h>
+#include <cstring>
 #include <list>
 #include <string>
 #include <vector>
@@ -76,6 +77,21 @@ void configureAgain(benchmark::State& state) {
     Interpreter interpreter;
     for (auto _ : state)
         benchmark::DoNotOptimize(interpreter.configure(work.program, 1024));
+}
+
+/// What of it no plan can do without: the registers of such a program begin as zeros.
+void zeroRegisters(benchmark::State& state) {
+    Interpreter interpreter;
+    if (!interpreter.configure(chain(sharedData(), static_cast<int>(state.range(0))).program,
+                               1024)) {
+        state.SkipWithError(interpreter.lastRefusalMessage());
+        return;
+    }
+    std::vector<unsigned char> bytes(interpreter.registerFile().byteCount());
+    for (auto _ : state) {
+        std::memset(bytes.data(), 0, bytes.size());
+        benchmark::ClobberMemory();
+    }
 }
 
 /// From a program of as many instructions as the argument says to its result over 1,024 elements.
@@ -169,6 +185,7 @@ void registerAll() {
                 [&named, one](benchmark::State& state) { partOfProgram(state, named, one.part); });
     benchmark::RegisterBenchmark("configure", &configure)->Arg(20)->Arg(100);
     benchmark::RegisterBenchmark("configure again", &configureAgain)->Arg(20)->Arg(100);
+    benchmark::RegisterBenchmark("zero registers", &zeroRegisters)->Arg(20)->Arg(100);
     benchmark::RegisterBenchmark("first result", &firstResult)->Arg(20);
     benchmark::RegisterBenchmark("blocks", &blocks)
         ->Args({4, 1})

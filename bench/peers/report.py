@@ -292,6 +292,9 @@ def fixed_part(found):
     rows += [[f"`configure` again, {count} instructions", "",
               figure(nanoseconds(found.programs[f"configure again/{count}"]))]
              for count in (20, 100)]
+    rows += [[f"to fill its registers with zeros, {count} instructions", "",
+              figure(nanoseconds(found.programs[f"zero registers/{count}"]))]
+             for count in (20, 100)]
     rows.append(["first result, 20 instructions, 1,024 elements", "below 10,000",
                  figure(nanoseconds(found.programs["first result/20"]))])
     for size in (1, 256):
@@ -313,10 +316,10 @@ def fixed_part(found):
 REASONS = {
     "not (Avx512)": "a thousand bytes are sixteen vectors: the call itself, which the loop by hand "
                     "has not, is a fifth of the time",
-    "is true (Avx512)": "as `not`, and its two results are written in two passes",
+    "is true (Avx512)": "its two results are written in two passes",
     "i32 / i32 (Baseline)": "the divisor -1 is kept from the division, whose quotient may not fit",
-    "f64 + f64 in i32 (Avx512)": "each operand is converted with all that C++ leaves undefined "
-                                 "defined",
+    "f64 + f64 in i32 (Avx512)": "its loop takes two vectors of doubles at a time, the one by hand "
+                                 "four",
     "select f32, at random (Avx512)": "values and validity are picked in passes of their own",
     "select f32, in runs of 100 (Avx512)": "as at random",
     "select f32, x3, at random (Avx512)": "as at random, and conditions are spread first",

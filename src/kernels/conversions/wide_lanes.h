@@ -36,7 +36,7 @@ struct WideLanes {
     static Integers truncateDoubles(const unsigned char* in) {
         const __m256i low = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in));
         const __m256i high = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in + 64));
-        return _mm512_mask_broadcast_i64x4(_mm512_maskz_broadcast_i64x4(half, low), 0xF0, high);
+        return _mm512_maskz_inserti64x4(half, _mm512_castsi256_si512(low), high, 1);
     }
     static void storeHalves(unsigned char* out, Floats value) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), narrowed(value));
