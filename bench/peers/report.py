@@ -314,12 +314,10 @@ def fixed_part(found):
 
 # Why a kernel may stay behind the loop by hand, for the page to say where one does.
 REASONS = {
-    "not (Avx512)": "a thousand bytes are sixteen vectors: the call itself, which the loop by hand "
-                    "has not, is a fifth of the time",
+    "not (Avx512)": "a thousand bytes are sixteen vectors, beside which the call and the test for "
+                    "overlap count, and the loop by hand has neither",
     "is true (Avx512)": "its two results are written in two passes",
     "i32 / i32 (Baseline)": "the divisor -1 is kept from the division, whose quotient may not fit",
-    "f64 + f64 in i32 (Avx512)": "its loop takes two vectors of doubles at a time, the one by hand "
-                                 "four",
     "select f32, at random (Avx512)": "values and validity are picked in passes of their own",
     "select f32, in runs of 100 (Avx512)": "as at random",
     "select f32, x3, at random (Avx512)": "as at random, and conditions are spread first",
