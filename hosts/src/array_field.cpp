@@ -1,4 +1,5 @@
 // A field over an array in memory.
+#include "fetch_ahead.h"
 #include "lane_conversions.h"
 
 #include <fenlethosts/array_field.h>
@@ -17,21 +18,6 @@ std::int64_t packedBytes(CpuElementKind kind, std::int32_t components) {
 void keepWhereValid(unsigned char* validity, const unsigned char* present, std::int64_t count) {
     for (std::int64_t i = 0; i < count; ++i)
         validity[i] = present[i] == 0 ? static_cast<unsigned char>(0) : validity[i];
-}
-
-/// Asks for the elements that the next run is likely to want, as many as this one has: several
-/// fields take turns, each with a piece of a page or two, and no processor foresees that by itself.
-void fetchAhead(const ArrayView& array, std::int64_t first, std::int64_t count) {
-    constexpr std::int64_t line = 64;
-    constexpr std::int64_t together = 4;
-    const std::int64_t bytes = std::min(count, array.count - first) * array.stride;
-    const auto* next = static_cast<const unsigned char*>(array.data) + first * array.stride;
-    // What is left of the last lines comes with the run after that.
-    for (std::int64_t lines = bytes / line; lines >= together; lines -= together) {
-        for (std::int64_t i = 0; i < together; ++i)
-            __builtin_prefetch(next + i * line, 0, 2);
-        next += together * line;
-    }
 }
 
 /// Positions of one ascending run of element numbers, over elements that lie side by side.
@@ -53,14 +39,18 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
     const std::int64_t valueBytes = packedBytes(request.kind, array.components);
     unsigned char* const values = request.values + before * valueBytes;
     const unsigned char* const stored = elements + (start + before) * array.stride;
-    const std::int64_t lanes = (end - before) * array.components;
-    fetchAhead(array, start + end, end - before);
-    if (request.kind == array.kind)
-        std::memcpy(values, stored, static_cast<std::size_t>(lanes * elementSize(array.kind)));
-    else
-        convert(values, stored, lanes);
-    if (array.validity != nullptr)
-        keepWhereValid(request.validity + before, array.validity + start + before, end - before);
+    const std::int64_t bytes = (end - before) * array.stride;
+    if (request.kind == array.kind) {
+        copyAndFetchAhead(values, stored, bytes, stored + bytes);
+    } else {
+        fetchAhead(stored + bytes, bytes);
+        convert(values, stored, (end - before) * array.components);
+    }
+    if (array.validity != nullptr) {
+        const unsigned char* const present = array.validity + (start + before);
+        fetchAhead(present + (end - before), end - before);
+        keepWhereValid(request.validity + before, present, end - before);
+    }
 }
 
 /// From how many bytes on an array's scattered elements are asked for before their turn: smaller
@@ -68,7 +58,8 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
 constexpr std::int64_t farBytes = 1 << 20;
 constexpr int turnsBefore = 32;
 
-/// Asks for an element wherever its number leads. Nothing is read there.
+/// Asks for an element wherever its number leads. Nothing is read there. Not by fetchLine: these
+/// are read one by one, and soon.
 void askFor(const unsigned char* elements, std::int64_t index, std::int64_t stride) {
     const auto offset = static_cast<std::uintptr_t>(index) * static_cast<std::uintptr_t>(stride);
     __builtin_prefetch(

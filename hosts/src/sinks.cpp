@@ -1,4 +1,6 @@
 // The sink that collects registers into arrays.
+#include "fetch_ahead.h"
+
 #include <fenlethosts/sinks.h>
 
 #include <stdexcept>
@@ -47,9 +49,12 @@ bool CollectingSink::consume(const RegisterFile& registers, long long blockStart
     for (CollectedRegister& one : kept) {
         const auto bytes = static_cast<std::size_t>(elementSize(one.spec.kind)) *
                            static_cast<std::size_t>(one.spec.multiplicity);
-        std::memcpy(one.values.data() + offset * bytes, registers.data(one.number),
-                    elements * bytes);
-        keepTruth(one.validity.data() + offset, registers.validity(one.number), elements);
+        unsigned char* const values = one.values.data() + offset * bytes;
+        copyAndFetchAhead(values, static_cast<const unsigned char*>(registers.data(one.number)),
+                          static_cast<std::int64_t>(elements * bytes), values + elements * bytes);
+        unsigned char* const validity = one.validity.data() + offset;
+        fetchAhead(validity + elements, blockCount);
+        keepTruth(validity, registers.validity(one.number), elements);
     }
     return true;
 }

@@ -26,18 +26,18 @@ TEST(BlockSizeAdvice, GivesTheRegistersRoomInTheCache) {
         EXPECT_EQ(size & (size - 1), 0) << size;
         EXPECT_GE(size, 256);
         EXPECT_LE(size, 8192);
-        EXPECT_TRUE(size == 256 || count * 5 * size <= 131072) << count;
-        EXPECT_TRUE(size == 8192 || count * 5 * size * 2 > 131072) << count;
+        EXPECT_TRUE(size == 256 || count * 5 * size <= 32768) << count;
+        EXPECT_TRUE(size == 8192 || count * 5 * size * 2 > 32768) << count;
     }
 }
 
 TEST(BlockSizeAdvice, CountsKindsComponentsAndValidity) {
-    EXPECT_EQ(adviseBlockSize(registers(16, RegisterFormat::Tribool)), 4096);
-    EXPECT_EQ(adviseBlockSize(registers(17, RegisterFormat::Tribool)), 2048);
-    EXPECT_EQ(adviseBlockSize(registers(7, RegisterFormat::Float64)), 2048);
-    EXPECT_EQ(adviseBlockSize(registers(8, RegisterFormat::Float64)), 1024);
-    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 3)), 4096);
-    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 4)), 2048);
+    EXPECT_EQ(adviseBlockSize(registers(16, RegisterFormat::Tribool)), 1024);
+    EXPECT_EQ(adviseBlockSize(registers(17, RegisterFormat::Tribool)), 512);
+    EXPECT_EQ(adviseBlockSize(registers(7, RegisterFormat::Float64)), 512);
+    EXPECT_EQ(adviseBlockSize(registers(8, RegisterFormat::Float64)), 256);
+    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 3)), 1024);
+    EXPECT_EQ(adviseBlockSize(registers(2, RegisterFormat::Float32, 4)), 512);
 }
 
 TEST(BlockSizeAdvice, IsAnsweredForAnyProgram) {
