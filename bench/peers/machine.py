@@ -52,8 +52,8 @@ def library_sizes(build):
     return ", ".join(sizes) or "static"
 
 
-def describe(build):
-    """Pairs of what and how."""
+def describe(build, clean_build):
+    """Pairs of what and how. A clean build of the libraries took so many seconds."""
     processor = told("lscpu")
     cache = (pathlib.Path(build) / "CMakeCache.txt").read_text()
     compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)", cache)
@@ -70,5 +70,6 @@ def describe(build):
         ("compiler", told(compiler, "--version").splitlines()[0] if told(compiler, "--version")
          else compiler),
         ("libraries, stripped", library_sizes(build)),
+        ("clean build of the libraries", f"{clean_build:.0f} s"),
         ("load when it ended", f"{os.getloadavg()[0]:.1f}"),
     ]

@@ -161,7 +161,8 @@ def flatness(found, counts):
     large = [found.growing[OURS, count] for count in counts
              if count * W2_BYTES > found.last_level_bytes > 0]
     if len(large) < 2:
-        return ""
+        return ("\nThe last-level cache of this machine is so large that what happens beyond it "
+                "cannot be told from these counts.\n")
     ratio = max(large) / min(large)
     return (f"\nWhere the data exceed the last-level cache, ours takes between "
             f"{figure(min(large))} and {figure(max(large))} ns, "
@@ -330,7 +331,8 @@ nanosecond, the speed as a part of that of the best loop by hand for the shape (
 same set; kinds and counts known, areas apart), which should be at least 0.85, and as a part of what
 the loads and stores alone would allow. A loop by hand that is slower than the kernel shows that it
 could be better, no more. Those of `Select` read nothing of the arm that is not taken, as the kernels
-promise; one that may read both does something else.
+promise; one that may read both does something else. Those of halves in the baseline convert by the
+same routine for one lane, which the compiler makes wide.
 """
 
 
@@ -371,8 +373,11 @@ def kernel_part(found):
         told.append("Slower with AVX-512 than with AVX2 by more than 3 %: "
                     + (", ".join(slower) or "none") + ".")
         told.append("Dividers are no wider with AVX2 than with the baseline on many processors, "
-                    "and `Select` looks validity up byte by byte in both.")
+                    "`Select` looks validity up byte by byte in both, and what already runs at the "
+                    "limit of the baseline's loads and stores gains by the cache's width alone.")
     why = "".join(f"- {name}: {REASONS[name]}.\n" for name in missed if name in REASONS)
+    if others := [name for name in missed if name not in REASONS]:
+        why += f"- {', '.join(others)}: no reason is known.\n"
     told = ["\n" + " ".join(told) + "\n", "\nWhy some are behind:\n\n" + why if why else ""]
     return KERNELS + "\n" + table(["", *heads], rows) + "".join(told)
 

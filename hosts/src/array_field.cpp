@@ -39,7 +39,8 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
     const std::int64_t valueBytes = packedBytes(request.kind, array.components);
     unsigned char* const values = request.values + before * valueBytes;
     const unsigned char* const stored = elements + (start + before) * array.stride;
-    const std::int64_t bytes = (end - before) * array.stride;
+    const auto elementCount = static_cast<std::size_t>(end - before);
+    const std::size_t bytes = elementCount * static_cast<std::size_t>(array.stride);
     if (request.kind == array.kind) {
         copyAndFetchAhead(values, stored, bytes, stored + bytes);
     } else {
@@ -48,7 +49,7 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
     }
     if (array.validity != nullptr) {
         const unsigned char* const present = array.validity + (start + before);
-        fetchAhead(present + (end - before), end - before);
+        fetchAhead(present + elementCount, elementCount);
         keepWhereValid(request.validity + before, present, end - before);
     }
 }

@@ -11,7 +11,7 @@ constexpr int smallest = 256;
 constexpr int largest = 8192;
 /// What the smallest first-level caches in use have. Shorter blocks would pay more for what each
 /// step costs by itself; longer ones ask for more memory at a time than a processor can keep on the
-/// way: measured, sizes around this one were the fastest for every program that bench/ has.
+/// way: measured, sizes around this one were among the fastest for every program that bench/ has.
 constexpr std::int64_t roomForRegisters = 32 * 1024;
 
 /// Bytes of all registers for one element, values and validity, or so many that not even the

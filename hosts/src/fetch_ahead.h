@@ -4,12 +4,13 @@
 // foresees that by itself: the start of every piece would be waited for.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 namespace Fenlet {
 
-constexpr std::int64_t lineBytes = 64;
+inline constexpr std::size_t lineBytes = 64;
 
 /// Asks for the line at an address, which may be any: nothing is read there.
 inline void fetchLine(std::uintptr_t address) {
@@ -17,23 +18,23 @@ inline void fetchLine(std::uintptr_t address) {
 }
 
 /// Asks for the lines of `bytes` from `next` on; what is left of the last comes with the run after.
-inline void fetchAhead(const void* next, std::int64_t bytes) {
-    auto address = reinterpret_cast<std::uintptr_t>(next);
-    for (std::int64_t i = 0; i + lineBytes <= bytes; i += lineBytes)
-        fetchLine(address + static_cast<std::uintptr_t>(i));
+inline void fetchAhead(const void* next, std::size_t bytes) {
+    const auto address = reinterpret_cast<std::uintptr_t>(next);
+    for (std::size_t i = 0; i + lineBytes <= bytes; i += lineBytes)
+        fetchLine(address + i);
 }
 
 /// Copies a run, and asks for as many bytes from `next` on. Line by line in turns: a copy in one
 /// piece after all the asking would wait until the lines are there.
 inline void copyAndFetchAhead(unsigned char* __restrict out, const unsigned char* __restrict in,
-                              std::int64_t bytes, const void* next) {
-    auto address = reinterpret_cast<std::uintptr_t>(next);
-    std::int64_t i = 0;
+                              std::size_t bytes, const void* next) {
+    const auto address = reinterpret_cast<std::uintptr_t>(next);
+    std::size_t i = 0;
     for (; i + lineBytes <= bytes; i += lineBytes) {
-        fetchLine(address + static_cast<std::uintptr_t>(i));
+        fetchLine(address + i);
         std::memcpy(out + i, in + i, lineBytes);
     }
-    std::memcpy(out + i, in + i, static_cast<std::size_t>(bytes - i));
+    std::memcpy(out + i, in + i, bytes - i);
 }
 
 } // namespace Fenlet

@@ -49,11 +49,13 @@ bool CollectingSink::consume(const RegisterFile& registers, long long blockStart
     for (CollectedRegister& one : kept) {
         const auto bytes = static_cast<std::size_t>(elementSize(one.spec.kind)) *
                            static_cast<std::size_t>(one.spec.multiplicity);
+        // Stores past the caches would need a fence after every block, so that a thread which is
+        // told of it sees them, and that costs more than they save.
         unsigned char* const values = one.values.data() + offset * bytes;
         copyAndFetchAhead(values, static_cast<const unsigned char*>(registers.data(one.number)),
-                          static_cast<std::int64_t>(elements * bytes), values + elements * bytes);
+                          elements * bytes, values + elements * bytes);
         unsigned char* const validity = one.validity.data() + offset;
-        fetchAhead(validity + elements, blockCount);
+        fetchAhead(validity + elements, elements);
         keepTruth(validity, registers.validity(one.number), elements);
     }
     return true;

@@ -1,0 +1,60 @@
+// Calls that come before the instruction set is chosen, from another object's initialisation.
+#include "kernels/arithmetic/arithmetic.h"
+#include "kernels/target/sets.h"
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+
+namespace Fenlet {
+namespace {
+
+constexpr int lanes = 1 << 16;
+
+/// Every `Half` and its sum with the one before it, in the set that ran at the time.
+struct EarlySums {
+    EarlySums() : set(chosenInstructionSet) {
+        for (int i = 0; i < lanes; ++i) {
+            const auto half = static_cast<std::uint16_t>(i);
+            const auto other = static_cast<std::uint16_t>(i - 1);
+            std::memcpy(left.data() + i, &half, sizeof half);
+            std::memcpy(right.data() + i, &other, sizeof other);
+        }
+        isDone = add(sums);
+    }
+
+    bool add(std::array<std::uint16_t, lanes>& out) const {
+        return dispatchArithmetic(CpuElementKind::Half, CpuElementKind::Half, CpuElementKind::Half,
+                                  {out.data(), nullptr, left.data(), right.data(), lanes, 1, false,
+                                   false, ArithmeticOp::Add});
+    }
+
+    InstructionSet set;
+    bool isDone = false;
+    std::array<std::uint16_t, lanes> left{};
+    std::array<std::uint16_t, lanes> right{};
+    std::array<std::uint16_t, lanes> sums{};
+};
+
+// The first priority that is not the implementation's own.
+[[gnu::init_priority(101)]] const EarlySums early;
+
+/// The sign and payload of a NaN are the processor's own.
+std::uint16_t oneForNaN(std::uint16_t half) {
+    return (half & 0x7FFF) > 0x7C00 ? std::uint16_t{0x7E00} : half;
+}
+
+TEST(EarlyCall, RunsTheBaselineAndIsRight) {
+    EXPECT_EQ(early.set, InstructionSet::Baseline);
+    ASSERT_TRUE(early.isDone);
+    static std::array<std::uint16_t, lanes> sums;
+    ASSERT_TRUE(early.add(sums));
+    for (std::size_t i = 0; i < lanes; ++i)
+        ASSERT_EQ(oneForNaN(early.sums[i]), oneForNaN(sums[i])) << i;
+    // One and the half before it, so that equal does not mean untouched.
+    EXPECT_EQ(early.sums[0x3C00], 0x4000);
+}
+
+} // namespace
+} // namespace Fenlet
