@@ -9,8 +9,10 @@
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/vectors.h"
 
-#ifdef __SSE2__
+#if defined(__SSE2__)
 #include <immintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
 #endif
 
 namespace Fenlet {
@@ -95,6 +97,28 @@ struct WideLanes {
                                   _mm_cvttpd_epi32(_mm_loadu_pd(doubles + 2)));
     }
 };
+#elif defined(__aarch64__)
+/// Four lanes at a time. Where there is no integer this processor has others, so that truncation is
+/// left to compilers.
+struct WideLanes {
+    using Floats = float32x4_t;
+
+    static Floats loadHalves(const unsigned char* in) {
+        return widened(loadLane<uint16x4_t>(in, 0));
+    }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<float32x4_t>(in, 0); }
+    static Floats loadIntegers(const unsigned char* in) {
+        return vcvtq_f32_s32(loadLane<int32x4_t>(in, 0));
+    }
+    static void storeHalves(unsigned char* out, Floats value) {
+        storeLane(out, 0, narrowed(value));
+    }
+    static Floats rounded(Floats value) { return widened(narrowed(value)); }
+
+  private:
+    static Floats widened(uint16x4_t halves) { return vcvt_f32_f16(vreinterpret_f16_u16(halves)); }
+    static uint16x4_t narrowed(Floats value) { return vreinterpret_u16_f16(vcvt_f16_f32(value)); }
+};
 #endif
 
 /// How a vector of an operand's lanes is loaded in the working type of an operation with this
@@ -102,7 +126,7 @@ struct WideLanes {
 template <class Result, class From>
 struct WideOperand;
 
-#ifdef __F16C__
+#if defined(__F16C__) || defined(__aarch64__)
 template <>
 struct WideOperand<Half, Half> {
     static auto load(const unsigned char* in) { return WideLanes::loadHalves(in); }
@@ -131,6 +155,9 @@ template <>
 struct WideOperand<float, std::int32_t> {
     static auto load(const unsigned char* in) { return WideLanes::loadIntegers(in); }
 };
+#endif
+
+#ifdef __F16C__
 template <>
 struct WideOperand<std::int32_t, Half> {
     static auto load(const unsigned char* in) {
@@ -164,7 +191,7 @@ struct WideResult {
         storeLane(out, 0, value);
     }
 };
-#ifdef __F16C__
+#if defined(__F16C__) || defined(__aarch64__)
 template <>
 struct WideResult<Half> {
     template <class Vector>

@@ -6,7 +6,6 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-#ifdef __SSE2__
 /// Lanes of `From` to the working type of `Result`.
 template <class Result, class From>
 struct ConvertOperands {
@@ -18,6 +17,7 @@ struct ConvertOperands {
     }
 };
 
+#ifdef __SSE2__
 template <>
 struct WideRun<Convert<std::int32_t, float>> : ConvertOperands<std::int32_t, float> {};
 template <>
@@ -70,6 +70,9 @@ template <>
 struct WideRun<Convert<std::int32_t, Half>> : ConvertOperands<std::int32_t, Half> {};
 template <>
 struct WideRun<ToWorking<std::int32_t, Half>> : ConvertOperands<std::int32_t, Half> {};
+#endif
+
+#if defined(__F16C__) || defined(__aarch64__)
 template <>
 struct WideRun<Convert<float, Half>> : ConvertOperands<float, Half> {};
 template <>
