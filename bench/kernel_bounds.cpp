@@ -82,6 +82,15 @@ struct VectorOf {
     }
 };
 
+/// An operation with its operands the other way round.
+template <class Operation>
+struct Turned {
+    template <class Value>
+    static Value of(Value a, Value b) {
+        return Operation::of(b, a);
+    }
+};
+
 /// Part `part` of as many vectors as there are components: each scalar as often as that.
 template <class Operation, class Value, int multiplicity, int part, int... lane>
 void partByScalar(Value* result, const Value* left, const typename VectorOf<Value>::Type& scalars,
@@ -103,16 +112,26 @@ void elementsByScalar(Value* result, const Value* left, const Value* right,
      ...);
 }
 
+template <class Operation, class Value, int multiplicity>
+void vectorsByScalars(Byte* resultArea, const Byte* vectorArea, const Byte* scalarArea) {
+    auto* const result = reinterpret_cast<Value*>(resultArea);
+    const auto* const vectors = reinterpret_cast<const Value*>(vectorArea);
+    const auto* const scalars = reinterpret_cast<const Value*>(scalarArea);
+    for (int i = 0; i < boundElements(multiplicity); i += VectorOf<Value>::lanes)
+        elementsByScalar<Operation, Value, multiplicity>(
+            result + i * multiplicity, vectors + i * multiplicity, scalars + i,
+            std::make_integer_sequence<int, multiplicity>());
+}
+
 /// Vectors on the left, one component for each on the right.
 template <class Operation, class Value, int multiplicity>
 void byScalar(const LoopAreas& areas) {
-    auto* const result = reinterpret_cast<Value*>(areas.result);
-    const auto* const left = reinterpret_cast<const Value*>(areas.left);
-    const auto* const right = reinterpret_cast<const Value*>(areas.right);
-    for (int i = 0; i < boundElements(multiplicity); i += VectorOf<Value>::lanes)
-        elementsByScalar<Operation, Value, multiplicity>(
-            result + i * multiplicity, left + i * multiplicity, right + i,
-            std::make_integer_sequence<int, multiplicity>());
+    vectorsByScalars<Operation, Value, multiplicity>(areas.result, areas.left, areas.right);
+}
+/// The other way round.
+template <class Operation, class Value, int multiplicity>
+void scalarBy(const LoopAreas& areas) {
+    vectorsByScalars<Turned<Operation>, Value, multiplicity>(areas.result, areas.right, areas.left);
 }
 
 /// Through double, which has room for every Int32 and rounds no quotient across a whole number.
@@ -527,6 +546,41 @@ void readBytes(const LoopAreas& areas) {
                   (sums[0] | sums[1]) | (sums[2] | sums[3]));
 }
 
+void numberElements(const LoopAreas& areas) {
+    auto* const __restrict result = reinterpret_cast<Int64*>(areas.result);
+    for (int i = 0; i < count; ++i)
+        result[i] = i;
+}
+
+/// Whether all elements are valid and their numbers run on.
+void isOneRun(const LoopAreas& areas) {
+    const auto* const left = reinterpret_cast<const Int64*>(areas.left);
+    const Byte* const validity = areas.leftValidity;
+    Int64 breaks = 0;
+    for (int i = 0; i < count; ++i)
+        breaks |= left[i] ^ (left[0] + i);
+    Byte holes = 0;
+    for (int i = 0; i < count; ++i)
+        holes |= validity[i] == 0 ? 1 : 0;
+    areas.result[0] = breaks == 0 && holes == 0;
+}
+
+void bothPresent(const LoopAreas& areas) {
+    Byte* const __restrict result = areas.result;
+    const Byte* const __restrict left = areas.leftValidity;
+    const Byte* const __restrict right = areas.rightValidity;
+    for (int i = 0; i < count; ++i)
+        result[i] = static_cast<Byte>((left[i] != 0) & (right[i] != 0));
+}
+
+void allPresent(const LoopAreas& areas) {
+    const Byte* const validity = areas.leftValidity;
+    Byte others = 0;
+    for (int i = 0; i < count; ++i)
+        others |= validity[i] ^ 1;
+    areas.result[0] = others == 0;
+}
+
 /// Stores alone.
 void writeBytes(const LoopAreas& areas) {
     using Vector = VectorOf<Int64>;
@@ -549,6 +603,12 @@ constexpr NamedLoop byScalarLoop(const char* name) {
     return {name, &byScalar<Operation, Value, multiplicity>,
             boundElements(multiplicity) * multiplicity, (multiplicity + 1) * size,
             multiplicity * size};
+}
+template <class Operation, class Value, int multiplicity>
+constexpr NamedLoop scalarByLoop(const char* name) {
+    NamedLoop loop = byScalarLoop<Operation, Value, multiplicity>(name);
+    loop.run = &scalarBy<Operation, Value, multiplicity>;
+    return loop;
 }
 template <class Operation, class Result, class Left, class Right>
 constexpr NamedLoop singlesLoop(const char* name) {
@@ -601,6 +661,8 @@ const NamedLoop handLoops[] = {
     byScalarLoop<Multiply, float, 3>("f32 * f32, x3 by scalar"),
     byScalarLoop<Multiply, float, 4>("f32 * f32, x4 by scalar"),
     byScalarLoop<Divide, float, 3>("f32 / f32, x3 by scalar"),
+    scalarByLoop<Divide, float, 3>("f32 scalar / f32, x3"),
+    scalarByLoop<Multiply, float, 4>("f32 scalar * f32, x4"),
     arithmeticLoop<Add, double, double, double>("f64 + f64"),
     arithmeticLoop<Multiply, double, double, double>("f64 * f64"),
     arithmeticLoop<Divide, double, double, double>("f64 / f64"),
@@ -646,6 +708,11 @@ const NamedLoop handLoops[] = {
     componentLoop<2>("component of f32, x2"),
     componentLoop<3>("component of f32, x3"),
     componentLoop<4>("component of f32, x4"),
+    {"element numbers", &numberElements, count, 0, count * 8},
+    conversionLoop<Int64, Int32>("i32 to element numbers", &convertLanes<Int64, Int32>),
+    {"numbers in one run?", &isOneRun, count, count * 9, 1},
+    {"both valid", &bothPresent, count, count * 2, count},
+    {"all valid?", &allPresent, count, count, 1},
     {nullptr, nullptr, 0, 0, 0},
 };
 

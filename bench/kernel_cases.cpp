@@ -4,6 +4,7 @@
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
 #include "kernels/comparisons/comparisons.h"
+#include "kernels/elements/elements.h"
 #include "kernels/select/select.h"
 #include "kernels/unary/unary.h"
 #include "sources/component.h"
@@ -48,20 +49,17 @@ namespace {
 
 using Kind = CpuElementKind;
 
+enum class Scalar { None, Left, Right };
+
 KernelCase arithmetic(const std::string& name, ArithmeticOp op, Kind result, Kind left, Kind right,
-                      int multiplicity = 1, bool rightScalar = false) {
+                      int multiplicity = 1, Scalar scalar = Scalar::None) {
     return {name, left, right, [=](Areas& areas) -> Action {
-                const ArithmeticArgs args{areas[Areas::result],
-                                          areas[Areas::resultValidity],
-                                          areas[Areas::left],
-                                          areas[Areas::right],
-                                          boundElements(multiplicity),
-                                          multiplicity,
-                                          false,
-                                          rightScalar,
-                                          op};
+                const ArithmeticArgs args{
+                    areas[Areas::result],   areas[Areas::resultValidity], areas[Areas::left],
+                    areas[Areas::right],    boundElements(multiplicity),  multiplicity,
+                    scalar == Scalar::Left, scalar == Scalar::Right,      op};
                 const FlatArithmetic flat = flatArithmetic(op, result, left, right);
-                if (flat != nullptr && !rightScalar)
+                if (flat != nullptr && scalar == Scalar::None)
                     return [=, &areas] {
                         flat(areas[Areas::result], areas[Areas::left], areas[Areas::right],
                              std::int64_t{args.count} * args.multiplicity);
@@ -137,14 +135,16 @@ std::vector<KernelCase> arithmeticCases() {
         arithmetic("f32 + f32, x4", Op::Add, f32, f32, f32, 4),
         arithmetic("f32 * f32", Op::Multiply, f32, f32, f32),
         arithmetic("f32 / f32", Op::Divide, f32, f32, f32),
-        arithmetic("f32 * f32, x2 by scalar", Op::Multiply, f32, f32, f32, 2, true),
-        arithmetic("f32 * f32, x3 by scalar", Op::Multiply, f32, f32, f32, 3, true),
-        arithmetic("f32 * f32, x4 by scalar", Op::Multiply, f32, f32, f32, 4, true),
-        arithmetic("f32 / f32, x3 by scalar", Op::Divide, f32, f32, f32, 3, true),
+        arithmetic("f32 * f32, x2 by scalar", Op::Multiply, f32, f32, f32, 2, Scalar::Right),
+        arithmetic("f32 * f32, x3 by scalar", Op::Multiply, f32, f32, f32, 3, Scalar::Right),
+        arithmetic("f32 * f32, x4 by scalar", Op::Multiply, f32, f32, f32, 4, Scalar::Right),
+        arithmetic("f32 / f32, x3 by scalar", Op::Divide, f32, f32, f32, 3, Scalar::Right),
+        arithmetic("f32 scalar / f32, x3", Op::Divide, f32, f32, f32, 3, Scalar::Left),
+        arithmetic("f32 scalar * f32, x4", Op::Multiply, f32, f32, f32, 4, Scalar::Left),
         arithmetic("f64 + f64", Op::Add, f64, f64, f64),
         arithmetic("f64 * f64", Op::Multiply, f64, f64, f64),
         arithmetic("f64 / f64", Op::Divide, f64, f64, f64),
-        arithmetic("f64 * f64, x3 by scalar", Op::Multiply, f64, f64, f64, 3, true),
+        arithmetic("f64 * f64, x3 by scalar", Op::Multiply, f64, f64, f64, 3, Scalar::Right),
         arithmetic("i32 + i32", Op::Add, i32, i32, i32),
         arithmetic("i32 * i32", Op::Multiply, i32, i32, i32),
         arithmetic("i32 / i32", Op::Divide, i32, i32, i32),
@@ -200,13 +200,53 @@ std::vector<KernelCase> otherCases() {
     };
 }
 
+/// The loops over elements. Those that answer put their answer into the result's first byte.
+std::vector<KernelCase> elementCases() {
+    constexpr int count = boundElements(1);
+    return {
+        {"element numbers", Kind::Int64, Kind::Int64,
+         [](Areas& areas) -> Action {
+             return [&areas] { countUp(areas[Areas::result], 0, count); };
+         }},
+        {"i32 to element numbers", Kind::Int32, Kind::Int32,
+         [](Areas& areas) -> Action {
+             auto* const numbers = reinterpret_cast<std::int64_t*>(areas[Areas::result]);
+             return [&areas, numbers] { widenIndices(numbers, areas[Areas::left], count); };
+         }},
+        {"numbers in one run?", Kind::Int64, Kind::Int64,
+         [](Areas& areas) -> Action {
+             countUp(areas[Areas::left], 7, count);
+             const auto* const numbers = reinterpret_cast<const std::int64_t*>(areas[Areas::left]);
+             return [&areas, numbers] {
+                 areas[Areas::result][0] =
+                     isContiguous(numbers, areas[Areas::leftValidity], count) ? 1 : 0;
+             };
+         }},
+        {"both valid", Kind::Int32, Kind::Int32,
+         [](Areas& areas) -> Action {
+             return [&areas] {
+                 bothValid(areas[Areas::result], areas[Areas::leftValidity],
+                           areas[Areas::rightValidity], count);
+             };
+         }},
+        {"all valid?", Kind::Int32, Kind::Int32,
+         [](Areas& areas) -> Action {
+             return [&areas] {
+                 areas[Areas::result][0] =
+                     isOneThroughout(areas[Areas::leftValidity], count) ? 1 : 0;
+             };
+         }},
+    };
+}
+
 } // namespace
 
 const std::vector<KernelCase>& kernelCases() {
     static const std::vector<KernelCase> all = [] {
         std::vector<KernelCase> cases = arithmeticCases();
-        for (KernelCase& one : otherCases())
-            cases.push_back(std::move(one));
+        for (std::vector<KernelCase>& others : std::vector{otherCases(), elementCases()})
+            for (KernelCase& one : others)
+                cases.push_back(std::move(one));
         return cases;
     }();
     return all;

@@ -92,7 +92,9 @@ bool agree(Areas& areas, const KernelCase& one, int set, const NamedLoop& loop) 
         return bytes;
     };
     std::memset(areas[Areas::result], 0, static_cast<std::size_t>(loop.bytesWritten));
-    return resultAfter(one.call(areas)) == resultAfter([&] { loop.run(areas.forLoop()); });
+    const auto byKernel = resultAfter(one.call(areas));
+    const auto byHand = resultAfter([&] { loop.run(areas.forLoop()); });
+    return byKernel == byHand;
 }
 
 const NamedLoop* findLoop(int set, const std::string& name) {

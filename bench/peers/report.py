@@ -319,6 +319,9 @@ REASONS = {
                     "overlap count, and the loop by hand has neither",
     "is true (Avx512)": "its two results are written in two passes",
     "i32 / i32 (Baseline)": "the divisor -1 is kept from the division, whose quotient may not fit",
+    "numbers in one run? (Baseline)": "it looks in pieces, so that scattered numbers are found out "
+                                      "early",
+    "all valid? (Avx512)": "it looks in pieces, so that what is missing early is found early",
     "select f32, at random (Avx512)": "values and validity are picked in passes of their own",
     "select f32, in runs of 100 (Avx512)": "as at random",
     "select f32, x3, at random (Avx512)": "as at random, and conditions are spread first",
