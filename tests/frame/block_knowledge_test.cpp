@@ -127,6 +127,31 @@ TEST(BlockKnowledge, OfValidityFollowsAConditionThatIsUnknown) {
     expectTheSame(run);
 }
 
+TEST(BlockKnowledge, OfNumbersEndsWhereAFieldIsReadIntoThem) {
+    Case run;
+    const auto own = run.program.addRegister(RegisterFormat::Int64);
+    const auto numbers = run.program.addRegister(RegisterFormat::Int64);
+    const auto told = run.program.addRegister(RegisterFormat::Float32);
+    run.program.fields.resize(1);
+    run.program.add(OpCode::ElementIndex, own);
+    run.program.add(OpCode::LoadField, numbers, {own}, 0);
+    run.program.add(OpCode::LoadField, numbers, {numbers}, 0);
+    run.program.add(OpCode::LoadField, told, {numbers}, 0);
+    // Numbers that run on, then scattered ones in their place, then what was said of those.
+    run.read = [call = 0](const FieldRead& request) mutable {
+        const int turn = call++ % 3;
+        if (turn == 2)
+            std::memset(request.values, request.contiguous ? 1 : 2,
+                        static_cast<std::size_t>(request.count) * 4);
+        for (int i = 0; i < request.count && turn < 2; ++i) {
+            const std::int64_t number = turn == 0 ? 5 + i : 7 * i % 16;
+            std::memcpy(request.values + std::size_t{8} * static_cast<std::size_t>(i), &number, 8);
+        }
+        return true;
+    };
+    expectTheSame(run);
+}
+
 /// Negates as many lanes as a wide register has into a narrow one, and so past its end: the first
 /// of them come to stand where the register after it begins.
 struct Overrun : Case {
