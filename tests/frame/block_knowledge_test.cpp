@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace Fenlet {
 namespace {
@@ -361,6 +362,33 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
     ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
     EXPECT_EQ(sink.values, (std::vector<float>{10, 25, 25}));
     EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
+}
+
+TEST(BlockKnowledge, OfOwnNumbersIsLostWhereASinkPlansAnotherProgram) {
+    const FieldSum own;
+    FieldSum zeros;
+    zeros.program.instructions.erase(zeros.program.instructions.begin()); // its numbers stay zero
+    struct Sink : BlockSink {
+        bool isFirst = true;
+        Interpreter* interpreter = nullptr;
+        const FenletProgram* next = nullptr;
+        bool consume(const RegisterFile&, long long, int) override {
+            return !std::exchange(isFirst, false) || interpreter->configure(*next, blockSize);
+        }
+    } sink;
+    std::vector<bool> runOn;
+    RecordingField field;
+    field.answer = [&runOn](const FieldRead& request) {
+        runOn.push_back(request.contiguous);
+        return true;
+    };
+    CpuFieldAccessor* const fields[] = {&field};
+    Interpreter interpreter;
+    sink.interpreter = &interpreter;
+    sink.next = &zeros.program;
+    ASSERT_TRUE(interpreter.configure(own.program, blockSize));
+    ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    EXPECT_EQ(runOn, (std::vector<bool>{true, false, false}));
 }
 
 /// Runs a program over so many elements in blocks of 4, with a sink that has another one planned
