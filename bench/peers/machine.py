@@ -53,7 +53,8 @@ def library_sizes(build):
 
 
 def describe(build, clean_build):
-    """Pairs of what and how. A clean build of the libraries took so many seconds."""
+    """Pairs of what and how. A clean build of the libraries took so many seconds, None if nobody
+    made one."""
     processor = told("lscpu")
     cache = (pathlib.Path(build) / "CMakeCache.txt").read_text()
     compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)", cache)
@@ -70,6 +71,6 @@ def describe(build, clean_build):
         ("compiler", told(compiler, "--version").splitlines()[0] if told(compiler, "--version")
          else compiler),
         ("libraries, stripped", library_sizes(build)),
-        ("clean build of the libraries", f"{clean_build:.0f} s"),
+        *([("clean build of the libraries", f"{clean_build:.0f} s")] if clean_build else []),
         ("load when it ended", f"{os.getloadavg()[0]:.1f}"),
     ]

@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
-#include <utility>
+#include <vector>
 
 namespace Fenlet {
 namespace {
@@ -331,11 +332,11 @@ TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
     EXPECT_EQ(second, 2);
 }
 
-TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
-    FieldSum sum;
-    FieldSum product;
-    product.program.instructions[2].op = OpCode::Multiply;
-    product.program.instructions.push_back(product.program.instructions[2]);
+/// Runs a program with a sink that has another one planned after the first block. Returns the first
+/// value of register 2 in each block.
+std::vector<float> valuesAround(Interpreter& interpreter, const FenletProgram& program,
+                                const FenletProgram& next,
+                                const std::function<bool(const FieldRead&)>& answer) {
     struct Sink : BlockSink {
         std::vector<float> values;
         Interpreter* interpreter = nullptr;
@@ -347,47 +348,44 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
             return values.size() > 1 || interpreter->configure(*next, blockSize);
         }
     } sink;
+    sink.interpreter = &interpreter;
+    sink.next = &next;
     RecordingField field;
-    field.answer = [](const FieldRead& request) {
+    field.answer = answer;
+    CpuFieldAccessor* const fields[] = {&field};
+    EXPECT_TRUE(interpreter.configure(program, blockSize));
+    EXPECT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    return sink.values;
+}
+
+TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
+    FieldSum sum;
+    FieldSum product;
+    product.program.instructions[2].op = OpCode::Multiply;
+    product.program.instructions.push_back(product.program.instructions[2]);
+    const auto fives = [](const FieldRead& request) {
         const float five = 5;
         for (int i = 0; i < request.count; ++i)
             std::memcpy(request.values + i * 4, &five, 4);
         return true;
     };
-    CpuFieldAccessor* const fields[] = {&field};
     Interpreter interpreter;
-    sink.interpreter = &interpreter;
-    sink.next = &product.program;
-    ASSERT_TRUE(interpreter.configure(sum.program, blockSize));
-    ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
-    EXPECT_EQ(sink.values, (std::vector<float>{10, 25, 25}));
+    EXPECT_EQ(valuesAround(interpreter, sum.program, product.program, fives),
+              (std::vector<float>{10, 25, 25}));
     EXPECT_EQ(interpreter.executedSteps(), 8u); // of the two blocks after the new plan
 }
 
 TEST(BlockKnowledge, OfOwnNumbersIsLostWhereASinkPlansAnotherProgram) {
-    const FieldSum own;
+    FieldSum own;
     FieldSum zeros;
     zeros.program.instructions.erase(zeros.program.instructions.begin()); // its numbers stay zero
-    struct Sink : BlockSink {
-        bool isFirst = true;
-        Interpreter* interpreter = nullptr;
-        const FenletProgram* next = nullptr;
-        bool consume(const RegisterFile&, long long, int) override {
-            return !std::exchange(isFirst, false) || interpreter->configure(*next, blockSize);
-        }
-    } sink;
     std::vector<bool> runOn;
-    RecordingField field;
-    field.answer = [&runOn](const FieldRead& request) {
+    const auto note = [&runOn](const FieldRead& request) {
         runOn.push_back(request.contiguous);
         return true;
     };
-    CpuFieldAccessor* const fields[] = {&field};
     Interpreter interpreter;
-    sink.interpreter = &interpreter;
-    sink.next = &zeros.program;
-    ASSERT_TRUE(interpreter.configure(own.program, blockSize));
-    ASSERT_TRUE(interpreter.evaluate(0, elementCount, {fields, 1}, sink));
+    EXPECT_EQ(valuesAround(interpreter, own.program, zeros.program, note).size(), 3u);
     EXPECT_EQ(runOn, (std::vector<bool>{true, false, false}));
 }
 

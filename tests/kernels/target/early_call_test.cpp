@@ -3,8 +3,8 @@
 #include "kernels/target/sets.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace Fenlet {
@@ -15,11 +15,9 @@ constexpr int lanes = 1 << 16;
 /// Every `Half` and its sum with the one before it, in the set that ran at the time.
 struct EarlySums {
     EarlySums() : set(chosenInstructionSet) {
-        for (int i = 0; i < lanes; ++i) {
-            const auto half = static_cast<std::uint16_t>(i);
-            const auto other = static_cast<std::uint16_t>(i - 1);
-            std::memcpy(left.data() + i, &half, sizeof half);
-            std::memcpy(right.data() + i, &other, sizeof other);
+        for (std::size_t i = 0; i < lanes; ++i) {
+            left[i] = static_cast<std::uint16_t>(i);
+            right[i] = static_cast<std::uint16_t>(i - 1);
         }
         isDone = add(sums);
     }
