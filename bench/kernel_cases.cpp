@@ -210,13 +210,15 @@ std::vector<KernelCase> elementCases() {
          }},
         {"i32 to element numbers", Kind::Int32, Kind::Int32,
          [](Areas& areas) -> Action {
-             auto* const numbers = reinterpret_cast<std::int64_t*>(areas[Areas::result]);
+             void* const result = areas[Areas::result];
+             auto* const numbers = static_cast<std::int64_t*>(result);
              return [&areas, numbers] { widenIndices(numbers, areas[Areas::left], count); };
          }},
         {"numbers in one run?", Kind::Int64, Kind::Int64,
          [](Areas& areas) -> Action {
              countUp(areas[Areas::left], 7, count);
-             const auto* const numbers = reinterpret_cast<const std::int64_t*>(areas[Areas::left]);
+             const void* const left = areas[Areas::left];
+             const auto* const numbers = static_cast<const std::int64_t*>(left);
              return [&areas, numbers] {
                  areas[Areas::result][0] =
                      isContiguous(numbers, areas[Areas::leftValidity], count) ? 1 : 0;

@@ -25,7 +25,7 @@ struct DataArray {
     /// The first element. `Value` is the type of the kind.
     template <class Value>
     const Value* as() const {
-        return reinterpret_cast<const Value*>(bytes.data());
+        return static_cast<const Value*>(static_cast<const void*>(bytes.data()));
     }
     ArrayView view() const { return {bytes.data(), kind, count(), components, 0, nullptr}; }
 };

@@ -16,7 +16,9 @@ function(fenlet_target_defaults target)
     # multiply-add or a reordered sum would change results. The order of the two matters to clang.
     -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
-    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wundef -Wdouble-promotion)
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wdouble-promotion
+    # As strictly as for a processor that cannot read across alignments, and from any compiler.
+    $<IF:$<CXX_COMPILER_ID:GNU>,-Wcast-align=strict,-Wcast-align>)
   # With -ffast-math some compilers link code in that flushes the smallest numbers to zero, for the
   # whole process and from the moment that the library is loaded.
   target_link_options(${target} PRIVATE -fno-fast-math)

@@ -88,7 +88,9 @@ const std::int64_t* indicesOf(const StepFrame& frame) {
         countUp(reinterpret_cast<unsigned char*>(frame.block.elementIndices),
                 frame.block.blockStart, frame.block.count);
     else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
-        return reinterpret_cast<const std::int64_t*>(frame.resolved.operands[0]);
+        // By way of void: every register begins on a cache line.
+        return static_cast<const std::int64_t*>(
+            static_cast<const void*>(frame.resolved.operands[0]));
     else
         copyIndices(frame.block.elementIndices, frame.resolved.operands[0], step.operandKinds[0],
                     frame.block.count);

@@ -28,20 +28,20 @@ struct WideLanes {
     static constexpr __mmask8 half = 0xFF;
 
     static Floats loadHalves(const unsigned char* in) {
-        return _mm512_maskz_cvtph_ps(all, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in)));
+        return _mm512_maskz_cvtph_ps(all, loadLane<__m256i>(in, 0));
     }
-    static Floats loadFloats(const unsigned char* in) { return _mm512_loadu_ps(in); }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<__m512>(in, 0); }
     static Floats loadIntegers(const unsigned char* in) {
-        return _mm512_maskz_cvtepi32_ps(all, _mm512_loadu_si512(in));
+        return _mm512_maskz_cvtepi32_ps(all, loadLane<__m512i>(in, 0));
     }
     static Integers truncated(Floats value) { return _mm512_maskz_cvttps_epi32(all, value); }
     static Integers truncateDoubles(const unsigned char* in) {
-        const __m256i low = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in));
-        const __m256i high = _mm512_maskz_cvttpd_epi32(half, _mm512_loadu_pd(in + 64));
+        const __m256i low = _mm512_maskz_cvttpd_epi32(half, loadLane<__m512d>(in, 0));
+        const __m256i high = _mm512_maskz_cvttpd_epi32(half, loadLane<__m512d>(in, 1));
         return _mm512_maskz_inserti64x4(half, _mm512_castsi256_si512(low), high, 1);
     }
     static void storeHalves(unsigned char* out, Floats value) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), narrowed(value));
+        storeLane(out, 0, narrowed(value));
     }
     static Floats rounded(Floats value) { return _mm512_maskz_cvtph_ps(all, narrowed(value)); }
 
@@ -57,22 +57,19 @@ struct WideLanes {
     using Integers = __m256i;
 
     static Floats loadHalves(const unsigned char* in) {
-        return _mm256_cvtph_ps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(in)));
+        return _mm256_cvtph_ps(loadLane<__m128i>(in, 0));
     }
-    static Floats loadFloats(const unsigned char* in) {
-        return _mm256_loadu_ps(reinterpret_cast<const float*>(in));
-    }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<__m256>(in, 0); }
     static Floats loadIntegers(const unsigned char* in) {
-        return _mm256_cvtepi32_ps(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in)));
+        return _mm256_cvtepi32_ps(loadLane<__m256i>(in, 0));
     }
     static Integers truncated(Floats value) { return _mm256_cvttps_epi32(value); }
     static Integers truncateDoubles(const unsigned char* in) {
-        const auto* const doubles = reinterpret_cast<const double*>(in);
-        return _mm256_set_m128i(_mm256_cvttpd_epi32(_mm256_loadu_pd(doubles + 4)),
-                                _mm256_cvttpd_epi32(_mm256_loadu_pd(doubles)));
+        return _mm256_set_m128i(_mm256_cvttpd_epi32(loadLane<__m256d>(in, 1)),
+                                _mm256_cvttpd_epi32(loadLane<__m256d>(in, 0)));
     }
     static void storeHalves(unsigned char* out, Floats value) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), narrowed(value));
+        storeLane(out, 0, narrowed(value));
     }
     static Floats rounded(Floats value) { return _mm256_cvtph_ps(narrowed(value)); }
 
@@ -87,14 +84,11 @@ struct WideLanes {
     using Floats = __m128;
     using Integers = __m128i;
 
-    static Floats loadFloats(const unsigned char* in) {
-        return _mm_loadu_ps(reinterpret_cast<const float*>(in));
-    }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<__m128>(in, 0); }
     static Integers truncated(Floats value) { return _mm_cvttps_epi32(value); }
     static Integers truncateDoubles(const unsigned char* in) {
-        const auto* const doubles = reinterpret_cast<const double*>(in);
-        return _mm_unpacklo_epi64(_mm_cvttpd_epi32(_mm_loadu_pd(doubles)),
-                                  _mm_cvttpd_epi32(_mm_loadu_pd(doubles + 2)));
+        return _mm_unpacklo_epi64(_mm_cvttpd_epi32(loadLane<__m128d>(in, 0)),
+                                  _mm_cvttpd_epi32(loadLane<__m128d>(in, 1)));
     }
 };
 #elif defined(__aarch64__)

@@ -192,13 +192,13 @@ struct MaskedWords;
 
 template <>
 struct MaskedWords<std::uint32_t> : FewChoices {
-    static Bytes loadBytes(const unsigned char* choices) {
-        return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(choices));
+    static Bytes loadBytes(const void* choices) {
+        return _mm_loadl_epi64(static_cast<const __m128i*>(choices));
     }
     static __m256i widen(const Bytes& bytes) { return _mm256_cvtepi8_epi32(bytes); }
     static __m256i all(std::uint32_t word) { return _mm256_set1_epi32(static_cast<int>(word)); }
-    static __m256i load(__m256i mask, const unsigned char* in) {
-        return _mm256_maskload_epi32(reinterpret_cast<const int*>(in), mask);
+    static __m256i load(__m256i mask, const void* in) {
+        return _mm256_maskload_epi32(static_cast<const int*>(in), mask);
     }
 };
 
@@ -211,8 +211,8 @@ struct MaskedWords<std::uint64_t> : FewChoices {
     static __m256i all(std::uint64_t word) {
         return _mm256_set1_epi64x(static_cast<long long>(word));
     }
-    static __m256i load(__m256i mask, const unsigned char* in) {
-        return _mm256_maskload_epi64(reinterpret_cast<const long long*>(in), mask);
+    static __m256i load(__m256i mask, const void* in) {
+        return _mm256_maskload_epi64(static_cast<const long long*>(in), mask);
     }
 };
 
@@ -242,7 +242,7 @@ struct MaskedPick<Word, Choice> {
             };
             take(whenTrue, Words::widen(Choice::template whenTrue<Words>(some)));
             take(whenFalse, Words::widen(Choice::template whenFalse<Words>(some)));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i * bytes), picked);
+            storeLane(out + i * bytes, 0, picked);
         }
         return i;
     }

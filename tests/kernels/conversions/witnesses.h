@@ -3,6 +3,7 @@
 
 #include "conversion_checks.h"
 
+#include <cstring>
 #include <vector>
 
 #if defined(__x86_64__)
@@ -34,11 +35,12 @@ inline bool hasF16c() {
 
 [[gnu::target("avx,f16c")]] inline void narrowEight(Half* out, const float* in) {
     const __m128i halves = _mm256_cvtps_ph(_mm256_loadu_ps(in), _MM_FROUND_TO_NEAREST_INT);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), halves);
+    std::memcpy(out, &halves, sizeof halves);
 }
 
 [[gnu::target("avx,f16c")]] inline void widenEight(float* out, const Half* in) {
-    const __m128i halves = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    __m128i halves;
+    std::memcpy(&halves, in, sizeof halves);
     _mm256_storeu_ps(out, _mm256_cvtph_ps(halves));
 }
 
