@@ -59,12 +59,10 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
 constexpr std::int64_t farBytes = 1 << 20;
 constexpr int turnsBefore = 32;
 
-/// Asks for an element wherever its number leads. Nothing is read there. Not by fetchLine: these
-/// are read one by one, and soon.
-void askFor(const unsigned char* elements, std::int64_t index, std::int64_t stride) {
+/// Asks for an element wherever its number leads.
+void fetchElement(const unsigned char* elements, std::int64_t index, std::int64_t stride) {
     const auto offset = static_cast<std::uintptr_t>(index) * static_cast<std::uintptr_t>(stride);
-    __builtin_prefetch(
-        reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(elements) + offset));
+    fetchLine(reinterpret_cast<std::uintptr_t>(elements) + offset);
 }
 
 /// Elements that are as large as a word, kept as they are.
@@ -82,7 +80,7 @@ void gather(const ArrayView& array, const FieldRead& request) {
     const int askedFor = array.count * stride > farBytes ? count - turnsBefore : 0;
     for (int i = 0; i < count; ++i) {
         if (i < askedFor)
-            askFor(elements, indices[i + turnsBefore], stride);
+            fetchElement(elements, indices[i + turnsBefore], stride);
         const std::int64_t index = indices[i];
         const bool isThere = validity[i] != 0 && static_cast<std::uint64_t>(index) < limit &&
                              (present == nullptr || present[index] != 0);

@@ -4,9 +4,11 @@
 // procedure follows every recipe, tile by tile: it compares all lanes from the first to the last
 // valid element, and then puts unknown over those of the invalid ones in between.
 #include "kernels/comparisons/comparisons.h"
+#include "kernels/comparisons/masked_comparisons.h"
 #include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/kinds.h"
+#include "kernels/lanes/scans.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -14,34 +16,42 @@ namespace {
 
 constexpr unsigned char unknown = 255;
 
+// The predicates, each with the number that calls have for it.
+
 template <class T>
 struct Less {
     using Lane = T;
+    static constexpr int number = 0;
     static bool holds(T left, T right) { return left < right; }
 };
 template <class T>
 struct LessEqual {
     using Lane = T;
+    static constexpr int number = 1;
     static bool holds(T left, T right) { return left <= right; }
 };
 template <class T>
 struct Greater {
     using Lane = T;
+    static constexpr int number = 2;
     static bool holds(T left, T right) { return left > right; }
 };
 template <class T>
 struct GreaterEqual {
     using Lane = T;
+    static constexpr int number = 3;
     static bool holds(T left, T right) { return left >= right; }
 };
 template <class T>
 struct Equal {
     using Lane = T;
+    static constexpr int number = 4;
     static bool holds(T left, T right) { return left == right; }
 };
 template <class T>
 struct NotEqual {
     using Lane = T;
+    static constexpr int number = 5;
     static bool holds(T left, T right) { return left != right; }
 };
 
@@ -65,22 +75,16 @@ template <class Predicate, class Left, class Right>
 [[gnu::noinline]] void compareRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {
     using Lane = typename Predicate::Lane;
-    FENLET_INDEPENDENT_BYTES
-    for (std::int64_t i = 0; i < lanes; ++i) {
-        const auto lane = convert<Lane>(loadLane<Left>(left, i));
-        const auto other = convert<Lane>(loadLane<Right>(right, i));
-        storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
+    if constexpr (MaskedComparison<Predicate, Left, Right>::isThere) {
+        MaskedComparison<Predicate, Left, Right>::run(out, left, right, lanes);
+    } else {
+        FENLET_INDEPENDENT_BYTES
+        for (std::int64_t i = 0; i < lanes; ++i) {
+            const auto lane = convert<Lane>(loadLane<Left>(left, i));
+            const auto other = convert<Lane>(loadLane<Right>(right, i));
+            storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
+        }
     }
-}
-
-/// Whether every one of the bytes is another one than 0.
-[[gnu::noinline]] bool hasNoZero(const unsigned char* bytes, std::int64_t count) {
-    unsigned char lowest = 1;
-    FENLET_INDEPENDENT_LANES
-    FENLET_FOUR_IN_A_ROW
-    for (std::int64_t i = 0; i < count; ++i)
-        lowest = bytes[i] < lowest ? bytes[i] : lowest;
-    return lowest != 0;
 }
 
 struct UnknownWhereEitherIsInvalid {
@@ -106,7 +110,7 @@ struct PutMark {
 struct Recipe {
     LaneMap leftToWorking;
     LaneMap rightToWorking;
-    LaneSpread spread; ///< of the working type
+    LaneSpread spread; ///< of what the loop takes on the right
     LaneOperation compare;
     std::int64_t leftBytes;
     std::int64_t rightBytes;
@@ -150,8 +154,10 @@ bool Run::lanesIndependent() const {
 
 /// Whether both sides of all these elements are valid.
 bool Run::isValidThroughout(std::int64_t element, std::int64_t elements) const {
-    return (args.leftValidity == nullptr || hasNoZero(args.leftValidity + element, elements)) &&
-           (args.rightValidity == nullptr || hasNoZero(args.rightValidity + element, elements));
+    return (args.leftValidity == nullptr ||
+            hasNone<Zeros>(args.leftValidity + element, elements)) &&
+           (args.rightValidity == nullptr ||
+            hasNone<Zeros>(args.rightValidity + element, elements));
 }
 
 void Run::findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const {
@@ -248,17 +254,17 @@ void follow(const ComparisonArgs& args, const Recipe& recipe) {
 template <class T, class Left, class Right>
 LaneOperation predicateOf(std::uint32_t predicate) {
     switch (predicate) {
-    case 0:
+    case Less<T>::number:
         return &compareRun<Less<T>, Left, Right>;
-    case 1:
+    case LessEqual<T>::number:
         return &compareRun<LessEqual<T>, Left, Right>;
-    case 2:
+    case Greater<T>::number:
         return &compareRun<Greater<T>, Left, Right>;
-    case 3:
+    case GreaterEqual<T>::number:
         return &compareRun<GreaterEqual<T>, Left, Right>;
-    case 4:
+    case Equal<T>::number:
         return &compareRun<Equal<T>, Left, Right>;
-    case 5:
+    case NotEqual<T>::number:
         return &compareRun<NotEqual<T>, Left, Right>;
     default:
         return nullptr;
@@ -281,23 +287,28 @@ struct Higher<false, Left, Right> {
     using Kind = Right;
 };
 
-/// Whether the loops convert on the way, which pays where the other kind is no wider. Lanes of all
-/// other kinds are converted in a pass of their own.
-template <class Left, class Right>
-inline constexpr bool isConvertedOnTheWay = (isSame<Left, std::int32_t> && isSame<Right, float>) ||
-                                            (isSame<Left, float> && isSame<Right, std::int32_t>);
+/// Whether the loops convert on the way to `Compared`: where the set has loads for that, and else
+/// where the other kind is no wider. Lanes of all other kinds are converted in a pass of their own,
+/// and so is what a Half has to round.
+template <class Compared, class Left, class Right>
+inline constexpr bool
+    isConvertedOnTheWay = (isSame<Left, std::int32_t> && isSame<Right, float>) ||
+                          (isSame<Left, float> && isSame<Right, std::int32_t>) ||
+                          (MaskedComparison<Less<Working<Compared>>, Left, Right>::isThere &&
+                           (isSame<Left, Right> || !isSame<Compared, Half>));
 
 template <class Left, class Right>
 void comparison(const ComparisonArgs& args) {
     using Compared = typename Higher<(rankOf<Left> > rankOf<Right>), Left, Right>::Kind;
     using Worked = Working<Compared>;
-    constexpr LaneSpread spread = &spreadRun<UnsignedOfSize<sizeof(Worked)>>;
-    if constexpr (isConvertedOnTheWay<Left, Right>)
-        follow(args, {nullptr, nullptr, spread, predicateOf<Worked, Left, Right>(args.predicate),
-                      sizeof(Left), sizeof(Right)});
+    if constexpr (isConvertedOnTheWay<Compared, Left, Right>)
+        follow(args,
+               {nullptr, nullptr, &spreadRun<UnsignedOfSize<sizeof(Right)>>,
+                predicateOf<Worked, Left, Right>(args.predicate), sizeof(Left), sizeof(Right)});
     else
         follow(args,
-               {toWorking<Compared, Left>(), toWorking<Compared, Right>(), spread,
+               {toWorking<Compared, Left>(), toWorking<Compared, Right>(),
+                &spreadRun<UnsignedOfSize<sizeof(Worked)>>,
                 predicateOf<Worked, Worked, Worked>(args.predicate), sizeof(Left), sizeof(Right)});
 }
 

@@ -15,11 +15,6 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-template <class To, class From>
-inline To bitCast(From value) {
-    return __builtin_bit_cast(To, value);
-}
-
 template <class A, class B>
 inline constexpr bool isSame = false;
 template <class A>

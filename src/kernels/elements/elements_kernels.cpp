@@ -1,12 +1,22 @@
 // The loops over elements.
 #include "kernels/elements/elements.h"
 #include "kernels/lanes/lanes.h"
-#include "kernels/lanes/tiles.h"
+#include "kernels/lanes/scans.h"
 #include "kernels/lanes/vectors.h"
+
+#include <cstring>
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
+
+/// `first`, `first` + 1, ..., wrapping.
+VectorOf<std::uint64_t> ascending(std::uint64_t first) {
+    return [first]<int... lane>(Numbers<lane...>) {
+        return VectorOf<std::uint64_t>{(first + lane)...};
+    }
+    (numbersBelow<lanesOfVector<std::uint64_t>>);
+}
 
 // Four vectors at a time. A compiler takes one, and then as long for the loop as for the stores.
 void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
@@ -14,10 +24,7 @@ void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
     constexpr int lanes = lanesOfVector<Number>;
     constexpr int together = 4;
     const auto first = static_cast<Number>(start);
-    auto numbers = [first]<int... lane>(Numbers<lane...>) {
-        return VectorOf<Number>{(first + lane)...};
-    }
-    (numbersBelow<lanes>);
+    auto numbers = ascending(first);
     const std::int64_t whole = count - count % (lanes * together);
     for (std::int64_t i = 0; i < whole; i += lanes * together) {
         [&]<int... part>(Numbers<part...>) {
@@ -36,51 +43,36 @@ void runWidenIndices(std::int64_t* out, const unsigned char* in, std::int64_t co
         out[i] = loadLane<std::int32_t>(in, i);
 }
 
-/// Not 0 where a number does not run on, looking at all of them.
-std::uint64_t breaks(const std::int64_t* indices, std::uint64_t first, std::int64_t count) {
-    std::uint64_t found = 0;
-    for (std::int64_t i = 0; i < count; ++i)
-        found |= static_cast<std::uint64_t>(indices[i]) ^ (first + static_cast<std::uint64_t>(i));
-    return found;
-}
-
-unsigned char anyInvalid(const unsigned char* validity, std::int64_t count) {
-    unsigned char found = 0;
-    for (std::int64_t i = 0; i < count; ++i)
-        found |= validity[i] == 0 ? 1 : 0;
-    return found;
-}
-
-// In pieces, so that scattered numbers are found out early.
 bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
                      std::int64_t count) {
-    constexpr std::int64_t piece = 64;
-    for (std::int64_t done = 0; done < count; done += piece) {
-        const std::int64_t some = atMost(piece, count - done);
-        const std::uint64_t first =
-            static_cast<std::uint64_t>(indices[0]) + static_cast<std::uint64_t>(done);
-        if (breaks(indices + done, first, some) != 0)
+    using Number = std::uint64_t;
+    constexpr int lanes = lanesOfVector<Number>;
+    constexpr int together = 8;
+    if (count < 1)
+        return true;
+    const auto first = static_cast<Number>(indices[0]);
+    auto expected = ascending(first);
+    const std::int64_t whole = count - count % (lanes * together);
+    for (std::int64_t i = 0; i < whole; i += lanes * together) {
+        VectorOf<Number> breaks{};
+        for (int part = 0; part < together; ++part) {
+            VectorOf<Number> numbers;
+            std::memcpy(&numbers, indices + i + part * lanes, sizeof numbers);
+            breaks |= numbers ^ (expected + Number{static_cast<Number>(part * lanes)});
+        }
+        // Scattered numbers are found out early.
+        if (isAnySet(bitCast<ByteVector>(breaks)))
             return false;
-        if (validity != nullptr && anyInvalid(validity + done, some) != 0)
-            return false;
+        expected += Number{lanes * together};
     }
-    return true;
-}
-
-unsigned char differsFromOne(const unsigned char* validity, std::int64_t count) {
-    unsigned char found = 0;
-    for (std::int64_t i = 0; i < count; ++i)
-        found |= validity[i] ^ 1;
-    return found;
-}
-
-// In pieces, as above: what is missing is often missing early.
-bool runIsOneThroughout(const unsigned char* validity, std::int64_t count) {
-    constexpr std::int64_t piece = 256;
-    for (std::int64_t done = 0; done < count; done += piece)
-        if (differsFromOne(validity + done, atMost(piece, count - done)) != 0)
+    for (std::int64_t i = whole; i < count; ++i)
+        if (static_cast<Number>(indices[i]) != first + static_cast<Number>(i))
             return false;
-    return true;
+    return validity == nullptr || hasNone<Zeros>(validity, count);
+}
+
+bool runIsOneThroughout(const unsigned char* validity, std::int64_t count) {
+    return hasNone<OthersThanOne>(validity, count);
 }
 
 struct BothValid {

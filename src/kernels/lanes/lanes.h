@@ -29,6 +29,12 @@ inline void storeLane(unsigned char* area, std::int64_t index, Lane value) {
     std::memcpy(area + index * static_cast<std::int64_t>(sizeof(Lane)), &value, sizeof(Lane));
 }
 
+/// The same bits as a value of another type.
+template <class To, class From>
+inline To bitCast(From value) {
+    return __builtin_bit_cast(To, value);
+}
+
 /// The unsigned integer of so many bytes, for moving lanes without looking at them.
 template <int bytes>
 struct UnsignedOf;
