@@ -158,8 +158,8 @@ def ratio_table(found):
 
 def flatness(found, counts):
     """How far apart ours is at counts that all exceed the last-level cache."""
-    large = [found.growing[OURS, count] for count in counts
-             if count * W2_BYTES > found.last_level_bytes > 0]
+    beyond = [count for count in counts if count * W2_BYTES > found.last_level_bytes > 0]
+    large, fused = ([found.growing[name, count] for count in beyond] for name in (OURS, FUSED))
     if len(large) < 2:
         return ("\nThe last-level cache of this machine is so large that what happens beyond it "
                 "cannot be told from these counts.\n")
@@ -167,7 +167,9 @@ def flatness(found, counts):
     return (f"\nWhere the data exceed the last-level cache, ours takes between "
             f"{figure(min(large))} and {figure(max(large))} ns, "
             f"a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 "
-            "is wanted.\n")
+            f"is wanted. The fused loop, which waits for memory alone, takes between "
+            f"{figure(min(fused))} and {figure(max(fused))} ns, "
+            f"a ratio of {max(fused) / min(fused):.2f}.\n")
 
 
 def growing_part(found):
@@ -313,15 +315,15 @@ def fixed_part(found):
             + table(["", "should be", "ns"], rows))
 
 
-# Why a kernel may stay behind the loop by hand, for the page to say where one does.
+# Why a kernel may stay behind the loop by hand, for the page to say where one does: in any set, or
+# in the one that is named.
 REASONS = {
     "not (Avx512)": "a thousand bytes are sixteen vectors, beside which the call and the test for "
                     "overlap count, and the loop by hand has neither",
     "is true (Avx512)": "its two results are written in two passes",
-    "i32 / i32 (Baseline)": "the divisor -1 is kept from the division, whose quotient may not fit",
-    "numbers in one run? (Baseline)": "it looks in pieces, so that scattered numbers are found out "
-                                      "early",
-    "all valid? (Avx512)": "it looks in pieces, so that what is missing early is found early",
+    "i32 / i32": "divisors are looked through for zeros first, and -1 is kept from the division, "
+                 "whose quotient may not fit",
+    "all valid?": "it asks every four vectors, so that what is missing early is found early",
     "select f32, at random (Avx512)": "values and validity are picked in passes of their own",
     "select f32, in runs of 100 (Avx512)": "as at random",
     "select f32, x3, at random (Avx512)": "as at random, and conditions are spread first",
@@ -378,8 +380,9 @@ def kernel_part(found):
         told.append("Dividers are no wider with AVX2 than with the baseline on many processors, "
                     "`Select` looks validity up byte by byte in both, and what already runs at the "
                     "limit of the baseline's loads and stores gains by the cache's width alone.")
-    why = "".join(f"- {name}: {REASONS[name]}.\n" for name in missed if name in REASONS)
-    if others := [name for name in missed if name not in REASONS]:
+    reasons = {name: REASONS.get(name) or REASONS.get(name.rpartition(" (")[0]) for name in missed}
+    why = "".join(f"- {name}: {reason}.\n" for name, reason in reasons.items() if reason)
+    if others := [name for name, reason in reasons.items() if not reason]:
         why += f"- {', '.join(others)}: no reason is known.\n"
     told = ["\n" + " ".join(told) + "\n", "\nWhy some are behind:\n\n" + why if why else ""]
     return KERNELS + "\n" + table(["", *heads], rows) + "".join(told)
