@@ -132,6 +132,14 @@ constexpr std::uint64_t writeFloat(FloatFormat format, const ExactNumber& number
     return sign | (encoded < format.infinity() ? encoded : format.infinity());
 }
 
+/// Whether the processor's conversions between Float32 and Float64 answer every NaN by the same
+/// one, which IEEE 754 leaves open.
+#ifdef __riscv
+inline constexpr bool hasSingleNan = true;
+#else
+inline constexpr bool hasSingleNan = false;
+#endif
+
 constexpr ExactNumber readNumber(CpuElementKind kind, std::uint64_t bits) {
     return isIntegerKind(kind) ? readInteger(widthOf(kind), bits) : readFloat(formatOf(kind), bits);
 }
@@ -144,6 +152,10 @@ constexpr std::uint64_t convertBits(CpuElementKind to, CpuElementKind from, std:
     if (to == CpuElementKind::Int32 && from == CpuElementKind::Int64)
         return bits & 0xFFFFFFFFu;
     const ExactNumber number = readNumber(from, bits);
+    if (hasSingleNan && number.numberClass == NumberClass::Nan &&
+        ((to == CpuElementKind::Float64 && from == CpuElementKind::Float32) ||
+         (to == CpuElementKind::Float32 && from == CpuElementKind::Float64)))
+        return formatOf(to).infinity() | formatOf(to).quietBit();
     return isIntegerKind(to) ? writeInteger(widthOf(to), number) : writeFloat(formatOf(to), number);
 }
 

@@ -82,6 +82,9 @@ inline constexpr std::array temptations<double>{bitsOf(-0.0),
 template <class To, class From, std::size_t index>
 void expectSameFoldedAndRun() {
     constexpr std::uint64_t bits = temptations<From>[index];
+    // A compiler folds NaNs with more care than such a processor converts them.
+    if (Oracle::hasSingleNan && Oracle::isNan(kindOf<From>, bits))
+        return;
     const volatile std::uint64_t hidden = bits;
     const std::vector<From> in{valueOf<From>(bits)};
     const std::vector<To> folded{convert<To>(valueOf<From>(bits))};
