@@ -41,6 +41,10 @@ class Pristine:
             words = shlex.split(entry["command"])
             self.compile[words[words.index("-o") + 1]] = (words, entry["file"])
         self.users = self._users()
+        # The objects that any file of src/ has a part in, those of tests of its headers too.
+        of_src = str(self.tree / "src") + "/"
+        self.of_src = {name for path, names in self.users.items() if path.startswith(of_src)
+                       for name in names}
         self._links = {}
 
     def _ninja(self, *words):
