@@ -13,8 +13,7 @@ namespace Fenlet {
 inline constexpr std::size_t lineBytes = 64;
 
 /// Asks for the line at an address, which may be any: nothing is read there. Into the nearest
-/// cache, for which advised block sizes leave room: measured, that takes a sixth less time on some
-/// processors than the cache behind it.
+/// cache: measured, that takes a sixth less time on some processors than the cache behind it.
 inline void fetchLine(std::uintptr_t address) {
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }

@@ -121,7 +121,7 @@ struct TileValidity {
     Tile<unsigned char> marks; ///< unknown or 0 for each element
     std::int64_t first;        ///< the first valid element; the end when there is none
     std::int64_t end;          ///< one past the last valid element
-    bool hasMarks;             ///< whether any element between the two is invalid
+    bool hasMarks;             ///< whether any element of the tile is invalid
 };
 
 /// One call on its way through a recipe.
@@ -288,7 +288,7 @@ struct Higher<false, Left, Right> {
 };
 
 /// Whether the loops convert on the way to `Compared`: where the set has loads for that, and else
-/// where the other kind is no wider. Lanes of all other kinds are converted in a pass of their own,
+/// where the other kind is as wide. Lanes of all other kinds are converted in a pass of their own,
 /// and so is what a Half has to round.
 template <class Compared, class Left, class Right>
 inline constexpr bool

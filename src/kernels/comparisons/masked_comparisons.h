@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#ifdef __AVX512BW__
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
 #include <immintrin.h>
 #endif
 
@@ -21,7 +21,7 @@ struct MaskedComparison {
     static constexpr bool isThere = false;
 };
 
-#ifdef __AVX512BW__
+#if defined(__AVX512BW__) && defined(__AVX512VL__)
 
 /// How some lanes of an operand are loaded in the type that both are compared in: those that have a
 /// bit in the mask. No others are read.

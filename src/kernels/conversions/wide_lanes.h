@@ -18,7 +18,7 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-#if defined(__F16C__)
+#if defined(__AVX2__)
 /// A value that is in a register now. Compilers would narrow halves and store them by one
 /// instruction, which some processors take in many more steps than they do the two.
 template <class Vector>
