@@ -21,6 +21,7 @@ struct Outcome {
     std::string difference;
     ExecRefusal bindings = ExecRefusal::None; ///< what the check of the providers said
     std::vector<int> blocks;                  ///< how long the finished ones were
+    std::vector<std::string> events;          ///< what else came up, by names
     bool ambiguous = false;
     bool ran = false;
 };
@@ -75,6 +76,7 @@ class Comparison {
                 runBlocks();
             if (outcome.difference.empty() && !outcome.ambiguous)
                 runLoop();
+            noteRange();
         }
         return outcome;
     }
@@ -85,6 +87,7 @@ class Comparison {
         const bool accepted = stepwise.configure(run.program, run.blockSize);
         looping.configure(run.program, run.blockSize);
         expectRefusal("configure", verdict, accepted);
+        outcome.events.push_back(std::string("configure: ") + execRefusalName(verdict.code));
         return accepted && outcome.difference.empty();
     }
 
@@ -124,7 +127,22 @@ class Comparison {
             blocks.push_back(bytesOf(registers));
             outcome.blocks.push_back(length);
             stepsPass = static_cast<int>(blocks.size()) - 1 != run.stopAtBlock;
+            if (!stepsPass)
+                outcome.events.emplace_back("the sink stops");
         }
+    }
+
+    /// How the range lies, and how its fields were read, as far as the run went.
+    void noteRange() {
+        const std::vector<int>& lengths = outcome.blocks;
+        if (!lengths.empty() && run.first < 0)
+            outcome.events.emplace_back("a range begins below zero");
+        if (lengths.size() > 1 && lengths.back() < run.blockSize)
+            outcome.events.emplace_back("a range ends within a block");
+        for (const std::string& call : stepHost.log)
+            for (const char* way : {"contiguous", "scattered"})
+                if (call.find(way) != std::string::npos)
+                    outcome.events.push_back(std::string("a field is read: ") + way);
     }
 
     bool runSteps(RegisterFile& registers, long long start) {
@@ -143,6 +161,8 @@ class Comparison {
             if (model.outside || model.ambiguous)
                 return false;
             expectRefusal(where, verdict, ran);
+            outcome.events.push_back(std::string(opCodeName(run.program.instructions[number].op)) +
+                                     ": " + execRefusalName(verdict.code));
             if (outcome.difference.empty())
                 expectStorage(where, registers.data(0));
             if (!ran || !outcome.difference.empty()) {
@@ -242,6 +262,7 @@ Case caseWithHoles(std::uint64_t seed) {
 /// What a run of many cases has met.
 struct Coverage {
     std::map<std::string, long long> kernels;
+    std::map<std::string, long long> events;
     std::map<ExecRefusal, long long> bindings;
     std::map<int, long long> blocksOfAtLeast = {{64, 0}, {512, 0}, {513, 0}};
     long long ran = 0;
@@ -250,12 +271,19 @@ struct Coverage {
     void add(const Outcome& outcome, const std::vector<std::string>& hit) {
         for (const std::string& kernel : hit)
             ++kernels[kernel];
+        for (const std::string& event : outcome.events)
+            ++events[event];
         ran += outcome.ran;
         ambiguous += outcome.ambiguous;
         bindings[outcome.bindings] += outcome.ran;
         for (auto& [least, blocks] : blocksOfAtLeast)
             blocks += std::count_if(outcome.blocks.begin(), outcome.blocks.end(),
                                     [least = least](int length) { return length >= least; });
+    }
+
+    long long times(const std::string& event) const {
+        const auto found = events.find(event);
+        return found == events.end() ? 0 : found->second;
     }
 
     /// Of each family the kernels and shapes that were hit.
@@ -274,6 +302,8 @@ void print(const Coverage& met, std::uint64_t firstSeed, std::uint64_t cases) {
         std::cout << "  providers " << execRefusalName(code) << ": " << times << "\n";
     for (const auto& [least, blocks] : met.blocksOfAtLeast)
         std::cout << "  blocks of " << least << " elements or more: " << blocks << "\n";
+    for (const auto& [event, times] : met.events)
+        std::cout << "  " << event << ": " << times << "\n";
     for (const auto& [family, shapes] : met.perFamily())
         std::cout << "  " << family << ": " << shapes << " kernels and shapes hit\n";
 }
@@ -292,6 +322,19 @@ void expectAllMet(const Coverage& met) {
         EXPECT_EQ(families[op], 1) << op;
     // Longer than any vector, tile or piece, and not by a whole number of them.
     EXPECT_GT(met.blocksOfAtLeast.at(513), 100);
+    for (std::uint32_t op = 0; op < opCodeCount; ++op)
+        EXPECT_GT(met.times(std::string(opCodeName(static_cast<OpCode>(op))) + ": None"), 1000);
+    for (const char* refused :
+         {"UnsupportedFormat", "ScratchRefused", "BadRegister", "BadImmediate", "ArityMismatch",
+          "MultiplicityMismatch", "KindMismatch", "None"})
+        EXPECT_GT(met.times(std::string("configure: ") + refused), 100) << refused;
+    for (const char* event :
+         {"LoadField: ProviderFailed", "LoadUniform: ProviderFailed", "Sample: ProviderFailed",
+          "Component: KindMismatch", "Negate: KindMismatch", "Length: KindMismatch",
+          "Add: KindMismatch", "Divide: KindMismatch", "Less: KindMismatch", "Select: KindMismatch",
+          "Unknown: KindMismatch", "a field is read: contiguous", "a field is read: scattered",
+          "a range begins below zero", "a range ends within a block", "the sink stops"})
+        EXPECT_GT(met.times(event), 4) << event;
     for (const ExecRefusal code :
          {ExecRefusal::UnboundField, ExecRefusal::UnboundSampler, ExecRefusal::UnboundUniform})
         EXPECT_EQ(met.bindings.count(code), 1u) << execRefusalName(code);

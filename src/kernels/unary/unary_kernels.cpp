@@ -145,8 +145,8 @@ template <class Result, int components>
 /// A run of `measureFixed`.
 using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
 
-/// Null where sums and roots in passes of their own are sooner done: for results of other kinds than
-/// Float32 and Float64, and for elements of one or many components.
+/// Null where sums and roots in passes of their own are sooner done: for results of other kinds
+/// than Float32 and Float64, and for elements of one or many components.
 template <class Result>
 LengthRun measureOf(std::int64_t components) {
     if constexpr (isSame<Result, float> || isSame<Result, double>) {
