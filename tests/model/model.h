@@ -1,7 +1,7 @@
 // A second evaluator of the whole instruction set, deliberately naive: one lane at a time, in
 // ascending order, straight from bytes to bytes.
 //
-// It is what the real evaluator is held against. It shares no code with it, lays its registers out
+// It is what the real evaluator is held against. It shares no rule with it, lays its registers out
 // by itself, and runs one step at a time, so that the two can be compared after each.
 #pragma once
 
