@@ -1,4 +1,5 @@
 """Which small breaks can be made in a C++ source."""
+import collections
 import dataclasses
 import re
 
@@ -206,11 +207,16 @@ def mutants_of(file, source):
     found = set()
     for kind in (of_operators, of_constants, of_words, of_conditions, of_statements, of_arguments):
         found.update(kind(code))
+    like = collections.Counter()
     for start, end, text in sorted(found):
         first = source.rfind("\n", 0, start) + 1
         last = source.find("\n", max(start, end - 1))
         before = " ".join(source[first:last].split())
         after = " ".join((source[first:start] + text + source[end:last]).split())
-        if before != after:
-            yield Mutant(file, start, end, text, source.count("\n", 0, start) + 1,
-                         function_at(source, start), before, after)
+        if before == after:
+            continue
+        function = function_at(source, start)
+        like[function, before, after] += 1
+        number = like[function, before, after]
+        yield Mutant(file, start, end, text, source.count("\n", 0, start) + 1,
+                     function if number == 1 else f"{function} ({number})", before, after)
