@@ -54,6 +54,19 @@ TEST(UnaryOverlap, GivesWhatLaneOrderGives) {
     });
 }
 
+// As many elements as one has bytes, too.
+TEST(UnaryOverlap, FromOnePlaceGivesWhatLaneOrderGivesForEveryCount) {
+    Sweep sweep;
+    Draw draw(4);
+    forEveryUnaryKernel([&](UnaryCall call) {
+        for (const int multiplicity : {1, 2, 3})
+            for (call.count = 1; call.count <= 24; ++call.count) {
+                call.multiplicity = multiplicity;
+                sweep.hold(everyUnaryBuild()[0], call, layOutPair(call, 0, draw));
+            }
+    });
+}
+
 TEST(UnaryOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(2);
