@@ -152,8 +152,8 @@ class Comparison {
             const Verdict verdict = model.runInstruction(number, modelBindings, start);
             const bool ran = stepwise.runStep(stepwise.plan()[number], stepBindings, start);
             ++stepsRun;
-            const std::string where = "instruction " + std::to_string(number) + " (" +
-                                      opCodeName(run.program.instructions[number].op) + ")";
+            const std::string op = opCodeName(run.program.instructions[number].op);
+            const std::string where = "instruction " + std::to_string(number) + " (" + op + ")";
             if (model.outside)
                 outcome.difference = where + ": the model ran out of the storage";
             if (model.ambiguous)
@@ -161,8 +161,7 @@ class Comparison {
             if (model.outside || model.ambiguous)
                 return false;
             expectRefusal(where, verdict, ran);
-            outcome.events.push_back(std::string(opCodeName(run.program.instructions[number].op)) +
-                                     ": " + execRefusalName(verdict.code));
+            outcome.events.push_back(op + ": " + execRefusalName(verdict.code));
             if (outcome.difference.empty())
                 expectStorage(where, registers.data(0));
             if (!ran || !outcome.difference.empty()) {
