@@ -1,4 +1,4 @@
-"""What the quick tests of a build folder are, as whole programs to run."""
+"""The tests of a build folder, as whole programs to run."""
 import dataclasses
 import json
 import os
@@ -7,7 +7,7 @@ import subprocess
 
 @dataclasses.dataclass(frozen=True)
 class Run:
-    """One run of a test program. `settings` are variables of its environment."""
+    """One run of a test program. `settings` are environment variables."""
 
     command: tuple
     settings: tuple
@@ -19,12 +19,12 @@ class Run:
 
     @property
     def name(self):
-        """The program's name, and the instruction set that it is to run."""
+        """The program's name, and the instruction set that it runs."""
         return "@".join([os.path.basename(self.program), *(value for _, value in self.settings)])
 
     @property
     def sets(self):
-        """The instruction set that it is to run, as the only one; none if it runs in none."""
+        """The instruction set that it runs, as the only element; empty if it names none."""
         return [value for name, value in self.settings if name == "FENLET_TEST_SET"]
 
     @property
@@ -35,13 +35,13 @@ class Run:
         return dict(os.environ, **dict(self.settings), **more)
 
 
-def quick_tests(build):
-    """The quick tests as ctest lists them, less those of packages and of documents.
+def test_runs(build):
+    """The quick tests and those of CI as ctest lists them, without those of packages and documents.
 
-    The tests of one program in one environment are one run.
+    All tests of one program in one environment are one run.
     """
     listed = subprocess.run(
-        ["ctest", "--test-dir", str(build), "--show-only=json-v1", "-L", "quick",
+        ["ctest", "--test-dir", str(build), "--show-only=json-v1", "-L", "^(quick|ci)$",
          "-E", r"^package\.|^Readme\."],
         capture_output=True, text=True, check=True).stdout
     runs = {}
