@@ -85,7 +85,7 @@ class TextCursor {
             before = text[place];
     }
 
-    bool fail(std::size_t where, std::string message);
+    bool fail(std::size_t where, std::string words);
     /// Fails here, with what was expected and what is there.
     bool failExpecting(const std::string& expected);
     bool hasFailed() const { return !message.empty(); }

@@ -121,7 +121,7 @@ class RegisterFile {
     }
 
     template <class SpecAt>
-    bool layOut(SpecAt specAt, int count, int blockSize);
+    bool layOut(SpecAt specAt, int count, int elements);
 
     std::vector<RegisterSlot> slots;
     std::vector<unsigned char, LineAllocator<unsigned char>> storage;
