@@ -1,4 +1,4 @@
-// Having every allocation of an operation fail in turn.
+// Makes every allocation of an operation fail in turn.
 #pragma once
 
 #include "doubles/counted_new.h"
@@ -9,15 +9,16 @@
 
 namespace Fenlet::Doubles {
 
-/// Has the first, second, ... allocation of `operate(subject)` fail on a new subject that `prepare`
-/// makes, once with all after it and once alone, until there is none left to fail. Each failure has
-/// to come out as `std::bad_alloc`, and once the subject is gone nothing may be left of it.
+/// Makes the first, second, ... allocation of `operate(subject)` fail, each on a new subject from
+/// `prepare`: once together with all later ones, and once alone. Stops when no allocation is left
+/// to fail. Each failure must come out as `std::bad_alloc`, and the subject must leave no memory
+/// behind.
 ///
-/// `examine(subject)` is asked after each failure, with memory at hand again, and after the first
-/// operation that went through. Answers how many operations failed.
+/// Calls `examine(subject)` after each failure, when memory is available again, and after the first
+/// operation that succeeded. Returns how many operations failed.
 template <class Prepare, class Operate, class Examine>
 int failEachAllocation(Prepare prepare, Operate operate, Examine examine) {
-    // What is made once for the whole process is made here.
+    // Allocates here what is allocated once for the whole process.
     {
         auto subject = prepare();
         operate(subject);

@@ -1,4 +1,4 @@
-// The replaced operators new and delete of this executable.
+// Replaces operators new and delete of this executable.
 #include "counted_new.h"
 
 #include <cstdint>
@@ -26,7 +26,7 @@ void* allocate(std::size_t size, std::size_t alignment) {
     }
     if (size > memoryOfTheMachine)
         throw std::bad_alloc();
-    // aligned_alloc wants a multiple of the alignment, and never nothing.
+    // aligned_alloc needs a multiple of the alignment that is not 0.
     const std::size_t rounded = (size + alignment) / alignment * alignment;
     void* const memory = std::aligned_alloc(alignment, rounded);
     if (memory == nullptr)

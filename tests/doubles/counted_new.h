@@ -1,4 +1,4 @@
-// An operator new that counts, fails on request, and has a machine of one tebibyte.
+// An operator new that counts, fails on request, and pretends that the machine has one tebibyte.
 #pragma once
 
 #include <array>
@@ -6,23 +6,23 @@
 
 namespace Fenlet::Doubles {
 
-/// What was allocated since the construction of the last of these.
+/// The allocations since the last object of this class was made.
 class AllocationCount {
   public:
     AllocationCount();
     std::size_t count() const;
-    /// Sizes in bytes, in order; as many as there is room for.
+    /// Sizes in bytes, in order, as far as there is room.
     std::array<std::size_t, 16> sizes() const;
 };
 
-/// Allocations of the whole process that have not been given back.
+/// Allocations of the whole process that were not freed.
 std::size_t liveAllocations();
 
-/// Whether memory is there again after the one allocation that fails.
+/// Whether allocations succeed again after the one that fails.
 enum class Shortage { Lasting, Passing };
 
-/// While it lives, allocation number `number`, counted from 0, throws `std::bad_alloc`; where the
-/// shortage lasts, all after it do.
+/// While it lives, allocation number `number`, counted from 0, throws `std::bad_alloc`. If the
+/// shortage lasts, so do all later ones.
 class FailingAllocation {
   public:
     explicit FailingAllocation(std::size_t number, Shortage shortage = Shortage::Lasting);
@@ -31,7 +31,7 @@ class FailingAllocation {
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
 
-/// How many allocations the last `FailingAllocation` has made to fail, until the next one.
+/// How many allocations the last `FailingAllocation` made fail.
 std::size_t refusedAllocations();
 
 } // namespace Fenlet::Doubles

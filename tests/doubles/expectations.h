@@ -1,4 +1,4 @@
-// What tests of refusals ask of an interpreter.
+// What tests of refusals expect of an interpreter.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -7,7 +7,7 @@
 
 namespace Fenlet::Doubles {
 
-/// The reason and its exact words; null stands for none.
+/// The reason and its exact words; null means no words.
 inline void expectReason(const Interpreter& interpreter, ExecRefusal code, const char* message) {
     EXPECT_EQ(interpreter.lastRefusal(), code)
         << execRefusalName(interpreter.lastRefusal()) << " instead of " << execRefusalName(code);

@@ -1,1 +1,1 @@
-// The header that all tests share is compiled with this file.
+// Compiled so that the tests can share a precompiled header.

@@ -1,4 +1,4 @@
-// Running a program and waiting for what becomes of it.
+// Runs a program and waits for its end.
 #include "doubles/process.h"
 
 #include <cerrno>
@@ -21,7 +21,7 @@ int orThrow(int result, const char* what) {
     return result;
 }
 
-/// An open file, closed when nobody needs it any more.
+/// An open file that closes itself.
 class File {
   public:
     explicit File(int newNumber = -1) : number(newNumber) {}
@@ -40,7 +40,7 @@ class File {
     int number;
 };
 
-/// Where the program writes, and where that can be read.
+/// The end where the program writes, and the end where the test reads.
 struct Channel {
     File ours;
     File theirs;
@@ -60,7 +60,7 @@ Channel terminalChannel() {
     return {std::move(ours), std::move(theirs)};
 }
 
-/// In the new process: nothing but what is safe between fork and exec.
+/// Runs in the new process: only what is safe between fork and exec.
 [[noreturn]] void become(const Command& command, char* const* arguments, int input, int output,
                          int error) {
     const rlimit limit{static_cast<rlim_t>(command.longestFile),
@@ -75,7 +75,8 @@ Channel terminalChannel() {
     _exit(127);
 }
 
-/// Reads both until both have ended. A terminal ends with an error, once nobody has it open.
+/// Reads both until both have ended. A terminal ends with an error when nobody has it open any
+/// more.
 void drain(File& output, std::string& outputText, File& error, std::string& errorText) {
     pollfd files[2] = {{output.number, POLLIN, 0}, {error.number, POLLIN, 0}};
     std::string* const texts[2] = {&outputText, &errorText};

@@ -1,4 +1,4 @@
-// Running a program and waiting for what becomes of it.
+// Runs a program and waits for its end.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,15 @@ namespace Fenlet::Doubles {
 struct Command {
     std::string program;
     std::vector<std::string> arguments;
-    std::string folder;            ///< in which it runs
-    std::string output;            ///< the file that takes its standard output, if not empty
+    std::string folder;            ///< the working folder
+    std::string output;            ///< the file for its standard output, if not empty
     bool hasTerminal = false;      ///< its standard error is a terminal
-    std::int64_t longestFile = -1; ///< bytes that it may write to one file, -1 for any number
-    std::string input;             ///< the file that is its standard input, if not empty
+    std::int64_t longestFile = -1; ///< bytes that it may write to one file; -1 for no limit
+    std::string input;             ///< the file for its standard input, if not empty
 };
 
 struct Outcome {
-    int status = 0; ///< what it returned, or minus the number of the signal that ended it
+    int status = 0; ///< exit status, or minus the number of the signal that ended it
     std::string output;
     std::string error;
 };

@@ -1,4 +1,4 @@
-// The program library's functions, as the double answers them.
+// The program library's functions, answered by the double.
 #include "doubles/program_library.h"
 
 namespace Fenlet {
@@ -45,7 +45,7 @@ const RegisterInfo& FenletProgram::registerInfo(std::int32_t number) const {
     return registers.at(static_cast<std::size_t>(number));
 }
 
-// Refuses what the constant does not have: nobody may ask beyond its multiplicity.
+// Fails if asked beyond the constant's multiplicity: nobody may do that.
 double Constant::realComponent(std::int32_t index) const {
     programLibrary().realComponentsAsked.push_back(index);
     return reals.at(static_cast<std::size_t>(index));

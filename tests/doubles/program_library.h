@@ -1,4 +1,4 @@
-// A program library that answers what a test tells it to, and counts what it is asked.
+// A program library that answers as a test tells it to, and counts its calls.
 #pragma once
 
 #include <fenletir/program.h>
@@ -12,10 +12,10 @@ namespace Fenlet::Doubles {
 
 struct ProgramLibrary {
     std::int32_t token = 6155;
-    /// By opcode number; the real ones, and 0 for the numbers above them.
+    /// By opcode number: the real arities, and 0 for numbers above them.
     std::array<std::int32_t, 64> arities{0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 2,
                                          2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3};
-    /// In the place of what the program holds.
+    /// Instead of what the program holds.
     std::optional<std::int32_t> registerCount;
     std::optional<std::int32_t> instructionCount;
 
@@ -26,11 +26,11 @@ struct ProgramLibrary {
     std::vector<std::int32_t> realComponentsAsked;
     std::vector<std::int32_t> integralComponentsAsked;
 
-    /// Calls of everything but the constants' accessors.
+    /// Calls of everything except the constants' accessors.
     int planningCalls() const { return tokenCalls + arityCalls + countCalls + registerCalls; }
 };
 
-/// The one that answers.
+/// The one that is in use.
 ProgramLibrary& programLibrary();
 
 } // namespace Fenlet::Doubles

@@ -1,4 +1,4 @@
-// Writing programs line by line, right or wrong.
+// Writes programs line by line, right or wrong.
 #pragma once
 
 #include <fenletir/program.h>
@@ -10,7 +10,7 @@
 
 namespace Fenlet::Doubles {
 
-/// A program that is put together with no help from the program library, and checked by nobody.
+/// Builds a program without the program library and without checks.
 struct ProgramSketch : FenletProgram {
     /// Returns the new register's number.
     std::int32_t addRegister(RegisterFormat format, std::int32_t multiplicity = 1) {
@@ -57,7 +57,7 @@ inline Constant triboolConstant(unsigned char value) {
     return constant;
 }
 
-/// One register of each kind that the rules tell apart, and one entry in each pool.
+/// A register of each sort that the rules distinguish, and one entry in each pool.
 struct BenchProgram : ProgramSketch {
     std::int32_t tribool = addRegister(RegisterFormat::Tribool);
     std::int32_t tribool2 = addRegister(RegisterFormat::Tribool, 2);

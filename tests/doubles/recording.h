@@ -1,4 +1,4 @@
-// Providers and a sink that keep what they were given and do as a test tells them.
+// Providers and a sink that record their calls and do as a test tells them.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -100,7 +100,7 @@ class RecordingSink : public BlockSink {
     }
 };
 
-/// A host that brings one provider of each sort, and a sink.
+/// A host with one provider of each sort, and a sink.
 struct RecordingHost {
     RecordingField field;
     RecordingUniforms uniforms;

@@ -1,4 +1,4 @@
-// What an input of the kernels' fuzzer begins with; bytes for the areas follow.
+// The beginning of an input for the fuzzer of kernels. Bytes for the areas follow.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ enum class KernelFamily : std::uint8_t {
 };
 inline constexpr int kernelFamilies = 7;
 
-/// Bits of `KernelRequest::shape`. Without a bit for it an area has no validity, or is no scalar.
+/// Bits of `KernelRequest::shape`. Without its bit, an area has no validity, or is not a scalar.
 namespace KernelShape {
 inline constexpr std::uint8_t leftScalar = 1;
 inline constexpr std::uint8_t rightScalar = 2;
@@ -26,15 +26,15 @@ inline constexpr std::uint8_t rightValidity = 8;
 inline constexpr std::uint8_t overlapping = 128; ///< all areas in one piece of memory
 } // namespace KernelShape
 
-/// One call of a kernel. Every value of every byte stands for something.
+/// One call of a kernel. Every value of every byte has a meaning.
 struct KernelRequest {
     std::uint8_t family;
     std::uint8_t kinds[3]; ///< of the result, the left and the right operand
     std::uint8_t op;       ///< the family's operation, or a component's number
     std::uint8_t shape;
     std::uint8_t count;
-    std::uint8_t multiplicity; ///< less 1
-    std::uint16_t places[7];   ///< where the areas begin, in the order of their making
+    std::uint8_t multiplicity; ///< minus 1
+    std::uint16_t places[7];   ///< where the areas begin, in the order in which they are made
 };
 static_assert(sizeof(KernelRequest) == 22, "no gaps");
 

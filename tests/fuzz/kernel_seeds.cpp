@@ -1,4 +1,4 @@
-// Calls of every family of kernels, in every shape, for the fuzzer to begin with.
+// Seeds for the fuzzer of kernels: calls of every family, in every shape.
 #include "kernel_request.h"
 #include "seeds.h"
 
@@ -19,7 +19,7 @@ struct Kinds {
     CpuElementKind right;
 };
 
-/// A call over 150 elements. Areas begin at several places within a word.
+/// A call over 150 elements. Areas begin at different offsets within a word.
 Seed seed(const char* name, KernelFamily family, Kinds kinds, int op, int multiplicity,
           int shape = 0) {
     KernelRequest request{};
@@ -54,7 +54,7 @@ void addArithmetic(std::vector<Seed>& seeds) {
     add("division_int32", {Int32, Int32, Int32}, division, 1);
     add("division_int32_scalar", {Int32, Float32, Int32}, division, 3, KernelShape::rightScalar);
     add("arithmetic_overlapping", {Unsupported, Unsupported, Unsupported}, addition, 2,
-        KernelShape::overlapping); // the first of the whole kinds
+        KernelShape::overlapping); // the first integer kind
 }
 
 void addComparisonsAndLogic(std::vector<Seed>& seeds) {

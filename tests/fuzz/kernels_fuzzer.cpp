@@ -1,7 +1,8 @@
-// The kernels' records with any numbers: every instruction set leaves the same bytes. Which of two
-// NaNs a sum passes on is open, so no lane begins as one. Areas of integers may overlap; those of
-// floats stay apart, since a result's bytes, read again as another lane, could be any NaN. Where
-// they stay apart each is an allocation of its own, of the size that the kernel may touch.
+// Calls kernels with arbitrary arguments: every instruction set must leave the same bytes.
+//
+// It is open which of two NaNs a sum returns, so no lane starts as a NaN. Areas of integers may
+// overlap. Areas of floats do not, since bytes of a result that are read as another lane could be
+// any NaN; each is a separate allocation of exactly the size that the kernel may touch.
 #include "kernel_request.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
@@ -42,8 +43,8 @@ class Areas {
 
     bool overlap() const { return (request.shape & KernelShape::overlapping) != 0; }
 
-    /// The next area. One that overlaps no other ends where its allocation does, and begins up to 7
-    /// bytes behind the allocation's own beginning.
+    /// The next area. A separate one ends at the end of its allocation, and begins up to 7 bytes
+    /// after the beginning of it.
     unsigned char* next(std::size_t bytes) {
         const std::size_t place = request.places[made++];
         if (overlap())
@@ -59,7 +60,8 @@ class Areas {
     bool operator==(const Areas& other) const { return pieces == other.pieces; }
 
   private:
-    /// Bytes that make no NaN of any float kind, wherever a lane begins: no exponent is full.
+    /// Bytes that are no NaN of any float kind, wherever a lane begins: no exponent has all bits
+    /// set.
     std::vector<unsigned char> filled(std::size_t bytes) {
         std::vector<unsigned char> piece(bytes);
         for (unsigned char& byte : piece) {
@@ -76,7 +78,7 @@ class Areas {
     const std::uint8_t* data;
     std::size_t size;
     std::size_t position = 0;
-    unsigned round = 0; ///< how often the input was gone through
+    unsigned round = 0; ///< how often all of the input was used
     int made = 0;
     std::deque<std::vector<unsigned char>> pieces;
 };
@@ -202,7 +204,7 @@ bool Call::truth() {
     return true;
 }
 
-/// Whether there is a kernel for the request, which then ran.
+/// Runs the kernel for the request; false if there is none.
 bool Call::run() {
     switch (static_cast<KernelFamily>(request.family % Fuzz::kernelFamilies)) {
     case KernelFamily::Arithmetic:

@@ -1,4 +1,4 @@
-// Any bytes as a .npy file: both readers agree, on the array or on what is wrong with it.
+// Reads any bytes as a .npy file: both readers must agree on the array, or on what is wrong.
 #include "reached.h"
 
 #include <fenlethosts/npy.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A file in memory, under a name that can be opened.
+/// A file in memory, with a name that can be opened.
 class MemoryFile {
   public:
     MemoryFile(const std::uint8_t* data, std::size_t size) : descriptor(memfd_create("npy", 0)) {

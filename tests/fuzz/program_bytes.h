@@ -1,5 +1,5 @@
-// How the bytes of an input stand for a program and a block size: reading them, whatever they are,
-// and writing those of a program that one has.
+// The bytes of an input mean a program and a block size. Reads any bytes, and writes the bytes of a
+// given program.
 #pragma once
 
 #include <fenletir/program.h>
@@ -15,13 +15,13 @@ struct SizedProgram {
     int blockSize = 1;
 };
 
-/// Takes an input apart. Beyond its end stand zeros.
+/// Reads an input. Beyond its end there are zeros.
 class ByteReader {
   public:
     ByteReader(const std::uint8_t* newData, std::size_t newSize) : data(newData), size(newSize) {}
 
-    /// Two fields, uniforms and samplers, and a constant of each kind; registers and instructions
-    /// as the input has them, right or wrong.
+    /// Two fields, uniforms and samplers, and a constant of each kind. Registers and instructions
+    /// come from the input, right or wrong.
     SizedProgram program() {
         SizedProgram read;
         FenletProgram& program = read.program;
@@ -50,7 +50,7 @@ class ByteReader {
         --size;
         return *data++;
     }
-    /// Small numbers by one byte, any number by five.
+    /// A small number takes one byte, any other five.
     std::int32_t number() {
         const std::uint8_t small = next();
         if (small != 255)
@@ -60,7 +60,7 @@ class ByteReader {
             value = value << 8 | next();
         return static_cast<std::int32_t>(value);
     }
-    /// The last few values of its first byte also fill the slots that its opcode has no use for.
+    /// The last few values of its first byte also fill the slots that its opcode does not use.
     Instruction instruction() {
         Instruction read;
         const std::uint8_t code = next();
@@ -77,8 +77,8 @@ class ByteReader {
     std::size_t size;
 };
 
-/// The input that stands for the program, which has one to twelve registers of up to four
-/// components, small numbers, nothing past an arity, and the pools that every input has.
+/// The input that means the program. The program must have one to twelve registers of up to four
+/// components, small numbers, no operands beyond the arity, and the pools that every input has.
 inline std::vector<std::uint8_t> bytesOf(const FenletProgram& program, int blockSize) {
     std::vector<std::uint8_t> bytes;
     const auto put = [&bytes](std::int64_t value) {

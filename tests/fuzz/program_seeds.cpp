@@ -1,4 +1,4 @@
-// Small sound programs of every instruction and kind for the fuzzer to begin with.
+// Seeds for the fuzzer of programs: small sound programs with every instruction and kind.
 #include "doubles/program_sketch.h"
 #include "program_bytes.h"
 #include "seeds.h"
@@ -11,7 +11,7 @@ using enum RegisterFormat;
 
 constexpr std::int32_t reals = 0, truth = 1, integers = 2; // the constants that every input has
 
-/// A program that begins with the element's number in register 0.
+/// A program whose first instruction puts the element's number into register 0.
 struct Numbered : ProgramSketch {
     Numbered() { add(OpCode::ElementIndex, addRegister(Int64)); }
 
@@ -26,7 +26,7 @@ struct Numbered : ProgramSketch {
     }
 };
 
-/// The four operations on two fields of these kinds, the second one a scalar or as wide.
+/// The four operations on two fields of these kinds; the second field is a scalar or as wide.
 FenletProgram arithmetic(RegisterFormat result, RegisterFormat left, RegisterFormat right,
                          std::int32_t multiplicity, bool isScalar) {
     Numbered program;
@@ -37,7 +37,7 @@ FenletProgram arithmetic(RegisterFormat result, RegisterFormat left, RegisterFor
     return program;
 }
 
-/// The six comparisons, and Select by some of them.
+/// The six comparisons, and `Select` by some of them.
 FenletProgram comparisons(RegisterFormat left, RegisterFormat right, std::int32_t multiplicity) {
     Numbered program;
     const std::int32_t a = program.field(left, multiplicity, 0);
@@ -51,7 +51,7 @@ FenletProgram comparisons(RegisterFormat left, RegisterFormat right, std::int32_
     return program;
 }
 
-/// Select by one condition for each element, then by one for each component.
+/// `Select` by one condition for each element, then by one for each component.
 FenletProgram selects(RegisterFormat result, RegisterFormat yes, RegisterFormat no) {
     Numbered program;
     const std::int32_t whenTrue = program.field(yes, 3, 0);
@@ -72,7 +72,7 @@ FenletProgram logic(std::int32_t multiplicity) {
     return program;
 }
 
-/// What concerns whole vectors: their length, components and negation.
+/// Instructions on whole vectors: length, component and negation.
 FenletProgram vectors(RegisterFormat format, std::int32_t multiplicity) {
     Numbered program;
     const std::int32_t a = program.field(format, multiplicity, 0);
@@ -83,7 +83,7 @@ FenletProgram vectors(RegisterFormat format, std::int32_t multiplicity) {
     return program;
 }
 
-/// Everything that comes from elsewhere.
+/// Instructions that load from the host.
 FenletProgram sources() {
     Numbered program;
     const std::int32_t offset = program.added(OpCode::LoadConstant, Float32, 3, {}, reals);

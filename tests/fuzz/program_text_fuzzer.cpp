@@ -1,5 +1,5 @@
-// Any bytes as a program's text: read or refused with a place, and what is read survives the trip
-// into a listing and back.
+// Reads any bytes as a program's text: they are read, or refused with a place. What was read must
+// survive a listing unchanged.
 #include "reached.h"
 
 #include <fenletir/text.h>

@@ -1,11 +1,11 @@
-// What a fuzzer tells those who run it over kept inputs.
+// What a fuzzer reports when it runs over stored inputs.
 #pragma once
 
 #include <cstddef>
 
 namespace Fenlet::Fuzz {
 
-/// How many inputs so far came to what the fuzzer is about, past everything that refuses them.
+/// How many inputs so far got past everything that refuses inputs.
 inline std::size_t reached = 0;
 
 } // namespace Fenlet::Fuzz

@@ -1,10 +1,10 @@
-// Runs a fuzzer once over every file of the folders that are named, and fails unless at least so
-// many of them come to what the fuzzer is about:
+// Runs a fuzzer once over every file of the FOLDERs. Fails if fewer than MINIMUM of them get past
+// everything that refuses inputs:
 //
 //   replay MINIMUM FOLDER...
 //
-// Reads the files as C does, so that MemorySanitizer, which cannot look into the C++ library, sees
-// what is read as written.
+// Reads the files with functions of C: MemorySanitizer does not know that those of the C++ library
+// write to memory.
 #include "reached.h"
 
 #include <cstddef>
@@ -17,7 +17,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/// Whether the path is that of a file that can be read.
+/// Runs the fuzzer on the file; false if it cannot be read whole.
 static bool runOn(const std::string& path) {
     std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (file == nullptr)
@@ -35,14 +35,14 @@ static bool runOn(const std::string& path) {
 int main(int argumentCount, char** arguments) {
     const std::size_t minimum = argumentCount > 2 ? std::strtoull(arguments[1], nullptr, 10) : 0;
     if (minimum == 0) {
-        std::printf("usage: replay MINIMUM FOLDER..., with a minimum from 1 on\n");
+        std::printf("usage: replay MINIMUM FOLDER..., where MINIMUM is at least 1\n");
         return 2;
     }
     int files = 0;
     for (int i = 2; i < argumentCount; ++i) {
         DIR* const folder = opendir(arguments[i]);
         if (folder == nullptr) {
-            std::printf("cannot read %s\n", arguments[i]);
+            std::printf("replay: error: cannot read %s\n", arguments[i]);
             return 1;
         }
         while (const dirent* const entry = readdir(folder)) {
@@ -50,14 +50,14 @@ int main(int argumentCount, char** arguments) {
                 continue;
             const std::string path = std::string(arguments[i]) + '/' + entry->d_name;
             if (!runOn(path)) {
-                std::printf("cannot read %s\n", path.c_str());
+                std::printf("replay: error: cannot read %s\n", path.c_str());
                 return 1;
             }
             ++files;
         }
         closedir(folder);
     }
-    std::printf("%d inputs, of which %zu came to the end and %zu must\n", files,
-                Fenlet::Fuzz::reached, minimum);
+    std::printf("%d inputs; %zu got to the end, and %zu must\n", files, Fenlet::Fuzz::reached,
+                minimum);
     return Fenlet::Fuzz::reached >= minimum ? 0 : 1;
 }

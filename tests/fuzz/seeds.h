@@ -1,4 +1,4 @@
-// Inputs for the fuzzers to begin with, each of which comes to what its fuzzer is about.
+// Seeds for the fuzzers. Each gets past everything that refuses inputs.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace Fenlet::Fuzz {
 
 struct Seed {
-    std::string name; ///< as a file's
+    std::string name; ///< of its file
     std::vector<std::uint8_t> bytes;
 };
 

@@ -1,11 +1,11 @@
-// Writes the seeds into the folders program_run and kernels of the folder that is named.
+// Writes the seeds into the folders program_run and kernels of a given folder.
 #include "seeds.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <sys/stat.h>
 
-/// Whether the folder is there now.
+/// Makes the folder; true if it exists now.
 static bool makeFolder(const std::string& path) {
     return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
 }

@@ -1,7 +1,7 @@
 // Sums, products, quotients, square roots and order of floating-point values, in integers.
 //
-// What each of them answers is exact, or rounds to the same float as the exact result does: it is
-// rounded once, where it is encoded. All operands are those that a binary32 or binary64 holds.
+// Each result is exact, or rounds to the same float as the exact result. Rounding happens once,
+// when the result is encoded. Operands are values of binary32 or binary64.
 #pragma once
 
 #include "exact_number.h"
@@ -54,7 +54,7 @@ inline ExactNumber finiteSum(ExactNumber left, ExactNumber right) {
         std::swap(left, right);
     if (left.exponent - right.exponent > 64) {
         // Then `left` has all the bits of its format, and `right` is less than a thousandth of its
-        // last place: any so small number rounds alike.
+        // last place: all numbers as small as that round alike.
         right.magnitude = 1;
         right.exponent = left.exponent - 64;
     }
@@ -106,8 +106,8 @@ inline ExactNumber multiply(const ExactNumber& left, const ExactNumber& right) {
     return product;
 }
 
-/// The quotient's magnitude has at least 74 bits, of which the last is set when there is a
-/// remainder: it lies below what any rounding keeps, and tells it from a tie.
+/// The quotient's magnitude has at least 74 bits. The last one is set if there is a remainder: it
+/// lies below all bits that rounding keeps, and tells the result from a tie.
 inline ExactNumber divide(const ExactNumber& left, const ExactNumber& right) {
     const bool negative = left.negative != right.negative;
     if (isNan(left) || isNan(right))
@@ -139,7 +139,7 @@ inline Wide integerRoot(Wide square) {
     return root;
 }
 
-/// The root's magnitude has at least 63 bits, of which the last is set when the root is not whole.
+/// The root's magnitude has at least 63 bits. The last one is set if the root is not whole.
 inline ExactNumber squareRoot(const ExactNumber& number) {
     if (isNan(number) || isZero(number))
         return number;
@@ -159,8 +159,8 @@ inline ExactNumber squareRoot(const ExactNumber& number) {
     return root;
 }
 
-/// -1, 0 or 1, for bits of a float kind that are no NaN. Above the sign such bits are in the order
-/// of the values, and both zeros are one.
+/// -1, 0 or 1, for bits of a float kind that are not NaN. Without the sign, the bits are in the
+/// order of the values; both zeros are equal.
 inline int compareFloatBits(FloatFormat format, std::uint64_t left, std::uint64_t right) {
     const auto ordered = [format](std::uint64_t bits) {
         const std::uint64_t sign = std::uint64_t{1} << (format.fractionBits + format.exponentBits);

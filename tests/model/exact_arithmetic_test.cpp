@@ -1,4 +1,4 @@
-// The arithmetic in integers against the processor's own.
+// Compares the arithmetic in integers with the processor's arithmetic.
 #include "exact_arithmetic.h"
 #include "random_program.h"
 
@@ -28,7 +28,7 @@ template <class Type>
 std::uint64_t bitsOf(typename Type::Float value) {
     typename Type::Bits bits;
     std::memcpy(&bits, &value, sizeof bits);
-    // Which NaN an operation makes is left open.
+    // IEEE 754 leaves open which NaN an operation makes.
     return isNan(Type::kind, bits) ? UINT64_MAX : bits;
 }
 
@@ -59,7 +59,7 @@ int exactOrder(std::uint64_t left, std::uint64_t right) {
     return compareFloatBits(formatOf(Type::kind), left, right);
 }
 
-/// The operation in which the two differ, empty when they agree in all.
+/// The operation whose results differ; empty if all agree.
 template <class Type>
 std::string differenceAt(std::uint64_t left, std::uint64_t right) {
     const auto a = valueOf<Type>(left);
@@ -87,7 +87,8 @@ void expectAgreement(std::uint64_t left, std::uint64_t right) {
     ASSERT_EQ(difference, "") << std::hex << left << " and " << right;
 }
 
-/// Both signs of zeros, the least, greatest and nearest to one, halves, ties, infinities and NaNs.
+/// Zeros of both signs, least and greatest values, neighbours of one, halves, ties, infinities,
+/// NaNs.
 std::vector<std::uint64_t> specialBits(FloatFormat format) {
     const std::uint64_t unit = format.unit();
     const auto one = static_cast<std::uint64_t>(format.bias()) * unit;
@@ -108,8 +109,8 @@ std::vector<std::uint64_t> specialBits(FloatFormat format) {
     return all;
 }
 
-/// Bits by chance, and others whose exponent is so near that an operation does not just pass on or
-/// round away one operand.
+/// Random bits, and bits with a nearby exponent: with those, an operation does not just return one
+/// operand or round it away.
 template <class Type>
 void expectAgreementByChance(int pairs) {
     const FloatFormat format = formatOf(Type::kind);

@@ -1,7 +1,7 @@
 // Numbers of any storage kind as exact values, and their one rounding into another kind.
 //
-// Integers and bit patterns only: nothing here converts with the processor's own instructions, so
-// that it can be held against code that does.
+// Only integers and bit patterns: nothing here uses the processor's conversions, so that it can be
+// compared with code that does.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -77,14 +77,14 @@ inline ExactNumber decode(CpuElementKind kind, std::uint64_t bits) {
     return decodeFloat(bits, formatOf(kind));
 }
 
-/// The number of the highest bit that is set, counted from 0. Not for 0.
+/// The position of the highest set bit, counted from 0. Must not be called with 0.
 inline int leadingBit(Wide magnitude) {
     const auto high = static_cast<std::uint64_t>(magnitude >> 64);
     const auto low = static_cast<std::uint64_t>(magnitude);
     return high != 0 ? 127 - __builtin_clzll(high) : 63 - __builtin_clzll(low);
 }
 
-/// Truncated toward zero; the most negative integer for what has none.
+/// Truncated toward zero; the most negative integer if there is no such integer.
 inline std::uint64_t encodeInteger(const ExactNumber& number, int width) {
     const std::uint64_t indefinite = std::uint64_t{1} << (width - 1);
     if (number.form != ExactNumber::Class::Finite)
@@ -106,8 +106,8 @@ inline std::uint64_t encodeInteger(const ExactNumber& number, int width) {
     return (number.negative ? 0 - whole : whole) & mask;
 }
 
-/// `magnitude` / 2 to the power `places`, rounded to nearest, ties to even. Where `places` is below
-/// 0 there must be room for that many zeros.
+/// `magnitude` / 2 to the power `places`, rounded to nearest, ties to even. If `places` is
+/// negative, the result must have room for that many zeros.
 inline Wide roundedShift(Wide magnitude, int places) {
     if (places <= 0)
         return magnitude << -places;
@@ -115,7 +115,7 @@ inline Wide roundedShift(Wide magnitude, int places) {
         return 0;
     const Wide half = Wide{1} << (places - 1);
     const Wide dropped = magnitude & (half | (half - 1));
-    // In two steps, as no shift may be as wide as the number itself.
+    // In two steps, since no shift may be as wide as the number.
     const Wide kept = magnitude >> (places - 1) >> 1;
     const bool roundsUp = dropped > half || (dropped == half && (kept & 1) != 0);
     return roundsUp ? kept + 1 : kept;
@@ -134,7 +134,7 @@ inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) 
     if (number.magnitude == 0)
         return sign;
 
-    // The last place is that of the leading bit less the fraction, but no lower than a subnormal's.
+    // The last place follows from the leading bit, but is no lower than that of a subnormal.
     const int lowest = 1 - format.bias() - format.fractionBits;
     int place = leadingBit(number.magnitude) + number.exponent - format.fractionBits;
     if (place < lowest)
@@ -152,7 +152,7 @@ inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) 
     return sign | (field << format.fractionBits) | (kept - format.unit());
 }
 
-/// The bits of `to` that the value with these bits of `from` becomes. Numeric kinds only.
+/// Converts: the bits of `to` for the value that has these bits in `from`. Numeric kinds only.
 inline std::uint64_t convertBits(CpuElementKind to, CpuElementKind from, std::uint64_t bits) {
     if (to == from)
         return bits;

@@ -1,5 +1,5 @@
-// One number for everything: the digest of a fixed run of many programs, which must be the same for
-// every compiler, optimisation, instruction set and architecture.
+// The digest of a fixed run of many programs. It must be the same for every compiler, optimisation
+// level, instruction set and architecture.
 #include "exact_number.h"
 #include "random_program.h"
 
@@ -12,7 +12,7 @@
 namespace Fenlet::Model {
 namespace {
 
-/// FNV-1a over the values of lanes, not over their bytes, so that byte order does not count.
+/// FNV-1a over the values of lanes, not over their bytes, so that it does not depend on byte order.
 class Digest {
   public:
     void add(std::uint64_t value) {
@@ -25,7 +25,7 @@ class Digest {
     std::uint64_t state = 0xCBF29CE484222325u;
 };
 
-/// The lane's bits. All NaNs count as one: which of two a sum passes on is left open.
+/// The lane's bits. All NaNs give the same ones, since it is open which of two NaNs a sum returns.
 std::uint64_t laneBits(CpuElementKind kind, const unsigned char* lane) {
     const int size = elementSize(kind);
     std::uint64_t bits = 0;
@@ -67,7 +67,7 @@ TEST(Golden, OneDigestForEveryMachine) {
     for (std::uint64_t seed = 1; seed <= 4000; ++seed) {
         Case run = randomCase(seed);
         run.declineAtCall = -1;
-        // A program that reads beside its registers could see the bits of a NaN as a number.
+        // A program that reads past its registers could read the bits of a NaN as a number.
         if (run.blockSize < 1 || !isSound(verifyProgram(run.program)))
             continue;
         Interpreter interpreter;

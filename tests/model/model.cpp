@@ -45,7 +45,7 @@ std::uint64_t bitsOf(double value) {
     return bits;
 }
 
-/// The kind in which an operation with a result of this one runs.
+/// The kind in which an operation computes if its result has this kind.
 Kind workingKind(Kind kind) {
     return kind == Kind::Half ? Kind::Float32 : kind;
 }
@@ -63,7 +63,7 @@ ExactNumber operate(OpCode op, const ExactNumber& left, const ExactNumber& right
     }
 }
 
-/// One operation in the result's kind, a float kind, on operands that are of it already.
+/// One operation on operands of the result's kind, which is a float kind.
 std::uint64_t operateBits(OpCode op, Kind kind, std::uint64_t left, std::uint64_t right) {
     const ExactNumber exact = operate(op, decode(kind, left), decode(kind, right));
     const Kind working = workingKind(kind);
@@ -92,7 +92,7 @@ std::uint64_t operateIntegers(OpCode op, std::uint64_t left, std::uint64_t right
 }
 
 Kind comparisonKind(Kind left, Kind right) {
-    // The enumeration's order is the rank that decides.
+    // Enumerators are in the order of their rank.
     return static_cast<int>(left) > static_cast<int>(right) ? left : right;
 }
 
@@ -542,7 +542,7 @@ Verdict Model::component(const Instruction& instruction) {
     for (long long e = 0; e < count; ++e) {
         const std::uint64_t bits =
             converted(result.kind, source, e * source.multiplicity + instruction.immediate);
-        // Between the two wide float kinds the processor passes a NaN on in its own way.
+        // Processors differ in how they convert a NaN between Float32 and Float64.
         if (result.kind != source.kind && source.kind != Kind::Half && result.kind != Kind::Half)
             writeOpen(result.kind, result.data, e, bits);
         else
@@ -614,7 +614,7 @@ void Model::booleanUnary(const Instruction& instruction) {
     const Register& operand = reg(instruction.operands[0]);
     note(opCodeName(instruction.op));
     for (int e = 0; e < count; ++e) {
-        // The operand's validity cannot change under the loop: no register's values run into it.
+        // The loop cannot change the operand's validity: no register's values overlap it.
         const bool valid = readByte(operand.validity + static_cast<std::size_t>(e)) != 0;
         for (int c = 0; c < result.multiplicity; ++c) {
             const long long lane = static_cast<long long>(e) * result.multiplicity + c;
@@ -736,7 +736,7 @@ Verdict Model::select(const Instruction& instruction) {
          (condition.multiplicity == 1 ? " scalar" : " matched"));
     for (int e = 0; e < count; ++e) {
         bool valid = true;
-        // One condition for the element is read once, before its components are written.
+        // If the element has one condition, it is read once, before any component is written.
         const auto shared = static_cast<unsigned char>(
             condition.multiplicity == 1 ? read(Kind::Tribool, condition.data, e) : 0);
         for (int c = 0; c < result.multiplicity; ++c) {

@@ -1,8 +1,8 @@
 // A second evaluator of the whole instruction set, deliberately naive: one lane at a time, in
 // ascending order, straight from bytes to bytes.
 //
-// It is what the real evaluator is held against. It shares no rule with it, lays its registers out
-// by itself, and runs one step at a time, so that the two can be compared after each.
+// The tests compare the evaluator with it. It shares no rule with the evaluator, lays out its own
+// registers, and runs one step at a time, so that the two can be compared after each.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -13,7 +13,7 @@
 
 namespace Fenlet::Model {
 
-/// What the model says of a `configure` or of one step.
+/// The model's result for a `configure` or for one step.
 struct Verdict {
     ExecRefusal code = ExecRefusal::None;
     std::string message;
@@ -21,8 +21,8 @@ struct Verdict {
     bool refused() const { return code != ExecRefusal::None; }
 };
 
-/// A lane whose bits are open because it is a NaN that an operation made: only that it is one
-/// holds.
+/// A lane whose bits are open: an operation made a NaN there, and only that it is a NaN is
+/// defined.
 struct OpenLane {
     std::size_t offset;
     CpuElementKind kind;
@@ -33,8 +33,8 @@ class Model {
     /// Plans `program` as the evaluator would.
     Verdict configure(const FenletProgram& program, int blockSize);
 
-    /// Whether `bindings` has a provider for all that the program reads. The first instruction that
-    /// lacks one decides.
+    /// Whether `bindings` has a provider for everything that the program reads. Reports the first
+    /// instruction that lacks one.
     Verdict checkBindings(const Bindings& bindings) const;
 
     /// Begins a block of `count` elements, all valid.
@@ -46,17 +46,16 @@ class Model {
     /// All areas of all registers.
     std::vector<unsigned char> storage;
 
-    /// The lanes that the last instruction left open.
+    /// The lanes whose bits the last instruction left open.
     std::vector<OpenLane> openLanes;
 
-    /// Set when an instruction read a lane that it had itself left open, so that its result cannot
-    /// be told.
+    /// Set if an instruction read a lane that it had left open itself: its result is unknown.
     bool ambiguous = false;
 
-    /// Set when an instruction read or wrote outside the storage, where nothing can be told.
+    /// Set if an instruction read or wrote outside the storage: its result is unknown.
     bool outside = false;
 
-    /// The kernels that have run, each by a name that tells family, kinds, operation and shape.
+    /// The kernels that have run, by names that hold family, kinds, operation and shape.
     std::vector<std::string>* kernelsRun = nullptr;
 
   private:
@@ -111,7 +110,7 @@ class Model {
     const FenletProgram* program = nullptr;
     std::vector<Register> registers;
     std::vector<std::int64_t> indices;
-    std::vector<bool> openBytes; ///< of the storage, those of open lanes
+    std::vector<bool> openBytes; ///< which bytes of the storage belong to open lanes
     int blockSize = 0;
     int count = 0;
 };

@@ -1,4 +1,4 @@
-// The evaluator against the model: random programs, every register byte after every step.
+// Compares the evaluator with the model over random programs: every register byte after every step.
 #include "exact_number.h"
 #include "model.h"
 #include "random_program.h"
@@ -16,17 +16,17 @@
 namespace Fenlet::Model {
 namespace {
 
-/// How a case went: empty when evaluator and model agree, else where they do not.
+/// How a case went: empty if evaluator and model agree, else where they differ.
 struct Outcome {
     std::string difference;
-    ExecRefusal bindings = ExecRefusal::None; ///< what the check of the providers said
-    std::vector<int> blocks;                  ///< how long the finished ones were
-    std::vector<std::string> events;          ///< what else came up, by names
+    ExecRefusal bindings = ExecRefusal::None; ///< result of the check of the providers
+    std::vector<int> blocks;                  ///< lengths of the finished blocks
+    std::vector<std::string> events;          ///< names of other events
     bool ambiguous = false;
     bool ran = false;
 };
 
-/// What the sink's calls look like in a log that the providers write, too.
+/// The sink's calls in the log, to which the providers write too.
 std::string sinkCall(long long blockStart, int count) {
     return "consume " + std::to_string(count) + " from " + std::to_string(blockStart);
 }
@@ -36,7 +36,7 @@ std::vector<unsigned char> bytesOf(const RegisterFile& registers) {
     return {bytes, bytes + registers.byteCount()};
 }
 
-/// What a run of `evaluate` left behind, for comparison with the same run step by step.
+/// State after a run of `evaluate`, to compare with the same run made step by step.
 class RecordingSink : public BlockSink {
   public:
     RecordingSink(int newStopAt, std::vector<std::string>& newLog)
@@ -59,8 +59,7 @@ std::string words(ExecRefusal code, const char* message) {
     return std::string(execRefusalName(code)) + " \"" + (message ? message : "") + "\"";
 }
 
-/// One case in the making: evaluator and model side by side, and a second evaluator that runs the
-/// same by `evaluate`.
+/// Runs one case: evaluator and model step by step, and a second evaluator through `evaluate`.
 class Comparison {
   public:
     Comparison(const Case& newRun, std::vector<std::string>& kernels)
@@ -132,7 +131,7 @@ class Comparison {
         }
     }
 
-    /// How the range lies, and how its fields were read, as far as the run went.
+    /// Where the range lies, and how its fields were read, as far as the run went.
     void noteRange() {
         const std::vector<int>& lengths = outcome.blocks;
         if (!lengths.empty() && run.first < 0)
@@ -245,20 +244,20 @@ std::string differenceOf(const Case& run) {
     return outcomeOf(run, kernels).difference;
 }
 
-/// A number from the environment, so that a script can run more cases, or the one that failed.
+/// A number from the environment. Scripts use it to run more cases, or the one that failed.
 std::uint64_t setting(const char* name, std::uint64_t otherwise) {
     const char* const text = std::getenv(name);
     return text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-/// The case with this seed, with holes among what its host brings now and then.
+/// The case with this seed. Now and then its host lacks a provider.
 Case caseWithHoles(std::uint64_t seed) {
     Case run = randomCase(seed);
     run.holes = randomHoles(seed, run.program);
     return run;
 }
 
-/// What a run of many cases has met.
+/// What a run of many cases has covered.
 struct Coverage {
     std::map<std::string, long long> kernels;
     std::map<std::string, long long> events;
@@ -285,7 +284,7 @@ struct Coverage {
         return found == events.end() ? 0 : found->second;
     }
 
-    /// Of each family the kernels and shapes that were hit.
+    /// For each family, the kernels and shapes that ran.
     std::map<std::string, int> perFamily() const {
         std::map<std::string, int> families;
         for (const auto& [kernel, times] : kernels)
@@ -319,7 +318,7 @@ void expectAllMet(const Coverage& met) {
     EXPECT_EQ(families["Length"], 16);
     for (const char* op : {"Not", "IsTrue", "And", "Or"})
         EXPECT_EQ(families[op], 1) << op;
-    // Longer than any vector, tile or piece, and not by a whole number of them.
+    // Longer than any vector, tile or piece, and not a multiple of any.
     EXPECT_GT(met.blocksOfAtLeast.at(513), 100);
     for (std::uint32_t op = 0; op < opCodeCount; ++op)
         EXPECT_GT(met.times(std::string(opCodeName(static_cast<OpCode>(op))) + ": None"), 1000);

@@ -1,4 +1,4 @@
-// Programs, data and hosts by chance.
+// Random programs, data and hosts.
 #include "random_program.h"
 
 #include "exact_number.h"
@@ -27,7 +27,7 @@ RegisterFormat randomFormat(Chance& chance) {
 
 constexpr Kind arithmeticKinds[] = {Kind::Int32, Kind::Half, Kind::Float32, Kind::Float64};
 
-/// Builds a case instruction by instruction, preferring what fits.
+/// Builds a case instruction by instruction; most of them fit.
 class CaseBuilder {
   public:
     explicit CaseBuilder(std::uint64_t seed) : chance(seed), isLong(chance.oneIn(longOdds)) {}
@@ -35,7 +35,7 @@ class CaseBuilder {
     Case build();
 
   private:
-    /// One case in so many has blocks that vectors, tiles and pieces of any size lie within.
+    /// One case in this many has blocks long enough to hold vectors, tiles and pieces of any size.
     static constexpr int longOdds = 16;
 
     void declare();
@@ -58,7 +58,7 @@ class CaseBuilder {
     int shape = 1;
 };
 
-/// Many components only where there are few elements, for the sake of the time.
+/// Many components only for few elements, to save time.
 int CaseBuilder::randomMultiplicity() {
     switch (chance.below(8)) {
     case 0:
@@ -119,7 +119,7 @@ void CaseBuilder::declare() {
     run.program.samplers.resize(static_cast<std::size_t>(1 + chance.below(2)));
 }
 
-/// A register of this kind and multiplicity: one that is there, or a new one.
+/// A register of this kind and multiplicity: an existing one or a new one.
 int CaseBuilder::registerOf(Kind kind, int multiplicity) {
     for (int tries = 0; tries < 6; ++tries) {
         const int number = anyRegister();
@@ -138,8 +138,8 @@ int CaseBuilder::registerOf(Kind kind, int multiplicity) {
     return static_cast<int>(registers().size()) - 1;
 }
 
-// Every draw has a statement of its own: the order of a call's arguments is left to the compiler,
-// and the programs must be the same with each.
+// Every draw is a separate statement. Compilers choose the order in which arguments are evaluated,
+// and the programs must be the same with all of them.
 void CaseBuilder::fit(Instruction& instruction) {
     auto& [op, result, operands, immediate] = instruction;
     const auto number = static_cast<std::uint32_t>(op);
@@ -217,7 +217,7 @@ Instruction CaseBuilder::randomInstruction() {
     instruction.op = static_cast<OpCode>(chance.below(chance.oneIn(200) ? 27 : 24));
     if (chance.oneIn(6))
         instruction.op = sources[chance.below(4)];
-    // The families with the most kernels, so that all of them are met.
+    // The families with the most kernels, so that all of them run.
     if (chance.oneIn(6))
         instruction.op = OpCode::Select;
     if (chance.oneIn(4))
@@ -237,7 +237,7 @@ Instruction CaseBuilder::randomInstruction() {
     return instruction;
 }
 
-/// Fills a register with whatever a host would bring.
+/// Fills a register with data from the host.
 Instruction CaseBuilder::loadOf(int number) {
     Instruction instruction;
     instruction.op = chance.oneIn(8) ? OpCode::LoadConstant : OpCode::Sample;
@@ -269,7 +269,7 @@ Case CaseBuilder::build() {
     declare();
     for (int i = chance.below(14); i > 0; --i)
         run.program.instructions.push_back(randomInstruction());
-    // Some of what will be read has been loaded first.
+    // Load some of the registers that will be read.
     for (std::size_t i = 0; i < run.program.registers.size() && !chance.oneIn(8); ++i)
         run.program.instructions.insert(run.program.instructions.begin(),
                                         loadOf(static_cast<int>(i)));
@@ -329,7 +329,7 @@ std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
         return bytes[chance.below(9)];
     }
     switch (chance.below(4)) {
-    case 0: // any bits at all
+    case 0: // any bits
         return chance.bits();
     case 1: { // a small whole number, or one with a fraction
         const auto small = static_cast<std::uint64_t>(chance.below(9) - 4);
@@ -362,7 +362,7 @@ std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
     }
 }
 
-/// Makes the places null that are to be.
+/// Sets to null the entries that the case wants missing.
 template <class Provider>
 static void leaveOut(std::vector<Provider*>& providers, int number) {
     if (number >= 0 && static_cast<std::size_t>(number) < providers.size())
@@ -408,7 +408,7 @@ void RandomHost::fill(std::uint64_t seed, CpuElementKind kind, int multiplicity,
     const auto bytes = static_cast<std::size_t>(elementSize(kind));
     for (std::size_t c = 0; c < static_cast<std::size_t>(multiplicity); ++c) {
         const std::uint64_t bits = randomComponent(chance, kind);
-        // Byte by byte from the low end, so that the value is the same in every byte order.
+        // Byte by byte from the lowest, so that the value does not depend on byte order.
         for (std::size_t b = 0; b < bytes; ++b) {
             const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
             const std::size_t place = bigEndian ? bytes - 1 - b : b;
@@ -448,14 +448,14 @@ bool RandomHost::readField(int number, const FieldRead& request) {
 bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* out) {
     const bool answer =
         answers("fetch " + std::to_string(index) + " " + shapeOf(kind, multiplicity));
-    // One component fewer than asked now and then: what is left out must be zero.
+    // Now and then one component fewer than asked for: the missing one must be zero.
     const std::uint64_t seed = mix(run.dataSeed, static_cast<std::uint64_t>(index) + 77);
     fill(seed, kind, multiplicity - static_cast<int>(seed % 7 == 0),
          static_cast<unsigned char*>(out));
     return answer;
 }
 
-/// One component's value. All NaNs are one: which of two an operation passes on is left open.
+/// One component's value. All NaNs are printed alike: it is open which of two an operation returns.
 static std::uint64_t componentBits(const unsigned char* element, CpuElementKind kind, int c) {
     const int size = elementSize(kind);
     std::uint64_t bits = 0;

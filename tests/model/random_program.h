@@ -1,4 +1,4 @@
-// Programs, data and hosts by chance, the same ones for the same seed on every machine.
+// Random programs, data and hosts: the same ones for the same seed on every machine.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -9,7 +9,7 @@
 
 namespace Fenlet::Model {
 
-/// A small generator of its own (SplitMix64), since the standard library's distributions differ.
+/// A small generator (SplitMix64). The standard library's distributions differ between libraries.
 class Chance {
   public:
     explicit Chance(std::uint64_t seed) : state(seed) {}
@@ -23,14 +23,14 @@ class Chance {
     std::uint64_t state;
 };
 
-/// What is missing of the providers of one sort that a host could bring.
+/// Which providers of one sort a host lacks.
 struct PoolHoles {
-    int nullEntry = -1; ///< the provider whose place is null; -1 for none
-    int shortBy = 0;    ///< by how much the count falls short, also to below zero
+    int nullEntry = -1; ///< the provider whose entry is null; -1 for none
+    int shortBy = 0;    ///< how many too few the count says; may make it negative
     bool nullArray = false;
 };
 
-/// What a host does not bring.
+/// What a host lacks.
 struct Holes {
     PoolHoles fields;
     PoolHoles samplers;
@@ -47,29 +47,29 @@ struct Case {
     int declineAtCall = -1;    ///< the provider call that declines, counted from 0; -1 for none
     int stopAtBlock = -1;      ///< the block at which the sink stops; -1 for none
     bool holeInFields = false; ///< the first field has no accessor
-    Holes holes;               ///< what else the host does not bring
+    Holes holes;               ///< what else the host lacks
 };
 
-/// A case that is sound more often than not. Its last register is unused and wide, so that whatever
-/// runs past another register's areas still stays within the storage.
+/// A random case; most are sound. Its last register is unused and wide, so that code that runs past
+/// another register stays within the storage.
 Case randomCase(std::uint64_t seed);
 
-/// Holes by chance for a case with this seed, none more often than not.
+/// Random holes for the case with this seed; most cases have none.
 Holes randomHoles(std::uint64_t seed, const FenletProgram& program);
 
-/// `bytes` of one component by chance, special values above all.
+/// Random `bytes` of one component, often a special value.
 std::uint64_t randomComponent(Chance& chance, CpuElementKind kind);
 
-/// The provider of every kind of data in a case: all values follow from the case's data seed and
-/// from what is asked. Keeps a log of its calls.
+/// Provides all data of a case. Values follow from the case's data seed and from the request. Keeps
+/// a log of its calls.
 class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit RandomHost(const Case& run);
 
-    /// As field 0, for who calls the host by itself.
+    /// As field 0, for callers without an evaluator.
     bool read(const FieldRead& request) override { return readField(0, request); }
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
-    /// As sampler 0, for who calls the host by itself.
+    /// As sampler 0, for callers without an evaluator.
     bool sample(const void* coordinates, CpuElementKind coordinateKind, int coordinateMultiplicity,
                 void* values, CpuElementKind valueKind, int valueMultiplicity,
                 unsigned char* validity, int count) override {
@@ -77,7 +77,7 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
                           valueMultiplicity, validity, count);
     }
 
-    /// What the case's host brings. Its arrays are the host's own.
+    /// The bindings of the case's host, which owns the arrays.
     Bindings bindings();
 
     std::vector<std::string> log;
@@ -119,8 +119,7 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
     std::vector<FenletSampler*> samplers;
 };
 
-/// The case in words, for a person who has to find out what went wrong: how it is run, what is
-/// missing of its host, and the program's listing.
+/// The case as text for a person: how it runs, what its host lacks, and the program's listing.
 std::string describe(const Case& run);
 
 } // namespace Fenlet::Model

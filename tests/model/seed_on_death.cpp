@@ -1,4 +1,4 @@
-// Which case was in hand when the process died of it.
+// Reports the running case when the process dies.
 #include "seed_on_death.h"
 
 #include <atomic>
@@ -28,10 +28,10 @@ constexpr int fatalSignals[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV};
 std::atomic<std::uint64_t> currentSeed{0};
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "a signal handler reads it");
 
-/// What was to happen on each of the signals.
+/// The previous action for each of the signals.
 struct sigaction before[std::size(fatalSignals)];
 
-/// Does only what a signal handler may: asks for no memory and uses no stream.
+/// Does only what a signal handler may do: it allocates nothing and uses no stream.
 void tellSeed() {
     constexpr char words[] = "died with seed ";
     constexpr std::size_t mostDigits = 20;
@@ -45,7 +45,7 @@ void tellSeed() {
     for (; power != 0; power /= 10)
         text[length++] = static_cast<char>('0' + seed / power % 10);
     text[length++] = '\n';
-    // There is nobody to tell if this fails.
+    // If this fails, nothing can be done.
     [[maybe_unused]] const auto written = write(STDERR_FILENO, text, length);
 }
 
@@ -54,7 +54,7 @@ void handle(int signal, siginfo_t* information, void*) {
     for (std::size_t i = 0; i < std::size(fatalSignals); ++i)
         if (fatalSignals[i] == signal)
             sigaction(signal, &before[i], nullptr);
-    // A fault happens again by itself on the return; a signal that was sent does not.
+    // On return a fault happens again; a signal that was sent does not.
     if (information->si_code <= 0)
         raise(signal);
 }

@@ -1,14 +1,13 @@
-// Which case was in hand when the process died of it.
+// Reports the running case when the process dies.
 #pragma once
 
 #include <cstdint>
 
 namespace Fenlet::Model {
 
-/// Has a process that dies of a signal, of `std::abort` or of a sanitizer's finding write to the
-/// standard error stream that this seed was in hand. The last call counts. Whatever would have
-/// happened otherwise happens afterwards. What gcc's UndefinedBehaviorSanitizer finds goes unseen:
-/// it tells nobody.
+/// If the process dies of a signal, `std::abort` or a sanitizer's finding, it first writes this
+/// seed to standard error. A later call replaces the seed. Then the process dies as it would have
+/// otherwise. Findings of gcc's UndefinedBehaviorSanitizer are not seen: it calls no handler.
 void tellSeedOnDeath(std::uint64_t seed);
 
 } // namespace Fenlet::Model

@@ -1,4 +1,4 @@
-// What is told of the case in hand when the process dies.
+// What a dying process reports of the running case.
 #include "seed_on_death.h"
 
 #include <csignal>
@@ -20,7 +20,7 @@ void dieOfAbort(std::uint64_t earlierSeed, std::uint64_t seed) {
     std::abort();
 }
 
-/// Writes where nothing may be written, so that the processor itself sends the signal.
+/// Writes to read-only memory, so that the processor raises the signal.
 void dieOfFault(std::uint64_t seed) {
     auto* const page = static_cast<volatile unsigned char*>(
         mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));

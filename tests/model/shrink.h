@@ -1,4 +1,4 @@
-// Making a failing case small enough to be read.
+// Makes a failing case small enough to read.
 #pragma once
 
 #include "random_program.h"
@@ -10,7 +10,7 @@
 
 namespace Fenlet::Model {
 
-/// Makes a case smaller in one way after another, each time keeping what still fails.
+/// Makes a case smaller in one way after another, and keeps each change with which it still fails.
 template <class Fails>
 class Shrinker {
   public:
@@ -23,7 +23,7 @@ class Shrinker {
     }
 
   private:
-    /// Each way makes the case smaller in earnest or leaves it as it is, so that there is an end.
+    /// Each way makes the case strictly smaller or leaves it unchanged, so that the search ends.
     bool shrinkEverything() {
         bool smaller = dropEach(&FenletProgram::instructions);
         smaller = shrinkRange() || smaller;
@@ -40,8 +40,8 @@ class Shrinker {
         return failed;
     }
 
-    /// Brings a number of the case, to which `place` leads, nearer to `least`: all the way, half of
-    /// it, or by one.
+    /// Moves a number of the case, which `place` finds, towards `least`: all the way, half of it,
+    /// or by one.
     template <class Place>
     bool lower(long long least, Place place) {
         const long long now = *place(run);
@@ -76,7 +76,7 @@ class Shrinker {
         return smaller;
     }
 
-    /// All but the last, which is there for what runs past the others.
+    /// All but the last, which takes what runs past the others.
     bool narrowRegisters() {
         bool smaller = false;
         for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
@@ -86,7 +86,7 @@ class Shrinker {
         return smaller;
     }
 
-    /// Leaves out constants, then components, and makes 0 of those that remain.
+    /// Removes constants, then components, and replaces the remaining ones by 0.
     bool shrinkConstants() {
         bool smaller = dropEach(&FenletProgram::constants);
         for (std::size_t i = 0; i < run.program.constants.size(); ++i) {
@@ -109,7 +109,7 @@ class Shrinker {
     bool dropComponent(std::size_t number, std::vector<Value> Constant::*values, std::size_t c) {
         Case next = run;
         Constant& constant = next.program.constants[number];
-        // Without any component it would be a Tribool.
+        // Without a component it would be a Tribool.
         if (constant.multiplicity < 2)
             return false;
         --constant.multiplicity;
@@ -137,8 +137,8 @@ class Shrinker {
     Fails& fails;
 };
 
-/// The smallest case that still fails, found by making one thing smaller at a time. `run` itself
-/// must fail; `fails` answers for any case.
+/// The smallest failing case that is found by making one thing smaller at a time. `run` must fail;
+/// `fails` says whether a case does.
 template <class Fails>
 Case shrinkCase(Case run, Fails&& fails) {
     return Shrinker(std::move(run), fails).shrink();

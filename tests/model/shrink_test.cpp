@@ -1,4 +1,4 @@
-// What is left of a failing case, and what is shown of it.
+// How a failing case is shrunk and printed.
 #include "shrink.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace Fenlet::Model {
 namespace {
 
-/// A case with something of everything that can be made smaller.
+/// A case in which everything that can be made smaller is present.
 Case largeCase() {
     Case run;
     run.program.registers.resize(3);

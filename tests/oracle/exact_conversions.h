@@ -1,7 +1,7 @@
-// The conversions between storage kinds, worked out on bit patterns with integers only.
+// The conversions between storage kinds, computed on bit patterns with integers only.
 //
-// A second opinion on the ones that kernels use. Every value is taken apart into an exact number
-// and rounded once from there, so nothing here depends on a processor's arithmetic.
+// A second implementation, to compare with the one that kernels use. Every value becomes an exact
+// number, which is rounded once, so that nothing here depends on a processor's arithmetic.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -33,7 +33,7 @@ struct FloatFormat {
     constexpr std::uint64_t hiddenBit() const { return std::uint64_t{1} << fractionBits; }
     constexpr std::uint64_t quietBit() const { return hiddenBit() >> 1; }
     constexpr std::uint64_t infinity() const { return signBit() - hiddenBit(); }
-    /// The exponent of a subnormal's last place, the least there is.
+    /// The exponent of a subnormal's last place, the lowest of the format.
     constexpr int leastPlace() const { return 2 - (1 << (exponentBits - 1)) - fractionBits; }
 };
 
@@ -73,7 +73,7 @@ constexpr ExactNumber readFloat(FloatFormat format, std::uint64_t bits) {
             format.leastPlace() + exponentField - 1};
 }
 
-/// Truncated toward zero; the most negative integer of the width for what has none.
+/// Truncated toward zero; the most negative integer of the width if there is no such integer.
 constexpr std::uint64_t writeInteger(int width, const ExactNumber& number) {
     const std::uint64_t limit = std::uint64_t{1} << (width - 1);
     const int bits = 64 - std::countl_zero(number.significand);
@@ -89,7 +89,7 @@ constexpr std::uint64_t writeInteger(int width, const ExactNumber& number) {
     return (number.negative ? 0 - whole : whole) & (limit | (limit - 1));
 }
 
-/// The value shifted right, with its last bit set if any one bit was lost.
+/// The value shifted right, with its last bit set if a set bit was lost.
 constexpr std::uint64_t shiftedSticky(std::uint64_t value, int places) {
     if (places > 63)
         return value != 0 ? 1 : 0;
@@ -124,16 +124,16 @@ constexpr std::uint64_t writeFloat(FloatFormat format, const ExactNumber& number
     const int leadingPlace = 63 - std::countl_zero(number.significand) + number.exponent;
     const int wantedPlace = leadingPlace - format.fractionBits;
     const int place = wantedPlace < format.leastPlace() ? format.leastPlace() : wantedPlace;
-    // A normal number's hidden bit counts one in the exponent field, which is why the least place
-    // stands for 0 there and not for 1. A carry out of the fraction counts one more.
+    // Adding the significand adds a normal number's hidden bit to the exponent field, so the
+    // lowest place is 0 there and not 1. A carry out of the fraction adds one more.
     const std::uint64_t encoded =
         (static_cast<std::uint64_t>(place - format.leastPlace()) << format.fractionBits) +
         unitsOf(number, place);
     return sign | (encoded < format.infinity() ? encoded : format.infinity());
 }
 
-/// Whether the processor's conversions between Float32 and Float64 answer every NaN by the same
-/// one, which IEEE 754 leaves open.
+/// Whether the processor's conversions between Float32 and Float64 turn every NaN into the same
+/// one. IEEE 754 leaves that open.
 #ifdef __riscv
 inline constexpr bool hasSingleNan = true;
 #else
@@ -144,8 +144,8 @@ constexpr ExactNumber readNumber(CpuElementKind kind, std::uint64_t bits) {
     return isIntegerKind(kind) ? readInteger(widthOf(kind), bits) : readFloat(formatOf(kind), bits);
 }
 
-/// The bits of `to` that a value of `from` with these bits becomes. Both are numeric kinds; bits
-/// above the width of `from` are 0, and so are those of the result above the width of `to`.
+/// Converts: the bits of `to` for the value that has these bits in `from`. Both are numeric kinds.
+/// Bits above the width of a kind are 0.
 constexpr std::uint64_t convertBits(CpuElementKind to, CpuElementKind from, std::uint64_t bits) {
     if (to == from)
         return bits;

@@ -9,12 +9,12 @@
 
 namespace Fenlet::Oracle {
 
-/// Where the lowest `size` bytes of a std::uint64_t begin in it.
+/// The offset of the lowest `size` bytes within a std::uint64_t.
 constexpr std::size_t lowBytes(std::size_t size) {
     return __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? sizeof(std::uint64_t) - size : 0;
 }
 
-/// The bits of the lane, of which the kind tells how many there are; those above are 0.
+/// The bits of the lane, as many as the kind has; higher bits are 0.
 inline std::uint64_t loadBits(CpuElementKind kind, const unsigned char* lane) {
     const auto size = static_cast<std::size_t>(elementSize(kind));
     std::uint64_t bits = 0;
@@ -22,7 +22,7 @@ inline std::uint64_t loadBits(CpuElementKind kind, const unsigned char* lane) {
     return bits;
 }
 
-/// Makes the lane of the lowest bits, as many as the kind has.
+/// Writes the lowest bits to the lane, as many as the kind has.
 inline void storeBits(CpuElementKind kind, unsigned char* lane, std::uint64_t bits) {
     const auto size = static_cast<std::size_t>(elementSize(kind));
     std::memcpy(lane, reinterpret_cast<const unsigned char*>(&bits) + lowBytes(size), size);
