@@ -1,11 +1,10 @@
-// What the library's work costs in instructions.
+// Counts the instructions of the library's work.
 //
 //   valgrind --tool=callgrind --callgrind-out-file=FILE instruction_costs
 //
-// writes one FILE.N for each piece of work, in each instruction set that there is under valgrind,
-// with the name of the work in it and how many instructions it took. Run by itself it does the work
-// and tells nothing. Each piece is done once before it is counted, so that what happens once in a
-// process is left out.
+// writes one FILE.N for each piece of work in each instruction set that valgrind knows. The file
+// holds the name of the work and its instructions. Without valgrind, the program does the work and
+// prints nothing. Each piece runs once before it is counted, so that initialisation does not count.
 #include "kernel_cases.h"
 #include "kernels/target/sets.h"
 #include "workloads.h"
@@ -38,7 +37,7 @@ void require(bool succeeded, const Interpreter& interpreter) {
         throw std::runtime_error(interpreter.lastRefusalMessage());
 }
 
-/// A workload that is planned, with the providers that it takes.
+/// A planned workload, with its providers.
 class Planned {
   public:
     Planned(Workload newWorkload, int block) : workload(std::move(newWorkload)) {
@@ -77,7 +76,7 @@ void countPrograms(const std::string& set, WorkloadData& data) {
     }
 }
 
-/// What does not depend on how many elements there are.
+/// Work that does not depend on the number of elements.
 void countFixedCosts(const std::string& set, WorkloadData& data) {
     constexpr int steps = 20;
     constexpr int blocks = 100;
@@ -97,7 +96,7 @@ void countFixedCosts(const std::string& set, WorkloadData& data) {
 int main() {
     using namespace Fenlet;
     using namespace Fenlet::Bench;
-    const char* const names[] = {"Baseline", "Avx2"}; // all that valgrind has
+    const char* const names[] = {"Baseline", "Avx2"}; // the sets that valgrind knows
     WorkloadData data(elements);
     for (int set = 0; set < 2; ++set) {
         if (!chooseInstructionSet(static_cast<InstructionSet>(set)))

@@ -1,6 +1,6 @@
-// The best loops that we can write by hand, compiled once for each instruction set.
+// The best loops written by hand, compiled once for each instruction set.
 //
-// Values that are converted to integers are in range: a cast is then the instruction alone.
+// Values that are converted to integers are in range, so that a cast is a single instruction.
 #include "kernel_bounds.h"
 
 #include "kernels/conversions/conversions.h"
@@ -82,7 +82,7 @@ struct VectorOf {
     }
 };
 
-/// An operation with its operands the other way round.
+/// An operation with its operands exchanged.
 template <class Operation>
 struct Turned {
     template <class Value>
@@ -91,7 +91,8 @@ struct Turned {
     }
 };
 
-/// Part `part` of as many vectors as there are components: each scalar as often as that.
+/// Vector number `part` of as many as there are components, in which each scalar is repeated that
+/// often.
 template <class Operation, class Value, int multiplicity, int part, int... lane>
 void partByScalar(Value* result, const Value* left, const typename VectorOf<Value>::Type& scalars,
                   std::integer_sequence<int, lane...> /*lanes*/) {
@@ -123,18 +124,18 @@ void vectorsByScalars(Byte* resultArea, const Byte* vectorArea, const Byte* scal
             std::make_integer_sequence<int, multiplicity>());
 }
 
-/// Vectors on the left, one component for each on the right.
+/// Vectors on the left, one component for each element on the right.
 template <class Operation, class Value, int multiplicity>
 void byScalar(const LoopAreas& areas) {
     vectorsByScalars<Operation, Value, multiplicity>(areas.result, areas.left, areas.right);
 }
-/// The other way round.
+/// The same with the operands exchanged.
 template <class Operation, class Value, int multiplicity>
 void scalarBy(const LoopAreas& areas) {
     vectorsByScalars<Turned<Operation>, Value, multiplicity>(areas.result, areas.right, areas.left);
 }
 
-/// Through double, which has room for every Int32 and rounds no quotient across a whole number.
+/// Through double, which holds every Int32 and never rounds a quotient past a whole number.
 void divideInt32(const LoopAreas& areas) {
     auto* const __restrict result = reinterpret_cast<Int32*>(areas.result);
     Byte* const __restrict validity = areas.resultValidity;
@@ -151,7 +152,8 @@ void divideInt32(const LoopAreas& areas) {
 #ifdef __F16C__
 #ifdef __AVX512F__
 constexpr int halfLanes = 16;
-// Without a mask, headers of g++ 12 warn of what they leave open on purpose.
+// Unmasked intrinsics in the headers of g++ 12 cause warnings about values that they leave
+// undefined.
 constexpr __mmask16 all = 0xFFFF;
 using Singles = __m512;
 inline Singles widen(const Half* halves) {
@@ -193,7 +195,7 @@ inline void narrow(float* singles, const Singles& wide) {
     __builtin_memcpy(singles, &wide, sizeof(wide));
 }
 
-/// Of halves and singles, computed in singles.
+/// For Half and Float32, computed in Float32.
 template <class Operation, class Result, class Left, class Right>
 void throughSingles(const LoopAreas& areas) {
     auto* const __restrict result = reinterpret_cast<Result*>(areas.result);
@@ -236,7 +238,7 @@ void less(const LoopAreas& areas) {
                           leftValidity[i], rightValidity[i]);
 }
 
-/// Part `part` of the vectors that an element's bytes are spread over: 255 where it is unknown.
+/// Vector number `part` of those that elements' bytes are spread over: 255 means unknown.
 template <int multiplicity, int part, int... lane>
 void hideUnknown(Byte* result, const VectorOf<Byte>::Type& known,
                  std::integer_sequence<int, lane...> /*lanes*/) {
@@ -255,7 +257,7 @@ void hideUnknownElements(Byte* result, const VectorOf<Byte>::Type& known,
      ...);
 }
 
-/// First all lanes as if they were known, then what is known of the elements.
+/// First all lanes as if they were known, then the unknown elements.
 template <class Value, int multiplicity>
 void lessOfVectors(const LoopAreas& areas) {
     using Vector = VectorOf<Byte>;
@@ -275,7 +277,7 @@ void lessOfVectors(const LoopAreas& areas) {
     }
 }
 
-/// First all halves as singles, as many at a time as pay for a loop of their own.
+/// First converts halves to singles, enough at a time to make a separate loop worthwhile.
 void lessHalves(const LoopAreas& areas) {
     constexpr int tile = 256;
     Byte* const __restrict result = areas.result;
@@ -305,7 +307,7 @@ void onTruths(const LoopAreas& areas) {
         result[i] = Map::of(left[i], right[i]);
 }
 
-// Bytes other than 0, 1 and 255 act as the kernels have them act.
+// Bytes other than 0, 1 and 255 have the same effect as in the kernels.
 struct Both {
     static Byte of(Byte a, Byte b) {
         const Byte unless = (a == 255) | (b == 255) ? Byte{255} : Byte{1};
@@ -333,10 +335,10 @@ void isTrue(const LoopAreas& areas) {
     __builtin_memset(areas.resultValidity, 1, count);
 }
 
-// Loops that choose read nothing of the arm that is not taken, as the kernels promise: a loop that
-// may read both does something else.
+// Loops for Select read nothing of the arm that is not taken, as the kernels promise. A loop that
+// reads both would not do the same work.
 
-/// One element after the other, by an address that is looked up.
+/// One element after another, each through an address from a table.
 template <class Value, int multiplicity>
 void chooseByAddress(Value* result, const Value* left, const Value* right, const Byte* condition,
                      int elements) {
@@ -355,7 +357,7 @@ void chooseByAddress(Value* result, const Value* left, const Value* right, const
 }
 
 #if defined(__AVX512F__)
-/// A vector of words, by conditions as wide as they are.
+/// A vector of words, chosen by conditions of the same width.
 inline void chooseVector(Int32* result, const Int32* left, const Int32* right,
                          const __m512i& condition) {
     const __mmask16 isTrue = _mm512_cmpeq_epi32_mask(condition, _mm512_set1_epi32(1));
@@ -480,8 +482,8 @@ void negate(const LoopAreas& areas) {
         result[i] = -left[i];
 }
 
-/// Where lane `lane` of component `number` stands, in vector `part` of those that hold whole
-/// elements; its own place in `taken` if it is in none of those up to `part`.
+/// Where lane `lane` of component `number` is within vector `part` of those that hold whole
+/// elements; its place in `taken` if it is in an earlier vector or a later one.
 constexpr int placeOf(int lane, int number, int part, int lanes, int multiplicity) {
     const int place = lane * multiplicity + number;
     return place / lanes == part ? lanes + place % lanes : lane;
@@ -534,7 +536,7 @@ void length(const LoopAreas& areas) {
 
 constexpr int touchedBytes = 16384;
 
-/// Loads alone, as wide as they can be.
+/// Only loads, as wide as possible.
 void readBytes(const LoopAreas& areas) {
     using Vector = VectorOf<Int64>;
     const auto* const left = reinterpret_cast<const Int64*>(areas.left);
@@ -552,7 +554,7 @@ void numberElements(const LoopAreas& areas) {
         result[i] = i;
 }
 
-/// Whether all elements are valid and their numbers run on.
+/// Whether all elements are valid and their numbers ascend by one.
 void isOneRun(const LoopAreas& areas) {
     const auto* const left = reinterpret_cast<const Int64*>(areas.left);
     const Byte* const validity = areas.leftValidity;
@@ -581,7 +583,7 @@ void allPresent(const LoopAreas& areas) {
     areas.result[0] = others == 0;
 }
 
-/// Stores alone.
+/// Only stores.
 void writeBytes(const LoopAreas& areas) {
     using Vector = VectorOf<Int64>;
     auto* const result = reinterpret_cast<Int64*>(areas.result);

@@ -1,15 +1,15 @@
-// The best loops that we can write by hand for single shapes of the kernels' work: areas apart from
-// each other, kinds and counts known. They are what kernels are measured by.
+// The best loops written by hand for single shapes of the kernels' work. They know kinds and
+// counts, and their areas do not overlap. Kernels are measured against them.
 #pragma once
 
 namespace Fenlet::Bench {
 
-/// So many that the areas of one call stay in the first-level cache together.
+/// Few enough for all areas of one call to stay in the first-level cache together.
 constexpr int boundElements(int multiplicity) {
     return multiplicity == 1 ? 1024 : 512;
 }
 
-/// Where a loop finds what it works on. Validity and conditions are a byte for each element.
+/// The areas of a loop. Validity and conditions have a byte for each element.
 struct LoopAreas {
     unsigned char* result;
     unsigned char* resultValidity;

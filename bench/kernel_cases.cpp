@@ -1,4 +1,4 @@
-// The calls, and the areas that they work on.
+// The measured kernel calls, and the areas that they work on.
 #include "kernel_cases.h"
 
 #include "kernels/arithmetic/arithmetic.h"
@@ -200,7 +200,7 @@ std::vector<KernelCase> otherCases() {
     };
 }
 
-/// The loops over elements. Those that answer put their answer into the result's first byte.
+/// The loops over elements. Those that return something write it to the first byte of the result.
 std::vector<KernelCase> elementCases() {
     constexpr int count = boundElements(1);
     return {

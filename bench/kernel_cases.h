@@ -1,4 +1,4 @@
-// Kernel calls worth measuring: the kinds and shapes that hosts use most.
+// The measured kernel calls: the kinds and shapes that hosts use most.
 #pragma once
 
 #include "kernel_bounds.h"
@@ -25,7 +25,7 @@ class Areas {
         return first + static_cast<std::size_t>(area) * areaBytes;
     }
     void fill(Area area, CpuElementKind kind);
-    /// Random truths, each as often in a row as `run` says.
+    /// Random truth values, each repeated `run` times.
     void fillCondition(int run);
     LoopAreas forLoop() {
         return {(*this)[result],       (*this)[resultValidity], (*this)[left],     (*this)[right],
@@ -40,16 +40,16 @@ class Areas {
     unsigned char* first = nullptr;
 };
 
-/// One call, over areas that were given with it.
+/// One call over given areas.
 using Action = std::function<void()>;
 
-/// A kernel's call for one shape, and what it reads.
+/// A kernel's call for one shape, and the data that it reads.
 struct KernelCase {
-    std::string name; ///< that of the loop by hand
+    std::string name; ///< the name of the loop by hand
     CpuElementKind left;
     CpuElementKind right;
-    /// The call with its kernel looked up in the instruction set that is chosen now, as a run does
-    /// once for each step.
+    /// The call, with its kernel looked up in the current instruction set, as a run does once for
+    /// each step.
     std::function<Action(Areas&)> call;
     int conditionRun = 1;
 

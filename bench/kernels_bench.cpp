@@ -1,8 +1,8 @@
-// Kernels over blocks that stay in the first-level cache, in every instruction set of this machine,
-// each beside the best loop for its shape that we can write by hand, in turns.
+// Measures kernels over blocks that stay in the first-level cache, in every instruction set of this
+// machine, in turns with the best loop by hand for the same shape.
 //
-// Counters: lanes of the result for each nanosecond, the kernel's speed as a part of that loop's
-// (`ratio`), and as a part of what the cache's loads and stores alone would allow (`limit`).
+// Counters: lanes of the result per nanosecond; the kernel's speed divided by that of the loop
+// (`ratio`), and by that of the loads and stores alone (`limit`).
 #include "kernel_cases.h"
 #include "kernels/target/sets.h"
 
@@ -36,8 +36,8 @@ double nanosecondsFor(const Action& action, int times) {
     return passed.count() / times;
 }
 
-/// The shortest time of each action, over many short turns: whatever else the machine did then, it
-/// did not make them faster.
+/// The shortest time of each action over many short turns. Other work on the machine can only make
+/// a turn slower.
 std::vector<double> shortestTimes(const std::vector<Action>& actions) {
     constexpr int turns = 200;
     std::vector<double> shortest(actions.size(), std::numeric_limits<double>::max());
@@ -66,7 +66,7 @@ void measure(benchmark::State& state, Areas& areas, const KernelCase& one, int s
         times = shortestTimes({kernel, [&] { loop.run(loopAreas); }, [&] { read.run(loopAreas); },
                                [&] { write.run(loopAreas); }});
         state.SetIterationTime(times[0] * 1e-9);
-        // What writes does so over the operands of none, but over the result.
+        // Actions may write to the result, but not to the operands.
         areas.fill(Areas::left, one.left);
     }
     const double reading = times[2] * loop.bytesRead / read.bytesRead;
@@ -77,7 +77,7 @@ void measure(benchmark::State& state, Areas& areas, const KernelCase& one, int s
     state.counters["limit"] = std::max(reading, writing) / times[0];
 }
 
-/// Whether kernel and loop write the same result: else they are not worth comparing.
+/// Whether kernel and loop write the same result; otherwise a comparison means nothing.
 bool agree(Areas& areas, const KernelCase& one, int set, const NamedLoop& loop) {
     chooseInstructionSet(static_cast<InstructionSet>(set));
     one.prepare(areas);
@@ -104,7 +104,7 @@ const NamedLoop* findLoop(int set, const std::string& name) {
     return nullptr;
 }
 
-/// Registers a case in each instruction set. Answers whether it can be compared in all of them.
+/// Registers a case in each instruction set. Returns whether it can be compared in all of them.
 bool registerCase(Areas& areas, const KernelCase& one) {
     for (int set = 0; set < 3; ++set) {
         if (!isAvailable(static_cast<InstructionSet>(set)))

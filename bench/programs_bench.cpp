@@ -1,5 +1,5 @@
-// Whole programs: over many elements in blocks of several sizes, and what a plan, a block and a
-// step cost by themselves.
+// Measures whole programs over many elements in blocks of several sizes, and the fixed costs of a
+// plan, a block and a step.
 #include "workloads.h"
 
 #include <fenletexec/interpreter.h>
@@ -23,7 +23,7 @@ WorkloadData& sharedData() {
     return data;
 }
 
-/// A workload with the providers that it takes.
+/// A workload with its providers.
 class Bound {
   public:
     explicit Bound(Workload newWorkload) : workload(std::move(newWorkload)) {
@@ -42,8 +42,7 @@ class Bound {
     std::vector<CpuFieldAccessor*> accessors;
 };
 
-/// The argument is the block size, 0 for the one that is advised. Reported is the time for all
-/// elements.
+/// The argument is the block size; 0 means the advised one. Reports the time for all elements.
 void wholeProgram(benchmark::State& state, const NamedWorkload& named) {
     Bound bound(named.make(sharedData()));
     Interpreter interpreter;
@@ -62,7 +61,7 @@ void wholeProgram(benchmark::State& state, const NamedWorkload& named) {
     state.counters["elements"] = static_cast<double>(elements);
 }
 
-/// Checking and planning a program of as many instructions as the argument says.
+/// Checks and plans a program; the argument is its number of instructions.
 void configure(benchmark::State& state) {
     const Workload work = chain(sharedData(), static_cast<int>(state.range(0)));
     for (auto _ : state) {
@@ -71,7 +70,7 @@ void configure(benchmark::State& state) {
     }
 }
 
-/// The same for an interpreter that has done it before.
+/// The same in an interpreter that has planned it before.
 void configureAgain(benchmark::State& state) {
     const Workload work = chain(sharedData(), static_cast<int>(state.range(0)));
     Interpreter interpreter;
@@ -79,7 +78,7 @@ void configureAgain(benchmark::State& state) {
         benchmark::DoNotOptimize(interpreter.configure(work.program, 1024));
 }
 
-/// What of it no plan can do without: the registers of such a program begin as zeros.
+/// The part that every plan needs: filling the registers of such a program with zeros.
 void zeroRegisters(benchmark::State& state) {
     Interpreter interpreter;
     if (!interpreter.configure(chain(sharedData(), static_cast<int>(state.range(0))).program,
@@ -94,7 +93,7 @@ void zeroRegisters(benchmark::State& state) {
     }
 }
 
-/// From a program of as many instructions as the argument says to its result over 1,024 elements.
+/// From a program to its result over 1,024 elements; the argument is its number of instructions.
 void firstResult(benchmark::State& state) {
     constexpr long long few = 1024;
     Bound bound(chain(sharedData(), static_cast<int>(state.range(0))));
@@ -110,7 +109,7 @@ void firstResult(benchmark::State& state) {
     }
 }
 
-/// Takes blocks and does nothing with them.
+/// Ignores its blocks.
 class NoSink final : public BlockSink {
   public:
     bool consume(const RegisterFile& /*registers*/, long long /*start*/, int /*count*/) override {
@@ -123,11 +122,11 @@ bool isLoad(const Instruction& instruction) {
            instruction.op == OpCode::LoadConstant;
 }
 
-/// How much of a program runs: each part beside those before it.
+/// How much of a program runs; each part includes the ones before it.
 enum class Part { Frame, Loads, Steps };
 
-/// A workload cut down to its element numbers, or to what it loads: what is left out shows what it
-/// costs. Registers stay, and so does what each block does for them. Nothing is collected.
+/// A workload without its steps, or without its loads too: the difference is their cost. It keeps
+/// all registers, and what each block does for them. It collects no result.
 void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part part) {
     Workload work = named.make(sharedData());
     std::erase_if(work.program.instructions, [part](const Instruction& instruction) {
@@ -136,7 +135,7 @@ void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part par
     });
     Bound bound(std::move(work));
     Interpreter interpreter;
-    // What was left out still has its registers, so that this is the size for all of it.
+    // All registers are there, so that this is the size for the whole program.
     if (!interpreter.configure(bound.workload.program, adviseBlockSize(bound.workload.program))) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;
@@ -147,8 +146,8 @@ void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part par
     state.counters["elements"] = static_cast<double>(elements);
 }
 
-/// Many blocks of a program of as many instructions as the first argument says, of the size that
-/// the second one says. Reported is the time for all of them and their number.
+/// Many blocks of a program. The arguments are its number of instructions and the block size.
+/// Reports the time for all blocks, and their number.
 void blocks(benchmark::State& state) {
     constexpr long long blockCount = 1000;
     const auto blockSize = static_cast<int>(state.range(1));

@@ -1,4 +1,4 @@
-// The data that the measured programs work on.
+// The data of the measured programs.
 #include "workload_data.h"
 
 #include <fenlethosts/npy.h>
@@ -11,16 +11,17 @@ namespace {
 
 constexpr std::int64_t tableElements = 4'000'000;
 
-/// A generator that is the same everywhere.
+/// A random generator that is the same on every machine.
 class Numbers {
   public:
     explicit Numbers(std::uint32_t seed) : state(seed) {}
     std::uint32_t next() { return state = state * 1664525 + 1013904223; }
-    /// Below `bound`, which is small beside 2^24. The upper bits are the random ones.
+    /// From 0 to `bound` - 1. `bound` is much smaller than 2^24. Uses the upper bits, which are
+    /// more random.
     std::uint32_t below(std::uint32_t bound) {
         return static_cast<std::uint32_t>((std::uint64_t{next()} * bound) >> 32);
     }
-    /// 0 to 1, without 1.
+    /// From 0 to 1, without 1.
     float share() { return static_cast<float>(next() >> 8) * 0x1p-24F; }
 
   private:
@@ -59,12 +60,12 @@ DataArray drawSigned(std::int64_t count, std::uint32_t seed) {
         count, seed, [](Numbers& numbers) { return 2 * numbers.share() - 1; }, 3);
 }
 
-/// Near 1, so that no division runs away.
+/// Near 1, so that quotients stay moderate.
 DataArray drawPositive(std::int64_t count, std::uint32_t seed) {
     return singles(count, seed, [](Numbers& numbers) { return 0.5F + numbers.share(); });
 }
 
-/// Sixteen values from 0 to 1, so that many elements are equal.
+/// One of sixteen values from 0 to 1, so that many elements are equal.
 DataArray drawCoarse(std::int64_t count, std::uint32_t seed) {
     return singles(count, seed, [](Numbers& numbers) {
         return static_cast<float>(numbers.below(16)) * 0.0625F;
@@ -76,7 +77,7 @@ DataArray drawPresence(std::int64_t count, std::uint32_t seed) {
     return truths(count, seed, [](Numbers& numbers) { return numbers.below(10) != 0; });
 }
 
-/// From 0.5 to 2, in their bits.
+/// The bits of values from 0.5 to 2.
 DataArray drawHalves(std::int64_t count, std::uint32_t seed) {
     return drawn<std::uint16_t>(CpuElementKind::Half, count, seed, [](Numbers& numbers) {
         return static_cast<std::uint16_t>(0x3800 + numbers.below(2048));
@@ -87,7 +88,7 @@ DataArray drawRandomTruths(std::int64_t count, std::uint32_t seed) {
     return truths(count, seed, [](Numbers& numbers) { return numbers.below(2) != 0; });
 }
 
-/// Runs of 1 to 4,000 equal ones.
+/// Runs of 1 to 4,000 equal values.
 DataArray drawRuns(std::int64_t count, std::uint32_t seed) {
     std::uint32_t left = 0;
     bool value = false;
@@ -175,8 +176,8 @@ WorkloadData::WorkloadData(std::int64_t count)
 
 WorkloadData::WorkloadData(const std::string& folder)
     : make([folder](const std::string& name) {
-          // Copied at once into as much memory as it needs: what the programs take beside their
-          // data is measured too.
+          // Copied into exactly as much memory as it needs: the memory that programs take in
+          // addition to their data is measured too.
           const NpyFile file(folder + "/" + name + ".npy");
           const auto components =
               static_cast<std::int32_t>(file.shape().size() == 2 ? file.shape()[1] : 1);

@@ -1,4 +1,4 @@
-// The data that the measured programs work on.
+// The data of the measured programs.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -33,19 +33,19 @@ struct DataArray {
 /// The names of all arrays: `draw` knows these and no others.
 const std::vector<std::string>& arrayNames();
 
-/// The array of this name, of `count` elements: the same numbers on every machine and in every
-/// run. `table` always has 4,000,000 elements, 16 MB. Throws `std::invalid_argument` for a name
-/// that is none.
+/// Makes the array of this name with `count` elements: the same numbers on every machine and in
+/// every run. `table` always has 4,000,000 elements, 16 MB. Throws `std::invalid_argument` for an
+/// unknown name.
 DataArray draw(const std::string& name, std::int64_t count);
 
-/// Arrays by name, each made when it is first asked for and kept.
+/// Arrays by name. Each is made when it is first needed, and kept.
 class WorkloadData {
   public:
     using Source = std::function<DataArray(const std::string& name)>;
 
-    /// Arrays of `count` elements, drawn.
+    /// Arrays made by `draw`, of `count` elements.
     explicit WorkloadData(std::int64_t count);
-    /// Arrays out of a folder, each in the file of its name, as `draw` made them once.
+    /// Arrays from a folder: files of their names, with what `draw` made.
     explicit WorkloadData(const std::string& folder);
 
     const DataArray& operator[](const std::string& name);

@@ -1,10 +1,10 @@
-// The programs that are measured.
+// The measured programs.
 #include "workloads.h"
 
 namespace Fenlet::Bench {
 namespace {
 
-/// Builds a workload, one field after another.
+/// Builds a workload, field by field.
 class Sketch {
   public:
     explicit Sketch(WorkloadData& source) : data(source) {}
@@ -14,7 +14,7 @@ class Sketch {
     Register field(const std::string& name, Format format, std::int32_t multiplicity = 1) {
         return field(name, data[name].view(), format, multiplicity);
     }
-    /// A field of which some elements are missing.
+    /// A field with missing elements.
     Register holed(const std::string& name, Format format) {
         const std::string presence = name + "_present";
         work.arrays.push_back(presence);

@@ -1,4 +1,4 @@
-// The programs that are measured, each with the names of what it reads.
+// The measured programs, each with the names of its arrays.
 #pragma once
 
 #include "workload_data.h"
@@ -11,10 +11,10 @@
 
 namespace Fenlet::Bench {
 
-/// A program with its data, all of which has the same number of elements but for gathered fields.
+/// A program with its data. All arrays have the same number of elements, except gathered fields.
 struct Workload {
     FenletProgram program;
-    std::int32_t result = noRegister; ///< the register that is wanted
+    std::int32_t result = noRegister; ///< the register with the result
     std::vector<ArrayView> fields;    ///< borrowed from the data
     std::vector<std::string> arrays;  ///< the names of all arrays that it reads
     UniformTable uniforms;
@@ -22,19 +22,19 @@ struct Workload {
 
 /// One of the measured programs.
 struct NamedWorkload {
-    const char* name; ///< short, as it is called everywhere
-    const char* what; ///< in words
+    const char* name; ///< short name, used everywhere
+    const char* what; ///< description
     Workload (*make)(WorkloadData& data);
 };
 
 /// All of them, in the order of their names.
 const std::vector<NamedWorkload>& workloads();
 
-/// Null if there is none of this name.
+/// Null if there is no workload of this name.
 const NamedWorkload* findWorkload(const std::string& name);
 
-/// A program of `instructions` instructions, two or more: an element index, one Float32 field, and
-/// sums, each of the one before it and the field.
+/// A program of `instructions` instructions, at least two: an element index, one Float32 field, and
+/// additions of that field to the previous result.
 Workload chain(WorkloadData& data, int instructions);
 
 } // namespace Fenlet::Bench

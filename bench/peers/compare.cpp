@@ -1,10 +1,10 @@
 // Compares two results: compare OURS THEIRS TOLERANCE
 //
-// Each is a path without its ending: PATH.npy has the values, PATH.present.npy says which elements
-// there are, all if there is no such file. What is missing must be missing in both; the values of
-// what is there must be equal, or differ by no more than TOLERANCE of ours, or of 1 if ours is
-// smaller; NaN equals NaN. Prints the largest difference in that measure, or the first element that
-// differs by more.
+// OURS and THEIRS are paths without their endings: PATH.npy holds the values, and PATH.present.npy
+// says which elements are present; without that file all are. The same elements must be missing in
+// both. Present values must be equal, or differ by at most TOLERANCE times ours, or times 1 if ours
+// is smaller; NaN equals NaN. Prints the largest difference in that measure, or the first element
+// that differs by more.
 #include <fenlethosts/npy.h>
 
 #include <cmath>
@@ -21,7 +21,7 @@ using namespace Fenlet;
 
 struct Answer {
     NpyArray values;
-    NpyArray present; ///< without entries if all are
+    NpyArray present; ///< empty if all are present
     std::int64_t count = 0;
     std::int64_t components = 1;
 
@@ -76,7 +76,7 @@ double realAt(const NpyArray& array, std::int64_t entry) {
     return 0;
 }
 
-/// 0 for equal values, an infinity for those that cannot be compared. Zeros of two signs differ.
+/// 0 for equal values, infinity for values that cannot be compared. Zeros of two signs differ.
 double difference(double ours, double theirs) {
     if (std::isnan(ours) || std::isnan(theirs))
         return std::isnan(ours) && std::isnan(theirs) ? 0 : HUGE_VAL;
@@ -85,7 +85,7 @@ double difference(double ours, double theirs) {
     return std::abs(ours - theirs) / std::fmax(1, std::abs(ours));
 }
 
-/// Exit status: 0 when they agree.
+/// Exit status: 0 if they agree.
 int compare(const Answer& ours, const Answer& theirs, double tolerance) {
     if (ours.count != theirs.count || ours.components != theirs.components) {
         std::cout << "another shape\n";

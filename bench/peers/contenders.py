@@ -1,4 +1,4 @@
-"""Who is compared, how each is got and started, and how scripts/performance talks to it."""
+"""The contenders: how to install, start and talk to each."""
 import dataclasses
 import os
 import pathlib
@@ -17,7 +17,7 @@ FUSED = "fused"
 
 
 class Problem(Exception):
-    """What is wrong, in one line."""
+    """A problem, in one line."""
 
 
 @dataclasses.dataclass
@@ -38,8 +38,8 @@ class Contender:
 
 
 def contenders(build, block):
-    """All of them. `build` has the programs; ours runs in blocks of `block` elements, or in those
-    that it advises for each program."""
+    """All contenders. `build` holds the programs. Ours runs in blocks of `block` elements, or of the
+    advised size if that is None."""
     programs = pathlib.Path(build) / "bench/peers"
     native = str(programs / "native_peer")
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
@@ -76,7 +76,7 @@ def contenders(build, block):
 
 
 def environment(modules):
-    """One thread each, and large pages for everybody's arrays: NumPy asks for them by itself."""
+    """One thread each, and large pages for all arrays, which NumPy requests anyway."""
     return dict(
         os.environ,
         GLIBC_TUNABLES="glibc.malloc.hugetlb=1",
@@ -98,7 +98,7 @@ def last_line(text):
 
 
 def install(contender, modules):
-    """Gets what the contender needs; sets `absent` where that cannot be had."""
+    """Installs what the contender needs; sets `absent` if that fails."""
     if contender.debian:
         done = subprocess.run([ROOT / "scripts/install-packages", *contender.debian],
                               capture_output=True, text=True, check=False)
@@ -117,7 +117,7 @@ def install(contender, modules):
 
 
 class Running:
-    """A contender that has been started."""
+    """A running contender."""
 
     def __init__(self, contender, data, modules):
         self.contender = contender
@@ -130,7 +130,7 @@ class Running:
             raise Problem(f"{contender.title} cannot be started: {problem.strerror}") from problem
 
     def ask(self, *words):
-        """The answer, or None where the workload cannot be expressed."""
+        """The answer; None if the contender cannot express the workload."""
         try:
             self.process.stdin.write(" ".join(str(word) for word in words) + "\n")
             self.process.stdin.flush()
@@ -145,14 +145,14 @@ class Running:
         return None if answer == "none" else answer
 
     def memory(self, key):
-        """Bytes that stand for `key` in the system's account of the process."""
+        """The bytes that the system reports as `key` for the process."""
         for line in pathlib.Path(f"/proc/{self.process.pid}/status").read_text().splitlines():
             if line.startswith(key + ":"):
                 return int(line.split()[1]) * 1024
         return 0
 
     def forget_peak(self):
-        """Starts the count of the largest resident memory (VmHWM) anew."""
+        """Resets the largest resident memory (VmHWM)."""
         pathlib.Path(f"/proc/{self.process.pid}/clear_refs").write_text("5")
 
     def stop(self):

@@ -1,8 +1,8 @@
 // DuckDB: duckdb_peer.js FOLDER
 //
-// Prepared queries over a table in memory, on one thread, each result kept whole in the engine's
-// own chunks. What is missing is NULL. A vector is three columns; W1 needs but one of them, and the
-// others would be optimised away. It has no halves, and what it has for W9, a join, keeps no order.
+// Prepared queries over a table in memory, on one thread. The engine keeps each result in its own
+// chunks. A missing value is NULL. A vector is three columns; W1 uses only one of them, since the
+// others would be optimised away. There are no halves, and a join, which could do W9, keeps no order.
 "use strict";
 const duckdb = require("@duckdb/node-api");
 const { readNpy, serve } = require("./protocol.js");

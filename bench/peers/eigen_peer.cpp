@@ -1,7 +1,6 @@
 // Eigen's arrays: eigen_peer FOLDER
 //
-// Each workload is as few expressions as its language takes, compiled into loops; nothing is
-// interpreted.
+// Each workload is as few expressions as possible, compiled into loops; nothing is interpreted.
 #include "protocol.h"
 
 #include <Eigen/Core>

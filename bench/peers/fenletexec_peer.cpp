@@ -1,4 +1,4 @@
-// This library: fenletexec_peer FOLDER [BLOCK]; without BLOCK in the blocks that it advises.
+// This library: fenletexec_peer FOLDER [BLOCK]. Without BLOCK it uses the advised block size.
 #include "protocol.h"
 #include "workloads.h"
 
@@ -17,7 +17,7 @@
 namespace Fenlet::Bench {
 namespace {
 
-/// A program over its whole data, its result collected.
+/// Runs a program over all its data and collects the result.
 class Evaluation {
   public:
     Evaluation(Workload newWorkload, std::optional<int> blockSize)

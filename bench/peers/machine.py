@@ -1,4 +1,4 @@
-"""What machine this is, in words."""
+"""Describes this machine."""
 import os
 import pathlib
 import platform
@@ -31,7 +31,7 @@ def caches():
 
 
 def last_level_bytes():
-    """The size of the largest cache, 0 where the system does not tell."""
+    """The size of the largest cache; 0 if the system does not say."""
     units = {"K": 2**10, "M": 2**20}
     sizes = [path.read_text().strip() for path in
              pathlib.Path("/sys/devices/system/cpu/cpu0/cache").glob("index*/size")]
@@ -39,7 +39,7 @@ def last_level_bytes():
 
 
 def library_sizes(build):
-    """Of the shared libraries without their debugging symbols, in megabytes."""
+    """Sizes of the shared libraries without debugging symbols, in megabytes."""
     sizes = []
     with tempfile.TemporaryDirectory() as folder:
         stripped = pathlib.Path(folder) / "stripped"
@@ -53,8 +53,8 @@ def library_sizes(build):
 
 
 def describe(build, clean_build):
-    """Pairs of what and how. A clean build of the libraries took so many seconds, None if nobody
-    made one."""
+    """Pairs of a property and its value. `clean_build` is the seconds that a clean build of the
+    libraries took, or None."""
     processor = told("lscpu")
     cache = (pathlib.Path(build) / "CMakeCache.txt").read_text()
     compiler = first(r"^CMAKE_CXX_COMPILER:\w+=(.*)", cache)

@@ -1,5 +1,5 @@
 // Writes the arrays that the compared programs read: make_data FOLDER COUNT [ARRAY...]
-// Without names it writes all of them. Files that are there stay as they are.
+// Without names it writes all arrays. It keeps existing files.
 #include "workload_data.h"
 
 #include <fenlethosts/npy_writer.h>

@@ -1,7 +1,7 @@
 // muParser in its bulk mode: muparser_peer FOLDER
 //
-// All its values are doubles, so arrays of doubles are made of the data before anything is timed,
-// and what is missing is a NaN. It has no conversions, no whole numbers and no indices.
+// All its values are doubles, so the data is converted to doubles before anything is timed, and a
+// missing value is a NaN. It has no conversions, integers or indices.
 #include "protocol.h"
 
 #include <cmath>
@@ -18,8 +18,8 @@ namespace {
 struct Expression {
     const char* workload;
     const char* text;
-    std::vector<std::string> arrays; ///< a vector is its component 0
-    CpuElementKind kind;             ///< that the result is compared in
+    std::vector<std::string> arrays; ///< of a vector, component 0
+    CpuElementKind kind;             ///< in which the result is compared
     bool isHoled;
 };
 
@@ -28,7 +28,7 @@ const std::vector<Expression>& expressions() {
         {"W1", "vector*1.5 > 0 ? vector*1.5 : 1", {"vector"}, CpuElementKind::Float32, false},
         {"W2", "(a*b + c)/d - e", {"a", "b", "c", "d", "e"}, CpuElementKind::Float32, false},
         {"W3", "(whole + a)*wide", {"whole", "a", "wide"}, CpuElementKind::Float32, false},
-        // No comparison with a NaN is true but that of inequality.
+        // Of all comparisons with a NaN, only inequality is true.
         {"W4",
          "(p < q && r > 0.5) || p < r || p > r",
          {"p", "q", "r"},
@@ -55,7 +55,7 @@ double valueAt(const DataArray& array, std::int64_t lane) {
     }
 }
 
-/// An array's values, made once for all workloads.
+/// An array's values as doubles, made once for all workloads.
 std::vector<double>& doubles(WorkloadData& data, const std::string& name, bool isHoled) {
     static std::map<std::string, std::vector<double>> made;
     std::vector<double>& values = made[name];
@@ -74,7 +74,7 @@ std::vector<double>& doubles(WorkloadData& data, const std::string& name, bool i
     return values;
 }
 
-/// An expression with its variables, evaluated over all elements at once.
+/// An expression and its variables, evaluated over all elements at once.
 class Evaluation {
   public:
     Evaluation(const Expression& newExpression, WorkloadData& data) : expression(newExpression) {
@@ -88,7 +88,7 @@ class Evaluation {
 
     void run() { parser.Eval(results.data(), static_cast<int>(results.size())); }
 
-    /// In the kind that ours is in.
+    /// In the kind of our result.
     Result result() {
         const bool isTruth = expression.kind == CpuElementKind::Tribool;
         const auto size = static_cast<std::size_t>(elementSize(expression.kind));

@@ -1,5 +1,5 @@
-// Workloads written by hand a block at a time: one loop for each step of the program, over
-// intermediate results that stay in the cache.
+// Workloads by hand, block by block: one loop for each step of the program, over intermediate
+// results that stay in the cache.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace Fenlet::Bench {
 
-/// Values of one block, and which of them there are: null if all.
+/// Values of one block, and which are present: null if all are.
 template <class Value>
 struct Lanes {
     const Value* values = nullptr;
@@ -25,7 +25,7 @@ struct Same {
     Value operator[](std::int64_t /*i*/) const { return value; }
 };
 
-/// Values of one block whose presence is looked after elsewhere.
+/// Values of one block whose presence is handled elsewhere.
 template <class Value>
 struct Plain {
     const Value* values = nullptr;
@@ -43,11 +43,11 @@ unsigned char presenceAt(const Plain<Value>& /*values*/, std::int64_t /*i*/) {
 
 /// Steps over one block after another.
 ///
-/// Bare, it does what the values need: fields are read where they lie, the last step writes where
-/// the result goes, and presence is looked after where something can be missing. With the whole
-/// frame it does what an interpreter of any program does: each field is copied into a register,
-/// elements are numbered, constants are spread over a register, each register's presence is reset
-/// for each block and combined by each step, and the result and its presence are copied out.
+/// Bare, it does only what the values need: it reads fields in place, the last step writes to the
+/// destination, and presence is computed only where elements can be missing. With the whole frame
+/// it does what an interpreter of any program does: it copies each field into a register, numbers
+/// elements, spreads constants over a register, resets each register's presence for each block and
+/// combines it in each step, and copies the result and its presence out.
 template <bool wholeFrame>
 class Blocks {
   public:
@@ -58,7 +58,7 @@ class Blocks {
         base = storage.data() + (alignment - address % alignment) % alignment;
     }
 
-    /// Calls `body` for each block. The presence of `newRegisters` registers is reset for each.
+    /// Calls `body` for each block, after it has reset the presence of `newRegisters` registers.
     template <class Body>
     void each(std::int64_t total, int newRegisters, Body body) {
         registers = newRegisters;
@@ -98,7 +98,7 @@ class Blocks {
         }
     }
 
-    /// One step: `function` of the operands' elements, `width` components for each.
+    /// One step: applies `function` to the operands' elements of `width` components.
     template <class Value, class Function, class... Operands>
     Lanes<Value> step(std::int64_t width, Function function, Operands... operands) {
         const int number = used++;
@@ -119,7 +119,7 @@ class Blocks {
         }
     }
 
-    /// Copies a result of this block and its presence where they go, if they do not stand there.
+    /// Copies a result of this block and its presence to their destination, unless they are there.
     template <class Value>
     void copyOut(Value* target, const Value* result, std::int64_t width, unsigned char* outPresent,
                  const unsigned char* present) {
@@ -129,10 +129,10 @@ class Blocks {
         }
     }
 
-    /// The part of a buffer that belongs to this block, and how many elements that are.
+    /// The part of a buffer that belongs to this block, and its number of elements.
     std::int64_t start() const { return first; }
     std::int64_t elements() const { return count; }
-    /// A register for a step that writes its values itself, and its presence from the operands'.
+    /// A register for a step that writes its values itself; its presence comes from the operands.
     template <class Value>
     Value* values(int number) {
         return reinterpret_cast<Value*>(base + static_cast<std::size_t>(number) * areaBytes);
@@ -149,8 +149,8 @@ class Blocks {
   private:
     static constexpr std::size_t alignment = 64;
     static constexpr std::size_t areas = 16;
-    // Three components of eight bytes; and one byte for each element, which stand in their own
-    // areas behind each other. No two areas start at the same place of a page.
+    // Three components of eight bytes, and a byte for each element in a separate area behind them.
+    // No two areas start at the same offset within a page.
     static constexpr std::size_t areaBytes = size * 12 + size + 2 * alignment;
 
     unsigned char* presence(int number) {

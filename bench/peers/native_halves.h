@@ -1,4 +1,4 @@
-// Arithmetic on halves with the instructions of the processor that this is compiled for.
+// Arithmetic on halves with the instructions of the target processor.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,8 @@ constexpr bool hasHalves = true;
 
 #if defined(__AVX512F__)
 constexpr std::int64_t halvesAtOnce = 16;
-// Without a mask, headers of g++ 12 warn of what they leave open on purpose.
+// Unmasked intrinsics in the headers of g++ 12 cause warnings about values that they leave
+// undefined.
 constexpr __mmask16 all = 0xFFFF;
 using WideSingles = __m512;
 inline WideSingles widen(const std::uint16_t* halves) {

@@ -1,7 +1,7 @@
 // The workloads written by hand: native_peer FOLDER fused|blocks|frame
 //
-// Fused, a workload is one loop over all elements. In blocks it is one loop for each step, over
-// blocks of 1,024 elements, bare or with all the work of an interpreter's frame.
+// Fused, a workload is one loop over all elements. In blocks, it is one loop for each step over
+// blocks of 1,024 elements: bare, or with all the work of an interpreter's frame.
 #include "native_blocks.h"
 #include "native_halves.h"
 #include "protocol.h"
@@ -19,7 +19,7 @@ using Byte = unsigned char;
 
 constexpr float scale = 1.5F;
 
-/// Where a workload's result goes.
+/// The destination of a workload's result.
 struct Output {
     Output(std::int64_t newCount, CpuElementKind newKind, std::int32_t newComponents, bool holed)
         : kind(newKind),
@@ -43,7 +43,7 @@ struct Output {
     std::vector<Byte> present;
 };
 
-/// A workload: what it reads, what it makes of it, and the loops that do.
+/// A workload: its inputs, its result, and its loops.
 struct Written {
     const char* name;
     std::vector<std::string> arrays;
@@ -68,8 +68,7 @@ Byte truth(bool isTrue, Byte left, Byte right) {
     return static_cast<Byte>((left & right) != 0 ? isTrue : 255);
 }
 
-/// The exact quotient: a double has room for every Int32 and rounds no quotient across a whole
-/// number.
+/// The exact quotient: a double holds every Int32 and never rounds a quotient past a whole number.
 std::int32_t quotient(std::int32_t dividend, std::int32_t divisor) {
     return static_cast<std::int32_t>(static_cast<double>(dividend) /
                                      static_cast<double>(divisor == 0 ? 1 : divisor));
@@ -195,7 +194,7 @@ void blocks4(WorkloadData& data, Output& out, Blocks<whole>& blocks) {
                                    data["r"].as<float>()};
     const Byte* const presences[] = {data["p_present"].as<Byte>(), data["q_present"].as<Byte>(),
                                      data["r_present"].as<Byte>()};
-    // A comparison of what is missing is unknown, and that is a value like any other.
+    // A comparison with a missing value is unknown, which is a value like any other.
     const auto values = [](const Lanes<float>& lanes) { return Plain<float>{lanes.values}; };
     const auto presence = [](const Lanes<float>& lanes) { return Plain<Byte>{lanes.present}; };
     blocks.each(out.count, 12, [&] {
@@ -336,7 +335,7 @@ void blocks8(WorkloadData& data, Output& out, Blocks<whole>& blocks) {
         const std::int64_t count = blocks.elements();
         const auto dividend = blocks.field(dividends);
         const auto divisor = blocks.field(divisors);
-        // A quotient is there where the divisor is, and another than zero.
+        // A quotient is present if the divisor is present and not zero.
         const int number = blocks.take();
         auto* const isDivisor = blocks.template values<Byte>(number);
         for (std::int64_t i = 0; i < count; ++i)

@@ -1,21 +1,21 @@
 """numexpr: numexpr_peer.py FOLDER
 
 Expressions are compiled once and evaluated by its interpreter, on one thread, into arrays that are
-made once. What is computed in a wider type than the array's is cast as it is stored: so a quotient
-of integers, which is a double in its language, is truncated.
+made once. A result in a wider type than the array's is cast when it is stored: so a quotient of
+integers, which is a double in its language, is truncated.
 """
 import numexpr
 import numpy as np
 from peer_protocol import Prepared, serve
 
-# Its names for the types: its float has 32 bits.
+# Its names for the types; its float has 32 bits.
 SINGLE, DOUBLE, WHOLE = float, np.double, np.int32
 SCALE = np.float32(1.5)
 CHAIN = 20
 
 
 def compile_expression(expression, **kinds):
-    """Takes its variables in the order in which they are named here."""
+    """Takes its variables in the order of these names."""
     compiled = numexpr.NumExpr(expression, list(kinds.items()))
 
     def run(*values, out):
@@ -25,7 +25,7 @@ def compile_expression(expression, **kinds):
 
 
 def evaluated(arrays, kinds, expression, result_kind, *constants):
-    """A workload that is one expression over whole arrays, and constants behind them."""
+    """A workload that is one expression over whole arrays, followed by constants."""
 
     def prepare(data):
         values = [*(data[name] for name in arrays), *constants]
@@ -37,7 +37,7 @@ def evaluated(arrays, kinds, expression, result_kind, *constants):
 
 
 def vector_times_uniform(data):
-    """The product in one expression and the choice in another: component 0 is a view between."""
+    """The product in one expression, and the choice in another over a view of component 0."""
     vector = data["vector"]
     scaled = np.empty_like(vector)
     result = np.empty(len(vector), np.float32)
@@ -94,7 +94,7 @@ def chosen(condition):
 
 
 def three_valued():
-    """A constant in the text would be a double, and make all of it double."""
+    """A constant in the text would be a double, and turn the whole expression into doubles."""
     arrays = ["p", "q", "r", "p_present", "q_present", "r_present"]
     kinds = {**dict.fromkeys("pqr", SINGLE), "hp": bool, "hq": bool, "hr": bool, "half": SINGLE}
     expression = "(((p < q) & (r > half) & hq) | (p != r)) & hp & hr"

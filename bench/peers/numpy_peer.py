@@ -1,7 +1,7 @@
 """NumPy: numpy_peer.py FOLDER
 
-Results and intermediate results go to arrays that are made once. What is missing is an array of
-booleans beside the values, as NumPy has no other notion of it that is fast.
+Results and intermediate results go to arrays that are made once. An array of booleans says which
+values are missing: NumPy has nothing else for that that is fast.
 """
 import numpy as np
 from peer_protocol import Prepared, serve

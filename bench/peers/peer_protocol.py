@@ -1,6 +1,6 @@
-"""How scripts/performance talks to the programs that are compared: see protocol.h.
+"""How scripts/performance talks to the programs that it compares: see protocol.h.
 
-A peer has a function for each workload. It takes the data and answers a Prepared, or None.
+A peer has a function for each workload, which takes the data and returns a Prepared or None.
 """
 import sys
 import time
@@ -9,7 +9,7 @@ import numpy
 
 
 class Data:
-    """The arrays of one folder, each read when it is first asked for."""
+    """The arrays of one folder. Each is read when it is first needed."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -22,7 +22,7 @@ class Data:
 
 
 class Prepared:
-    """A workload ready to run: what it reads, the run, and where its result stands then."""
+    """A workload that is ready to run: its inputs, the run, and the place of its result."""
 
     def __init__(self, arrays, run, result):
         self.arrays = arrays
@@ -87,7 +87,7 @@ class Server:
 
 
 def serve(version, workloads):
-    """Answers until the input ends."""
+    """Answers requests until the input ends."""
     server = Server(version, workloads, sys.argv[1])
     for line in sys.stdin:
         try:

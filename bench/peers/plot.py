@@ -1,4 +1,4 @@
-"""The plot of the page on performance, as plain SVG."""
+"""The plot for docs/performance.md, as plain SVG."""
 import html
 import math
 

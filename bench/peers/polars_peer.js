@@ -1,7 +1,7 @@
 // polars: polars_peer.js FOLDER
 //
-// Expressions over the columns of a frame. What is missing is null. A vector is three columns, as
-// it has no arithmetic on vectors.
+// Expressions over the columns of a frame. A missing value is null. A vector is three columns, since
+// there is no arithmetic on vectors.
 "use strict";
 const pl = require("nodejs-polars");
 const { readNpy, serve } = require("./protocol.js");
@@ -47,7 +47,7 @@ function typed(values) {
     .toTypedArray();
 }
 
-/// A workload: `steps` makes a frame of the result out of the frame of data.
+/// A workload: `steps` makes the frame of the result from the frame of data.
 function prepared(data, steps, resultBytes) {
   let last = null;
   return {
@@ -138,7 +138,7 @@ const workloads = {
       (data) => data.select(col("whole").div(col("divisor")).alias("r")),
       4.125,
     ),
-  // Columns of a frame have one length: it can where there are as many elements as in the table.
+  // Columns of a frame have one length, so this works only if the table has as many elements.
   W9: () => {
     if (column("place")[0].length !== column("table")[0].length) return null;
     return prepared(

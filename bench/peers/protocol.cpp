@@ -1,4 +1,4 @@
-// How scripts/performance talks to the programs that are compared.
+// How scripts/performance talks to the programs that it compares.
 #include "protocol.h"
 
 #include <fenlethosts/npy_writer.h>

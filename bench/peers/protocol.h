@@ -1,14 +1,14 @@
-// How scripts/performance talks to the programs that are compared.
+// How scripts/performance talks to the programs that it compares.
 //
-// Each is started with a folder of arrays and answers one line for each line that it reads:
+// Each is started with a folder of arrays, and writes one line for each line that it reads:
 //
 //   version             its name and version
-//   W2 load             reads what W2 needs: the bytes of all that it reads and of its result
+//   W2 load             reads the arrays of W2: the bytes of these and of its result
 //   W2 check FILE       runs W2 once and writes FILE.npy, and FILE.present.npy if any is missing
-//   W2 time [TIMES]     runs W2 TIMES times, once if it does not say: nanoseconds for all of them
-//   W2 first [TIMES]    the same, with everything made anew that is made once for a program
+//   W2 time [TIMES]     runs W2 TIMES times, by default once: nanoseconds for all of them
+//   W2 first [TIMES]    the same, with everything prepared anew each time
 //
-// The answer to a workload that it cannot express is `none`, and to anything wrong a line that
+// For a workload that it cannot express it writes `none`; if anything goes wrong, a line that
 // begins with `error`.
 #pragma once
 
@@ -20,7 +20,7 @@
 
 namespace Fenlet::Bench {
 
-/// What came out of a run.
+/// The result of a run.
 struct Result {
     CpuElementKind kind = CpuElementKind::Unsupported;
     std::int32_t components = 1;
@@ -29,7 +29,7 @@ struct Result {
     const unsigned char* present = nullptr; ///< 0 where an element is missing; null if none can be
 };
 
-/// A workload, ready to run as often as one likes.
+/// A workload that is ready to run any number of times.
 struct Prepared {
     std::vector<std::string> arrays; ///< what it reads
     std::function<void()> run;       ///< empty for what cannot be expressed

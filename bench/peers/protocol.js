@@ -1,8 +1,8 @@
-// How scripts/performance talks to the programs that are compared: see protocol.h.
+// How scripts/performance talks to the programs that it compares: see protocol.h.
 //
-// A peer answers, for a workload, what it reads and two functions: `run`, and `result`, which
-// answers the last run's values as one typed array, or several of one length for as many
-// components, and where anything may be missing an array of 0 and 1 as `present`.
+// A workload of a peer names what it reads and has two functions. `run` runs it. `result` returns the
+// last run's values as one typed array, or one for each component, and, if elements may be missing, an
+// array of 0 and 1 as `present`.
 "use strict";
 const fs = require("fs");
 const readline = require("readline");
@@ -15,7 +15,7 @@ const types = {
   "<f8": Float64Array,
 };
 
-/// Reads into one piece of memory, in parts: one call reads no more than 2 GiB.
+/// Reads into one buffer in parts, since one call reads at most 2 GiB.
 function readBytes(file, bytes, position) {
   const part = 1 << 30;
   for (let done = 0; done < bytes.length; )
@@ -116,7 +116,7 @@ class Server {
   }
 }
 
-/// Answers until the input ends.
+/// Answers requests until the input ends.
 async function serve(contender) {
   const server = new Server(contender);
   for await (const line of readline.createInterface({ input: process.stdin })) {

@@ -1,6 +1,6 @@
 """PyTorch: pytorch_peer.py FOLDER
 
-Called once for each step, on one thread, into tensors that are made once where it lets one.
+Called once for each step, on one thread, into tensors that are made once where that is possible.
 """
 import torch
 from peer_protocol import Prepared, serve

@@ -1,4 +1,4 @@
-"""Writes what scripts/performance found: a page with tables, and a plot."""
+"""Writes the results of scripts/performance: a page with tables, and a plot."""
 import dataclasses
 import pathlib
 
@@ -51,38 +51,38 @@ WORDS = {
 
 HEAD = """# Performance
 
-How fast the library is, beside others that do the same and beside what the machine can do. This
-page is written by `scripts/performance`, and every figure in it comes from one run of that script.
-Times are of one thread. Figures of another machine will be others; ratios carry over better.
+How fast the library is, compared with other software and with the limits of the machine.
+`scripts/performance` writes this page, and every figure comes from one run of it. All times are for
+one thread. Another machine gives other figures; ratios differ less.
 """
 
 ABOUT = """## Whole programs
 
-Each program runs over {count:,} elements in each contender, on one thread, in
-turns: {rounds} rounds, each workload in each contender once a round, after one run that is not
-counted. Given are medians, in nanoseconds per element. All answers were compared with ours, to the
-bit unless a footnote says otherwise.
+Each contender runs each program over {count:,} elements, on one thread. There are {rounds} rounds;
+in each round, every contender runs every workload once, after a first run that does not count. The
+table shows medians in nanoseconds per element. All results equal ours to the bit, unless a footnote
+says otherwise.
 
 {workloads}
 
-By hand, *fused* is one C++ loop for the whole program at `-O3 -march=native`, which nothing that
-interprets a program can pass. *Blocks* is one such loop for each step, over blocks of 1,024
-elements. *Whole frame* adds what an interpreter of any program does: every field copied into a
-register, elements numbered, constants spread, presence reset and combined, result and presence
-copied out. *Portable* is the same without `-march=native`, for any processor of the family. Eigen is compiled too. The others read a program when they run, or are called once for
-each step. Ours runs in blocks of {block}.
-Everybody's arrays stand in large pages where the system has them.
+Four contenders are written by hand. *Fused* is one C++ loop for the whole program at
+`-O3 -march=native`; no interpreter can be faster. *Blocks* is one such loop for each step, over blocks
+of 1,024 elements. *Whole frame* adds what any interpreter does: it copies every field into a
+register, numbers elements, spreads constants, resets and combines validity, and copies the result
+out. *Portable* is the same without `-march=native`. Eigen is compiled as well. The others read a
+program at run time, or are called once for each step. Ours runs in blocks of {block}. The arrays
+of all contenders are in large pages if the system has them.
 
-Where a contender has no vectors, W1 and W5 work on three columns; DuckDB and muParser multiply only
-the one that W1 goes on with, and so do the compiled loops. What is missing is what each has
-for it: a null, a NaN, or an array of booleans beside the values. A dash is for what a contender
-cannot express.
+A contender without vectors runs W1 and W5 on three columns. In W1, DuckDB, muParser and the
+compiled loops multiply only the column that is used. A missing value is a null, a NaN, or false in
+an array beside the values, whatever the contender has. A dash means that a contender cannot
+express the workload.
 """
 
 BARS = """### Ratios
 
-Ours to the whole frame by hand, which should be at most 1.00, and to the fastest of those that
-interpret or are called for each step, which should be below 1.00.
+Our time divided by that of the whole frame by hand, which should be at most 1.00, and by that of
+the fastest contender that interprets or is called for each step, which should be below 1.00.
 """
 
 
@@ -157,19 +157,19 @@ def ratio_table(found):
 
 
 def flatness(found):
-    """How far apart ours is at counts that all exceed the last-level cache."""
+    """How much our time varies over counts that all exceed the last-level cache."""
     ours, fused = ([time for (name, _), time in found.beyond.items() if name == who]
                    for who in (OURS, FUSED))
     if len(ours) < 2:
-        return ("\nThe last-level cache of this machine is so large that what happens beyond it "
-                "cannot be told from these counts.\n")
+        return ("\nThe last-level cache of this machine is too large to show with these counts "
+                "what happens beyond it.\n")
     ratio = max(ours) / min(ours)
     counts = ", ".join(f"{count:,}" for name, count in found.beyond if name == OURS)
-    return (f"\nThe data of {counts} elements exceed the last-level cache. Measured once more, all "
-            f"in turns, ours takes between {figure(min(ours))} and {figure(max(ours))} ns, "
-            f"a ratio of {verdict(ratio, ratio <= 1.1)}; at most 1.10 is wanted. "
-            f"The fused loop takes between {figure(min(fused))} and {figure(max(fused))} ns, "
-            f"a ratio of {max(fused) / min(fused):.2f}.\n")
+    return (f"\nThe data of {counts} elements exceed the last-level cache. Measured again, in "
+            f"turns, ours takes {figure(min(ours))} to {figure(max(ours))} ns, a ratio of "
+            f"{verdict(ratio, ratio <= 1.1)} (at most 1.10 is wanted). The fused loop takes "
+            f"{figure(min(fused))} to {figure(max(fused))} ns, a ratio of "
+            f"{max(fused) / min(fused):.2f}.\n")
 
 
 def growing_part(found):
@@ -182,10 +182,10 @@ def growing_part(found):
     memory = [[one.title] + [f"{max(0, found.memory[one.name, count]) / 2**20:.1f}"
                              if (one.name, count) in found.memory else "–" for count in counts]
               for one in found.present() if (one.name, counts[0]) in found.growing]
-    return ("## Growing counts\n\nW10 is W2 over more and more elements, in nanoseconds per "
-            "element. Small ones stay in the cache.\n\n"
+    return ("## Growing counts\n\nW10 is W2 over more and more elements. Times are nanoseconds per "
+            "element. Small data stays in the cache.\n\n"
             + table(["ns per element", *heads], times) + flatness(found)
-            + "\nThe largest resident memory beside the fields and the result, in MiB:\n\n"
+            + "\nThe largest resident memory without the fields and the result, in MiB:\n\n"
             + table(["MiB", *heads], memory))
 
 
@@ -194,18 +194,18 @@ def first_part(found):
         return ""
     rows = [[one.title, f"{found.first[one.name] / 1000:.1f}"] for one in found.present()
             if one.name in found.first]
-    return ("## The first result\n\nA program of 20 instructions over 1,024 elements, from the "
-            "program to its result, nothing prepared for it before.\n\n"
+    return ("## The first result\n\nThe time from a program of 20 instructions to its result over "
+            "1,024 elements, with nothing prepared.\n\n"
             + table(["", "microseconds"], rows))
 
 
 def nanoseconds(entry, key="cpu_time"):
-    """What Google Benchmark measured: the processor's time, in which others do not count."""
+    """The processor time that Google Benchmark measured, which other processes do not change."""
     return entry[key] * {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}[entry["time_unit"]]
 
 
 def block_part(found):
-    """Time per element by block size, and what plans, blocks and steps cost."""
+    """Time per element by block size."""
     sizes = sorted({int(name.split("/")[1]) for name in found.programs if name.startswith("W")})
     if not sizes:
         return ""
@@ -216,22 +216,23 @@ def block_part(found):
         best = min((time for time in times if time), default=None)
         rows.append([name] + [f"**{figure(time)}**" if time == best else figure(time)
                               for time in times])
-    return ("## Block sizes\n\nNanoseconds per element over 4,000,000 elements, by elements in a "
-            "block; the least of each in bold. First the size that `adviseBlockSize` proposes.\n\n"
+    return ("## Block sizes\n\nNanoseconds per element over 4,000,000 elements, for several block "
+            "sizes; the shortest time is bold. The first column is the size that `adviseBlockSize` "
+            "proposes.\n\n"
             + table(["", *(f"{size:,}" if size else "advised" for size in sizes)], rows))
 
 
 PARTS = """## Where the time goes
 
-Our own time per element in blocks of the advised size, in nanoseconds: what each block does for its
-registers and element numbers; what copying fields, constants and uniforms into registers adds; what the
-steps add; and what collecting the result adds. Each is the difference of two measurements: small
-ones are mostly noise.
+The parts of our time per element in nanoseconds, in blocks of the advised size: *frame* is what
+each block does for its registers and element numbers, *loads* copies fields, constants and
+uniforms into registers, *steps* computes, and *result* collects the result. Each part is the
+difference of two measurements, so that small ones are mostly noise.
 """
 
 
 def time_of_parts(found, name):
-    """Nanoseconds per element of the frame, the loads, the steps and the result, none if they were
+    """Nanoseconds per element of the frame, the loads, the steps and the result; empty if they were
     not measured."""
     entries = [found.programs.get(f"part/{name}/{part}") for part in
                ("frame", "loads", "steps")] + [found.programs.get(f"{name}/0")]
@@ -251,23 +252,23 @@ def parts_part(found):
     return PARTS + "\n" + table(["", "frame", "loads", "steps", "result", "all"], rows)
 
 
-BETWEEN = """## What stands between
+BETWEEN = """## What others save
 
-On {names} somebody is faster who reads every input where it lies and writes every result where it
-stays. Here fields, steps and results meet in registers: a provider fills one, each step fills
-another, each has its validity, and the sink copies out what it wants. That is what lets a program
-run over anything that can answer for one block, and it is what the time goes to:
+On {names} another contender is faster. It reads its inputs in place and writes its result in place.
+Our fields, steps and results meet in registers: a provider fills one register, each step fills
+another, each has its validity, and the sink copies the result out. So a program can run over
+anything that can answer for one block, and this is where the time goes:
 
-{table}
-By hand, *whole frame* makes all these copies and *blocks* makes none: what lies between the two is
-what they cost on this machine. To save them a field would have to lend its memory to the register for
-a block, where kinds agree and elements lie side by side, and a sink would have to lend the result's:
-two more calls of the interface, and registers that are somewhere else in every block.
+{table} Of the loops by hand, *whole frame* makes all these copies and *blocks* makes none: the
+difference is what they cost on this machine. To avoid them, a field would have to lend its memory
+to a register for a block, if kinds agree and elements are adjacent, and a sink would have to lend
+memory for the result. That takes two more calls in the interface, and registers that move with
+every block.
 """
 
 
 def between_part(found):
-    """Why others are faster, where they are."""
+    """Why others are faster, if they are."""
     rows = []
     for name in found.workloads:
         best = found.best_peer(name)
@@ -287,7 +288,7 @@ STEPS = (4, 20)  # instructions of two programs: an element index, a field and a
 
 
 def fixed_part(found):
-    """What a plan, a block and a step cost by themselves."""
+    """The fixed costs of a plan, a block and a step."""
     if "configure/20" not in found.programs:
         return ""
     rows = [[f"`configure`, {count} instructions", "below 5,000 for 20" if count == 20 else "",
@@ -309,35 +310,36 @@ def fixed_part(found):
                      "below 10 for what is fixed" if size == 1 else "", figure(step)])
         rows.append([f"a block of {elements}, with its numbers and one field", "",
                      figure(few - (STEPS[0] - 2) * step)])
-    return ("## Fixed costs\n\nIn nanoseconds of the processor's time. That of a step is the slope "
+    return ("## Fixed costs\n\nNanoseconds of processor time. The cost of a step is the slope "
             f"between programs of {STEPS[0]} and {STEPS[1]} instructions, all but two of them "
-            "additions; that of a block is what is left without these.\n\n"
+            "additions. The cost of a block is the rest.\n\n"
             + table(["", "should be", "ns"], rows))
 
 
-# Why a kernel may stay behind the loop by hand, for the page to say where one does: in any set, or
-# in the one that is named.
+# Why a kernel may be slower than the loop by hand, in any set or in the named one. If it is slower,
+# the page gives the reason.
 REASONS = {
-    "not (Avx512)": "a thousand bytes are sixteen vectors, beside which the call and the test for "
-                    "overlap count, and the loop by hand has neither",
-    "is true (Avx512)": "its two results are written in two passes",
-    "i32 / i32": "divisors are looked through for zeros first, and -1 is kept from the division, "
-                 "whose quotient may not fit",
-    "all valid?": "it asks every four vectors, so that what is missing early is found early",
-    "select f32, at random (Avx512)": "values and validity are picked in passes of their own",
+    "not (Avx512)": "a thousand bytes are only sixteen vectors, so that the call and the test for "
+                    "overlap count, which the loop by hand does not have",
+    "is true (Avx512)": "it writes its two results in two passes",
+    "i32 / i32": "it first searches the divisors for zeros, and it must not divide by -1, since "
+                 "that quotient may not fit",
+    "all valid?": "it checks after every four vectors, so that it stops early",
+    "select f32, at random (Avx512)": "it picks values and validity in separate passes",
     "select f32, in runs of 100 (Avx512)": "as at random",
-    "select f32, x3, at random (Avx512)": "as at random, and conditions are spread first",
+    "select f32, x3, at random (Avx512)": "as at random, and it spreads conditions first",
 }
 
 KERNELS = """## Kernels
 
-Over blocks that stay in the first-level cache, in each instruction set: lanes of the result per
-nanosecond, the speed as a part of that of the best loop by hand for the shape (compiled for the
-same set; kinds and counts known, areas apart), which should be at least 0.85, and as a part of what
-the loads and stores alone would allow. A loop by hand that is slower than the kernel shows that it
-could be better, no more. Those of `Select` read nothing of the arm that is not taken, as the kernels
-promise; one that may read both does something else. Those of halves in the baseline convert by the
-same routine for one lane, which the compiler makes wide.
+Each instruction set has three columns, for blocks that stay in the first-level cache. The first
+counts lanes of the result per nanosecond. The second divides this by the speed of the best loop by
+hand for the shape, and should be at least 0.85; that loop is compiled for the same set, knows
+kinds and counts, and assumes that areas do not overlap. The third divides by the speed of the
+loads and stores alone. A ratio above 1 only shows that the loop by hand could be better. The loops
+for `Select` read nothing of the arm that is not taken, as the kernels promise. In the baseline,
+the loops for halves convert with the same routine for one lane, which the compiler turns into
+vector code.
 """
 
 
@@ -373,23 +375,24 @@ def kernel_part(found):
     heads = [head for one in sets for head in (one, "of the loop", "of the limit")]
     told = [f"{len(rows) * len(sets) - len(missed)} of {len(rows) * len(sets)} reach 0.85."]
     if len(sets) == 3:
-        told.append("Of Float32, less than 1.6 times as fast with AVX2 as with the baseline: "
+        told.append("For Float32, AVX2 is less than 1.6 times as fast as the baseline in: "
                     + (", ".join(close) or "none") + ".")
-        told.append("Slower with AVX-512 than with AVX2 by more than 3 %: "
+        told.append("AVX-512 is slower than AVX2 by more than 3 % in: "
                     + (", ".join(slower) or "none") + ".")
-        told.append("Dividers are no wider with AVX2 than with the baseline on many processors, "
-                    "`Select` looks validity up byte by byte in both, and what already runs at the "
-                    "limit of the baseline's loads and stores gains by the cache's width alone.")
+        told.append("There are three causes: many processors divide no more lanes at once with "
+                    "AVX2 than without it; `Select` looks up validity byte by byte in both; and a "
+                    "kernel at the limit of the baseline's loads and stores gains only what the "
+                    "cache gives.")
     reasons = {name: REASONS.get(name) or REASONS.get(name.rpartition(" (")[0]) for name in missed}
     why = "".join(f"- {name}: {reason}.\n" for name, reason in reasons.items() if reason)
     if others := [name for name, reason in reasons.items() if not reason]:
         why += f"- {', '.join(others)}: no reason is known.\n"
-    told = ["\n" + " ".join(told) + "\n", "\nWhy some are behind:\n\n" + why if why else ""]
+    told = ["\n" + " ".join(told) + "\n", "\nWhy some are slower:\n\n" + why if why else ""]
     return KERNELS + "\n" + table(["", *heads], rows) + "".join(told)
 
 
 def kernel_name(name):
-    """Without what Google Benchmark adds."""
+    """The name without what Google Benchmark adds."""
     return name.split("/iterations:")[0]
 
 
