@@ -1,7 +1,7 @@
-"""Building test programs in which one file of src/ is another one than in the tree.
+"""Builds test programs in which one file of src/ is broken.
 
-Nothing of the build folder is changed: broken objects are compiled beside it, and linked in the
-place of its own.
+The build folder does not change: broken objects are compiled elsewhere, and linked instead of its
+own.
 """
 import json
 import os
@@ -14,7 +14,7 @@ SETS = {"baseline": "Baseline", "avx2": "Avx2", "avx512": "Avx512"}
 OF_A_SET = re.compile(r"fenletexec_kernels_(baseline|avx2|avx512)\.dir")
 OF_OTHER_SETS = re.compile(r"_avx2\.dir|_avx512\.dir|_tiles\d+\.dir")
 
-# The tests of one family of kernels. They run no other.
+# The tests that run only one family of kernels.
 FAMILIES = {
     **{f"{family}_test": family for family in ("arithmetic", "boolean", "comparisons", "component",
                                                "elements", "select", "unary")},
@@ -23,7 +23,7 @@ FAMILIES = {
 
 
 class DoesNotBuild(Exception):
-    """The compiler or the linker refuses. `source` is what it was compiling."""
+    """The compiler or the linker fails. `source` is what it was building."""
 
     def __init__(self, source):
         super().__init__(source)
@@ -31,7 +31,7 @@ class DoesNotBuild(Exception):
 
 
 class Pristine:
-    """A tree and its build folder, built."""
+    """A tree and its build folder, without a break."""
 
     def __init__(self, tree, build):
         self.tree = pathlib.Path(tree)
@@ -41,7 +41,7 @@ class Pristine:
             words = shlex.split(entry["command"])
             self.compile[words[words.index("-o") + 1]] = (words, entry["file"])
         self.users = self._users()
-        # The objects that any file of src/ has a part in, those of tests of its headers too.
+        # All objects compiled from files of src/, including tests that include its headers.
         of_src = str(self.tree / "src") + "/"
         self.of_src = {name for path, names in self.users.items() if path.startswith(of_src)
                        for name in names}
@@ -52,7 +52,7 @@ class Pristine:
                               capture_output=True, text=True).stdout
 
     def _users(self):
-        """For each file the objects that are compiled from it."""
+        """The objects that are compiled from each file."""
         users, name = {}, None
         for line in self._ninja("deps").splitlines():
             if line.startswith("    "):
@@ -63,7 +63,7 @@ class Pristine:
         return users
 
     def objects_of(self, file):
-        """The objects that the file has a part in."""
+        """The objects that are compiled from the file."""
         return [name for name in self.users.get(str(self.tree / file), [])
                 if name in self.compile]
 
@@ -85,8 +85,8 @@ class Pristine:
 
 
 class Broken:
-    """The programs of a pristine build with one file broken; its results go to `folder`. Kernels
-    are `optimised` as the library has them, or only a little."""
+    """The programs of a pristine build with one file broken. Files go to `folder`. Kernels are
+    `optimised` as in the library, or only a little."""
 
     def __init__(self, pristine, file, source, folder, optimised=False):
         self.pristine = pristine
@@ -131,7 +131,7 @@ class Broken:
         return out
 
     def _linked_in(self, program):
-        """The affected objects that the program has, by itself or out of a library."""
+        """The affected objects that the program links, directly or from a library."""
         words = self.pristine.link(program)
         has_library = any(word.endswith("libfenletexec.a") for word in words)
         return [name for name in self.affected
@@ -142,8 +142,8 @@ class Broken:
         return bool(self._linked_in(program))
 
     def changed_sets(self):
-        """The instruction sets whose objects of the library did not all come out as they were, to
-        the byte. What is compiled for none of them in particular counts as all of them."""
+        """The instruction sets in which an object of the library changed. An object for no
+        particular set counts for all of them."""
         changed = set()
         for name in self.affected:
             if name.startswith("src/") and (self._compiled(name).read_bytes() !=
@@ -153,9 +153,9 @@ class Broken:
         return changed
 
     def program(self, program, everything):
-        """Builds the program. What other families of kernels its own test never runs stay whole.
-        Without `everything`, only the objects nearest to the test are the broken ones: of the
-        library's, those of its own family in the baseline set."""
+        """Builds the program. Kernel families that its tests never run stay unbroken. Without
+        `everything`, only the objects nearest to the test are broken: the library's objects of its
+        family in the baseline set."""
         family = FAMILIES.get(os.path.basename(program))
         names = [name for name in self._linked_in(program)
                  if not family or not name.endswith("_kernels.cpp.o")

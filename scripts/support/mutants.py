@@ -1,4 +1,4 @@
-"""Which small breaks can be made in a C++ source."""
+"""Finds the small breaks that can be made in a C++ source."""
 import collections
 import dataclasses
 import re
@@ -6,20 +6,20 @@ import re
 
 @dataclasses.dataclass(frozen=True)
 class Mutant:
-    """One break of one file: `text` in the place of the characters from `start` to `end`."""
+    """One break of one file: `text` replaces the characters from `start` to `end`."""
 
     file: str
     start: int
     end: int
     text: str
     line: int
-    function: str  # the line that begins the function, or whatever else it stands in
-    before: str  # the lines that it touches, with single spaces
-    after: str  # the same, broken
+    function: str  # the first line of the function or other declaration around it
+    before: str  # the changed lines, with single spaces
+    after: str  # the same lines with the break
 
     @property
     def key(self):
-        """What it is known by when lines move."""
+        """Identifies the break even if lines move."""
         return (self.file, self.function, self.before, self.after)
 
     def applied(self, source):
@@ -28,8 +28,8 @@ class Mutant:
 
 BLANKED = re.compile(
     r"//[^\n]*|/\*.*?\*/"  # comments
-    r'|"(?:\\.|[^"\\\n])*"'  # words
-    r"|^[ \t]*\#(?:[^\n]*\\\n)*[^\n]*"  # what the preprocessor reads
+    r'|"(?:\\.|[^"\\\n])*"'  # string literals
+    r"|^[ \t]*\#(?:[^\n]*\\\n)*[^\n]*"  # preprocessor lines
     r"|\bstatic_assert\b[^;]*;|\b__asm__\b[^;]*;"
     r"|\btemplate <[^\n]*>|\busing [^;]*;|\bnamespace [^\n{]*\{",
     re.DOTALL | re.MULTILINE,
@@ -71,12 +71,12 @@ CLOSING = {"(": ")", "{": "}", "[": "]"}
 
 
 def blanked(source):
-    """The source, as long as it is, with spaces where no break is to be made."""
+    """The source with spaces where no break may be made; its length stays the same."""
     return BLANKED.sub(lambda found: re.sub(r"[^\n]", " ", found.group()), source)
 
 
 def closing(code, opening):
-    """Where the bracket that opens at `opening` closes, None if it does not."""
+    """The position of the bracket that closes the one at `opening`; None if there is none."""
     depth = 0
     for place in range(opening, len(code)):
         if code[place] in "({[":
@@ -89,7 +89,7 @@ def closing(code, opening):
 
 
 def up_to(code, start, stops):
-    """The first of `stops` from `start` on that stands in no bracket, or what closes one."""
+    """The position of the first of `stops` outside brackets, or of the bracket that ends them."""
     depth = 0
     for place in range(start, len(code)):
         here = code[place]
@@ -105,7 +105,7 @@ def up_to(code, start, stops):
 
 
 def arguments(code, opening, end):
-    """The ranges of what commas part between two brackets; a template's own commas do not."""
+    """The ranges of the arguments between two brackets; templates' commas do not separate them."""
     ranges, depth, start = [], 0, opening + 1
     for place in range(opening + 1, end):
         here = code[place]
@@ -193,7 +193,7 @@ def of_arguments(code):
 
 
 def function_at(source, place):
-    """The last line before that stands at the margin and begins something."""
+    """The last line before `place` that begins a declaration at the left margin."""
     name = ""
     for line in source[:place].splitlines():
         if re.match(r"[A-Za-z_\[]", line) and not line.startswith(("template", "namespace")):
@@ -202,7 +202,7 @@ def function_at(source, place):
 
 
 def mutants_of(file, source):
-    """Every break of one file, in the order of their places."""
+    """Every break of one file, in source order."""
     code = blanked(source)
     found = set()
     for kind in (of_operators, of_constants, of_words, of_conditions, of_statements, of_arguments):

@@ -50,9 +50,9 @@ says '1 of 9 vector loops'
 run "$written : pshufd" 'spreadFixed<unsigned int, {3|5}> : pshufd' && fail "A name may be missing."
 says 'No function: spreadFixed<unsigned int, 5>'
 run "$written : pshufd" "$written pshufd" && fail "A line may be of any form."
-says 'list:2: not NAME'
+says 'list:2: error: not NAME'
 run "$written :" && fail "A rule may ask for nothing."
-says 'list:1: not NAME'
+says 'list:1: error: not NAME'
 run '# Nothing.' && fail "A list may be empty."
 says 'names no function'
 objects+=("$own/absent.o")
