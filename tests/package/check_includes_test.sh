@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What scripts/check-includes lets through, and what it must not.
+# Tests what scripts/check-includes accepts and refuses.
 #
 #   check_includes_test.sh SCRIPT
 set -euo pipefail
