@@ -1,4 +1,4 @@
-#include <fenletir/program.h>
+#include "formats.h"
 
 #include <limits>
 #include <utility>
@@ -22,25 +22,7 @@ std::int64_t truncate(double value) {
 } // namespace
 
 const char* registerFormatName(RegisterFormat format) {
-    switch (format) {
-    case RegisterFormat::Tribool:
-        return "Tribool";
-    case RegisterFormat::Int8:
-        return "Int8";
-    case RegisterFormat::Int16:
-        return "Int16";
-    case RegisterFormat::Int32:
-        return "Int32";
-    case RegisterFormat::Int64:
-        return "Int64";
-    case RegisterFormat::Half:
-        return "Half";
-    case RegisterFormat::Float32:
-        return "Float32";
-    case RegisterFormat::Float64:
-        return "Float64";
-    }
-    return "Unknown";
+    return isFormat(format) ? factsOf(format).name : "Unknown";
 }
 
 Constant Constant::ofTribool(unsigned char value) {

@@ -1,6 +1,8 @@
 // Writing a program in readable lines.
 #include "formats.h"
+#include "op_codes.h"
 
+#include <fenletir/number_fit.h>
 #include <fenletir/program_builder.h>
 
 #include <algorithm>
@@ -33,6 +35,19 @@ template <class Entry>
 std::int32_t append(std::vector<Entry>& entries, Entry entry) {
     entries.push_back(std::move(entry));
     return static_cast<std::int32_t>(entries.size()) - 1;
+}
+
+/// Why the first component that does not fit into `format` does not; empty if all fit.
+template <class Number>
+std::string firstMisfit(const std::vector<Number>& components, RegisterFormat format,
+                        std::string (*misfit)(Number, RegisterFormat)) {
+    for (std::size_t number = 0; number < components.size(); ++number) {
+        const std::string words = misfit(components[number], format);
+        if (!words.empty())
+            return components.size() == 1 ? words
+                                          : "component " + std::to_string(number) + ": " + words;
+    }
+    return "";
 }
 
 /// Whether `handle` was made for this program and names an entry of `pool`.
@@ -102,7 +117,7 @@ std::string ProgramBuilder::describe(Register value) const {
 bool ProgramBuilder::isFormatAsked(OpCode op, Format format) {
     if (!isFormat(format))
         refuse(op, "the format asked for, " + std::to_string(static_cast<std::int32_t>(format)) +
-                       ", is none; it takes one from Tribool to Float64");
+                       ", does not exist; it takes " + formatsInWords(isFormat));
     return error.empty();
 }
 
@@ -177,8 +192,9 @@ bool ProgramBuilder::constantStands(Format format, std::size_t components) {
         return false;
     if (isTribool(format))
         refuse(op, "a number has no truth value; a Tribool takes truthConstant()");
-    else if (components < 1 || components > static_cast<std::size_t>(valueComponents))
-        refuse(op, std::to_string(components) + " components are given; a constant has 1 to 64");
+    else if (components < 1 || components > static_cast<std::size_t>(mostScratchComponents))
+        refuse(op, std::to_string(components) + " components are given; a constant has 1 to " +
+                       std::to_string(mostScratchComponents));
     return error.empty();
 }
 
@@ -193,6 +209,8 @@ Register ProgramBuilder::emitConstant(Format format, Constant constant) {
 Register ProgramBuilder::constant(Format format, const std::vector<double>& components) {
     if (!constantStands(format, components.size()))
         return {};
+    if (const std::string misfit = firstMisfit(components, format, realMisfit); !misfit.empty())
+        return refuse(OpCode::LoadConstant, misfit);
     return emitConstant(format, Constant::ofReals(components));
 }
 
@@ -200,6 +218,8 @@ Register ProgramBuilder::integerConstant(Format format,
                                          const std::vector<std::int64_t>& components) {
     if (!constantStands(format, components.size()))
         return {};
+    if (const std::string misfit = firstMisfit(components, format, integerMisfit); !misfit.empty())
+        return refuse(OpCode::LoadConstant, misfit);
     return emitConstant(format, Constant::ofIntegers(components));
 }
 
@@ -220,9 +240,9 @@ Register ProgramBuilder::loadUniform(UniformHandle uniform, Format format,
         return {};
     if (!isDeclared(uniform, program.uniforms, programNumber))
         return refuse(op, "that is no uniform of this program; it takes what uniform() answered");
-    if (multiplicity < 1 || multiplicity > valueComponents)
-        return refuse(op,
-                      componentsInWords(multiplicity) + " are asked for; a uniform has 1 to 64");
+    if (multiplicity < 1 || multiplicity > mostScratchComponents)
+        return refuse(op, componentsInWords(multiplicity) + " are asked for; a uniform has 1 to " +
+                              std::to_string(mostScratchComponents));
     return emit(op, {}, format, multiplicity, uniform.number);
 }
 
@@ -290,7 +310,7 @@ Register ProgramBuilder::unary(OpCode op, Register operand, Format format) {
         return {};
     if (!isArithmetic(info(operand).format) || !isArithmetic(format))
         return refuse(op, describe(operand) + " into " + registerFormatName(format) +
-                              " has no kernel; it takes Int8 to Int32, Half, Float32 and Float64");
+                              " has no kernel; it takes " + formatsInWords(isArithmetic));
     return emit(op, {operand}, format, op == OpCode::Length ? 1 : info(operand).multiplicity);
 }
 
@@ -317,7 +337,7 @@ Register ProgramBuilder::arithmetic(OpCode op, Register left, Register right,
     if (!isArithmetic(a.format) || !isArithmetic(b.format) || (format && !isArithmetic(*format)))
         return refuse(op, both() +
                               (format ? " into " + std::string(registerFormatName(*format)) : "") +
-                              " have no kernel; it takes Int8 to Int32, Half, Float32 and Float64");
+                              " have no kernel; it takes " + formatsInWords(isArithmetic));
     if (!format && a.format != b.format)
         return refuse(op, both() + " differ in format, and the result could have either; it takes "
                                    "the result's format as a third argument");
@@ -353,7 +373,7 @@ Register ProgramBuilder::divide(Register left, Register right, Format format) {
 }
 
 // A backend has no kernel for a comparison with its one component on the left.
-Register ProgramBuilder::comparison(OpCode op, OpCode mirrored, Register left, Register right) {
+Register ProgramBuilder::comparison(OpCode op, Register left, Register right) {
     if (!known(op, {left, right}))
         return {};
     const RegisterInfo& a = info(left);
@@ -364,28 +384,28 @@ Register ProgramBuilder::comparison(OpCode op, OpCode mirrored, Register left, R
     if (a.multiplicity == b.multiplicity || b.multiplicity == 1)
         return emit(op, {left, right}, Format::Tribool, a.multiplicity);
     if (a.multiplicity == 1)
-        return emit(mirrored, {right, left}, Format::Tribool, b.multiplicity);
+        return emit(factsOf(op).mirror, {right, left}, Format::Tribool, b.multiplicity);
     return refuse(op, describe(left) + " and " + describe(right) +
                           " do not fit; they take as many components, or one of them one");
 }
 
 Register ProgramBuilder::less(Register left, Register right) {
-    return comparison(OpCode::Less, OpCode::Greater, left, right);
+    return comparison(OpCode::Less, left, right);
 }
 Register ProgramBuilder::lessEqual(Register left, Register right) {
-    return comparison(OpCode::LessEqual, OpCode::GreaterEqual, left, right);
+    return comparison(OpCode::LessEqual, left, right);
 }
 Register ProgramBuilder::greater(Register left, Register right) {
-    return comparison(OpCode::Greater, OpCode::Less, left, right);
+    return comparison(OpCode::Greater, left, right);
 }
 Register ProgramBuilder::greaterEqual(Register left, Register right) {
-    return comparison(OpCode::GreaterEqual, OpCode::LessEqual, left, right);
+    return comparison(OpCode::GreaterEqual, left, right);
 }
 Register ProgramBuilder::equal(Register left, Register right) {
-    return comparison(OpCode::Equal, OpCode::Equal, left, right);
+    return comparison(OpCode::Equal, left, right);
 }
 Register ProgramBuilder::notEqual(Register left, Register right) {
-    return comparison(OpCode::NotEqual, OpCode::NotEqual, left, right);
+    return comparison(OpCode::NotEqual, left, right);
 }
 
 Register ProgramBuilder::logical(OpCode op, std::initializer_list<Register> operands) {

@@ -1,5 +1,6 @@
 // A program as text. Whatever the reader refuses or would read otherwise is written in the raw
 // notation instead: a register or pool number that is none, a slot that the opcode does not use.
+#include "op_codes.h"
 #include "text_words.h"
 
 #include <fenletir/text.h>
@@ -187,7 +188,7 @@ class Listing {
     }
 
     bool hasPlainImmediate(const Instruction& instruction) const {
-        switch (operandShape(instruction.op)) {
+        switch (factsOf(instruction.op).shape) {
         case OperandShape::Constant:
             return contains(program.constants, instruction.immediate);
         case OperandShape::Uniform:
@@ -198,15 +199,16 @@ class Listing {
             return contains(program.samplers, instruction.immediate);
         case OperandShape::Component:
             return true;
-        default:
-            return instruction.immediate == -1;
+        case OperandShape::Nothing:
+        case OperandShape::Registers:
+            break;
         }
+        return instruction.immediate == -1;
     }
 
     /// Whether the opcode's own notation tells everything about the instruction.
     bool isPlain(const Instruction& instruction) const {
-        if (static_cast<std::uint32_t>(instruction.op) >= opCodeCount ||
-            !hasPlainImmediate(instruction))
+        if (!isOpCode(instruction.op) || !hasPlainImmediate(instruction))
             return false;
         const bool isNop = instruction.op == OpCode::Nop;
         if (isNop ? instruction.result != noRegister : !program.isValidRegister(instruction.result))
@@ -244,7 +246,7 @@ class Listing {
     std::string operandText(const Instruction& instruction) const {
         const std::int32_t immediate = instruction.immediate;
         const std::string operand = numbered('%', instruction.operands[0]);
-        switch (operandShape(instruction.op)) {
+        switch (factsOf(instruction.op).shape) {
         case OperandShape::Nothing:
             break;
         case OperandShape::Constant:

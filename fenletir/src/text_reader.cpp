@@ -1,4 +1,5 @@
 // Reading a program's text: one statement a line, each name declared before it is used.
+#include "op_codes.h"
 #include "text_registers.h"
 #include "text_values.h"
 #include "text_words.h"
@@ -286,7 +287,7 @@ class Reader {
 
     bool readOperands(Instruction& instruction) {
         std::int32_t& immediate = instruction.immediate;
-        switch (operandShape(instruction.op)) {
+        switch (factsOf(instruction.op).shape) {
         case OperandShape::Nothing:
             return true;
         case OperandShape::Constant:

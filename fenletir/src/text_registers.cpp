@@ -1,5 +1,6 @@
 #include "text_registers.h"
 
+#include "formats.h"
 #include "text_words.h"
 
 #include <limits>
@@ -14,7 +15,7 @@ constexpr const char* typeExpected = "a type, as f32 or i64x3";
 std::optional<RegisterFormat> readFormat(TextCursor& cursor) {
     for (std::int32_t number = 0; number < formatCount; ++number) {
         const auto format = static_cast<RegisterFormat>(number);
-        if (cursor.acceptHere(formatWord(format)))
+        if (cursor.acceptHere(factsOf(format).word))
             return format;
     }
     if (!cursor.acceptHere("format("))

@@ -1,10 +1,10 @@
 #include "text_words.h"
 
+#include "formats.h"
+#include "op_codes.h"
+
 namespace Fenlet::Text {
 namespace {
-
-constexpr const char* formatWords[] = {"tribool", "i8", "i16", "i32", "i64", "f16", "f32", "f64"};
-static_assert(sizeof formatWords / sizeof formatWords[0] == formatCount);
 
 unsigned char byteAt(std::string_view text, std::size_t offset) {
     return offset < text.size() ? static_cast<unsigned char>(text[offset]) : 0;
@@ -30,28 +30,6 @@ bool showsItself(std::uint32_t character) {
 }
 
 } // namespace
-
-OperandShape operandShape(OpCode op) {
-    switch (op) {
-    case OpCode::LoadConstant:
-        return OperandShape::Constant;
-    case OpCode::LoadUniform:
-        return OperandShape::Uniform;
-    case OpCode::LoadField:
-        return OperandShape::Field;
-    case OpCode::Sample:
-        return OperandShape::Sampler;
-    case OpCode::Component:
-        return OperandShape::Component;
-    default:
-        return opCodeArity(op) == 0 ? OperandShape::Nothing : OperandShape::Registers;
-    }
-}
-
-const char* formatWord(RegisterFormat format) {
-    const auto number = static_cast<std::int32_t>(format);
-    return number >= 0 && number < formatCount ? formatWords[number] : nullptr;
-}
 
 std::size_t visibleCharacter(std::string_view text, std::size_t offset) {
     const unsigned char first = byteAt(text, offset);
@@ -130,17 +108,16 @@ std::string nameText(std::string_view name) {
 }
 
 std::string typeText(const RegisterInfo& info) {
-    const char* word = formatWord(info.format);
-    std::string text =
-        word != nullptr ? word : "format(" + std::to_string(static_cast<int>(info.format)) + ")";
+    std::string text = isFormat(info.format)
+                           ? factsOf(info.format).word
+                           : "format(" + std::to_string(static_cast<int>(info.format)) + ")";
     if (info.multiplicity != 1)
         text.append("x").append(std::to_string(info.multiplicity));
     return text;
 }
 
 std::string opCodeText(OpCode op) {
-    const auto number = static_cast<std::uint32_t>(op);
-    return number < opCodeCount ? opCodeName(op) : std::to_string(number);
+    return isOpCode(op) ? factsOf(op).name : std::to_string(static_cast<std::uint32_t>(op));
 }
 
 } // namespace Fenlet::Text

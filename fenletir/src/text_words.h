@@ -10,23 +10,6 @@
 
 namespace Fenlet::Text {
 
-/// What follows the opcode's name.
-enum class OperandShape {
-    Nothing,   ///< ElementIndex
-    Constant,  ///< LoadConstant 0.5
-    Uniform,   ///< LoadUniform sun
-    Field,     ///< LoadField elevation[%3]
-    Sampler,   ///< Sample noise[%3]
-    Component, ///< Component %3[1]
-    Registers, ///< Add %1, %2
-};
-
-OperandShape operandShape(OpCode op);
-
-/// The word for a format, nullptr for a number that is none. Static lifetime.
-const char* formatWord(RegisterFormat format);
-inline constexpr std::int32_t formatCount = 8;
-
 /// How many bytes the character at `offset` takes if it may stand in a text as it is; else 0. Such
 /// a character is printable ASCII or well-formed UTF-8 that shows: spaces, marks that show nothing
 /// and marks that turn the direction of the line are left out.

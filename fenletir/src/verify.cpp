@@ -31,7 +31,9 @@ void verifyRegisters(const FenletProgram& program, std::vector<Finding>& finding
                 FindingClass::Refused, FindingCode::UnsupportedFormat, number,
                 name + " has the format " +
                     std::to_string(static_cast<std::int32_t>(about.format)) +
-                    ", which is none; they are numbered from 0 (Tribool) to 7 (Float64)."));
+                    ", which does not exist; formats are numbered from 0 (" +
+                    formatTable.front().name + ") to " + std::to_string(formatCount - 1) + " (" +
+                    formatTable.back().name + ")."));
         else if (about.multiplicity < 1)
             findings.push_back(aboutRegister(
                 FindingClass::Refused, FindingCode::MultiplicityMismatch, number,
@@ -128,6 +130,18 @@ void ProgramCheck::flow(std::int32_t number) {
 }
 
 void ProgramCheck::outputs() {
+    const auto whole = [this](FindingCode code, const char* message) {
+        findings.push_back(
+            aboutRegister(FindingClass::ProbablyAMistake, code, noRegister, message));
+    };
+    const bool hasOutput = std::any_of(program.registers.begin(), program.registers.end(),
+                                       [](const RegisterInfo& about) { return about.output; });
+    if (program.instructions.empty())
+        whole(FindingCode::NoInstruction, "The program is empty; it takes at least one "
+                                          "instruction, and an output for the result.");
+    else if (!hasOutput)
+        whole(FindingCode::NoOutput, "The program has no output; at least one register, the "
+                                     "result, is marked as an output.");
     for (std::int32_t number = 0; number < program.registerCount(); ++number)
         if (program.registerInfo(number).output && !written[static_cast<std::size_t>(number)])
             findings.push_back(aboutRegister(FindingClass::ProbablyAMistake,
@@ -146,6 +160,32 @@ bool isSound(const std::vector<Finding>& findings) {
     return std::all_of(findings.begin(), findings.end(), [](const Finding& finding) {
         return finding.severity == FindingClass::ProbablyAMistake;
     });
+}
+
+bool spoilsResults(const Finding& finding) {
+    switch (finding.code) {
+    case FindingCode::NeverWritten:
+    case FindingCode::PartlyWritten:
+    case FindingCode::MisreadOperand:
+    case FindingCode::ConstantWidth:
+    case FindingCode::ConstantKind:
+    case FindingCode::ConstantValue:
+        return true;
+    case FindingCode::UnsupportedFormat:
+    case FindingCode::BadRegister:
+    case FindingCode::BadImmediate:
+    case FindingCode::ArityMismatch:
+    case FindingCode::MultiplicityMismatch:
+    case FindingCode::KindMismatch:
+    case FindingCode::ReadsPastOperand:
+    case FindingCode::WritesPastResult:
+    case FindingCode::NeverRead:
+    case FindingCode::MirrorComparison:
+    case FindingCode::NoOutput:
+    case FindingCode::NoInstruction:
+        break;
+    }
+    return finding.severity == FindingClass::OutsideItsArea;
 }
 
 std::string describeFinding(const Finding& finding) {
@@ -190,6 +230,12 @@ const char* findingCodeName(FindingCode code) {
         return "MisreadOperand";
     case FindingCode::PartlyWritten:
         return "PartlyWritten";
+    case FindingCode::ConstantValue:
+        return "ConstantValue";
+    case FindingCode::NoOutput:
+        return "NoOutput";
+    case FindingCode::NoInstruction:
+        return "NoInstruction";
     }
     return "Unknown";
 }

@@ -3,32 +3,14 @@
 #include "verify_instruction.h"
 
 #include "formats.h"
+#include "op_codes.h"
+
+#include <fenletir/number_fit.h>
+
+#include <algorithm>
 
 namespace Fenlet {
 namespace {
-
-bool isArithmeticOp(OpCode op) {
-    return op >= OpCode::Add && op <= OpCode::Divide;
-}
-
-bool isComparison(OpCode op) {
-    return op >= OpCode::Less && op <= OpCode::NotEqual;
-}
-
-OpCode mirrorOf(OpCode comparison) {
-    switch (comparison) {
-    case OpCode::Less:
-        return OpCode::Greater;
-    case OpCode::LessEqual:
-        return OpCode::GreaterEqual;
-    case OpCode::Greater:
-        return OpCode::Less;
-    case OpCode::GreaterEqual:
-        return OpCode::LessEqual;
-    default:
-        return comparison;
-    }
-}
 
 /// One instruction under examination. Each stage needs what the one before it has made sure of.
 class InstructionCheck {
@@ -39,6 +21,7 @@ class InstructionCheck {
           number(newNumber),
           findings(newFindings),
           it(program.instructions[static_cast<std::size_t>(number)]),
+          group(factsOf(it.op).group),
           arity(opCodeArity(it.op)) {}
 
     void run() {
@@ -86,18 +69,22 @@ class InstructionCheck {
     void demandIndex(std::size_t poolSize, const char* pool);
     void demandConstant();
     void demandTribool(std::int32_t slot);
+    void demandsOfComparison();
     void demandsOfSelect();
     void kernels();
     bool hasKernel() const;
+    std::string kernelInWords() const;
     void areas();
     std::int32_t componentsRead(int slot) const;
     std::int32_t componentsWritten() const;
     void constantFits();
+    std::string misfitOf(const Constant& constant) const;
 
     const FenletProgram& program;
     const std::int32_t number;
     std::vector<Finding>& findings;
     const Instruction& it;
+    const OpGroup group;
     const std::int32_t arity;
     bool leftScalar = false;
     bool rightScalar = false;
@@ -162,10 +149,11 @@ void InstructionCheck::demandConstant() {
     if (it.immediate < 0 || static_cast<std::size_t>(it.immediate) >= program.constants.size())
         return;
     const Constant& constant = program.constants[static_cast<std::size_t>(it.immediate)];
-    if (constant.multiplicity > valueComponents)
+    if (constant.multiplicity > mostScratchComponents)
         refuse(FindingCode::MultiplicityMismatch, wholeInstruction,
                "Constant " + std::to_string(it.immediate) + " has " +
-                   componentsInWords(constant.multiplicity) + "; it takes 64 at most.");
+                   componentsInWords(constant.multiplicity) + "; it takes " +
+                   std::to_string(mostScratchComponents) + " at most.");
 }
 
 void InstructionCheck::demandTribool(std::int32_t slot) {
@@ -177,6 +165,18 @@ void InstructionCheck::demandTribool(std::int32_t slot) {
                ", has no truth value; it takes a Tribool register.");
 }
 
+void InstructionCheck::demandsOfComparison() {
+    demandTribool(resultSlot);
+    if (!leftScalar)
+        return;
+    refuse(FindingCode::MultiplicityMismatch, 0,
+           "The left operand, " + words(0) + ", is a scalar and the right one, " + words(1) +
+               ", is not; a comparison takes its scalar on the right.");
+    find(FindingClass::ProbablyAMistake, FindingCode::MirrorComparison, wholeInstruction,
+         std::string("The same comparison with its sides exchanged would stand: ") +
+             opCodeName(factsOf(it.op).mirror) + " with " + words(1) + " on the left.");
+}
+
 void InstructionCheck::demandsOfSelect() {
     demandTribool(0);
     const std::int32_t condition = operand(0).multiplicity;
@@ -186,7 +186,8 @@ void InstructionCheck::demandsOfSelect() {
                    "; it takes as many components, or one.");
 }
 
-// What each opcode asks of its registers and its immediate when it is planned.
+// What each opcode asks of its registers and its immediate when it is planned. An unknown one asks
+// nothing: only a run refuses it.
 void InstructionCheck::demands() {
     switch (it.op) {
     case OpCode::ElementIndex:
@@ -199,9 +200,10 @@ void InstructionCheck::demands() {
         break;
     case OpCode::LoadUniform:
         demandIndex(program.uniforms.size(), "uniform");
-        if (result().multiplicity > valueComponents)
+        if (result().multiplicity > mostScratchComponents)
             refuse(FindingCode::MultiplicityMismatch, resultSlot,
-                   "The result is " + resultWords() + "; a uniform has 64 components at most.");
+                   "The result is " + resultWords() + "; a uniform has " +
+                       std::to_string(mostScratchComponents) + " components at most.");
         break;
     case OpCode::LoadField:
         demandIndex(program.fields.size(), "field");
@@ -226,24 +228,29 @@ void InstructionCheck::demands() {
         for (int slot = 0; slot < arity; ++slot)
             demandTribool(slot);
         break;
+    case OpCode::Less:
+    case OpCode::LessEqual:
+    case OpCode::Greater:
+    case OpCode::GreaterEqual:
+    case OpCode::Equal:
+    case OpCode::NotEqual:
+        demandsOfComparison();
+        break;
     case OpCode::Select:
         demandsOfSelect();
         break;
-    default:
+    case OpCode::Nop:
+    case OpCode::Negate:
+    case OpCode::Length:
+    case OpCode::Add:
+    case OpCode::Subtract:
+    case OpCode::Multiply:
+    case OpCode::Divide:
         break;
-    }
-    if (isComparison(it.op))
-        demandTribool(resultSlot);
-    if (isComparison(it.op) && leftScalar) {
-        refuse(FindingCode::MultiplicityMismatch, 0,
-               "The left operand, " + words(0) + ", is a scalar and the right one, " + words(1) +
-                   ", is not; a comparison takes its scalar on the right.");
-        find(FindingClass::ProbablyAMistake, FindingCode::MirrorComparison, wholeInstruction,
-             std::string("The same comparison with its sides exchanged would stand: ") +
-                 opCodeName(mirrorOf(it.op)) + " with " + words(1) + " on the left.");
     }
 }
 
+/// Whether there is a kernel for the formats of the registers.
 bool InstructionCheck::hasKernel() const {
     const auto all = [this](int firstSlot, bool (*fits)(RegisterFormat)) {
         for (int slot = firstSlot; slot < arity; ++slot)
@@ -251,71 +258,108 @@ bool InstructionCheck::hasKernel() const {
                 return false;
         return true;
     };
-    if (it.op == OpCode::Negate || it.op == OpCode::Length || isArithmeticOp(it.op))
+    switch (group) {
+    case OpGroup::None:
+        return false;
+    case OpGroup::Nop:
+    case OpGroup::Source:
+    case OpGroup::Logic:
+        return true;
+    case OpGroup::Unary:
+    case OpGroup::Arithmetic:
         return isArithmetic(result().format) && all(0, isArithmetic);
-    if (isComparison(it.op))
+    case OpGroup::Comparison:
         return all(0, isNumeric);
-    if (it.op == OpCode::Component || it.op == OpCode::Select) {
-        const int firstSlot = it.op == OpCode::Select ? 1 : 0;
-        return isTribool(result().format) ? all(firstSlot, isTribool) : all(firstSlot, isNumeric);
+    case OpGroup::Component:
+    case OpGroup::Select:
+        break;
     }
-    return static_cast<std::uint32_t>(it.op) < opCodeCount;
+    const int firstSlot = group == OpGroup::Select ? 1 : 0;
+    return isTribool(result().format) ? all(firstSlot, isTribool) : all(firstSlot, isNumeric);
 }
 
-// Kinds that a plan lets through and no kernel serves.
+/// The sentence about formats without a kernel.
+std::string InstructionCheck::kernelInWords() const {
+    switch (group) {
+    case OpGroup::None:
+        return "Opcode " + std::to_string(static_cast<std::uint32_t>(it.op)) +
+               " does not exist; opcodes are numbered from 0 to " +
+               std::to_string(opCodeCount - 1) + ".";
+    case OpGroup::Comparison:
+        return words(0) + " and " + words(1) + " cannot be compared; it takes numbers.";
+    case OpGroup::Select:
+        return words(1) + " and " + words(2) + " into " + resultWords() +
+               " has no kernel; it takes Tribool in all three places or in none.";
+    case OpGroup::Component:
+        return words(0) + " into " + resultWords() +
+               " has no kernel; a Tribool stays one, and a number stays a number.";
+    case OpGroup::Nop:
+    case OpGroup::Source:
+    case OpGroup::Logic:
+    case OpGroup::Unary:
+    case OpGroup::Arithmetic:
+        break;
+    }
+    return (arity == 2 ? words(0) + " and " + words(1) : words(0)) + " into " + resultWords() +
+           " has no kernel; it takes " + formatsInWords(isArithmetic) + ".";
+}
+
+// Formats that a plan lets through and no kernel serves.
 void InstructionCheck::kernels() {
     if (hasKernel())
         return;
-    std::string message;
-    if (static_cast<std::uint32_t>(it.op) >= opCodeCount)
-        message = "Opcode " + std::to_string(static_cast<std::uint32_t>(it.op)) +
-                  " is none; they are numbered from 0 to " + std::to_string(opCodeCount - 1) + ".";
-    else if (isComparison(it.op))
-        message = words(0) + " and " + words(1) + " cannot be compared; it takes numbers.";
-    else if (it.op == OpCode::Select)
-        message = words(1) + " and " + words(2) + " into " + resultWords() +
-                  " has no kernel; it takes Tribool in all three places or in none.";
-    else if (it.op == OpCode::Component)
-        message = words(0) + " into " + resultWords() +
-                  " has no kernel; a Tribool stays one, and a number stays a number.";
-    else
-        message = (arity == 2 ? words(0) + " and " + words(1) : words(0)) + " into " +
-                  resultWords() +
-                  " has no kernel; it takes Int8 to Int32, Half, Float32 and Float64.";
+    std::string message = kernelInWords();
     if (message[0] == 'r')
         message[0] = 'R';
     find(FindingClass::RefusedInRun, FindingCode::KindMismatch, wholeInstruction, message);
 }
 
-/// Components of an operand that the instruction takes for each element. Where it knows the
-/// operand's own number, that one; else it counts through the operand as through the result. And
-/// and Or do so with a scalar too.
+/// Components of an operand that the instruction takes for each element. Some count through the
+/// operand by its own number of components, the others by the result's. And and Or do so with a
+/// scalar too.
 std::int32_t InstructionCheck::componentsRead(int slot) const {
-    const bool isLogic = it.op == OpCode::And || it.op == OpCode::Or;
-    const bool isScalar = !isLogic && ((slot == 0 && leftScalar) || (slot == 1 && rightScalar));
-    const bool isCondition = it.op == OpCode::Select && slot == 0;
-    if (isScalar || isCondition || it.op == OpCode::Component || it.op == OpCode::Length ||
-        it.op == OpCode::Negate || it.op == OpCode::Sample)
-        return operand(slot).multiplicity;
-    return it.op == OpCode::LoadField ? 1 : result().multiplicity;
+    const std::int32_t own = operand(slot).multiplicity;
+    switch (group) {
+    case OpGroup::None:
+    case OpGroup::Nop:
+    case OpGroup::Component:
+    case OpGroup::Unary:
+        return own;
+    case OpGroup::Source:
+        return it.op == OpCode::LoadField ? 1 : own;
+    case OpGroup::Arithmetic:
+    case OpGroup::Comparison:
+        return (slot == 0 ? leftScalar : rightScalar) ? own : result().multiplicity;
+    case OpGroup::Logic:
+        break;
+    case OpGroup::Select:
+        return slot == 0 ? own : result().multiplicity;
+    }
+    return result().multiplicity;
 }
 
 std::int32_t InstructionCheck::componentsWritten() const {
-    switch (it.op) {
-    case OpCode::ElementIndex:
-    case OpCode::Component:
-    case OpCode::Length:
+    switch (group) {
+    case OpGroup::Component:
         return 1;
-    case OpCode::Negate:
-        return operand(0).multiplicity;
-    default:
-        return result().multiplicity;
+    case OpGroup::Unary:
+        return it.op == OpCode::Length ? 1 : operand(0).multiplicity;
+    case OpGroup::Source:
+        return it.op == OpCode::ElementIndex ? 1 : result().multiplicity;
+    case OpGroup::None:
+    case OpGroup::Nop:
+    case OpGroup::Arithmetic:
+    case OpGroup::Comparison:
+    case OpGroup::Logic:
+    case OpGroup::Select:
+        break;
     }
+    return result().multiplicity;
 }
 
 // Nothing asks these when the program runs: an instruction trusts its registers to fit.
 void InstructionCheck::areas() {
-    if (static_cast<std::uint32_t>(it.op) >= opCodeCount)
+    if (!isOpCode(it.op))
         return;
     const std::int32_t written = componentsWritten();
     const std::string made =
@@ -351,12 +395,41 @@ void InstructionCheck::constantFits() {
         find(FindingClass::ProbablyAMistake, FindingCode::ConstantKind, resultSlot,
              words + " is a number, and " + resultWords() +
                  " would be false; it takes a truth value.");
+    else if (const std::string misfit = misfitOf(constant); !misfit.empty())
+        find(FindingClass::ProbablyAMistake, FindingCode::ConstantValue, resultSlot,
+             words + misfit + ".");
     if (constant.multiplicity != result().multiplicity)
         find(FindingClass::ProbablyAMistake, FindingCode::ConstantWidth, resultSlot,
              words + " has " + componentsInWords(constant.multiplicity) + " for " + resultWords() +
                  (constant.multiplicity < result().multiplicity
                       ? "; the others would be zero."
                       : "; the last ones would be left out."));
+}
+
+/// The first component that the result takes and cannot hold, in words; empty if there is none.
+std::string InstructionCheck::misfitOf(const Constant& constant) const {
+    const RegisterFormat format = result().format;
+    if (isTribool(format))
+        return "";
+    if (constant.integers.empty() && constant.reals.empty())
+        return constant.boolean <= 1
+                   ? ""
+                   : ": unknown does not fit into " + std::string(registerFormatName(format)) +
+                         ", where it would be 0; it takes a number";
+    // As the accessors do it: each format asks for its own sort of number first.
+    const std::int32_t taken = std::min(constant.multiplicity, result().multiplicity);
+    for (std::size_t place = 0; place < static_cast<std::size_t>(std::max(taken, 0)); ++place) {
+        const bool hasInteger = place < constant.integers.size();
+        const bool hasReal = place < constant.reals.size();
+        std::string misfit;
+        if (hasInteger && (isInteger(format) || !hasReal))
+            misfit = integerMisfit(constant.integers[place], format);
+        else if (hasReal)
+            misfit = realMisfit(constant.reals[place], format);
+        if (!misfit.empty())
+            return (taken == 1 ? ": " : ", component " + std::to_string(place) + ": ") + misfit;
+    }
+    return "";
 }
 
 } // namespace

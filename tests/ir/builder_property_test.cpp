@@ -112,14 +112,16 @@ Register Caller::constant() {
     }
     case 1: {
         std::vector<double> values;
+        const int steps = chance.oneIn(2) ? 8 : 1;
         for (std::int32_t c = 0; c < count; ++c)
-            values.push_back(static_cast<double>(chance.below(2000) - 1000) / 8);
+            values.push_back(static_cast<double>(chance.below(200) - 100) / steps);
         return p.constant(format(), values);
     }
     default: {
         std::vector<std::int64_t> values;
+        const int excess = chance.oneIn(4) ? 0 : 64 - 6;
         for (std::int32_t c = 0; c < count; ++c)
-            values.push_back(static_cast<std::int64_t>(chance.bits()));
+            values.push_back(static_cast<std::int64_t>(chance.bits()) >> excess);
         return p.integerConstant(format(), values);
     }
     }
@@ -280,7 +282,8 @@ class CountingSink : public BlockSink {
 std::string objectionTo(const FenletProgram& program) {
     const std::vector<Finding> findings = verifyProgram(program);
     for (const Finding& finding : findings)
-        if (finding.code != FindingCode::NeverRead)
+        if (finding.code != FindingCode::NeverRead && finding.code != FindingCode::NoOutput &&
+            finding.code != FindingCode::NoInstruction)
             return describeFinding(finding);
     if (!isSound(findings))
         return "a finding says that it is not sound";

@@ -66,14 +66,38 @@ TEST(BuilderRefuses, ConstantsThatTheirFormatDoesNotHave) {
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.integerConstant(Format::Tribool, {1}); }),
               noTruth);
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.constant(noFormat, {1}); }),
-              "instruction 14 (LoadConstant): the format asked for, 8, is none; it takes one from "
-              "Tribool to Float64");
+              "instruction 14 (LoadConstant): the format asked for, 8, does not exist; it takes "
+              "Tribool, Int8, Int16, Int32, Int64, Half, Float32 or Float64");
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.truthConstant(Truth{2}); }),
               "instruction 14 (LoadConstant): 2 is no truth value; it takes False, True or "
               "Unknown");
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.truthConstant(Truth{254}); }),
               "instruction 14 (LoadConstant): 254 is no truth value; it takes False, True or "
               "Unknown");
+}
+
+TEST(BuilderRefuses, ConstantsThatWouldChangeTheirValue) {
+    EXPECT_EQ(
+        refused([](Builder& p, Bench&) { return p.integerConstant(Format::Int32, {3000000000}); }),
+        "instruction 14 (LoadConstant): 3000000000 does not fit into Int32, which holds "
+        "-2147483648 to 2147483647; the nearest is 2147483647");
+    EXPECT_EQ(refused([](Builder& p, Bench&) {
+                  return p.constant(Format::Half, {0.1, 1e6});
+              }),
+              "instruction 14 (LoadConstant): component 1: 1e+06 does not fit into Half, which "
+              "holds -65504 to 65504; the nearest is 65504");
+    EXPECT_EQ(refused([](Builder& p, Bench&) { return p.constant(Format::Int32, {1.7}); }),
+              "instruction 14 (LoadConstant): 1.7 does not fit into Int32, which holds whole "
+              "numbers; the nearest is 2");
+    EXPECT_EQ(
+        refused([](Builder& p, Bench&) {
+            return p.integerConstant(Format::Int8, {1, 300, 400});
+        }),
+        "instruction 14 (LoadConstant): component 1: 300 does not fit into Int8, which holds -128 "
+        "to 127; the nearest is 127");
+    EXPECT_EQ(refused([](Builder& p, Bench&) { return p.constant(Format::Float32, {16777217}); }),
+              "instruction 14 (LoadConstant): 16777217 does not fit into Float32, which holds "
+              "every whole number only up to 16777216; the nearest is 16777216");
 }
 
 TEST(BuilderRefuses, UniformsOfNoOrTooManyComponents) {
@@ -104,7 +128,9 @@ TEST(BuilderRefuses, RegistersOfNoComponents) {
 TEST(BuilderRefuses, FormatsThatAreNone) {
     const auto words = [](const char* op, int format) {
         return "instruction 14 (" + std::string(op) + "): the format asked for, " +
-               std::to_string(format) + ", is none; it takes one from Tribool to Float64";
+               std::to_string(format) +
+               ", does not exist; it takes Tribool, Int8, Int16, Int32, Int64, Half, Float32 or "
+               "Float64";
     };
     for (const std::int32_t number : {-1, 8, INT_MAX, INT_MIN}) {
         const auto format = static_cast<Format>(number);
@@ -189,7 +215,8 @@ TEST(BuilderRefuses, ToMakeTruthOfNumbersAndNumbersOfTruth) {
 }
 
 TEST(BuilderRefuses, NegateAndLengthOfKindsWithoutAKernel) {
-    const std::string rest = " has no kernel; it takes Int8 to Int32, Half, Float32 and Float64";
+    const std::string rest =
+        " has no kernel; it takes Int8, Int16, Int32, Half, Float32 or Float64";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index); }),
               "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Int64" +
                   rest);
@@ -212,7 +239,7 @@ void expectArithmeticRefusals(const std::string& name, Short call, Long callInto
     SCOPED_TRACE(name);
     const std::string start = "instruction 14 (" + name + "): ";
     const std::string noKernel =
-        " have no kernel; it takes Int8 to Int32, Half, Float32 and Float64";
+        " have no kernel; it takes Int8, Int16, Int32, Half, Float32 or Float64";
     EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.index, b.index); }),
               start +
                   "register %0 \"index\" (Int64, 1 component) and register %0 \"index\" "

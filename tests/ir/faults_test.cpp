@@ -200,6 +200,10 @@ TEST(BuilderFaults, LeaveRefusalsThatAreMadeByTheNextCall) {
         [](Builder& p, const Bench&) { p.field("field"); },
         [](Builder& p, const Bench&) { p.constant(Format::Tribool, {1}); },
         [&](Builder& p, const Bench&) { p.constant(Format::Half, many); },
+        [](Builder& p, const Bench&) {
+            p.constant(Format::Int8, {1, 1.5});
+        },
+        [](Builder& p, const Bench&) { p.integerConstant(Format::Float32, {16777217}); },
         [](Builder& p, const Bench&) { p.truthConstant(static_cast<Truth>(9)); },
         [](Builder& p, const Bench& b) { p.loadUniform(b.uniform, Format::Half, 65); },
         [](Builder& p, const Bench&) { p.loadUniform({}, Format::Half); },

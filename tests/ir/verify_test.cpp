@@ -2,6 +2,7 @@
 #include <fenletir/program_builder.h>
 #include <fenletir/verify.h>
 
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace Fenlet {
@@ -70,7 +71,27 @@ TEST(Verify, FindsNothingInWhatTheBuilderWrites) {
     const auto limit = builder.loadUniform(builder.uniform("limit"), Format::Float32);
     builder.output(builder.less(limit, height), "above");
     EXPECT_EQ(findingsOf(builder.build().program), "");
-    EXPECT_EQ(findingsOf(FenletProgram{}), "");
+}
+
+TEST(Verify, FindsProgramsThatGiveNothing) {
+    EXPECT_EQ(findingsOf(FenletProgram{}),
+              "mistake NoInstruction: The program is empty; it takes at least one instruction, and "
+              "an output for the result.\n");
+    Sketch sketch;
+    sketch.op(OpCode::ElementIndex, sketch.reg(Format::Int64, 1, "index"));
+    EXPECT_EQ(findingsOf(sketch.program),
+              "mistake NeverRead: Instruction 0 (ElementIndex): The result, register %0 \"index\" "
+              "(Int64, 1 component), is read by no instruction and is no output.\n"
+              "mistake NoOutput: The program has no output; at least one register, the result, is "
+              "marked as an output.\n");
+    sketch.program.registers[0].output = true;
+    EXPECT_EQ(findingsOf(sketch.program), "");
+    for (const FindingCode code : {FindingCode::NoOutput, FindingCode::NoInstruction}) {
+        Finding finding;
+        finding.severity = FindingClass::ProbablyAMistake;
+        finding.code = code;
+        EXPECT_FALSE(spoilsResults(finding));
+    }
 }
 
 TEST(Verify, FindsRegistersWithoutStorageUsedOrNot) {
@@ -78,11 +99,12 @@ TEST(Verify, FindsRegistersWithoutStorageUsedOrNot) {
     sketch.reg(static_cast<Format>(8));
     sketch.reg(static_cast<Format>(-1), 0);
     sketch.reg(Format::Half, 0);
+    sketch.filled(Format::Half);
     EXPECT_EQ(findingsOf(sketch.program),
-              "refused UnsupportedFormat: Register %0 has the format 8, which is none; they are "
-              "numbered from 0 (Tribool) to 7 (Float64).\n"
-              "refused UnsupportedFormat: Register %1 has the format -1, which is none; they are "
-              "numbered from 0 (Tribool) to 7 (Float64).\n"
+              "refused UnsupportedFormat: Register %0 has the format 8, which does not exist; "
+              "formats are numbered from 0 (Tribool) to 7 (Float64).\n"
+              "refused UnsupportedFormat: Register %1 has the format -1, which does not exist; "
+              "formats are numbered from 0 (Tribool) to 7 (Float64).\n"
               "refused MultiplicityMismatch: Register %2 has 0 components; it takes at least 1.\n");
 }
 
@@ -165,8 +187,8 @@ TEST(Verify, FindsKindsThatOnlyTheFirstBlockWouldRefuse) {
     EXPECT_EQ(
         findingsOf(sketch.program),
         "refused in run KindMismatch: Instruction 3 (Negate): Register %0 (Int64, 1 component) "
-        "into register %3 (Float64, 1 component) has no kernel; it takes Int8 to Int32, Half, "
-        "Float32 and Float64.\n"
+        "into register %3 (Float64, 1 component) has no kernel; it takes Int8, Int16, Int32, "
+        "Half, Float32 or Float64.\n"
         "refused in run KindMismatch: Instruction 4 (Less): Register %0 (Int64, 1 component) and "
         "register %2 (Tribool, 1 component) cannot be compared; it takes numbers.\n"
         "refused in run KindMismatch: Instruction 5 (Component): Register %2 (Tribool, 1 "
@@ -175,8 +197,8 @@ TEST(Verify, FindsKindsThatOnlyTheFirstBlockWouldRefuse) {
         "refused in run KindMismatch: Instruction 6 (Select): Register %0 (Int64, 1 component) "
         "and register %2 (Tribool, 1 component) into register %6 (Half, 1 component) has no "
         "kernel; it takes Tribool in all three places or in none.\n"
-        "refused in run KindMismatch: Instruction 7 (Unknown): Opcode 24 is none; they are "
-        "numbered from 0 to 23.\n");
+        "refused in run KindMismatch: Instruction 7 (Unknown): Opcode 24 does not exist; "
+        "opcodes are numbered from 0 to 23.\n");
 }
 
 TEST(Verify, FindsLanesBesideTheRegisters) {
@@ -269,6 +291,86 @@ TEST(Verify, FindsConstantsThatDoNotFitTheirRegister) {
               "register %2 (Tribool, 2 components) would be false; it takes a truth value.\n"
               "refused MultiplicityMismatch: Instruction 4 (LoadConstant): Constant 2 has 65 "
               "components; it takes 64 at most.\n");
+}
+
+/// A program that loads `constant` into a register, which is the output.
+FenletProgram loading(Constant constant, Format format) {
+    Sketch sketch;
+    const std::int32_t multiplicity = constant.multiplicity;
+    sketch.program.constants = {std::move(constant)};
+    sketch.op(OpCode::LoadConstant, sketch.output(format, multiplicity), {}, 0);
+    return sketch.program;
+}
+
+TEST(Verify, FindsConstantsThatTheFormatCannotHold) {
+    EXPECT_EQ(findingsOf(loading(Constant::ofIntegers({3000000000}), Format::Int32)),
+              "mistake ConstantValue: Instruction 0 (LoadConstant): Constant 0: 3000000000 does "
+              "not fit into Int32, which holds -2147483648 to 2147483647; the nearest is "
+              "2147483647.\n");
+    EXPECT_EQ(findingsOf(loading(Constant::ofReals({0.1, 1e6, 1e7}), Format::Half)),
+              "mistake ConstantValue: Instruction 0 (LoadConstant): Constant 0, component 1: "
+              "1e+06 does not fit into Half, which holds -65504 to 65504; the nearest is "
+              "65504.\n");
+    EXPECT_EQ(findingsOf(loading(Constant::ofTribool(255), Format::Float32)),
+              "mistake ConstantValue: Instruction 0 (LoadConstant): Constant 0: unknown does not "
+              "fit into Float32, where it would be 0; it takes a number.\n");
+    for (const auto& [value, format] :
+         {std::pair(1.7, Format::Int32), {300.0, Format::Int8}, {16777217.0, Format::Float32}})
+        EXPECT_EQ(verifyProgram(loading(Constant::ofReals({value}), format)).size(), 1u);
+    EXPECT_EQ(findingsOf(loading(Constant::ofIntegers({-128, 127}), Format::Int8)), "");
+    EXPECT_EQ(findingsOf(loading(Constant::ofReals({0.1, -65519.9, NAN, HUGE_VAL}), Format::Half)),
+              "");
+    EXPECT_EQ(findingsOf(loading(Constant::ofReals({-0.0}), Format::Int8)), "");
+}
+
+TEST(Verify, LooksAtTheNumbersThatTheRegisterTakes) {
+    // A record may hold both sorts of number. Each format asks for its own first.
+    Constant both;
+    both.integers = {300};
+    both.reals = {0.5};
+    EXPECT_EQ(findingsOf(loading(both, Format::Float32)), "");
+    EXPECT_NE(findingsOf(loading(both, Format::Int8)), "");
+    // What the register has no room for is left out, and that is found.
+    FenletProgram program = loading(Constant::ofIntegers({1, 300}), Format::Int8);
+    program.registers[0].multiplicity = 1;
+    const std::vector<Finding> findings = verifyProgram(program);
+    ASSERT_EQ(findings.size(), 1u);
+    EXPECT_EQ(findings[0].code, FindingCode::ConstantWidth);
+    program.constants[0].multiplicity = -1;
+    EXPECT_EQ(verifyProgram(program).size(), 1u);
+}
+
+TEST(Verify, TellsWhatSpoilsResultsFromWhatDoesNot) {
+    const struct {
+        FindingCode code;
+        bool spoils;
+    } rows[] = {
+        {FindingCode::NeverWritten, true},  {FindingCode::NeverRead, false},
+        {FindingCode::ConstantWidth, true}, {FindingCode::MirrorComparison, false},
+        {FindingCode::ConstantKind, true},  {FindingCode::MisreadOperand, true},
+        {FindingCode::PartlyWritten, true}, {FindingCode::ConstantValue, true},
+        {FindingCode::NoOutput, false},     {FindingCode::NoInstruction, false},
+        {FindingCode::KindMismatch, false},
+    };
+    Finding finding;
+    finding.severity = FindingClass::ProbablyAMistake;
+    for (const auto& row : rows) {
+        finding.code = row.code;
+        EXPECT_EQ(spoilsResults(finding), row.spoils) << findingCodeName(row.code);
+    }
+    finding.severity = FindingClass::OutsideItsArea;
+    finding.code = FindingCode::ReadsPastOperand;
+    EXPECT_TRUE(spoilsResults(finding));
+    finding.severity = FindingClass::Refused;
+    finding.code = FindingCode::KindMismatch;
+    EXPECT_FALSE(spoilsResults(finding));
+}
+
+TEST(Verify, NamesEveryCode) {
+    for (const std::int32_t code :
+         {3, 5, 6, 7, 8, 9, 100, 101, 200, 201, 202, 203, 204, 205, 206, 207, 208, 209})
+        EXPECT_STRNE(findingCodeName(static_cast<FindingCode>(code)), "Unknown") << code;
+    EXPECT_STREQ(findingCodeName(static_cast<FindingCode>(210)), "Unknown");
 }
 
 TEST(Verify, TellsPlacesInNumbersToo) {

@@ -137,7 +137,9 @@ TEST_F(FenletCommand, SaysNothingAboutAProgramThatIsSound) {
 }
 
 TEST_F(FenletCommand, WarnsOfWhatIsProbablyAMistake) {
-    folder.write("program", "a : f32 = LoadConstant 1.0\n");
+    folder.write("program", "a : f32 = LoadConstant 1.0\n"
+                            "b : f32 = LoadConstant 2.0\n"
+                            "output b\n");
     const std::string findings = answer({"check", "program"});
     EXPECT_EQ(findings.rfind("program: warning: ", 0), 0u) << findings;
     EXPECT_NE(findings.find("LoadConstant"), std::string::npos) << findings;

@@ -46,6 +46,10 @@ struct RegisterInfo {
     bool output = false; ///< what the host wants out of the program
 };
 
+/// The most components that a constant or a uniform can have: the evaluator puts one value together
+/// in memory of a fixed size.
+inline constexpr std::int32_t mostScratchComponents = 64;
+
 /// One entry of the constant pool: a Tribool, or 1 to 64 integers, or 1 to 64 real numbers.
 ///
 /// Which one it is tells `integers` and `reals`: at most one of them is not empty, and a constant

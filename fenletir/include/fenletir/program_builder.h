@@ -90,9 +90,11 @@ class FENLETIR_API ProgramBuilder {
     /// The absolute number of each element, as Int64.
     Register elementIndex();
 
-    /// 1 to 64 real numbers, rounded to `format`, or truncated if it is an integer format.
+    /// A constant of 1 to 64 real numbers. A float format rounds fractions to its nearest number.
+    /// Any other number that `format` cannot hold is refused; `fitOfReal` decides.
     Register constant(Format format, const std::vector<double>& components);
-    /// 1 to 64 whole numbers. They are kept exactly, also those that a double could not hold.
+    /// A constant of 1 to 64 whole numbers, also of those that a double cannot hold. A number that
+    /// `format` cannot hold is refused; `fitOfInteger` decides.
     Register integerConstant(Format format, const std::vector<std::int64_t>& components);
     /// One truth value. There is no constant of several.
     Register truthConstant(Truth value);
@@ -177,7 +179,7 @@ class FENLETIR_API ProgramBuilder {
     Register emitConstant(Format format, Constant constant);
     Register unary(OpCode op, Register operand, Format format);
     Register arithmetic(OpCode op, Register left, Register right, const Format* format);
-    Register comparison(OpCode op, OpCode mirrored, Register left, Register right);
+    Register comparison(OpCode op, Register left, Register right);
     Register logical(OpCode op, std::initializer_list<Register> operands);
     Register choose(Register condition, Register whenTrue, Register whenFalse,
                     const Format* format);

@@ -38,6 +38,9 @@ enum class FindingCode : std::int32_t {
     ConstantKind = 204,     ///< a number for a Tribool register, which takes only truth values
     MisreadOperand = 205,   ///< takes fewer components of an operand than it has, out of step
     PartlyWritten = 206,    ///< makes fewer components than the result has
+    ConstantValue = 207,    ///< a constant that its register's format cannot hold
+    NoOutput = 208,         ///< the program has no output
+    NoInstruction = 209,    ///< the program is empty
 };
 
 /// Where in its instruction a finding stands.
@@ -70,6 +73,11 @@ FENLETIR_API std::vector<Finding> verifyProgram(const FenletProgram& program);
 
 /// Whether nothing among `findings` is worse than `ProbablyAMistake`.
 FENLETIR_API bool isSound(const std::vector<Finding>& findings);
+
+/// Whether a run of a program with this finding gives wrong values, or values that nothing in the
+/// program decides. So it is with `OutsideItsArea`, and with these codes: `NeverWritten`,
+/// `PartlyWritten`, `MisreadOperand`, `ConstantWidth`, `ConstantKind` and `ConstantValue`.
+FENLETIR_API bool spoilsResults(const Finding& finding);
 
 /// The finding in one line: where it is, and its message.
 FENLETIR_API std::string describeFinding(const Finding& finding);
