@@ -144,6 +144,110 @@ TEST_F(FenletCommand, WarnsOfWhatIsProbablyAMistake) {
     EXPECT_EQ(findings.rfind("program: warning: ", 0), 0u) << findings;
     EXPECT_NE(findings.find("LoadConstant"), std::string::npos) << findings;
     EXPECT_EQ(findings.find('\n'), findings.size() - 1) << findings;
+
+    const Outcome outcome = ask({"run", "program", "--count", "1", "--out", "b=b.npy"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, findings);
+    EXPECT_EQ(lanesIn<float>("b.npy"), std::vector<float>{2});
+    const Outcome timed = ask({"bench", "program"});
+    EXPECT_EQ(timed.status, 0);
+    EXPECT_EQ(timed.error, findings);
+}
+
+TEST_F(FenletCommand, WarnsOfProgramsThatGiveNothing) {
+    EXPECT_EQ(answer({"check", "-"}, "/dev/null"),
+              "standard input: warning: The program is empty; it takes at least one instruction, "
+              "and an output for the result.\n");
+    folder.write("program", "i : i64 = ElementIndex\n");
+    EXPECT_NE(answer({"check", "program"}).find("The program has no output"), std::string::npos);
+    // What a run writes is an output of that run.
+    EXPECT_EQ(answer({"run", "program", "--count", "2", "--out", "i=i.npy"}), "");
+    EXPECT_EQ(answer({"run", "program", "--count", "2", "--mask", "i=i.npy"}), "");
+    EXPECT_EQ(refusedRun("", {"--count", "1", "--out", "a=a.npy"}),
+              "the program has no register \"a\"; it has none");
+}
+
+/// Programs that a run would compute without a refusal, and each gives something else than it says.
+const std::string spoiled[] = {
+    "i : i64 = ElementIndex\n"
+    "a : f32x3 = LoadField a[i]\n"
+    "x : f32 = Add a, a\noutput x\n",
+    "register a : f32\nx : f32 = Negate a\noutput x\n",
+    "register x : f32\ni : i64 = ElementIndex\noutput i\noutput x\n",
+    "a : f32x3 = LoadConstant (1.0, 2.0, 3.0)\nx : f32x2 = Length a\noutput x\n",
+    "x : f32x3 = LoadConstant 1.0\noutput x\n",
+    "x : tribool = LoadConstant 1.0\noutput x\n",
+    "x : i32 = LoadConstant 3000000000\noutput x\n",
+    "x : f16 = LoadConstant 1e6\noutput x\n",
+    "x : i32 = LoadConstant 1.7\noutput x\n",
+    "x : i8 = LoadConstant 300\noutput x\n",
+};
+
+TEST_F(FenletCommand, RunsNoProgramThatGivesWrongResultsUnlessForced) {
+    writeArray<float>("a.npy", "<f4", "(2, 3)", {1, 2, 3, 4, 5, 6});
+    for (const std::string& program : spoiled) {
+        SCOPED_TRACE(program);
+        folder.write("program", program);
+        const Outcome checked = ask({"check", "program"});
+        EXPECT_EQ(checked.status, 1);
+        EXPECT_EQ(checked.output.rfind("program: error: ", 0), 0u) << checked.output;
+        const std::string last = "fenlet: program: not run: its results would be wrong; --force "
+                                 "runs it all the same\n";
+        Strings arguments = {"run", "program", "--count", "2", "--out", "x=x.npy"};
+        if (program.find("LoadField") != std::string::npos)
+            arguments.insert(arguments.end(), {"--field", "a=a.npy"});
+        EXPECT_EQ(complaint(1, arguments), checked.output + last);
+        EXPECT_EQ(complaint(1, {"bench", "program"}), checked.output + last);
+
+        std::string warnings = checked.output;
+        for (std::size_t at = 0; (at = warnings.find(": error: ", at)) != std::string::npos;)
+            warnings.replace(at, 9, ": warning: ");
+        arguments.push_back("--force");
+        const Outcome forced = ask(arguments);
+        EXPECT_EQ(forced.status, 0);
+        EXPECT_EQ(forced.error, warnings);
+        EXPECT_EQ(readNpy(folder.path("x.npy")).shape[0], 2);
+        std::filesystem::remove(folder.path("x.npy"));
+        const Outcome timed = ask({"bench", "program", "--force"});
+        EXPECT_EQ(timed.status, 0);
+        EXPECT_EQ(timed.error, warnings);
+    }
+}
+
+TEST_F(FenletCommand, RunsNoProgramThatLeavesItsRegistersEvenIfForced) {
+    folder.write("program", "a : f32 = LoadConstant 1.0\nx : f32x3 = Add a, a\noutput x\n");
+    for (const Strings& arguments : {Strings{"run", "program", "--count", "2", "--out", "x=x.npy"},
+                                     Strings{"bench", "program"}}) {
+        const std::string last = "fenlet: program: not run: it would read or write outside its "
+                                 "registers, which --force does not allow\n";
+        const std::string words = complaint(1, arguments);
+        EXPECT_EQ(words, ask({"check", "program"}).output + last);
+        Strings forced = arguments;
+        forced.push_back("--force");
+        EXPECT_EQ(complaint(1, forced), words);
+    }
+}
+
+TEST_F(FenletCommand, RefusesUniformsThatTheirRegisterCannotHoldUnlessForced) {
+    folder.write("program", "x : i32x2 = LoadUniform u\noutput x\n");
+    const Strings arguments = {"run",       "program",        "--count", "1",
+                               "--uniform", "u=1,3000000000", "--out",   "x=x.npy"};
+    const std::string words = "uniform \"u\": 3000000000 does not fit into Int32, which holds "
+                              "-2147483648 to 2147483647; the nearest is 2147483647";
+    EXPECT_EQ(refusal(arguments), words);
+    Strings forced = arguments;
+    forced.push_back("--force");
+    const Outcome outcome = ask(forced);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.error, "fenlet: warning: " + words + "\n");
+    forced[5] = "u=1,1.7";
+    EXPECT_EQ(ask(forced).error, "fenlet: warning: uniform \"u\": 1.7 does not fit into Int32, "
+                                 "which holds whole numbers; the nearest is 2\n");
+    forced.pop_back();
+    forced[5] = "u=1,-2147483648";
+    EXPECT_EQ(answer(forced), "");
+    EXPECT_EQ(lanesIn<std::int32_t>("x.npy"), (std::vector<std::int32_t>{1, INT32_MIN}));
 }
 
 TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
@@ -165,25 +269,30 @@ TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
     EXPECT_EQ(second.rfind("program: error: ", 0), 0u) << outcome.output;
     EXPECT_NE(first, second);
 
-    // The others say the first and leave it at that.
-    const std::string reason = "program: " + first.substr(std::string("program: error: ").size());
-    EXPECT_EQ(refusal({"run", "program", "--count", "3", "--out", "c=c.npy"}), reason);
-    EXPECT_EQ(refusal({"bench", "program"}), reason);
+    // The others say the same, and stop.
+    const std::string reasons =
+        outcome.output + "fenlet: program: not run: the evaluator refuses the program\n";
+    for (Strings arguments : {Strings{"run", "program", "--count", "3", "--out", "c=c.npy"},
+                              Strings{"bench", "program"}}) {
+        EXPECT_EQ(complaint(1, arguments), reasons);
+        arguments.push_back("--force");
+        EXPECT_EQ(complaint(1, arguments), reasons);
+    }
     EXPECT_NE(answer({"list", "program"}), "");
 }
 
 TEST_F(FenletCommand, ShowsThePlaceThatCannotBeRead) {
     folder.write("program", "i : i64 = ElementIndex\nheight : f33 = LoadField elevation[i]\n");
-    const std::string place = ":2:10: expected a type, as f32 or i64x3, found \"f33\"\n"
+    const std::string place = ":2:10: error: expected a type, as f32 or i64x3, found \"f33\"\n"
                               "height : f33 = LoadField elevation[i]\n"
                               "         ^\n";
     for (const Strings& arguments : {Strings{"check"}, Strings{"list"}, Strings{"bench"},
                                      Strings{"run", "--count", "3", "--out", "height=a.npy"}}) {
         Strings all = arguments;
         all.insert(all.begin() + 1, "program");
-        EXPECT_EQ(complaint(1, all), "fenlet: program" + place);
+        EXPECT_EQ(complaint(1, all), "program" + place);
         all[1] = "-";
-        EXPECT_EQ(complaint(1, all, folder.path("program")), "fenlet: standard input" + place);
+        EXPECT_EQ(complaint(1, all, folder.path("program")), "standard input" + place);
     }
 }
 
@@ -356,7 +465,7 @@ TEST_F(FenletCommand, CountsTheElementsItself) {
     EXPECT_EQ(readNpy(folder.path("i.npy")).shape, std::vector<std::int64_t>{0});
     EXPECT_EQ(indices({"--count=3000"}).back(), 2999);
 
-    folder.write("program", "i : i64 = ElementIndex\nh : f32 = LoadField height[i]\n");
+    folder.write("program", "i : i64 = ElementIndex\nh : f32 = LoadField height[i]\noutput h\n");
     writeHeights();
     EXPECT_EQ(indices({"--field", "height=height.npy"}).size(), 5u);
     EXPECT_EQ(indices({"--field", "height=height.npy", "--count", "2"}).size(), 2u);
@@ -379,7 +488,10 @@ TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {
                             "%0 : i64 = ElementIndex\n"
                             "%1 twice : i64 = LoadField @0[%0]\n"
                             "%2 twice : i64 = LoadField @1[%0]\n"
-                            "%3 : i64 = LoadUniform @0\n");
+                            "%3 : i64 = LoadUniform @0\n"
+                            "output %1\n"
+                            "output %2\n"
+                            "output %3\n");
     writeArray<std::int64_t>("a.npy", "<i8", "(1,)", {11});
     writeArray<std::int64_t>("b.npy", "<i8", "(1,)", {22});
     const Strings fine = {"run",       "program", "--field", "@0=a.npy", "--field", "@1=b.npy",
@@ -412,7 +524,10 @@ const std::string allSorts = "i : i64 = ElementIndex\n"
                              "isDry : tribool = LoadField dry[i]\n"
                              "scale : f32 = LoadUniform scale\n"
                              "isOn : tribool = LoadUniform on\n"
-                             "level : f32x2 = Sample ground[at]\n";
+                             "level : f32x2 = Sample ground[at]\n"
+                             "output isDry\n"
+                             "output scale\n"
+                             "output isOn\n";
 
 class FenletInputs : public FenletCommand {
   protected:
@@ -477,7 +592,7 @@ TEST_F(FenletInputs, AreRefusedUnderNamesThatTheProgramDoesNotHave) {
               "\"isOn\", \"level\"");
     EXPECT_EQ(refusedRun("a : f32 = LoadConstant 1.0\n",
                          {"--count", "1", "--out", "a=a.npy", "--field", "x=at.npy"}),
-              "the program has no field \"x\"");
+              "the program has no field \"x\"; it has none");
 }
 
 TEST_F(FenletInputs, AreRefusedWhereTheyDoNotFit) {
@@ -625,7 +740,7 @@ TEST_F(FenletCommand, LeavesAllFilesAsTheyWereWhereOneCannotBeWritten) {
 
 TEST_F(FenletCommand, SaysWhatItIsAskedWrongly) {
     folder.write("program", "i : i64 = ElementIndex\n");
-    EXPECT_EQ(misuse({}), "it takes a command: check, list, run or bench; see --help");
+    EXPECT_EQ(misuse({}), "no command; give check, list, run or bench, or see --help");
     EXPECT_EQ(misuse({"frob"}), "The following argument was not expected: frob");
     for (const std::string command : {"check", "list", "run", "bench"}) {
         EXPECT_EQ(misuse({command}), "FILE is required");
@@ -650,6 +765,8 @@ TEST_F(FenletCommand, SaysWhatItIsAskedWrongly) {
               "--count: At Most 1 required but received 2");
     EXPECT_EQ(refusal({"run", "program", "--count", "1"}),
               "nothing to write; give --out NAME=FILE");
+    EXPECT_EQ(refusedRun("i : i64 = ElementIndex\noutput i\n", {"--count", "1"}),
+              "nothing to write; give --out NAME=FILE, such as --out i=i.npy");
 }
 
 TEST_F(FenletCommand, TellsAllInItsHelp) {
@@ -657,7 +774,7 @@ TEST_F(FenletCommand, TellsAllInItsHelp) {
     for (const std::string word :
          {"check FILE", "list FILE", "run FILE", "bench FILE", "--field NAME=FILE",
           "--uniform NAME=VALUE", "--sampler NAME=FILE", "--out NAME=FILE", "--mask NAME=FILE",
-          "--count N", "--block N", "Exit status: 0 ", "; 2 "})
+          "--count N", "--block N", "--force", "Exit status: 0 ", "; 2 "})
         EXPECT_NE(help.find(word), std::string::npos) << word;
     EXPECT_NE(answer({"run", "--help"}).find("Exit status: 0 "), std::string::npos);
 }

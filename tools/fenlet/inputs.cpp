@@ -1,6 +1,9 @@
 // What a program gets from the command line: fields, uniforms and samplers by name.
 #include "inputs.h"
 
+#include <fenletir/number_fit.h>
+
+#include <cstdio>
 #include <stdexcept>
 
 namespace Tool {
@@ -17,8 +20,16 @@ std::string shapeOf(const NpyFile& file) {
     return "(" + text + (file.shape().size() == 1 ? ",)" : ")");
 }
 
+/// The most components that an element of a file can have.
+constexpr std::int32_t mostFileComponents = 65536;
+
 bool isComponentCount(std::int64_t size) {
-    return size >= 1 && size <= 65536;
+    return size >= 1 && size <= mostFileComponents;
+}
+
+/// "(1 to 65536)", for messages.
+std::string componentRange() {
+    return "(1 to " + std::to_string(mostFileComponents) + ")";
 }
 
 std::int32_t componentsOf(const NpyFile& file, const std::string& path) {
@@ -28,9 +39,8 @@ std::int32_t componentsOf(const NpyFile& file, const std::string& path) {
     if (shape.size() == 2 && isComponentCount(shape[1]))
         return static_cast<std::int32_t>(shape[1]);
     throw FileError(path +
-                    ": a field takes an array of elements, or of elements times components "
-                    "(1 to 65536), and this one's shape is " +
-                    shapeOf(file));
+                    ": a field takes an array of elements, or of elements times components " +
+                    componentRange() + ", and this one's shape is " + shapeOf(file));
 }
 
 /// Rows, columns and perhaps components.
@@ -40,8 +50,8 @@ std::int32_t cellComponentsOf(const NpyFile& file, const std::string& path) {
     if (!isGrid || shape[0] < 1 || shape[1] < 1)
         throw FileError(path +
                         ": a sampler takes an array of rows times columns, or of rows times "
-                        "columns times components (1 to 65536), and this one's shape is " +
-                        shapeOf(file));
+                        "columns times components " +
+                        componentRange() + ", and this one's shape is " + shapeOf(file));
     if (file.kind() == CpuElementKind::Tribool)
         throw FileError(path + ": a sampler takes numbers, and these are truth values");
     return shape.size() == 2 ? 1 : static_cast<std::int32_t>(shape[2]);
@@ -77,8 +87,9 @@ Constant parseValue(const std::string& what, const std::string& text) {
             integers.push_back(*integer);
         reals.push_back(*real);
     }
-    if (reals.size() > 64)
-        throw std::runtime_error(what + ": it takes 64 numbers at most");
+    if (reals.size() > static_cast<std::size_t>(mostScratchComponents))
+        throw std::runtime_error(what + ": it takes " + std::to_string(mostScratchComponents) +
+                                 " numbers at most");
     // Whole numbers stay exact beyond what a double holds.
     return integers.size() == reals.size() ? Constant::ofIntegers(integers)
                                            : Constant::ofReals(reals);
@@ -88,6 +99,22 @@ Constant parseValue(const std::string& what, const std::string& text) {
 void checkFirst(bool isFirst, const std::string& what) {
     if (!isFirst)
         throw std::runtime_error(what + " is given twice");
+}
+
+/// Makes sure that data has the components, and is of the sort, that the register takes.
+void checkFit(const std::string& what, std::int32_t components, bool hasTruth,
+              const RegisterInfo& result) {
+    const bool isTruth = result.format == RegisterFormat::Tribool;
+    if (components != result.multiplicity)
+        throw std::runtime_error(what + " has " + std::to_string(components) +
+                                 (components == 1 ? " component" : " components") +
+                                 " for each element, and the program asks for " +
+                                 std::to_string(result.multiplicity));
+    if (hasTruth != isTruth)
+        throw std::runtime_error(what + (isTruth ? " holds numbers, and the program asks for truth "
+                                                   "values"
+                                                 : " holds truth values, and the program asks for "
+                                                   "numbers"));
 }
 
 } // namespace
@@ -148,54 +175,63 @@ void Inputs::setSampler(const Assignment& sampler) {
     samplers[number] = &grids[number]->sampler;
 }
 
-// A ready-made provider declines what does not fit, and the run then ends without saying what it
-// was. So it is looked for here.
-void Inputs::check() const {
+// A ready-made provider declines data that does not fit, and the refusal does not say what was
+// wrong with it. So this says it, before the run.
+void Inputs::check(bool isForced) const {
     for (const Instruction& instruction : program.instructions) {
-        if (!program.isValidRegister(instruction.result) || instruction.immediate < 0)
-            continue;
-        const auto number = static_cast<std::size_t>(instruction.immediate);
-        const RegisterInfo& result = program.registerInfo(instruction.result);
-        const bool isTruth = result.format == RegisterFormat::Tribool;
-        const auto fit = [&](const std::string& what, std::int32_t components, bool hasTruth) {
-            if (components != result.multiplicity)
-                throw std::runtime_error(what + " has " + std::to_string(components) +
-                                         (components == 1 ? " component" : " components") +
-                                         " for each element, and the program asks for " +
-                                         std::to_string(result.multiplicity));
-            if (hasTruth != isTruth)
-                throw std::runtime_error(what + (isTruth ? " holds numbers, and the program asks "
-                                                           "for truth values"
-                                                         : " holds truth values, and the program "
-                                                           "asks for numbers"));
-        };
-        if (instruction.op == OpCode::LoadField) {
-            const std::string what = fieldNames.describe(number);
-            if (!fields[number])
-                throw std::runtime_error(what + " has no data; give it with --field");
-            fit(what + " (" + fields[number]->path + ")", fields[number]->components,
-                fields[number]->file.kind() == CpuElementKind::Tribool);
-        } else if (instruction.op == OpCode::LoadUniform) {
-            const std::string what = uniformNames.describe(number);
-            if (!uniformValues[number])
-                throw std::runtime_error(what + " has no value; give it with --uniform");
-            const Constant& value = *uniformValues[number];
-            fit(what, value.multiplicity, value.integers.empty() && value.reals.empty());
-        } else if (instruction.op == OpCode::Sample) {
-            const std::string what = samplerNames.describe(number);
-            if (!grids[number])
-                throw std::runtime_error(what + " has no grid; give it with --sampler");
-            fit(what, grids[number]->components, false);
-            const RegisterInfo& at = program.registerInfo(instruction.operands[0]);
-            if (at.multiplicity != 2 || at.format == RegisterFormat::Tribool)
-                throw std::runtime_error(
-                    what +
-                    " takes coordinates of 2 components, column and row, and the program "
-                    "gives it " +
-                    (at.format == RegisterFormat::Tribool ? "truth values"
-                                                          : std::to_string(at.multiplicity)));
-        }
+        if (instruction.op == OpCode::LoadField)
+            checkField(instruction);
+        else if (instruction.op == OpCode::LoadUniform)
+            checkUniform(instruction, isForced);
+        else if (instruction.op == OpCode::Sample)
+            checkSampler(instruction);
     }
+}
+
+void Inputs::checkField(const Instruction& instruction) const {
+    const auto number = static_cast<std::size_t>(instruction.immediate);
+    const std::string what = fieldNames.describe(number);
+    if (!fields[number])
+        throw std::runtime_error(what + " has no data; give it with --field");
+    const Field& field = *fields[number];
+    checkFit(what + " (" + field.path + ")", field.components,
+             field.file.kind() == CpuElementKind::Tribool,
+             program.registerInfo(instruction.result));
+}
+
+void Inputs::checkUniform(const Instruction& instruction, bool isForced) const {
+    const auto number = static_cast<std::size_t>(instruction.immediate);
+    const RegisterInfo& result = program.registerInfo(instruction.result);
+    const std::string what = uniformNames.describe(number);
+    if (!uniformValues[number])
+        throw std::runtime_error(what + " has no value; give it with --uniform");
+    const Constant& value = *uniformValues[number];
+    checkFit(what, value.multiplicity, value.integers.empty() && value.reals.empty(), result);
+    std::string misfit;
+    for (const std::int64_t integer : value.integers)
+        if (misfit.empty())
+            misfit = integerMisfit(integer, result.format);
+    for (const double real : value.reals)
+        if (misfit.empty())
+            misfit = realMisfit(real, result.format);
+    if (!misfit.empty() && !isForced)
+        throw std::runtime_error(what + ": " + misfit);
+    if (!misfit.empty())
+        std::fprintf(stderr, "fenlet: warning: %s: %s\n", what.c_str(), misfit.c_str());
+}
+
+void Inputs::checkSampler(const Instruction& instruction) const {
+    const auto number = static_cast<std::size_t>(instruction.immediate);
+    const std::string what = samplerNames.describe(number);
+    if (!grids[number])
+        throw std::runtime_error(what + " has no grid; give it with --sampler");
+    checkFit(what, grids[number]->components, false, program.registerInfo(instruction.result));
+    const RegisterInfo& at = program.registerInfo(instruction.operands[0]);
+    if (at.format == RegisterFormat::Tribool || at.multiplicity != 2)
+        throw std::runtime_error(
+            what + " takes coordinates of 2 components, column and row, and the program gives it " +
+            (at.format == RegisterFormat::Tribool ? "truth values"
+                                                  : std::to_string(at.multiplicity)));
 }
 
 Bindings Inputs::bindings() {

@@ -39,8 +39,9 @@ class Inputs {
     void setUniform(const Assignment& uniform);
     void setSampler(const Assignment& sampler);
 
-    /// Makes sure that everything that the program reads is there and fits. Throws as above.
-    void check() const;
+    /// Makes sure that everything that the program reads is there and fits. Throws as above. If
+    /// `isForced`, it only warns of a uniform that its register's format cannot hold.
+    void check(bool isForced) const;
 
     /// The number of elements of the fields, none if there is no field.
     std::optional<long long> elementCount() const { return count; }
@@ -61,6 +62,10 @@ class Inputs {
         std::int32_t components;
         Fenlet::GridSampler sampler;
     };
+
+    void checkField(const Fenlet::Instruction& instruction) const;
+    void checkUniform(const Fenlet::Instruction& instruction, bool isForced) const;
+    void checkSampler(const Fenlet::Instruction& instruction) const;
 
     const Fenlet::FenletProgram& program;
     Declarations<Fenlet::FieldBinding> fieldNames;

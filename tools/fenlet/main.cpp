@@ -7,6 +7,7 @@
 #include <fenletir/verify.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -24,33 +25,35 @@ constexpr int failed = 1;
 constexpr int misused = 2;
 
 constexpr const char* footer = R"(
-FILE holds a program's text; - is standard input. The commands:
+FILE is the text of a program, or - for standard input.
 
-  fenlet check FILE    what is wrong with the program, a line each; nothing if all is well
-  fenlet list FILE     the program, written out again in aligned columns
-  fenlet run FILE      the program over files; the options below say which
-  fenlet bench FILE    nanoseconds for each element, block size and instruction; the data is made up
+  fenlet check FILE    print what is wrong with the program, one finding per line
+  fenlet list FILE     print the program again, in aligned columns
+  fenlet run FILE      evaluate the program over the files given by the options below
+  fenlet bench FILE    print nanoseconds per element for each block size and each instruction,
+                       measured with made-up data
 
-  --field NAME=FILE    a field's elements, an array of elements or of elements times components
-  --uniform NAME=VALUE numbers with commas between them, or true, false or unknown
-  --sampler NAME=FILE  a sampler's grid, an array of rows times columns, or of those times
-                       components; looked up at (column, row), and mixed between four cells
-  --out NAME=FILE      where a register's values go
-  --mask NAME=FILE     where it goes which of a register's elements have a value
-  --count N            how many elements; all of the fields' if it is not given
-  --block N            elements worked on at a time, for run and bench; what suits the program if it
-                       is not given; results do not depend on it
+  --field NAME=FILE    read a field: an array of elements, or of elements x components
+  --uniform NAME=VALUE set a uniform: numbers separated by commas, or true, false or unknown
+  --sampler NAME=FILE  read a sampler's grid: an array of rows x columns, or of rows x columns x
+                       components; it is sampled at (column, row), bilinearly
+  --out NAME=FILE      write the values of a register
+  --mask NAME=FILE     write which elements of a register have a value, as true or false
+  --count N            evaluate the first N elements; by default, all elements of the fields
+  --block N            elements per block, for run and bench; by default, a size that suits the
+                       program; results do not depend on it
+  --force              run or bench a program even if check says that its results would be wrong
 
-Files are .npy: bool, integers of 8 to 64 bits (unsigned ones to 32) and floats of 16, 32 and 64
-bits, in either byte order. NAME is a name in the program; what has no name of its own is called by
-its number, as in %7 for a register and @0 for all others. What has no value is written as NaN, 0 or
-false. Files appear at the end, all of them or none; one of them may be one that is read.
+Files are .npy arrays of bool, of integers (8 to 64 bits, unsigned up to 32) or of floats (16, 32 or
+64 bits), in either byte order. NAME is a name in the program. What has no unique name is called by
+its number: %7 for a register, @0 for a field, uniform or sampler. Elements without a value are
+written as NaN, 0 or false. The output files appear together when the run is complete; an output may
+replace an input.
 
   fenlet run shade.fenlet --field height=dem.npy --uniform sun=0.5,0,1 --out shade=shade.npy
 
-Exit status: 0 all is well; 1 the program or its data cannot stand (a line on standard error says
-why, and for a text that cannot be read the place is shown below it; the findings of check go to
-standard output); 2 the command line cannot be understood.)";
+Exit status: 0 success; 1 the program or its data cannot be used; 2 the command line is wrong.
+Messages go to standard error, but the findings of check go to standard output.)";
 
 /// A program's text that cannot be read, in several lines.
 class UnreadableText : public std::runtime_error {
@@ -83,42 +86,71 @@ FenletProgram readProgram(const std::string& path) {
     ParseResult result = parseProgram(readAll(path));
     if (!result.ok())
         throw UnreadableText(nameOf(path) + ":" + std::to_string(result.error.line) + ":" +
-                             std::to_string(result.error.column) + ": " + result.error.message +
-                             "\n" + result.error.shown);
+                             std::to_string(result.error.column) +
+                             ": error: " + result.error.message + "\n" + result.error.shown);
     return std::move(result.program);
 }
 
-/// Throws the first reason for which the program cannot run.
-FenletProgram readSoundProgram(const std::string& path) {
-    FenletProgram program = readProgram(path);
-    for (const Finding& finding : verifyProgram(program))
-        if (finding.severity != FindingClass::ProbablyAMistake)
-            throw std::runtime_error(nameOf(path) + ": " + describeFinding(finding));
-    return program;
+/// Whether `run` and `bench` refuse a program with this finding. No `isForced` makes them run what
+/// the evaluator refuses, or what would read or write outside the registers.
+bool endsRun(const Finding& finding, bool isForced) {
+    return finding.severity != FindingClass::ProbablyAMistake ||
+           (spoilsResults(finding) && !isForced);
+}
+
+/// Prints the findings, a line each. Returns whether one of them ends a run.
+bool print(const std::vector<Finding>& findings, const std::string& path, bool isForced,
+           std::FILE* file) {
+    bool endsOne = false;
+    for (const Finding& finding : findings) {
+        const bool isError = endsRun(finding, isForced);
+        endsOne = endsOne || isError;
+        std::fprintf(file, "%s: %s: %s\n", nameOf(path).c_str(), isError ? "error" : "warning",
+                     Terminal::oneLine(describeFinding(finding)).c_str());
+    }
+    return endsOne;
+}
+
+/// Prints the findings on standard error. Throws if one of them ends the run.
+void admit(const FenletProgram& program, const std::string& path, bool isForced) {
+    const std::vector<Finding> findings = verifyProgram(program);
+    if (!print(findings, path, isForced, stderr))
+        return;
+    const auto has = [&](FindingClass severity) {
+        return std::any_of(findings.begin(), findings.end(), [severity](const Finding& finding) {
+            return finding.severity == severity;
+        });
+    };
+    const char* reason = "its results would be wrong; --force runs it all the same";
+    if (has(FindingClass::Refused) || has(FindingClass::RefusedInRun))
+        reason = "the evaluator refuses the program";
+    else if (has(FindingClass::OutsideItsArea))
+        reason = "it would read or write outside its registers, which --force does not allow";
+    throw std::runtime_error(nameOf(path) + ": not run: " + reason);
 }
 
 /// What is wrong is the answer here, and so it goes to standard output.
 int check(const std::string& path) {
     const FenletProgram program = readProgram(path);
-    const std::vector<Finding> findings = verifyProgram(program);
-    for (const Finding& finding : findings)
-        std::printf("%s: %s: %s\n", nameOf(path).c_str(),
-                    finding.severity == FindingClass::ProbablyAMistake ? "warning" : "error",
-                    describeFinding(finding).c_str());
-    return isSound(findings) ? 0 : failed;
+    return print(verifyProgram(program), path, false, stdout) ? failed : 0;
 }
 
 /// Returns what `main` is to return; throws what it is to tell.
 int perform(const std::string& command, const std::string& file, const RunOptions& options) {
     int status = 0;
-    if (command == "check")
+    if (command == "check") {
         status = check(file);
-    else if (command == "list")
+    } else if (command == "list") {
         std::fputs(listing(readProgram(file)).c_str(), stdout);
-    else if (command == "run")
-        run(readSoundProgram(file), options);
-    else
-        bench(readSoundProgram(file), options.blockSize);
+    } else if (command == "run") {
+        const FenletProgram program = withOutputs(readProgram(file), options);
+        admit(program, file, options.isForced);
+        run(program, options);
+    } else {
+        const FenletProgram program = readProgram(file);
+        admit(program, file, options.isForced);
+        bench(program, options.blockSize);
+    }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
     return status;
@@ -131,39 +163,41 @@ int main(int argumentCount, char** arguments) {
     using namespace Tool;
     std::string file;
     RunOptions options;
-    CLI::App app("Checks, lists, runs and times programs.", "fenlet");
+    CLI::App app("Check, list, run and time programs.", "fenlet");
     app.footer(footer);
     app.require_subcommand(0, 1);
     const auto command = [&](const char* name, const char* what) {
         CLI::App* const sub = app.add_subcommand(name, what);
-        sub->add_option("FILE", file, "the program's text, - for standard input")->required();
+        sub->add_option("FILE", file, "the text of the program; - is standard input")->required();
         return sub;
     };
-    command("check", "say what is wrong with a program");
-    command("list", "write a program out in aligned columns");
+    command("check", "print what is wrong with a program");
+    command("list", "print a program in aligned columns");
     CLI::App* const running = command("run", "evaluate a program over files");
-    CLI::App* const timing = command("bench", "time a program, block by block and step by step");
+    CLI::App* const timing = command("bench", "measure a program's block sizes and instructions");
     const auto assignments = [running](const char* name, std::vector<std::string>& all,
                                        const char* value, const char* what) {
         running->add_option(name, all, what)->type_name(value)->allow_extra_args(false);
     };
-    assignments("--field", options.fields, "NAME=FILE", "a field's elements");
-    assignments("--uniform", options.uniforms, "NAME=VALUE", "a uniform's value");
-    assignments("--sampler", options.samplers, "NAME=FILE", "a sampler's grid");
-    assignments("--out", options.outputs, "NAME=FILE", "where a register's values go");
-    assignments("--mask", options.masks, "NAME=FILE", "where it goes which ones there are");
-    running->add_option("--count", options.count, "how many elements")
+    assignments("--field", options.fields, "NAME=FILE", "read a field");
+    assignments("--uniform", options.uniforms, "NAME=VALUE", "set a uniform");
+    assignments("--sampler", options.samplers, "NAME=FILE", "read a sampler's grid");
+    assignments("--out", options.outputs, "NAME=FILE", "write a register's values");
+    assignments("--mask", options.masks, "NAME=FILE", "write which elements have a value");
+    running->add_option("--count", options.count, "evaluate the first N elements")
         ->type_name("N")
         ->check(CLI::Range(0LL, 1LL << 60));
-    for (CLI::App* const sub : {running, timing})
-        sub->add_option("--block", options.blockSize, "elements worked on at a time")
+    for (CLI::App* const sub : {running, timing}) {
+        sub->add_option("--block", options.blockSize, "elements per block")
             ->type_name("N")
             ->check(CLI::Range(1, 1 << 20))
-            ->default_str("what suits the program");
+            ->default_str("a size that suits the program");
+        sub->add_flag("--force", options.isForced, "go on even if the results would be wrong");
+    }
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status == 0 ? 0 : misused;
     if (app.get_subcommands().empty()) {
-        std::fputs("fenlet: it takes a command: check, list, run or bench; see --help\n", stderr);
+        std::fputs("fenlet: no command; give check, list, run or bench, or see --help\n", stderr);
         return misused;
     }
 
@@ -173,7 +207,7 @@ int main(int argumentCount, char** arguments) {
         std::signal(interrupted.signal, SIG_DFL);
         std::raise(interrupted.signal);
     } catch (const UnreadableText& error) {
-        std::fprintf(stderr, "fenlet: %s\n", error.what());
+        std::fprintf(stderr, "%s\n", error.what());
     } catch (const std::bad_alloc&) {
         std::fprintf(stderr, "fenlet: %s: not enough memory\n", nameOf(file).c_str());
     } catch (const std::exception& error) {

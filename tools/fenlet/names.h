@@ -65,7 +65,7 @@ class Declarations {
     /// The first few of those that there are.
     std::string known() const {
         constexpr std::size_t few = 8;
-        std::string all;
+        std::string all = entries.empty() ? "; it has none" : "";
         for (std::size_t i = 0; i < entries.size() && i < few; ++i)
             all += (i == 0 ? "; it has " : ", ") +
                    (entries[i].name.empty() ? numbered(i) : quoted(entries[i].name));

@@ -190,11 +190,30 @@ void openOutputs(const FenletProgram& program, const RunOptions& options, long l
         open(mask, true);
 }
 
+/// How to write the first output that has a name; empty if none has.
+std::string example(const FenletProgram& program) {
+    for (const RegisterInfo& about : program.registers)
+        if (about.output && !about.name.empty())
+            return ", such as --out " + about.name + "=" + about.name + ".npy";
+    return "";
+}
+
 } // namespace
 
-void run(const FenletProgram& program, const RunOptions& options) {
+FenletProgram withOutputs(FenletProgram program, const RunOptions& options) {
     if (options.outputs.empty() && options.masks.empty())
-        throw std::runtime_error("nothing to write; give --out NAME=FILE");
+        throw std::runtime_error("nothing to write; give --out NAME=FILE" + example(program));
+    const auto mark = [&program](const char* option, const std::vector<std::string>& all) {
+        const Declarations<RegisterInfo> names(program.registers, "register", '%');
+        for (const std::string& text : all)
+            program.registers[names.find(parseAssignment(option, text, "FILE").name)].output = true;
+    };
+    mark("--out", options.outputs);
+    mark("--mask", options.masks);
+    return program;
+}
+
+void run(const FenletProgram& program, const RunOptions& options) {
     Inputs inputs(program);
     for (const std::string& field : options.fields)
         inputs.setField(parseAssignment("--field", field, "FILE"));
@@ -202,7 +221,7 @@ void run(const FenletProgram& program, const RunOptions& options) {
         inputs.setUniform(parseAssignment("--uniform", uniform, "VALUE"));
     for (const std::string& sampler : options.samplers)
         inputs.setSampler(parseAssignment("--sampler", sampler, "FILE"));
-    inputs.check();
+    inputs.check(options.isForced);
     const long long count = countFor(inputs, options);
 
     const Interruption interruption;

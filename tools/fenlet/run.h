@@ -17,12 +17,16 @@ struct RunOptions {
     std::vector<std::string> masks;
     std::optional<int> blockSize;   ///< what suits the program if there is none
     std::optional<long long> count; ///< all elements of the fields if there is none
+    bool isForced = false;          ///< whether to run in spite of findings that spoil results
 };
 
 /// Thrown when the process was told to end, after unfinished files are removed.
 struct Interrupted {
     int signal;
 };
+
+/// The program with the registers that are to be written as outputs. Throws as `run` does.
+Fenlet::FenletProgram withOutputs(Fenlet::FenletProgram program, const RunOptions& options);
 
 /// Evaluates a sound program and writes its results. All files appear at the end, or none does.
 /// Throws `std::runtime_error` in one line for the user, and `Interrupted`.
