@@ -6,6 +6,8 @@
 
 #include <fenletir/text.h>
 
+#include <limits>
+
 namespace Fenlet {
 namespace {
 
@@ -81,14 +83,18 @@ class Reader {
     explicit Reader(std::string_view text) : cursor(text) {}
 
     ParseResult read() {
-        while (!cursor.isAtTextEnd() && readLine())
-            cursor.nextLine();
         ParseResult result;
+        for (int line = 1; !cursor.isAtTextEnd() && readLine();) {
+            result.lines.resize(program.instructions.size(), line);
+            cursor.nextLine();
+            line += line < std::numeric_limits<int>::max();
+        }
         if (!cursor.hasFailed()) {
             if (auto all = registers.finish(cursor))
                 program.registers = std::move(*all);
         }
         if (cursor.hasFailed()) {
+            result.lines.clear();
             result.error = cursor.error();
             return result;
         }

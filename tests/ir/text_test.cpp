@@ -220,6 +220,22 @@ TEST(HandWrittenText, ReadsLinesThatEndWithCarriageReturns) {
               image(read("a : i64 = ElementIndex\noutput a")));
 }
 
+TEST(HandWrittenText, TellsTheLineOfEachInstruction) {
+    const std::string text = "# Two fields.\r\n"
+                             "field a\n"
+                             "\n"
+                             "i : i64 = ElementIndex # the first\n"
+                             "register x : f32\n"
+                             "Nop\n"
+                             "  \n"
+                             "x = LoadField a[i]";
+    EXPECT_EQ(parseProgram(text).lines, (std::vector<int>{4, 6, 8}));
+    EXPECT_EQ(parseProgram(text + "\n\noutput x\n").lines, (std::vector<int>{4, 6, 8}));
+    EXPECT_EQ(parseProgram(text + "\noutput y\n").lines, std::vector<int>());
+    EXPECT_EQ(parseProgram(text + "\n%9 : f32 = Negate x\n").lines, std::vector<int>());
+    EXPECT_EQ(parseProgram("").lines, std::vector<int>());
+}
+
 TEST(HandWrittenText, NumbersRegistersAfterTheHighestAbove) {
     const FenletProgram program = read("%1 b : i64 = ElementIndex\n"
                                        "c : i64 = ElementIndex\n"

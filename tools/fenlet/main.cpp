@@ -24,15 +24,19 @@ using namespace Fenlet;
 constexpr int failed = 1;
 constexpr int misused = 2;
 
-constexpr const char* footer = R"(
+constexpr const char* commands = R"(
 FILE is the text of a program, or - for standard input.
 
   fenlet check FILE    print what is wrong with the program, one finding per line
   fenlet list FILE     print the program again, in aligned columns
-  fenlet run FILE      evaluate the program over the files given by the options below
+  fenlet run FILE      evaluate the program over files
   fenlet bench FILE    print nanoseconds per element for each block size and each instruction,
                        measured with made-up data
 
+The options of run:
+)";
+
+constexpr const char* runOptions = R"(
   --field NAME=FILE    read a field: an array of elements, or of elements x components
   --uniform NAME=VALUE set a uniform: numbers separated by commas, or true, false or unknown
   --sampler NAME=FILE  read a sampler's grid: an array of rows x columns, or of rows x columns x
@@ -40,10 +44,13 @@ FILE is the text of a program, or - for standard input.
   --out NAME=FILE      write the values of a register
   --mask NAME=FILE     write which elements of a register have a value, as true or false
   --count N            evaluate the first N elements; by default, all elements of the fields
-  --block N            elements per block, for run and bench; by default, a size that suits the
-                       program; results do not depend on it
-  --force              run or bench a program even if check says that its results would be wrong
+  --block N            elements per block; by default, a size that suits the program; results do
+                       not depend on it (bench has this option, too)
+  --force              run a program even if check says that its results would be wrong (bench
+                       has this option, too)
+)";
 
+constexpr const char* files = R"(
 Files are .npy arrays of bool, of integers (8 to 64 bits, unsigned up to 32) or of floats (16, 32 or
 64 bits), in either byte order. NAME is a name in the program. What has no unique name is called by
 its number: %7 for a register, @0 for a field, uniform or sampler. Elements without a value are
@@ -51,8 +58,10 @@ written as NaN, 0 or false. The output files appear together when the run is com
 replace an input.
 
   fenlet run shade.fenlet --field height=dem.npy --uniform sun=0.5,0,1 --out shade=shade.npy
+)";
 
-Exit status: 0 success; 1 the program or its data cannot be used; 2 the command line is wrong.
+constexpr const char* statuses = R"(
+Exit status: 0 success; 1 the program or its data has an error; 2 the command line is wrong.
 Messages go to standard error, but the findings of check go to standard output.)";
 
 /// A program's text that cannot be read, in several lines.
@@ -82,13 +91,14 @@ std::string readAll(const std::string& path) {
     return text;
 }
 
-FenletProgram readProgram(const std::string& path) {
+/// Throws `UnreadableText` if the text is no program.
+ParseResult readProgram(const std::string& path) {
     ParseResult result = parseProgram(readAll(path));
     if (!result.ok())
         throw UnreadableText(nameOf(path) + ":" + std::to_string(result.error.line) + ":" +
                              std::to_string(result.error.column) +
                              ": error: " + result.error.message + "\n" + result.error.shown);
-    return std::move(result.program);
+    return result;
 }
 
 /// Whether `run` and `bench` refuse a program with this finding. No `isForced` makes them run what
@@ -98,23 +108,31 @@ bool endsRun(const Finding& finding, bool isForced) {
            (spoilsResults(finding) && !isForced);
 }
 
+/// Where in the text the finding is: the file, and the line of the instruction if it has one.
+std::string placeOf(const Finding& finding, const std::string& path, const ParseResult& text) {
+    const auto number = static_cast<std::size_t>(finding.instruction);
+    return finding.instruction < 0 ? nameOf(path)
+                                   : nameOf(path) + ":" + std::to_string(text.lines[number]);
+}
+
 /// Prints the findings, a line each. Returns whether one of them ends a run.
-bool print(const std::vector<Finding>& findings, const std::string& path, bool isForced,
-           std::FILE* file) {
+bool print(const std::vector<Finding>& findings, const std::string& path, const ParseResult& text,
+           bool isForced, std::FILE* file) {
     bool endsOne = false;
     for (const Finding& finding : findings) {
         const bool isError = endsRun(finding, isForced);
         endsOne = endsOne || isError;
-        std::fprintf(file, "%s: %s: %s\n", nameOf(path).c_str(), isError ? "error" : "warning",
+        std::fprintf(file, "%s: %s: %s\n", placeOf(finding, path, text).c_str(),
+                     isError ? "error" : "warning",
                      Terminal::oneLine(describeFinding(finding)).c_str());
     }
     return endsOne;
 }
 
 /// Prints the findings on standard error. Throws if one of them ends the run.
-void admit(const FenletProgram& program, const std::string& path, bool isForced) {
-    const std::vector<Finding> findings = verifyProgram(program);
-    if (!print(findings, path, isForced, stderr))
+void admit(const ParseResult& text, const std::string& path, bool isForced) {
+    const std::vector<Finding> findings = verifyProgram(text.program);
+    if (!print(findings, path, text, isForced, stderr))
         return;
     const auto has = [&](FindingClass severity) {
         return std::any_of(findings.begin(), findings.end(), [severity](const Finding& finding) {
@@ -129,10 +147,10 @@ void admit(const FenletProgram& program, const std::string& path, bool isForced)
     throw std::runtime_error(nameOf(path) + ": not run: " + reason);
 }
 
-/// What is wrong is the answer here, and so it goes to standard output.
+/// The findings are the answer of this command, so that they go to standard output.
 int check(const std::string& path) {
-    const FenletProgram program = readProgram(path);
-    return print(verifyProgram(program), path, false, stdout) ? failed : 0;
+    const ParseResult text = readProgram(path);
+    return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;
 }
 
 /// Returns what `main` is to return; throws what it is to tell.
@@ -141,15 +159,16 @@ int perform(const std::string& command, const std::string& file, const RunOption
     if (command == "check") {
         status = check(file);
     } else if (command == "list") {
-        std::fputs(listing(readProgram(file)).c_str(), stdout);
-    } else if (command == "run") {
-        const FenletProgram program = withOutputs(readProgram(file), options);
-        admit(program, file, options.isForced);
-        run(program, options);
+        std::fputs(listing(readProgram(file).program).c_str(), stdout);
     } else {
-        const FenletProgram program = readProgram(file);
-        admit(program, file, options.isForced);
-        bench(program, options.blockSize);
+        ParseResult text = readProgram(file);
+        if (command == "run")
+            markOutputs(text.program, options);
+        admit(text, file, options.isForced);
+        if (command == "run")
+            run(text.program, options);
+        else
+            bench(text.program, options.blockSize);
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw std::runtime_error(std::string("standard output: ") + std::strerror(errno));
@@ -164,11 +183,14 @@ int main(int argumentCount, char** arguments) {
     std::string file;
     RunOptions options;
     CLI::App app("Check, list, run and time programs.", "fenlet");
-    app.footer(footer);
+    app.footer(std::string(commands) + runOptions + files + statuses);
     app.require_subcommand(0, 1);
     const auto command = [&](const char* name, const char* what) {
         CLI::App* const sub = app.add_subcommand(name, what);
-        sub->add_option("FILE", file, "the text of the program; - is standard input")->required();
+        sub->add_option("FILE", file, "the text of the program; - is standard input")
+            ->type_name("")
+            ->required();
+        sub->footer(statuses);
         return sub;
     };
     command("check", "print what is wrong with a program");
@@ -179,19 +201,25 @@ int main(int argumentCount, char** arguments) {
                                        const char* value, const char* what) {
         running->add_option(name, all, what)->type_name(value)->allow_extra_args(false);
     };
-    assignments("--field", options.fields, "NAME=FILE", "read a field");
-    assignments("--uniform", options.uniforms, "NAME=VALUE", "set a uniform");
-    assignments("--sampler", options.samplers, "NAME=FILE", "read a sampler's grid");
-    assignments("--out", options.outputs, "NAME=FILE", "write a register's values");
-    assignments("--mask", options.masks, "NAME=FILE", "write which elements have a value");
-    running->add_option("--count", options.count, "evaluate the first N elements")
+    running->footer(std::string(files) + statuses);
+    assignments("--field", options.fields, "NAME=FILE",
+                "read a field: elements, or elements x components");
+    assignments("--uniform", options.uniforms, "NAME=VALUE",
+                "set a uniform: numbers, or true, false or unknown");
+    assignments("--sampler", options.samplers, "NAME=FILE",
+                "read a sampler's grid: rows x columns [x components]");
+    assignments("--out", options.outputs, "NAME=FILE", "write the values of a register");
+    assignments("--mask", options.masks, "NAME=FILE",
+                "write which elements of a register have a value");
+    running
+        ->add_option("--count", options.count, "evaluate N elements; by default, all of the fields")
         ->type_name("N")
-        ->check(CLI::Range(0LL, 1LL << 60));
+        ->check(CLI::Range(0LL, 1LL << 60).description(""));
     for (CLI::App* const sub : {running, timing}) {
-        sub->add_option("--block", options.blockSize, "elements per block")
+        sub->add_option("--block", options.blockSize,
+                        "elements per block; by default, what suits the program")
             ->type_name("N")
-            ->check(CLI::Range(1, 1 << 20))
-            ->default_str("a size that suits the program");
+            ->check(CLI::Range(1, 1 << 20).description(""));
         sub->add_flag("--force", options.isForced, "go on even if the results would be wrong");
     }
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))

@@ -200,7 +200,7 @@ std::string example(const FenletProgram& program) {
 
 } // namespace
 
-FenletProgram withOutputs(FenletProgram program, const RunOptions& options) {
+void markOutputs(FenletProgram& program, const RunOptions& options) {
     if (options.outputs.empty() && options.masks.empty())
         throw std::runtime_error("nothing to write; give --out NAME=FILE" + example(program));
     const auto mark = [&program](const char* option, const std::vector<std::string>& all) {
@@ -210,7 +210,6 @@ FenletProgram withOutputs(FenletProgram program, const RunOptions& options) {
     };
     mark("--out", options.outputs);
     mark("--mask", options.masks);
-    return program;
 }
 
 void run(const FenletProgram& program, const RunOptions& options) {

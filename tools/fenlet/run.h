@@ -25,8 +25,8 @@ struct Interrupted {
     int signal;
 };
 
-/// The program with the registers that are to be written as outputs. Throws as `run` does.
-Fenlet::FenletProgram withOutputs(Fenlet::FenletProgram program, const RunOptions& options);
+/// Marks the registers that a run writes to files as outputs of the program. Throws as `run` does.
+void markOutputs(Fenlet::FenletProgram& program, const RunOptions& options);
 
 /// Evaluates a sound program and writes its results. All files appear at the end, or none does.
 /// Throws `std::runtime_error` in one line for the user, and `Interrupted`.

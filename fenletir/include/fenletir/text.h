@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Fenlet {
 
@@ -33,7 +34,8 @@ struct ParseError {
 
 /// What became of a text: the program, or the first thing that could not be read.
 struct ParseResult {
-    FenletProgram program; ///< empty unless `ok()`
+    FenletProgram program;  ///< empty unless `ok()`
+    std::vector<int> lines; ///< the line of each instruction, from 1; empty unless `ok()`
     ParseError error;
 
     bool ok() const { return error.message.empty(); }
