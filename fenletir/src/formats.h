@@ -20,8 +20,8 @@ struct FormatFacts {
     int exponent = 0; ///< of a float: the largest finite one is just below 2 to this power
 };
 
-/// One row for each format. There is no `default`, so that the compiler asks for the row of a
-/// format that is new.
+/// One row for each format. There is no `default`, so that the compiler reports a new format
+/// without a row.
 constexpr FormatFacts factsFor(RegisterFormat format) {
     switch (format) {
     case RegisterFormat::Tribool:
@@ -62,7 +62,7 @@ inline constexpr auto formatTable = [] {
 
 inline constexpr FormatFacts noFormatFacts{};
 
-/// The format's row; an empty one for a number that is no format.
+/// The format's row, or an empty row for a number that is not a format.
 constexpr const FormatFacts& factsOf(RegisterFormat format) {
     const auto number = static_cast<std::int32_t>(format);
     return number >= 0 && number < formatCount ? formatTable[static_cast<std::size_t>(number)]

@@ -25,8 +25,8 @@ double largest(const FormatFacts& facts) {
     return std::ldexp(std::ldexp(1.0, facts.digits) - 1, facts.exponent - facts.digits);
 }
 
-/// The least number that a float format rounds to infinity, half a step above the largest. For
-/// Float64, infinity itself.
+/// The smallest number that rounds to infinity: half a step above the largest finite one. For
+/// Float64 this is infinity.
 double overflowLimit(const FormatFacts& facts) {
     const double halfStep = std::ldexp(1.0, facts.exponent - facts.digits - 1);
     return largest(facts) + halfStep;
@@ -37,8 +37,8 @@ std::uint64_t magnitudeOf(std::int64_t value) {
     return value < 0 ? 0 - bits : bits;
 }
 
-/// The whole number of `digits` binary digits nearest to `value`, ties to even. The answer can be
-/// 2 to the power 63, which 64 bits hold only without a sign.
+/// `value` rounded to `digits` significant binary digits, ties to even. `value` is at most 2^63,
+/// and so is the result.
 std::uint64_t roundedToDigits(std::uint64_t value, int digits) {
     const int excess = static_cast<int>(std::bit_width(value)) - digits;
     if (excess <= 0)
@@ -50,7 +50,7 @@ std::uint64_t roundedToDigits(std::uint64_t value, int digits) {
     return (kept + isUp) << excess;
 }
 
-/// Whether an integer is what it is in the real numbers, too: below 2 to the power 53 in magnitude.
+/// Whether `value` is a whole number below 2^53 in magnitude.
 bool isExactInteger(double value) {
     return std::abs(value) < twoTo53 && value == std::trunc(value);
 }
@@ -58,7 +58,7 @@ bool isExactInteger(double value) {
 NumberFit fitIntoInteger(double value, const FormatFacts& facts) {
     if (std::isnan(value))
         return NumberFit::NoNumber;
-    // One above the highest is a power of two and exact, whatever the format.
+    // The highest number plus 1 is a power of two, which a double holds exactly.
     const double limit = std::ldexp(1.0, facts.digits);
     if (value < -limit || value >= limit)
         return NumberFit::OutOfRange;
@@ -76,7 +76,7 @@ std::string rangeInWords(const FormatFacts& facts) {
     return std::to_string(lowest(facts)) + " to " + std::to_string(highest(facts));
 }
 
-/// What the format holds, as far as it tells why the number does not fit.
+/// The property of the format that excludes the number.
 std::string limitsInWords(NumberFit fit, const FormatFacts& facts) {
     switch (fit) {
     case NumberFit::OutOfRange:
@@ -99,7 +99,7 @@ std::string endOfRange(bool isNegative, const FormatFacts& facts) {
     return std::to_string(isNegative ? lowest(facts) : highest(facts));
 }
 
-/// The number of the format that is nearest to an integer that does not fit.
+/// The nearest number of the format to an integer that does not fit.
 std::string nearestToInteger(std::int64_t value, NumberFit fit, const FormatFacts& facts) {
     if (fit == NumberFit::OutOfRange)
         return endOfRange(value < 0, facts);
@@ -107,13 +107,13 @@ std::string nearestToInteger(std::int64_t value, NumberFit fit, const FormatFact
     return std::string(value < 0 ? "-" : "").append(std::to_string(rounded));
 }
 
-/// The same for a real number; empty for a NaN, which is near to none.
+/// The same for a real number; empty for a NaN, which has no nearest number.
 std::string nearestToReal(double value, NumberFit fit, const FormatFacts& facts) {
     if (fit == NumberFit::NoNumber)
         return "";
     if (fit == NumberFit::Inexact)
         return nearestToInteger(static_cast<std::int64_t>(value), fit, facts);
-    // A fraction just below the end of the range is nearest to a number beyond it.
+    // A fraction near the end of the range can round to a number outside it.
     const double whole = std::nearbyint(value);
     if (fit == NumberFit::OutOfRange || fitIntoInteger(whole, facts) != NumberFit::Fits)
         return endOfRange(value < 0, facts);
@@ -129,7 +129,7 @@ std::string misfitInWords(const std::string& value, NumberFit fit, RegisterForma
 
 std::string noNumberInWords(const std::string& value, RegisterFormat format) {
     return value + " does not fit into " + registerFormatName(format) +
-           ", which holds no numbers; it takes " +
+           ", which holds no numbers; use " +
            (isTribool(format) ? "false, true or unknown" : formatsInWords(isNumeric));
 }
 
@@ -147,7 +147,7 @@ NumberFit fitOfInteger(std::int64_t value, RegisterFormat format) {
     case FormatSort::Float:
         break;
     }
-    // Where an infinity begins is a short number, so that rounding to binary64 crosses no limit.
+    // A double holds the limit exactly, so rounding `value` to a double does not cross it.
     if (std::abs(static_cast<double>(value)) >= overflowLimit(facts))
         return NumberFit::OutOfRange;
     const std::uint64_t magnitude = magnitudeOf(value);

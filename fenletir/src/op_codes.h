@@ -30,8 +30,8 @@ struct OpCodeFacts {
     OpCode mirror = OpCode::Nop; ///< of a comparison: the one with the sides exchanged
 };
 
-/// One row for each opcode. There is no `default`, so that the compiler asks for the row of an
-/// opcode that is new.
+/// One row for each opcode. There is no `default`, so that the compiler reports a new opcode
+/// without a row.
 constexpr OpCodeFacts factsFor(OpCode op) {
     using Shape = OperandShape;
     using Group = OpGroup;
@@ -103,7 +103,7 @@ constexpr bool isOpCode(OpCode op) {
     return static_cast<std::uint32_t>(op) < opCodeCount;
 }
 
-/// The opcode's row; an empty one for a number that is no opcode.
+/// The opcode's row, or an empty row for a number that is not an opcode.
 constexpr const OpCodeFacts& factsOf(OpCode op) {
     return opCodeTable[isOpCode(op) ? static_cast<std::uint32_t>(op) : opCodeCount];
 }

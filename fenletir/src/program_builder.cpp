@@ -1,4 +1,4 @@
-// Writing a program in readable lines.
+// Builds programs one instruction at a time.
 #include "formats.h"
 #include "op_codes.h"
 
@@ -17,14 +17,14 @@ bool hasName(const std::vector<Entry>& entries, std::string_view name) {
                        [name](const Entry& entry) { return entry.name == name; });
 }
 
-/// A number for a program in the making that no other of this process has.
+/// A number that no other program of this process has.
 std::uint64_t nextProgramNumber() {
     static std::atomic<std::uint64_t> last{0};
     return ++last;
 }
 
-/// Makes room for one more, so that adding it cannot fail. The room doubles, for each growth moves
-/// all entries.
+/// Makes room for one more entry, so that adding it cannot fail. The capacity doubles, because each
+/// growth moves all entries.
 template <class Entry>
 void makeRoom(std::vector<Entry>& entries) {
     if (entries.size() == entries.capacity())
@@ -65,9 +65,9 @@ ProgramBuilder::ProgramBuilder(OnError newOnError)
     : onError(newOnError), programNumber(nextProgramNumber()) {}
 
 // ---------------------------------------------------------------------------------------------
-// What cannot stand
+// Refusals
 
-/// Nobody asks for this after an error: the first one is the one that is told.
+/// Not called after an error, so that the first error is the one that is reported.
 void ProgramBuilder::refuseWith(const std::string& message) {
     if (onError == OnError::Throw)
         throw ProgramError(message);
@@ -84,7 +84,7 @@ bool ProgramBuilder::isOwn(Register value) const {
     return isDeclared(value, program.registers, programNumber);
 }
 
-/// Whether the operands are this builder's. After an error nothing is, and nothing more is said.
+/// Whether the operands belong to this builder. After an error the answer is no, without a message.
 bool ProgramBuilder::known(OpCode op, std::initializer_list<Register> operands) {
     if (!error.empty())
         return false;
@@ -92,10 +92,10 @@ bool ProgramBuilder::known(OpCode op, std::initializer_list<Register> operands) 
     for (const Register operand : operands) {
         if (!isOwn(operand)) {
             refuse(op, "operand " + std::to_string(slot) +
-                           (operand.number < 0 ? " is no register"
+                           (operand.number < 0 ? " is not a register"
                                                : ", register %" + std::to_string(operand.number) +
-                                                     ", is of another program") +
-                           "; it takes what an earlier call of this builder answered");
+                                                     ", belongs to another program") +
+                           "; use what an earlier call of this builder returned");
             return false;
         }
         ++slot;
@@ -116,14 +116,14 @@ std::string ProgramBuilder::describe(Register value) const {
 
 bool ProgramBuilder::isFormatAsked(OpCode op, Format format) {
     if (!isFormat(format))
-        refuse(op, "the format asked for, " + std::to_string(static_cast<std::int32_t>(format)) +
-                       ", does not exist; it takes " + formatsInWords(isFormat));
+        refuse(op, "the requested format, " + std::to_string(static_cast<std::int32_t>(format)) +
+                       ", does not exist; use " + formatsInWords(isFormat));
     return error.empty();
 }
 
 bool ProgramBuilder::storable(OpCode op, Format format, std::int32_t multiplicity) {
     if (isFormatAsked(op, format) && multiplicity < 1)
-        refuse(op, componentsInWords(multiplicity) + " are asked for; a register has at least 1");
+        refuse(op, componentsInWords(multiplicity) + " requested; a register has at least 1");
     return error.empty();
 }
 
@@ -140,7 +140,7 @@ Register ProgramBuilder::emit(OpCode op, std::initializer_list<Register> operand
     RegisterInfo result;
     result.multiplicity = multiplicity;
     result.format = format;
-    // The room comes first: if there is none, nothing has changed.
+    // Memory is reserved first: if that fails, nothing has changed.
     makeRoom(program.instructions);
     instruction.result = append(program.registers, result);
     program.instructions.push_back(instruction);
@@ -149,8 +149,8 @@ Register ProgramBuilder::emit(OpCode op, std::initializer_list<Register> operand
 
 bool ProgramBuilder::declarable(const char* what, std::string_view name, bool isTaken) {
     if (error.empty() && isTaken)
-        refuseWith(std::string(what) + " \"" + std::string(name) + "\": declared before; each " +
-                   what + " needs a name of its own");
+        refuseWith(std::string(what) + " \"" + std::string(name) + "\" is already declared; each " +
+                   what + " needs a unique name");
     return error.empty();
 }
 
@@ -185,15 +185,15 @@ Register ProgramBuilder::elementIndex() {
     return emit(OpCode::ElementIndex, {}, Format::Int64, 1);
 }
 
-/// Whether numbers can be a constant of this format. Asked before they are copied.
+/// Whether so many numbers can be a constant of this format.
 bool ProgramBuilder::constantStands(Format format, std::size_t components) {
     constexpr OpCode op = OpCode::LoadConstant;
     if (!known(op, {}) || !isFormatAsked(op, format))
         return false;
     if (isTribool(format))
-        refuse(op, "a number has no truth value; a Tribool takes truthConstant()");
+        refuse(op, "a number is not a truth value; use truthConstant() for Tribool");
     else if (components < 1 || components > static_cast<std::size_t>(mostScratchComponents))
-        refuse(op, std::to_string(components) + " components are given; a constant has 1 to " +
+        refuse(op, std::to_string(components) + " components given; a constant has 1 to " +
                        std::to_string(mostScratchComponents));
     return error.empty();
 }
@@ -229,7 +229,7 @@ Register ProgramBuilder::truthConstant(Truth value) {
         return {};
     if (value != Truth::False && value != Truth::True && value != Truth::Unknown)
         return refuse(op, std::to_string(static_cast<int>(value)) +
-                              " is no truth value; it takes False, True or Unknown");
+                              " is not a truth value; use False, True or Unknown");
     return emitConstant(Format::Tribool, Constant::ofTribool(static_cast<unsigned char>(value)));
 }
 
@@ -239,9 +239,9 @@ Register ProgramBuilder::loadUniform(UniformHandle uniform, Format format,
     if (!known(op, {}))
         return {};
     if (!isDeclared(uniform, program.uniforms, programNumber))
-        return refuse(op, "that is no uniform of this program; it takes what uniform() answered");
+        return refuse(op, "that is not a uniform of this program; use what uniform() returned");
     if (multiplicity < 1 || multiplicity > mostScratchComponents)
-        return refuse(op, componentsInWords(multiplicity) + " are asked for; a uniform has 1 to " +
+        return refuse(op, componentsInWords(multiplicity) + " requested; a uniform has 1 to " +
                               std::to_string(mostScratchComponents));
     return emit(op, {}, format, multiplicity, uniform.number);
 }
@@ -252,10 +252,10 @@ Register ProgramBuilder::loadField(FieldHandle field, Register index, Format for
     if (!known(op, {index}))
         return {};
     if (!isDeclared(field, program.fields, programNumber))
-        return refuse(op, "that is no field of this program; it takes what field() answered");
+        return refuse(op, "that is not a field of this program; use what field() returned");
     if (!isInteger(info(index).format) || info(index).multiplicity != 1)
         return refuse(op, "the index is " + describe(index) +
-                              "; it takes one component of an integer format");
+                              "; it must have one component of an integer format");
     return emit(op, {index}, format, multiplicity, field.number);
 }
 
@@ -265,7 +265,7 @@ Register ProgramBuilder::sample(SamplerHandle sampler, Register coordinates, For
     if (!known(op, {coordinates}))
         return {};
     if (!isDeclared(sampler, program.samplers, programNumber))
-        return refuse(op, "that is no sampler of this program; it takes what sampler() answered");
+        return refuse(op, "that is not a sampler of this program; use what sampler() returned");
     return emit(op, {coordinates}, format, multiplicity, sampler.number);
 }
 
@@ -282,16 +282,16 @@ Register ProgramBuilder::component(Register operand, std::int32_t number, Format
     const RegisterInfo& source = info(operand);
     if (number < 0 || number >= source.multiplicity)
         return refuse(
-            op, "component " + std::to_string(number) + " is asked for of " + describe(operand) +
+            op, "there is no component " + std::to_string(number) + " in " + describe(operand) +
                     "; " +
                     (source.multiplicity == 1
-                         ? "its only one is component 0"
+                         ? "its only component is 0"
                          : "its components are 0 to " + std::to_string(source.multiplicity - 1)));
     if (!isFormatAsked(op, format))
         return {};
     if (isTribool(source.format) != isTribool(format))
-        return refuse(op, describe(operand) + " cannot become " + registerFormatName(format) +
-                              "; a Tribool stays one, and a number stays a number");
+        return refuse(op, describe(operand) + " cannot be converted to " +
+                              registerFormatName(format) + "; both must be Tribool, or neither");
     return emit(op, {operand}, format, 1, number);
 }
 
@@ -300,8 +300,8 @@ Register ProgramBuilder::convert(Register operand, Format format) {
         return {};
     if (info(operand).multiplicity != 1)
         return refuse(OpCode::Component, describe(operand) +
-                                             " cannot be converted whole; it takes one component, "
-                                             "or component() for one of several");
+                                             " has more than one component to convert; use "
+                                             "component() for each of them");
     return component(operand, 0, format);
 }
 
@@ -310,7 +310,7 @@ Register ProgramBuilder::unary(OpCode op, Register operand, Format format) {
         return {};
     if (!isArithmetic(info(operand).format) || !isArithmetic(format))
         return refuse(op, describe(operand) + " into " + registerFormatName(format) +
-                              " has no kernel; it takes " + formatsInWords(isArithmetic));
+                              " has no kernel; use " + formatsInWords(isArithmetic));
     return emit(op, {operand}, format, op == OpCode::Length ? 1 : info(operand).multiplicity);
 }
 
@@ -337,12 +337,13 @@ Register ProgramBuilder::arithmetic(OpCode op, Register left, Register right,
     if (!isArithmetic(a.format) || !isArithmetic(b.format) || (format && !isArithmetic(*format)))
         return refuse(op, both() +
                               (format ? " into " + std::string(registerFormatName(*format)) : "") +
-                              " have no kernel; it takes " + formatsInWords(isArithmetic));
+                              " have no kernel; use " + formatsInWords(isArithmetic));
     if (!format && a.format != b.format)
-        return refuse(op, both() + " differ in format, and the result could have either; it takes "
-                                   "the result's format as a third argument");
+        return refuse(
+            op, both() + " have different formats; give the result's format as a third argument");
     if (a.multiplicity != b.multiplicity && a.multiplicity != 1 && b.multiplicity != 1)
-        return refuse(op, both() + " do not fit; they take as many components, or one of them one");
+        return refuse(op, both() + " have different numbers of components; they need the same "
+                                   "number, or one of them must have 1");
     return emit(op, {left, right}, format ? *format : a.format,
                 std::max(a.multiplicity, b.multiplicity));
 }
@@ -372,7 +373,7 @@ Register ProgramBuilder::divide(Register left, Register right, Format format) {
     return arithmetic(OpCode::Divide, left, right, &format);
 }
 
-// A backend has no kernel for a comparison with its one component on the left.
+// A backend has no kernel for a comparison with a scalar on the left.
 Register ProgramBuilder::comparison(OpCode op, Register left, Register right) {
     if (!known(op, {left, right}))
         return {};
@@ -380,13 +381,14 @@ Register ProgramBuilder::comparison(OpCode op, Register left, Register right) {
     const RegisterInfo& b = info(right);
     if (isTribool(a.format) || isTribool(b.format))
         return refuse(op, describe(left) + " and " + describe(right) +
-                              " cannot be compared; it takes numbers on both sides");
+                              " cannot be compared; both must be numbers");
     if (a.multiplicity == b.multiplicity || b.multiplicity == 1)
         return emit(op, {left, right}, Format::Tribool, a.multiplicity);
     if (a.multiplicity == 1)
         return emit(factsOf(op).mirror, {right, left}, Format::Tribool, b.multiplicity);
     return refuse(op, describe(left) + " and " + describe(right) +
-                          " do not fit; they take as many components, or one of them one");
+                          " have different numbers of components; they need the same number, or "
+                          "one of them must have 1");
 }
 
 Register ProgramBuilder::less(Register left, Register right) {
@@ -414,11 +416,11 @@ Register ProgramBuilder::logical(OpCode op, std::initializer_list<Register> oper
     const std::int32_t multiplicity = info(*operands.begin()).multiplicity;
     for (const Register operand : operands) {
         if (!isTribool(info(operand).format))
-            return refuse(op,
-                          describe(operand) + " has no truth value; it takes a Tribool register");
+            return refuse(op, describe(operand) + " must be Tribool");
         if (info(operand).multiplicity != multiplicity)
-            return refuse(op, describe(*operands.begin()) + " and " + describe(operand) +
-                                  " do not fit; they take as many components");
+            return refuse(op,
+                          describe(*operands.begin()) + " and " + describe(operand) +
+                              " have different numbers of components; they need the same number");
     }
     return emit(op, operands, Format::Tribool, multiplicity);
 }
@@ -445,21 +447,22 @@ Register ProgramBuilder::choose(Register condition, Register whenTrue, Register 
     const RegisterInfo& b = info(whenFalse);
     const auto arms = [&] { return describe(whenTrue) + " and " + describe(whenFalse); };
     if (!isTribool(info(condition).format))
-        return refuse(op,
-                      "the condition is " + describe(condition) + "; it takes a Tribool register");
+        return refuse(op, "the condition is " + describe(condition) + "; it must be Tribool");
     const Format result = format ? *format : a.format;
     if (isTribool(a.format) != isTribool(b.format) || isTribool(a.format) != isTribool(result))
         return refuse(op, arms() +
                               (format ? " into " + std::string(registerFormatName(result)) : "") +
-                              " have no kernel; it takes numbers throughout or Tribool throughout");
+                              " have no kernel; all must be numbers, or all Tribool");
     if (!format && a.format != b.format)
-        return refuse(op, arms() + " differ in format, and the result could have either; it takes "
-                                   "the result's format as a fourth argument");
+        return refuse(
+            op, arms() + " have different formats; give the result's format as a fourth argument");
     if (a.multiplicity != b.multiplicity)
-        return refuse(op, arms() + " do not fit; the arms take as many components");
+        return refuse(
+            op, arms() + " have different numbers of components; the arms need the same number");
     if (info(condition).multiplicity != 1 && info(condition).multiplicity != a.multiplicity)
         return refuse(op, "the condition is " + describe(condition) + " and the arms have " +
-                              componentsInWords(a.multiplicity) + "; it takes as many, or one");
+                              componentsInWords(a.multiplicity) +
+                              "; it needs the same number, or 1");
     return emit(op, {condition, whenTrue, whenFalse}, result, a.multiplicity);
 }
 
@@ -471,14 +474,14 @@ Register ProgramBuilder::select(Register condition, Register whenTrue, Register 
     return choose(condition, whenTrue, whenFalse, &format);
 }
 
-/// Whether `value` is this builder's. After an error nothing is, and nothing more is said.
+/// Whether `value` belongs to this builder. After an error the answer is no, without a message.
 bool ProgramBuilder::isKnownTo(const char* call, Register value) {
     if (error.empty() && !isOwn(value))
         refuseWith(std::string(call) + ": " +
-                   (value.number < 0
-                        ? "that is no register"
-                        : "register %" + std::to_string(value.number) + " is of another program") +
-                   "; it takes what an earlier call of this builder answered");
+                   (value.number < 0 ? "that is not a register"
+                                     : "register %" + std::to_string(value.number) +
+                                           " belongs to another program") +
+                   "; use what an earlier call of this builder returned");
     return error.empty();
 }
 
@@ -491,10 +494,10 @@ Register ProgramBuilder::giveName(const char* call, Register value, std::string_
                      [newName](const RegisterInfo& other) { return other.name == newName; });
     const auto number = static_cast<std::int32_t>(holder - program.registers.begin());
     if (newName.empty())
-        refuseWith(what + " is given a name of no characters; it takes one or more");
+        refuseWith(what + " cannot have an empty name; use at least one character");
     else if (program.isValidRegister(number) && number != value.number)
-        refuseWith(what + " is given the name of " + describe({number, programNumber}) +
-                   "; each register needs one of its own");
+        refuseWith(what + " cannot have the name of " + describe({number, programNumber}) +
+                   "; each register needs a unique name");
     else
         program.registers[static_cast<std::size_t>(value.number)].name = newName;
     return error.empty() ? value : Register{};

@@ -1,4 +1,4 @@
-// Constants, written so that they read back bit for bit.
+// Writes constants so that they read back bit for bit.
 #include "text_words.h"
 
 #include <charconv>
@@ -26,11 +26,11 @@ std::string realText(double value) {
         return nanText(value);
     if (std::isinf(value))
         return value < 0 ? "-inf" : "inf";
-    // The shortest digits that are nearest to this value and to no other one.
+    // The shortest digits that read back as this value.
     char digits[32];
     const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, value);
     std::string text(digits, end.ptr);
-    // A point or an exponent tells a real number from an integer.
+    // A point or an exponent distinguishes a real number from an integer.
     return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
@@ -51,7 +51,7 @@ std::string vectorText(const std::vector<Component>& components, std::string (*t
     return components.size() == 1 ? text(components.front()) : listText(components, text);
 }
 
-/// Whether the components alone tell everything about the constant.
+/// Whether the components alone describe the constant completely.
 bool isPlain(const Constant& constant) {
     const std::size_t count = constant.integers.size() + constant.reals.size();
     return (constant.integers.empty() || constant.reals.empty()) && constant.boolean == 0 &&

@@ -79,7 +79,7 @@ std::string TextCursor::nextThing() const {
     next.skipWhile([](char byte, char) { return isWordByte(byte); });
     if (next.place == begin)
         next.place += std::max<std::size_t>(1, visibleCharacter(text, begin));
-    // A character that does not show has more bytes, and they tell which one it is.
+    // All bytes of a character that cannot be shown are part of the message.
     next.skipWhile(
         [](char byte, char) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; });
     return cited(next.since(begin));
@@ -95,7 +95,7 @@ std::optional<std::string> TextCursor::name(const char* example) {
     const std::string_view bare = bareName();
     if (!bare.empty())
         return std::string(bare);
-    failExpecting(std::string("a name, as ") + example + " or \"any words\"");
+    failExpecting(std::string("a name such as ") + example + " or \"any words\"");
     return std::nullopt;
 }
 
@@ -111,11 +111,11 @@ std::optional<std::string> TextCursor::quotedName() {
             return std::nullopt;
         name += *value;
     }
-    fail(begin, "this quoted name has no end on its line");
+    fail(begin, "this quoted name does not end on its line");
     return std::nullopt;
 }
 
-/// What stands for one byte in a quoted name, after its backslash.
+/// Reads the rest of an escape in a quoted name, after its backslash.
 std::optional<char> TextCursor::escape() {
     const std::size_t begin = place - 1;
     const char kind = isAtTextEnd() ? '\0' : text[place++];
@@ -134,7 +134,7 @@ std::optional<char> TextCursor::escape() {
         }
     }
     fail(begin, "in a quoted name a backslash begins \\\\, \\\", \\n, \\t or two hexadecimal "
-                "digits, as \\x0d");
+                "digits such as \\x0d");
     return std::nullopt;
 }
 

@@ -1,4 +1,4 @@
-// Walking through a text, and telling where it cannot be read.
+// Steps through a text, and reports where it cannot be read.
 #pragma once
 
 #include <fenletir/text.h>
@@ -12,19 +12,19 @@
 
 namespace Fenlet::Text {
 
-/// The line and column of `offset` in `text`, 0 to its length, with the line shown.
+/// An error at `offset`, which is at most the length of `text`, with the line shown.
 ParseError errorAt(std::string_view text, std::size_t offset, std::string message);
 
-/// The number of the line that `offset` is in, from 1.
+/// The line number of `offset`, from 1.
 int lineNumber(std::string_view text, std::size_t offset);
 
-/// `piece` in quotes, cut if it is long: for a message.
+/// `piece` in quotes for a message, shortened if it is long.
 std::string cited(std::string_view piece);
 
-/// A place in a text. What it reads it reads within a line.
+/// A position in a text. All reading stays within a line.
 ///
-/// A reader that cannot go on calls `fail` and answers false or nothing; all its callers do the
-/// same. Only the first failure counts.
+/// A function that cannot continue calls `fail` and returns false or nothing, and its callers do
+/// the same. Only the first failure counts.
 class TextCursor {
   public:
     explicit TextCursor(std::string_view newText) : text(newText) {}
@@ -34,35 +34,37 @@ class TextCursor {
 
     /// Skips blanks, then a comment.
     void skipSpace();
-    /// Whether nothing is left on the line but blanks and a comment.
+    /// Whether only blanks and a comment are left on the line.
     bool isAtLineEnd();
-    /// Goes past the end of a line that `isAtLineEnd` found.
+    /// Moves past the line end at which the cursor is.
     void nextLine();
 
     /// The next byte after blanks, 0 at the end of the text.
     char peek();
-    /// Skips blanks and `byte`, if it is there.
+    /// Skips blanks, then `byte` if it is next. Returns whether it was.
     bool accept(char byte);
-    /// The same, with a failure that expects `byte` `where` if it is not.
+    /// The same, but fails if it is not; `where` says in the message where `byte` is expected.
     bool expect(char byte, const char* where);
-    /// Skips `letters` if they come right here, without blanks.
+    /// Skips `letters` if they are next, without blanks before them.
     bool acceptHere(std::string_view letters);
 
-    /// Skips blanks and `wanted`, if just that word is next.
+    /// Skips blanks, then `wanted` if it is the next whole word.
     bool acceptWord(std::string_view wanted);
 
     void goBack(std::size_t offset) { place = offset; }
 
-    /// The name without quotes that comes after blanks; empty if none does.
+    /// Reads a name without quotes after blanks. Empty if there is none.
     std::string_view bareName();
-    /// What comes after blanks, for a message: a word, one other character, or the end of the line.
+    /// The next thing after blanks, for a message: a word, another character, or the end of the
+    /// line.
     std::string nextThing() const;
 
     bool isAtName();
-    /// A bare or quoted name, after blanks. `example` is shown where there is none.
+    /// Reads a bare or quoted name after blanks. If there is none, the message shows `example`.
     std::optional<std::string> name(const char* example);
 
-    /// A whole number without blanks before it. Fails if there is none, or `Number` cannot hold it.
+    /// Reads an integer without blanks before it. Fails if there is none or `Number` cannot hold
+    /// it.
     template <class Number>
     std::optional<Number> number(const char* what) {
         Number value = 0;
@@ -78,7 +80,7 @@ class TextCursor {
 
     /// The bytes from `begin` to here.
     std::string_view since(std::size_t begin) const { return text.substr(begin, place - begin); }
-    /// Goes on while `belongs` takes the next byte, given the one before it.
+    /// Advances while `belongs` accepts the next byte; its second argument is the byte before that.
     template <class Predicate>
     void skipWhile(Predicate belongs) {
         for (char before = 0; place < text.size() && belongs(text[place], before); ++place)
@@ -86,7 +88,7 @@ class TextCursor {
     }
 
     bool fail(std::size_t where, std::string words);
-    /// Fails here, with what was expected and what is there.
+    /// Fails here with what was expected and what is there.
     bool failExpecting(const std::string& expected);
     bool hasFailed() const { return !message.empty(); }
     ParseError error() const { return errorAt(text, failure, message); }

@@ -1,4 +1,4 @@
-// Errors for people: the place in the text, and the line with a caret below.
+// Errors for people: the position in the text, and the line with a caret below.
 #include "text_cursor.h"
 #include "text_words.h"
 
@@ -8,7 +8,7 @@
 namespace Fenlet::Text {
 namespace {
 
-/// Bytes of the line that are shown on each side of the place.
+/// Bytes of the line that are shown on each side of the position.
 constexpr std::size_t shownAround = 60;
 constexpr std::size_t citedBytes = 40;
 
@@ -21,14 +21,14 @@ int narrowed(std::size_t number) {
     return static_cast<int>(std::min(number, most));
 }
 
-/// The character of `length` bytes at `offset`, or what stands for a byte that cannot be shown.
+/// The character of `length` bytes at `offset`, or a substitute for a byte that cannot be shown.
 std::string shownCharacter(std::string_view text, std::size_t offset, std::size_t length) {
     if (length > 0)
         return std::string(text.substr(offset, length));
     return text[offset] == '\t' ? " " : "?";
 }
 
-/// `line` with nothing in it that would disturb a terminal, and a caret below byte `place`.
+/// `line`, safe to print on a terminal, and a caret below byte `place`.
 std::string withCaret(std::string_view line, std::size_t place) {
     std::size_t begin = place > shownAround ? place - shownAround : 0;
     for (int step = 0; step < 3 && begin > 0 && isContinuation(line[begin]); ++step)
@@ -47,7 +47,7 @@ std::string withCaret(std::string_view line, std::size_t place) {
     return shown + "\n" + std::string(caret, ' ') + "^";
 }
 
-/// The column of byte `place` of `line`. Bytes that are no part of a character count as one each.
+/// The column of byte `place` of `line`. A byte that is not part of a character counts as one.
 std::size_t columnOf(std::string_view line, std::size_t place) {
     std::size_t column = 1;
     for (std::size_t offset = 0; offset < place; ++column)

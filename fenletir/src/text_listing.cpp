@@ -1,5 +1,5 @@
-// A program as text. Whatever the reader refuses or would read otherwise is written in the raw
-// notation instead: a register or pool number that is none, a slot that the opcode does not use.
+// Writes a program as text. An instruction that the usual notation cannot express is written in the
+// raw notation, for example one with a register or pool number that does not exist.
 #include "op_codes.h"
 #include "text_words.h"
 
@@ -13,7 +13,8 @@ namespace {
 
 using namespace Text;
 
-/// A wider cell does not widen its column: one long name would push all lines apart.
+/// A cell wider than this does not widen its column, so that one long name does not stretch all
+/// lines.
 constexpr std::size_t widestColumn = 24;
 
 template <class Entry>
@@ -25,7 +26,7 @@ std::string numbered(char mark, std::int32_t number) {
     return mark + std::to_string(number);
 }
 
-/// The entries of one pool, by the name that tells them from the others, else by number.
+/// How to refer to the entries of a pool: by name if that is unique, else by number.
 class References {
   public:
     template <class Entry>
@@ -48,7 +49,7 @@ class References {
     std::map<std::string, std::size_t> uses;
 };
 
-/// What a line says about a register, in columns. Empty cells are left blank.
+/// The columns of a line that writes a register. Empty cells are left blank.
 struct Row {
     std::string number;
     std::string name;
@@ -62,7 +63,7 @@ void widen(std::size_t& column, const std::string& cell) {
         column = std::max(column, width);
 }
 
-/// Rows of which each column is as wide as its widest cell.
+/// Rows with aligned columns.
 class Table {
   public:
     void add(Row row) {
@@ -104,7 +105,7 @@ class Table {
     std::size_t typeWidth = 0;
 };
 
-/// Where a register's name and type stand.
+/// Where a register is declared.
 enum class Declared { Nowhere, Above, ByInstruction };
 
 class Listing {
@@ -120,8 +121,8 @@ class Listing {
     std::string write() {
         hasInlineConstants = constantsComeInOrder();
         writePools();
-        // The first plain instruction that writes a register declares it; one that is read before
-        // that, or never written so, has a line of its own above.
+        // The first plain instruction that writes a register declares it. A register that is read
+        // before, or that no such instruction writes, is declared on a separate line above.
         Table instructions;
         for (const Instruction& instruction : program.instructions)
             instructions.add(instructionRow(instruction));
@@ -133,7 +134,7 @@ class Listing {
     }
 
   private:
-    /// Ends what was written since the last call with an empty line.
+    /// Writes an empty line if anything was written since the last call.
     void endGroup() {
         if (text.size() > groupBegin)
             text += '\n';
@@ -176,8 +177,8 @@ class Listing {
             text.pop_back();
     }
 
-    /// Whether each constant is loaded once, in the order of the pool. Then it can stand where it
-    /// is loaded, for the reader numbers constants as they come.
+    /// Whether each constant is loaded once, in the order of the pool. Then constants can be
+    /// written where they are loaded, because the reader numbers them in that order.
     bool constantsComeInOrder() const {
         std::int32_t next = 0;
         for (const Instruction& instruction : program.instructions)
@@ -206,7 +207,7 @@ class Listing {
         return instruction.immediate == -1;
     }
 
-    /// Whether the opcode's own notation tells everything about the instruction.
+    /// Whether the opcode's usual notation describes the instruction completely.
     bool isPlain(const Instruction& instruction) const {
         if (!isOpCode(instruction.op) || !hasPlainImmediate(instruction))
             return false;
@@ -242,7 +243,7 @@ class Listing {
         return list;
     }
 
-    /// What follows the opcode's name; empty if nothing does.
+    /// The operands, as written after the opcode's name; empty if there are none.
     std::string operandText(const Instruction& instruction) const {
         const std::int32_t immediate = instruction.immediate;
         const std::string operand = numbered('%', instruction.operands[0]);
@@ -271,7 +272,7 @@ class Listing {
                 ""};
     }
 
-    /// Notes where the registers it names are declared.
+    /// Also records where the registers that it names are declared.
     Row instructionRow(const Instruction& instruction) {
         if (!isPlain(instruction))
             return {"", "", "", rawText(instruction)};

@@ -1,4 +1,4 @@
-// Reading a program's text: one statement a line, each name declared before it is used.
+// Reads a program's text: one statement per line, each name declared before its use.
 #include "op_codes.h"
 #include "text_registers.h"
 #include "text_values.h"
@@ -14,13 +14,13 @@ namespace {
 using namespace Text;
 
 /// The fields, uniforms or samplers of a text. Either lines declare all of them before the first
-/// use, so that a misspelt name does not pass for a new one, or each is declared by its first use.
+/// use, so that a misspelt name is an error, or each is declared by its first use.
 template <class Entry>
 struct Pool {
     const char* word;
     std::vector<Entry> entries;
     NameTable names;
-    std::optional<std::size_t> firstUse; ///< where the first one was declared by use
+    std::optional<std::size_t> firstUse; ///< offset of the first declaration by use
 
     std::int32_t add(const std::string& name) {
         const auto number = static_cast<std::int32_t>(entries.size());
@@ -36,9 +36,10 @@ struct Pool {
         if (!name)
             return false;
         if (firstUse)
-            return cursor.fail(begin, std::string("every ") + word +
-                                          " is declared before the first one is used, and line " +
-                                          std::to_string(cursor.lineOf(*firstUse)) + " uses one");
+            return cursor.fail(
+                begin, std::string("a ") + word +
+                           " cannot be declared after the first use of one, in line " +
+                           std::to_string(cursor.lineOf(*firstUse)) + "; declare all above it");
         add(*name);
         return true;
     }
@@ -48,12 +49,12 @@ struct Pool {
             cursor.number<std::int32_t>((std::string("the number of a ") + word).c_str());
         if (!number || (*number >= 0 && static_cast<std::size_t>(*number) < entries.size()))
             return number;
-        cursor.fail(begin, std::string("no ") + word + " above has the number @" +
-                               std::to_string(*number));
+        cursor.fail(begin, std::string("no ") + word + " @" + std::to_string(*number) +
+                               " is declared above");
         return std::nullopt;
     }
 
-    /// The number of what the text names here.
+    /// Reads the name or number of an entry. Returns the number.
     std::optional<std::int32_t> readReference(TextCursor& cursor) {
         cursor.skipSpace();
         const std::size_t begin = cursor.offset();
@@ -70,10 +71,10 @@ struct Pool {
             return add(*name);
         }
         const bool isSeveral = number == NameTable::several;
-        cursor.fail(begin, isSeveral
-                               ? std::string("several ") + word + "s are named " + cited(*name) +
-                                     "; a number tells which is meant, as @0"
-                               : std::string("no ") + word + " above is named " + cited(*name));
+        cursor.fail(begin, isSeveral ? std::string("several ") + word + "s are named " +
+                                           cited(*name) + "; use a number such as @0 instead"
+                                     : std::string("no ") + word + " " + cited(*name) +
+                                           " is declared above");
         return std::nullopt;
     }
 };
@@ -118,7 +119,8 @@ class Reader {
             return readInstruction();
         const std::size_t begin = cursor.offset();
         const std::string_view keyword = cursor.bareName();
-        // No word is reserved: a register may be called `field`, and is where it is written to.
+        // No word is reserved: a register can be called `field`, and a line that writes it begins
+        // so.
         if (cursor.peek() == ':' || cursor.peek() == '=' || keyword.empty()) {
             cursor.goBack(begin);
             return cursor.isAtName() ? readInstruction()
@@ -142,7 +144,7 @@ class Reader {
                 return (this->*statement.read)();
         cursor.goBack(begin);
         if (findOpCode(keyword))
-            return cursor.failExpecting("the register that is written, as \"height : f32 =\"");
+            return cursor.failExpecting("the register to write, such as \"height : f32 =\"");
         return readInstruction();
     }
 
@@ -160,8 +162,7 @@ class Reader {
         if (!number)
             return false;
         if (*number != program.constants.size())
-            return cursor.fail(begin,
-                               "constants are numbered in their order, and this one is " + next);
+            return cursor.fail(begin, "constants are numbered in order; this one is " + next);
         return cursor.expect('=', "before the value of a constant") && appendConstant();
     }
 
@@ -190,7 +191,7 @@ class Reader {
         if (!number)
             return false;
         return registers.markOutput(*number) ||
-               cursor.fail(begin, "register %" + std::to_string(*number) + " is an output already");
+               cursor.fail(begin, "register %" + std::to_string(*number) + " is already an output");
     }
 
     bool readNop() {
@@ -223,10 +224,10 @@ class Reader {
         return true;
     }
 
-    /// A number that need not be a register's.
+    /// Reads a register number, which need not exist.
     bool readRawRegister(std::int32_t& slot) {
         if (!cursor.accept('%'))
-            return cursor.failExpecting("a register number, as %3 or %-1");
+            return cursor.failExpecting("a register number such as %3 or %-1");
         const auto number = cursor.number<std::int32_t>("the register number");
         slot = number.value_or(noRegister);
         return number.has_value();
@@ -246,7 +247,7 @@ class Reader {
         if (op)
             return op;
         cursor.goBack(begin);
-        cursor.failExpecting("an opcode, as Add or LoadField");
+        cursor.failExpecting("an opcode such as Add or LoadField");
         return std::nullopt;
     }
 
@@ -268,12 +269,12 @@ class Reader {
         if (!op)
             return false;
         if (*op == OpCode::Nop)
-            return cursor.fail(begin, "Nop has no result; it stands alone on its line");
+            return cursor.fail(begin, "Nop has no result; write it alone on its line");
         Instruction instruction;
         instruction.op = *op;
         if (!readOperands(instruction))
             return false;
-        // Declared after its operands: no instruction reads what itself declares.
+        // Declared after its operands, because an instruction cannot read what it declares.
         const std::optional<std::int32_t> result = registers.declare(cursor, *target);
         if (!result)
             return false;
@@ -328,7 +329,7 @@ class Reader {
                cursor.expect(']', "after the component number");
     }
 
-    /// A constant by number, or its value, which is a new constant.
+    /// Reads a constant by number, or a value, which becomes a new constant.
     bool readConstantReference(std::int32_t& immediate) {
         cursor.skipSpace();
         const std::size_t begin = cursor.offset();
@@ -340,7 +341,8 @@ class Reader {
         if (!take(immediate, cursor.number<std::int32_t>("the number of a constant")))
             return false;
         return (immediate >= 0 && static_cast<std::size_t>(immediate) < count) ||
-               cursor.fail(begin, "no constant above has the number @" + std::to_string(immediate));
+               cursor.fail(begin,
+                           "no constant @" + std::to_string(immediate) + " is declared above");
     }
 
     TextCursor cursor;

@@ -9,9 +9,9 @@
 namespace Fenlet::Text {
 namespace {
 
-constexpr const char* typeExpected = "a type, as f32 or i64x3";
+constexpr const char* typeExpected = "a type such as f32 or i64x3";
 
-/// The format alone. Nothing if the text has none here.
+/// Reads a format without components. Nothing if there is none here.
 std::optional<RegisterFormat> readFormat(TextCursor& cursor) {
     for (std::int32_t number = 0; number < formatCount; ++number) {
         const auto format = static_cast<RegisterFormat>(number);
@@ -55,14 +55,14 @@ std::optional<std::int32_t> readNumber(TextCursor& cursor) {
     const std::size_t begin = cursor.offset();
     const auto number = cursor.number<std::int32_t>("the register number");
     if (number && *number < 0) {
-        cursor.fail(begin, "the register number is negative");
+        cursor.fail(begin, "a register number cannot be negative");
         return std::nullopt;
     }
     return number;
 }
 
 std::string severalNamed(const std::string& name) {
-    return "several registers are named " + cited(name) + "; its number tells which is meant";
+    return "several registers are named " + cited(name) + "; use its number instead";
 }
 
 } // namespace
@@ -90,7 +90,7 @@ std::optional<Target> RegisterTable::readTarget(TextCursor& cursor) const {
     return lookUp(cursor, target) ? std::optional<Target>(std::move(target)) : std::nullopt;
 }
 
-/// Finds out whether the target is declared above, and whether the line gives what it then may.
+/// Finds out whether the target is already declared, and whether the line gives what it needs.
 bool RegisterTable::lookUp(TextCursor& cursor, Target& target) const {
     if (target.number && entries.count(*target.number) > 0)
         target.existing = target.number;
@@ -103,8 +103,8 @@ bool RegisterTable::lookUp(TextCursor& cursor, Target& target) const {
         return true;
     return cursor.fail(target.offset,
                        declaredAlready(cursor, *target.existing) +
-                           (target.number ? "; its number alone writes it again"
-                                          : "; its name without a type writes it again"));
+                           (target.number ? "; to write it again, give its number alone"
+                                          : "; to write it again, give its name without a type"));
 }
 
 bool RegisterTable::lookUpName(TextCursor& cursor, Target& target) const {
@@ -123,11 +123,11 @@ std::optional<std::int32_t> RegisterTable::readReference(TextCursor& cursor) con
         const std::optional<std::int32_t> number = readNumber(cursor);
         if (!number || entries.count(*number) > 0)
             return number;
-        cursor.fail(begin, "register %" + std::to_string(*number) + " is declared nowhere above");
+        cursor.fail(begin, "no register %" + std::to_string(*number) + " is declared above");
         return std::nullopt;
     }
     if (!cursor.isAtName()) {
-        cursor.failExpecting("a register, as %3 or its name");
+        cursor.failExpecting("a register, by name or by number such as %3");
         return std::nullopt;
     }
     const std::optional<std::string> name = cursor.name("height");
@@ -136,8 +136,9 @@ std::optional<std::int32_t> RegisterTable::readReference(TextCursor& cursor) con
     const std::int32_t found = names.find(*name);
     if (found >= 0)
         return found;
-    cursor.fail(begin, found == NameTable::several ? severalNamed(*name)
-                                                   : "no register above is named " + cited(*name));
+    cursor.fail(begin, found == NameTable::several
+                           ? severalNamed(*name)
+                           : "no register " + cited(*name) + " is declared above");
     return std::nullopt;
 }
 
@@ -151,7 +152,7 @@ std::optional<std::int32_t> RegisterTable::declare(TextCursor& cursor, const Tar
         const std::int32_t highest = entries.rbegin()->first;
         if (highest == std::numeric_limits<std::int32_t>::max()) {
             cursor.fail(target.offset,
-                        "no register number is left after %" + std::to_string(highest) + " above");
+                        "no register number is left after %" + std::to_string(highest));
             return std::nullopt;
         }
         number = highest + 1;
@@ -170,7 +171,7 @@ bool RegisterTable::markOutput(std::int32_t number) {
 }
 
 std::string RegisterTable::declaredAlready(const TextCursor& cursor, std::int32_t number) const {
-    return "register %" + std::to_string(number) + " is declared in line " +
+    return "register %" + std::to_string(number) + " is already declared in line " +
            std::to_string(cursor.lineOf(entries.at(number).declaredAt));
 }
 
@@ -180,9 +181,9 @@ std::optional<std::vector<RegisterInfo>> RegisterTable::finish(TextCursor& curso
     for (auto& [number, entry] : entries) {
         const auto expected = static_cast<std::int32_t>(registers.size());
         if (number != expected) {
-            cursor.fail(entry.declaredAt, "the numbers of registers have no gaps, but %" +
+            cursor.fail(entry.declaredAt, "register numbers must have no gaps, but %" +
                                               std::to_string(expected) + ", below %" +
-                                              std::to_string(number) + ", is declared nowhere");
+                                              std::to_string(number) + ", is not declared");
             return std::nullopt;
         }
         registers.push_back(std::move(entry.info));

@@ -13,7 +13,7 @@
 
 namespace Fenlet::Text {
 
-/// Numbers by name. A name may stand for several.
+/// Numbers by name. Several numbers can have the same name.
 class NameTable {
   public:
     static constexpr std::int32_t none = -1;
@@ -41,24 +41,24 @@ struct Target {
     std::optional<std::int32_t> number;
     std::string name;
     std::optional<RegisterInfo> type;
-    std::optional<std::int32_t> existing; ///< its number if it is declared above
+    std::optional<std::int32_t> existing; ///< its number if it is already declared
 };
 
-/// The registers that are declared above. They are kept by number, so that a high number takes no
-/// more memory than a low one; whether any is missing turns out at the end of the text.
+/// The registers declared so far. They are kept in a map, so that a high number takes no more
+/// memory than a low one. Only the end of the text shows whether any number is missing.
 class RegisterTable {
   public:
-    /// Reads a target and looks it up. A new one has a type.
+    /// Reads a target and looks it up. A new register has a type.
     std::optional<Target> readTarget(TextCursor& cursor) const;
-    /// Reads the number or name of a register that is declared above.
+    /// Reads the number or name of a declared register.
     std::optional<std::int32_t> readReference(TextCursor& cursor) const;
-    /// The target's number, once it is declared. Nothing if no number is left.
+    /// Declares the target if it is new. Returns its number, or nothing if no number is left.
     std::optional<std::int32_t> declare(TextCursor& cursor, const Target& target);
-    /// Marks a register that is declared above as an output; false if it was one.
+    /// Marks a declared register as an output. Returns false if it already was one.
     bool markOutput(std::int32_t number);
     /// All registers in order. Fails if a number below the highest is missing.
     std::optional<std::vector<RegisterInfo>> finish(TextCursor& cursor);
-    /// For a message: that register `number` is declared above, and where.
+    /// For a message: that register `number` is already declared, and in which line.
     std::string declaredAlready(const TextCursor& cursor, std::int32_t number) const;
 
   private:

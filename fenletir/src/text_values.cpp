@@ -9,14 +9,14 @@
 namespace Fenlet::Text {
 namespace {
 
-/// One number as it stands in the text. What it is, its whole list decides.
+/// One number as written in the text. Its whole list decides whether it is an integer or real.
 struct Literal {
     std::size_t offset = 0;
     std::string_view text;
     bool isReal = false;
 };
 
-constexpr const char* numberExpected = "a number, as 12, 0.5 or -inf";
+constexpr const char* numberExpected = "a number such as 12, 0.5 or -inf";
 
 bool isExponentMark(char byte) {
     return byte == 'e' || byte == 'E';
@@ -36,7 +36,7 @@ std::optional<Literal> readLiteral(TextCursor& cursor) {
     cursor.skipWhile(belongsToNumber);
     const std::string_view magnitude = cursor.since(digits);
     if (magnitude == "bits" && next != '-') {
-        // The parentheses belong to the number, up to the closing one.
+        // The parentheses and what they enclose belong to the number.
         cursor.skipWhile([](char byte, char before) {
             return before != ')' && (isWordByte(byte) || byte == '(' || byte == ')');
         });
@@ -68,8 +68,9 @@ std::optional<std::int64_t> integerOf(TextCursor& cursor, const Literal& literal
         return value;
     cursor.fail(literal.offset, literal.isReal
                                     ? "expected an integer, found " + cited(literal.text)
-                                    : cited(literal.text) + " takes more than 64 bits; a real "
-                                                            "number has a point or an exponent");
+                                    : cited(literal.text) +
+                                          " does not fit into 64 bits; a real number is written "
+                                          "with a point or an exponent");
     return std::nullopt;
 }
 
@@ -88,7 +89,7 @@ std::optional<double> bitsOf(TextCursor& cursor, const Literal& literal) {
         }
     }
     cursor.fail(literal.offset,
-                "bits take 1 to 16 hexadecimal digits, as bits(0x7ff8000000000001)");
+                "bits takes 1 to 16 hexadecimal digits, such as bits(0x7ff8000000000001)");
     return std::nullopt;
 }
 
@@ -96,8 +97,8 @@ std::optional<double> realOf(TextCursor& cursor, const Literal& literal) {
     if (literal.text.starts_with("bits"))
         return bitsOf(cursor, literal);
     if (literal.text == "-nan") {
-        cursor.fail(literal.offset, "a NaN with a sign is written by its bits, as "
-                                    "bits(0xfff8000000000000)");
+        cursor.fail(literal.offset,
+                    "a NaN with a sign is written by its bits, such as bits(0xfff8000000000000)");
         return std::nullopt;
     }
     double value = 0;
@@ -105,12 +106,13 @@ std::optional<double> realOf(TextCursor& cursor, const Literal& literal) {
     if (problem == std::errc())
         return value;
     const bool isOut = problem == std::errc::result_out_of_range;
-    cursor.fail(literal.offset, cited(literal.text) + (isOut ? " is beyond the 64-bit real numbers"
-                                                             : " is no number"));
+    cursor.fail(literal.offset,
+                cited(literal.text) +
+                    (isOut ? " is out of range for a 64-bit real number" : " is not a number"));
     return std::nullopt;
 }
 
-/// A list in parentheses, which may be empty.
+/// Reads a list in parentheses, which can be empty.
 std::optional<std::vector<Literal>> readList(TextCursor& cursor) {
     std::vector<Literal> list;
     if (!cursor.expect('(', "before a list of numbers"))
@@ -140,16 +142,16 @@ bool convertList(TextCursor& cursor, const std::vector<Literal>& list, std::vect
     return true;
 }
 
-/// A list with a real number in it is one of real numbers.
+/// If one number of the list is real, all are.
 std::optional<Constant> numbersOf(TextCursor& cursor, const std::vector<Literal>& list) {
     bool isReal = false;
     for (const Literal& literal : list)
         isReal = isReal || literal.isReal;
     Constant constant;
     constant.multiplicity = static_cast<std::int32_t>(list.size());
-    const bool stands = isReal ? convertList(cursor, list, constant.reals, realOf)
+    const bool isGood = isReal ? convertList(cursor, list, constant.reals, realOf)
                                : convertList(cursor, list, constant.integers, integerOf);
-    return stands ? std::optional<Constant>(std::move(constant)) : std::nullopt;
+    return isGood ? std::optional<Constant>(std::move(constant)) : std::nullopt;
 }
 
 /// `raw 3 255 (1, 2) (0.5)`: multiplicity, Tribool byte, integers, reals.

@@ -1,4 +1,4 @@
-// Reading the values of constants.
+// Reads the values of constants.
 #pragma once
 
 #include "text_cursor.h"
@@ -9,7 +9,7 @@
 
 namespace Fenlet::Text {
 
-/// `true`, `0.5`, `(1, 2, 3)` or the raw notation. Nothing after a failure.
+/// Reads `true`, `0.5`, `(1, 2, 3)` or the raw notation. Nothing after a failure.
 std::optional<Constant> readConstant(TextCursor& cursor);
 
 } // namespace Fenlet::Text

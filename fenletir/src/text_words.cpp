@@ -10,7 +10,7 @@ unsigned char byteAt(std::string_view text, std::size_t offset) {
     return offset < text.size() ? static_cast<unsigned char>(text[offset]) : 0;
 }
 
-/// How many bytes a UTF-8 character that begins with `first` has, 0 if none begins so.
+/// The length of a UTF-8 character that begins with `first`; 0 if none does.
 std::size_t sequenceLength(unsigned char first) {
     if (first >= 0xc2 && first <= 0xdf)
         return 2;
@@ -45,7 +45,7 @@ std::size_t visibleCharacter(std::string_view text, std::size_t offset) {
             return 0;
         character = character << 6 | (byte & 0x3fu);
     }
-    // A character has one spelling: longer ones of the same number are not well-formed.
+    // Only the shortest encoding of a character is well-formed.
     const bool isOverlong =
         (length == 3 && character < 0x800) || (length == 4 && character < 0x10000);
     return !isOverlong && showsItself(character) ? length : 0;

@@ -1,4 +1,4 @@
-// The words that the listing and its reader share: types, names, numbers, the shapes of operands.
+// What the listing and the reader share: types, names, numbers and characters.
 #pragma once
 
 #include <fenletir/program.h>
@@ -10,27 +10,27 @@
 
 namespace Fenlet::Text {
 
-/// How many bytes the character at `offset` takes if it may stand in a text as it is; else 0. Such
-/// a character is printable ASCII or well-formed UTF-8 that shows: spaces, marks that show nothing
-/// and marks that turn the direction of the line are left out.
+/// How many bytes the character at `offset` has if a text can contain it as it is, else 0. Such a
+/// character is printable ASCII or well-formed, visible UTF-8. Spaces other than the ASCII one,
+/// invisible marks and marks that change the direction of writing are excluded.
 std::size_t visibleCharacter(std::string_view text, std::size_t offset);
 
-/// How many bytes of `text` from `offset` on make a bare name; 0 if none begins there.
+/// The length in bytes of the bare name that begins at `offset`; 0 if none does.
 std::size_t bareNameLength(std::string_view text, std::size_t offset);
 
-/// Whether `byte` is a letter, a digit or an underscore of ASCII.
+/// Whether `byte` is an ASCII letter, digit or underscore.
 bool isWordByte(char byte);
 bool isDigit(char byte);
 
-/// How many characters `text`, which is valid UTF-8, has.
+/// The number of characters of `text`, which is valid UTF-8.
 std::size_t characterCount(std::string_view text);
 
 std::string quoted(std::string_view name);
-/// Bare if it can be, else quoted.
+/// The name, in quotes if it needs them.
 std::string nameText(std::string_view name);
 /// `f32`, `f32x3`, `format(26)x-1`.
 std::string typeText(const RegisterInfo& info);
-/// The opcode's name, or its number if it has none.
+/// The opcode's name, or its number if it is unknown.
 std::string opCodeText(OpCode op);
 std::string constantText(const Constant& constant);
 

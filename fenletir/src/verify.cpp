@@ -1,5 +1,4 @@
-// Everything that is wrong with a program: its registers, its instructions, and what flows between
-// them.
+// Checks a whole program: its registers, each instruction, and how values flow between them.
 #include "formats.h"
 #include "verify_instruction.h"
 
@@ -21,7 +20,7 @@ Finding aboutRegister(FindingClass severity, FindingCode code, std::int32_t numb
     return finding;
 }
 
-// A backend looks at all registers before the first instruction, whether or not one is used.
+// A backend checks all registers first, whether they are used or not.
 void verifyRegisters(const FenletProgram& program, std::vector<Finding>& findings) {
     for (std::int32_t number = 0; number < program.registerCount(); ++number) {
         const RegisterInfo& about = program.registerInfo(number);
@@ -37,11 +36,11 @@ void verifyRegisters(const FenletProgram& program, std::vector<Finding>& finding
         else if (about.multiplicity < 1)
             findings.push_back(aboutRegister(
                 FindingClass::Refused, FindingCode::MultiplicityMismatch, number,
-                name + " has " + componentsInWords(about.multiplicity) + "; it takes at least 1."));
+                name + " has " + componentsInWords(about.multiplicity) + "; it needs at least 1."));
     }
 }
 
-/// Which registers an instruction reads and writes, as far as they exist.
+/// Calls `visit` with the slot and number of each operand that names an existing register.
 template <class Visit>
 void forEachOperand(const FenletProgram& program, const Instruction& instruction, Visit&& visit) {
     for (std::int32_t slot = 0; slot < opCodeArity(instruction.op); ++slot)
@@ -53,8 +52,8 @@ bool hasResult(const FenletProgram& program, const Instruction& instruction) {
     return instruction.op != OpCode::Nop && program.isValidRegister(instruction.result);
 }
 
-/// For each instruction, whether somebody reads its result before it is written again, or the host
-/// wants it.
+/// For each instruction, whether its result is read before it is overwritten, or is still there at
+/// the end and an output.
 std::vector<bool> readResults(const FenletProgram& program) {
     std::vector<bool> wanted(program.registers.size());
     for (std::size_t i = 0; i < wanted.size(); ++i)
@@ -118,15 +117,15 @@ void ProgramCheck::flow(std::int32_t number) {
         if (!written[operand])
             suspect(FindingCode::NeverWritten, number, slot, instruction.operands[slot],
                     "The operand, " + registerInWords(program, instruction.operands[slot]) +
-                        ", is read before any instruction has written it.");
+                        ", is read before it is written; an earlier instruction must write it.");
     });
     if (!hasResult(program, instruction))
         return;
     written[static_cast<std::size_t>(instruction.result)] = true;
     if (!resultIsRead[static_cast<std::size_t>(number)])
         suspect(FindingCode::NeverRead, number, resultSlot, instruction.result,
-                "The result, " + registerInWords(program, instruction.result) +
-                    ", is read by no instruction and is no output.");
+                "Nothing uses the result, " + registerInWords(program, instruction.result) +
+                    "; read it, make it an output, or remove the instruction.");
 }
 
 void ProgramCheck::outputs() {
@@ -137,17 +136,18 @@ void ProgramCheck::outputs() {
     const bool hasOutput = std::any_of(program.registers.begin(), program.registers.end(),
                                        [](const RegisterInfo& about) { return about.output; });
     if (program.instructions.empty())
-        whole(FindingCode::NoInstruction, "The program is empty; it takes at least one "
-                                          "instruction, and an output for the result.");
+        whole(
+            FindingCode::NoInstruction,
+            "The program is empty; write at least one instruction and make its result an output.");
     else if (!hasOutput)
-        whole(FindingCode::NoOutput, "The program has no output; at least one register, the "
-                                     "result, is marked as an output.");
+        whole(FindingCode::NoOutput,
+              "The program has no output; make at least one register an output.");
     for (std::int32_t number = 0; number < program.registerCount(); ++number)
         if (program.registerInfo(number).output && !written[static_cast<std::size_t>(number)])
-            findings.push_back(aboutRegister(FindingClass::ProbablyAMistake,
-                                             FindingCode::NeverWritten, number,
-                                             "The output, " + registerInWords(program, number) +
-                                                 ", is written by no instruction."));
+            findings.push_back(aboutRegister(
+                FindingClass::ProbablyAMistake, FindingCode::NeverWritten, number,
+                "No instruction writes the output, " + registerInWords(program, number) +
+                    "; write it, or do not make it an output."));
 }
 
 } // namespace

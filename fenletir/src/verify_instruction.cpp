@@ -1,5 +1,5 @@
-// The rules of one instruction: those of a backend's plan, those of its kernels, and those that
-// nobody asks at run time.
+// Checks one instruction against three sets of rules: what a backend checks when it plans, which
+// kernels it has, and what no backend checks.
 #include "verify_instruction.h"
 
 #include "formats.h"
@@ -12,7 +12,7 @@
 namespace Fenlet {
 namespace {
 
-/// One instruction under examination. Each stage needs what the one before it has made sure of.
+/// Checks one instruction in stages. Each stage relies on what the stages before it have checked.
 class InstructionCheck {
   public:
     InstructionCheck(const FenletProgram& newProgram, std::int32_t newNumber,
@@ -90,12 +90,12 @@ class InstructionCheck {
     bool rightScalar = false;
 };
 
-// The registers that it names.
+// The registers that the instruction names exist, and unused slots are empty.
 void InstructionCheck::slots() {
     const auto outside = [this](std::int32_t slot, const char* what, std::int32_t named) {
         refuse(FindingCode::BadRegister, slot,
-               std::string(what) + " names register %" + std::to_string(named) +
-                   ", and the program has " + std::to_string(program.registerCount()) +
+               std::string(what) + " is register %" + std::to_string(named) +
+                   ", but the program has " + std::to_string(program.registerCount()) +
                    " registers, numbered from 0.");
     };
     if (it.op != OpCode::Nop && !program.isValidRegister(it.result))
@@ -111,7 +111,7 @@ void InstructionCheck::slots() {
     }
 }
 
-/// Whether its registers have storage. Where one has not, that is found for the register itself.
+/// Whether all its registers have storage. A register without storage has its own finding.
 bool InstructionCheck::storable() const {
     const auto fits = [](const RegisterInfo& about) {
         return isFormat(about.format) && about.multiplicity >= 1;
@@ -122,7 +122,7 @@ bool InstructionCheck::storable() const {
     return all;
 }
 
-// Two operands have as many components, or one of them one. Select has a rule of its own.
+// Two operands need the same number of components, or one of them has 1. Select has other rules.
 void InstructionCheck::multiplicities() {
     if (arity != 2)
         return;
@@ -133,14 +133,15 @@ void InstructionCheck::multiplicities() {
     if (left != right && !leftScalar && !rightScalar)
         refuse(FindingCode::MultiplicityMismatch, wholeInstruction,
                "The operands, " + words(0) + " and " + words(1) +
-                   ", differ in multiplicity; they take as many components, or one of them one.");
+                   ", have different numbers of components; they need the same number, or one of "
+                   "them must have 1.");
 }
 
 void InstructionCheck::demandIndex(std::size_t poolSize, const char* pool) {
     if (it.immediate >= 0 && static_cast<std::size_t>(it.immediate) < poolSize)
         return;
     refuse(FindingCode::BadImmediate, wholeInstruction,
-           "The immediate " + std::to_string(it.immediate) + " names no " + pool +
+           "There is no " + std::string(pool) + " " + std::to_string(it.immediate) +
                "; the program has " + std::to_string(poolSize) + ", numbered from 0.");
 }
 
@@ -152,8 +153,8 @@ void InstructionCheck::demandConstant() {
     if (constant.multiplicity > mostScratchComponents)
         refuse(FindingCode::MultiplicityMismatch, wholeInstruction,
                "Constant " + std::to_string(it.immediate) + " has " +
-                   componentsInWords(constant.multiplicity) + "; it takes " +
-                   std::to_string(mostScratchComponents) + " at most.");
+                   componentsInWords(constant.multiplicity) + "; the limit is " +
+                   std::to_string(mostScratchComponents) + ".");
 }
 
 void InstructionCheck::demandTribool(std::int32_t slot) {
@@ -162,7 +163,7 @@ void InstructionCheck::demandTribool(std::int32_t slot) {
         return;
     refuse(FindingCode::KindMismatch, slot,
            (ofResult ? "The result, " + resultWords() : "The operand, " + words(slot)) +
-               ", has no truth value; it takes a Tribool register.");
+               ", must be Tribool.");
 }
 
 void InstructionCheck::demandsOfComparison() {
@@ -170,10 +171,10 @@ void InstructionCheck::demandsOfComparison() {
     if (!leftScalar)
         return;
     refuse(FindingCode::MultiplicityMismatch, 0,
-           "The left operand, " + words(0) + ", is a scalar and the right one, " + words(1) +
-               ", is not; a comparison takes its scalar on the right.");
+           "The left operand, " + words(0) + ", has 1 component and the right one, " + words(1) +
+               ", has more; in a comparison only the right one may be a scalar.");
     find(FindingClass::ProbablyAMistake, FindingCode::MirrorComparison, wholeInstruction,
-         std::string("The same comparison with its sides exchanged would stand: ") +
+         std::string("With its sides exchanged, the comparison would be accepted: ") +
              opCodeName(factsOf(it.op).mirror) + " with " + words(1) + " on the left.");
 }
 
@@ -182,18 +183,17 @@ void InstructionCheck::demandsOfSelect() {
     const std::int32_t condition = operand(0).multiplicity;
     if (condition != 1 && condition != result().multiplicity)
         refuse(FindingCode::MultiplicityMismatch, 0,
-               "The condition, " + words(0) + ", does not fit the result, " + resultWords() +
-                   "; it takes as many components, or one.");
+               "The condition, " + words(0) + ", does not match the result, " + resultWords() +
+                   "; it needs the same number of components, or 1.");
 }
 
-// What each opcode asks of its registers and its immediate when it is planned. An unknown one asks
-// nothing: only a run refuses it.
+// What a backend checks of each opcode when it plans. It refuses an unknown opcode only in a run.
 void InstructionCheck::demands() {
     switch (it.op) {
     case OpCode::ElementIndex:
         if (result().format != RegisterFormat::Int64)
             refuse(FindingCode::KindMismatch, resultSlot,
-                   "The result is " + resultWords() + "; element numbers take an Int64 register.");
+                   "The result is " + resultWords() + "; element numbers need an Int64 register.");
         break;
     case OpCode::LoadConstant:
         demandConstant();
@@ -202,14 +202,14 @@ void InstructionCheck::demands() {
         demandIndex(program.uniforms.size(), "uniform");
         if (result().multiplicity > mostScratchComponents)
             refuse(FindingCode::MultiplicityMismatch, resultSlot,
-                   "The result is " + resultWords() + "; a uniform has " +
-                       std::to_string(mostScratchComponents) + " components at most.");
+                   "The result is " + resultWords() + "; a uniform has at most " +
+                       std::to_string(mostScratchComponents) + " components.");
         break;
     case OpCode::LoadField:
         demandIndex(program.fields.size(), "field");
         if (!isInteger(operand(0).format))
             refuse(FindingCode::KindMismatch, 0,
-                   "The index is " + words(0) + "; it takes an integer register.");
+                   "The index is " + words(0) + "; it must be an integer register.");
         break;
     case OpCode::Sample:
         demandIndex(program.samplers.size(), "sampler");
@@ -217,8 +217,8 @@ void InstructionCheck::demands() {
     case OpCode::Component:
         if (it.immediate < 0 || it.immediate >= operand(0).multiplicity)
             refuse(FindingCode::BadImmediate, 0,
-                   "Component " + std::to_string(it.immediate) + " is asked for of " + words(0) +
-                       "; they are numbered from 0.");
+                   "There is no component " + std::to_string(it.immediate) + " in " + words(0) +
+                       "; components are numbered from 0.");
         break;
     case OpCode::Not:
     case OpCode::IsTrue:
@@ -278,7 +278,7 @@ bool InstructionCheck::hasKernel() const {
     return isTribool(result().format) ? all(firstSlot, isTribool) : all(firstSlot, isNumeric);
 }
 
-/// The sentence about formats without a kernel.
+/// Says for which formats there is no kernel.
 std::string InstructionCheck::kernelInWords() const {
     switch (group) {
     case OpGroup::None:
@@ -286,13 +286,14 @@ std::string InstructionCheck::kernelInWords() const {
                " does not exist; opcodes are numbered from 0 to " +
                std::to_string(opCodeCount - 1) + ".";
     case OpGroup::Comparison:
-        return words(0) + " and " + words(1) + " cannot be compared; it takes numbers.";
+        return "There is no kernel that compares " + words(0) + " and " + words(1) +
+               "; both must be numbers.";
     case OpGroup::Select:
-        return words(1) + " and " + words(2) + " into " + resultWords() +
-               " has no kernel; it takes Tribool in all three places or in none.";
+        return "There is no kernel for " + words(1) + " and " + words(2) + " into " +
+               resultWords() + "; all three must be Tribool, or none.";
     case OpGroup::Component:
-        return words(0) + " into " + resultWords() +
-               " has no kernel; a Tribool stays one, and a number stays a number.";
+        return "There is no kernel for " + words(0) + " into " + resultWords() +
+               "; both must be Tribool, or neither.";
     case OpGroup::Nop:
     case OpGroup::Source:
     case OpGroup::Logic:
@@ -300,23 +301,20 @@ std::string InstructionCheck::kernelInWords() const {
     case OpGroup::Arithmetic:
         break;
     }
-    return (arity == 2 ? words(0) + " and " + words(1) : words(0)) + " into " + resultWords() +
-           " has no kernel; it takes " + formatsInWords(isArithmetic) + ".";
+    return "There is no kernel for " + words(0) + (arity == 2 ? " and " + words(1) : "") +
+           " into " + resultWords() + "; use " + formatsInWords(isArithmetic) + ".";
 }
 
-// Formats that a plan lets through and no kernel serves.
+// A plan accepts these formats, but no kernel handles them.
 void InstructionCheck::kernels() {
     if (hasKernel())
         return;
-    std::string message = kernelInWords();
-    if (message[0] == 'r')
-        message[0] = 'R';
-    find(FindingClass::RefusedInRun, FindingCode::KindMismatch, wholeInstruction, message);
+    find(FindingClass::RefusedInRun, FindingCode::KindMismatch, wholeInstruction, kernelInWords());
 }
 
-/// Components of an operand that the instruction takes for each element. Some count through the
-/// operand by its own number of components, the others by the result's. And and Or do so with a
-/// scalar too.
+/// How many components the instruction reads per element of the operand. Some step through an
+/// operand by its number of components, others by that of the result. And and Or use the latter
+/// even for a scalar.
 std::int32_t InstructionCheck::componentsRead(int slot) const {
     const std::int32_t own = operand(slot).multiplicity;
     switch (group) {
@@ -357,31 +355,31 @@ std::int32_t InstructionCheck::componentsWritten() const {
     return result().multiplicity;
 }
 
-// Nothing asks these when the program runs: an instruction trusts its registers to fit.
+// No backend checks this: in a run, each instruction trusts its registers to be wide enough.
 void InstructionCheck::areas() {
     if (!isOpCode(it.op))
         return;
     const std::int32_t written = componentsWritten();
-    const std::string made =
-        "It makes " + componentsInWords(written) + " for each element, and " + resultWords();
+    const std::string writes =
+        "It writes " + componentsInWords(written) + " per element, but " + resultWords() + " has ";
+    const std::string needed = "; the result needs " + componentsInWords(written) + ".";
     if (written > result().multiplicity)
         find(FindingClass::OutsideItsArea, FindingCode::WritesPastResult, resultSlot,
-             made + " has less: it would write beside it. It takes a result of " +
-                 componentsInWords(written) + ".");
+             writes + "fewer: it would write outside the register" + needed);
     if (written < result().multiplicity)
         find(FindingClass::ProbablyAMistake, FindingCode::PartlyWritten, resultSlot,
-             made + " has more: values come to stand at the wrong elements. It takes a result of " +
-                 componentsInWords(written) + ".");
+             writes + "more: values would land in the wrong elements" + needed);
     for (int slot = 0; slot < arity; ++slot) {
         const std::int32_t read = componentsRead(slot);
-        const std::string taken =
-            "It takes " + componentsInWords(read) + " for each element of " + words(slot);
+        const std::string reads = "It reads " + componentsInWords(read) + " per element of " +
+                                  words(slot) + ", which has ";
+        const std::string wanted = "; the operand needs " + componentsInWords(read) + ".";
         if (read > operand(slot).multiplicity)
             find(FindingClass::OutsideItsArea, FindingCode::ReadsPastOperand, slot,
-                 taken + ", which has less: it would read beside it.");
+                 reads + "fewer: it would read outside the register" + wanted);
         if (read < operand(slot).multiplicity)
             find(FindingClass::ProbablyAMistake, FindingCode::MisreadOperand, slot,
-                 taken + ", which has more: values of the wrong elements would be taken.");
+                 reads + "more: it would read the values of wrong elements" + wanted);
     }
 }
 
@@ -394,19 +392,19 @@ void InstructionCheck::constantFits() {
     if (isTribool(result().format) && isNumber)
         find(FindingClass::ProbablyAMistake, FindingCode::ConstantKind, resultSlot,
              words + " is a number, and " + resultWords() +
-                 " would be false; it takes a truth value.");
+                 " would be false; load false, true or unknown.");
     else if (const std::string misfit = misfitOf(constant); !misfit.empty())
         find(FindingClass::ProbablyAMistake, FindingCode::ConstantValue, resultSlot,
              words + misfit + ".");
     if (constant.multiplicity != result().multiplicity)
         find(FindingClass::ProbablyAMistake, FindingCode::ConstantWidth, resultSlot,
              words + " has " + componentsInWords(constant.multiplicity) + " for " + resultWords() +
-                 (constant.multiplicity < result().multiplicity
-                      ? "; the others would be zero."
-                      : "; the last ones would be left out."));
+                 (constant.multiplicity < result().multiplicity ? ": the rest would be 0"
+                                                                : ": the last would be dropped") +
+                 "; both need the same number.");
 }
 
-/// The first component that the result takes and cannot hold, in words; empty if there is none.
+/// Why the first component that does not fit into the result does not; empty if all fit.
 std::string InstructionCheck::misfitOf(const Constant& constant) const {
     const RegisterFormat format = result().format;
     if (isTribool(format))
@@ -415,8 +413,8 @@ std::string InstructionCheck::misfitOf(const Constant& constant) const {
         return constant.boolean <= 1
                    ? ""
                    : ": unknown does not fit into " + std::string(registerFormatName(format)) +
-                         ", where it would be 0; it takes a number";
-    // As the accessors do it: each format asks for its own sort of number first.
+                         ", where it would be 0; load a number";
+    // Like the accessors of `Constant`, an integer format prefers integers, a float format reals.
     const std::int32_t taken = std::min(constant.multiplicity, result().multiplicity);
     for (std::size_t place = 0; place < static_cast<std::size_t>(std::max(taken, 0)); ++place) {
         const bool hasInteger = place < constant.integers.size();

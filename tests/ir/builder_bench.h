@@ -1,4 +1,4 @@
-// A builder with registers of all sorts to start from.
+// A builder that starts with registers of all sorts.
 #pragma once
 
 #include <fenletir/program_builder.h>

@@ -1,4 +1,4 @@
-// Names that registers and pools are given, and handles that belong to another program.
+// Names of registers and pool entries, and handles that belong to another program.
 #include "builder_bench.h"
 
 #include <fenletir/text.h>
@@ -13,7 +13,7 @@ namespace {
 
 using Builder = ProgramBuilder;
 
-/// The words in which `call` is refused by a builder that throws; empty if it is not.
+/// The message of the error that `call` throws; empty if it throws none.
 template <class Call>
 std::string thrownBy(Call&& call) {
     try {
@@ -54,17 +54,17 @@ TEST(BuilderNames, OfRegistersMayBeChangedKeptAndThenTakenByAnother) {
 TEST(BuilderNames, OfRegistersStandOnlyOnce) {
     Bench bench;
     EXPECT_EQ(thrownBy([&] { bench.builder.name(bench.real3, "half"); }),
-              "name: register %11 \"real3\" (Float32, 3 components) is given the name of register "
-              "%7 \"half\" (Half, 1 component); each register needs one of its own");
+              "name: register %11 \"real3\" (Float32, 3 components) cannot have the name of "
+              "register %7 \"half\" (Half, 1 component); each register needs a unique name");
     EXPECT_EQ(thrownBy([&] { bench.builder.output(bench.real3, "half"); }),
-              "output: register %11 \"real3\" (Float32, 3 components) is given the name of "
-              "register %7 \"half\" (Half, 1 component); each register needs one of its own");
+              "output: register %11 \"real3\" (Float32, 3 components) cannot have the name of "
+              "register %7 \"half\" (Half, 1 component); each register needs a unique name");
     EXPECT_EQ(thrownBy([&] { bench.builder.name(bench.real3, ""); }),
-              "name: register %11 \"real3\" (Float32, 3 components) is given a name of no "
-              "characters; it takes one or more");
+              "name: register %11 \"real3\" (Float32, 3 components) cannot have an empty name; use "
+              "at least one character");
     EXPECT_EQ(thrownBy([&] { bench.builder.output(bench.real3, ""); }),
-              "output: register %11 \"real3\" (Float32, 3 components) is given a name of no "
-              "characters; it takes one or more");
+              "output: register %11 \"real3\" (Float32, 3 components) cannot have an empty name; "
+              "use at least one character");
     EXPECT_EQ(listing(bench.builder.build().program), listing(Bench().builder.build().program));
 }
 
@@ -74,11 +74,11 @@ TEST(BuilderNames, OfFieldsUniformsAndSamplersStandOnlyOnceEach) {
     builder.uniform("a");
     builder.sampler("a");
     EXPECT_EQ(thrownBy([&] { builder.field("a"); }),
-              "field \"a\": declared before; each field needs a name of its own");
+              "field \"a\" is already declared; each field needs a unique name");
     EXPECT_EQ(thrownBy([&] { builder.uniform("a"); }),
-              "uniform \"a\": declared before; each uniform needs a name of its own");
+              "uniform \"a\" is already declared; each uniform needs a unique name");
     EXPECT_EQ(thrownBy([&] { builder.sampler("a"); }),
-              "sampler \"a\": declared before; each sampler needs a name of its own");
+              "sampler \"a\" is already declared; each sampler needs a unique name");
     EXPECT_EQ(builder.field("b").number, 1);
     EXPECT_EQ(builder.uniform("b").number, 1);
     EXPECT_EQ(builder.sampler("b").number, 1);
@@ -88,7 +88,7 @@ TEST(BuilderNames, OfFieldsUniformsAndSamplersStandOnlyOnceEach) {
     EXPECT_EQ(program.samplers.size(), 2u);
 }
 
-/// The words of the calls that take a register, given `value` as their operand 0.
+/// The messages of all calls that take a register, with `value` as operand 0.
 std::vector<std::string> refusalsOf(Bench& bench, Register value) {
     Builder& p = bench.builder;
     std::vector<std::string> all;
@@ -122,12 +122,12 @@ TEST(BuilderHandles, ThatAreNoRegisterAreRefusedByEveryCall) {
     Bench bench;
     std::vector<std::string> expected;
     for (const std::string& name : calledOperations)
-        expected.push_back("instruction 14 (" + name +
-                           "): operand 0 is no register; it takes what an earlier call of this "
-                           "builder answered");
+        expected.push_back(
+            "instruction 14 (" + name +
+            "): operand 0 is not a register; use what an earlier call of this builder returned");
     EXPECT_EQ(refusalsOf(bench, Register{}), expected);
-    const std::string rest = ": that is no register; it takes what an earlier call of this "
-                             "builder answered";
+    const std::string rest =
+        ": that is not a register; use what an earlier call of this builder returned";
     EXPECT_EQ(thrownBy([&] { bench.builder.name({}, "new"); }), "name" + rest);
     EXPECT_EQ(thrownBy([&] { bench.builder.output({}, "new"); }), "output" + rest);
     EXPECT_EQ(thrownBy([&] { bench.builder.output({}); }), "output" + rest);
@@ -139,11 +139,11 @@ TEST(BuilderHandles, OfAnotherBuilderAreRefusedByEveryCall) {
     std::vector<std::string> expected;
     for (const std::string& name : calledOperations)
         expected.push_back("instruction 14 (" + name +
-                           "): operand 0, register %9, is of another program; it takes what an "
-                           "earlier call of this builder answered");
+                           "): operand 0, register %9, belongs to another program; use what an "
+                           "earlier call of this builder returned");
     EXPECT_EQ(refusalsOf(bench, other.real), expected);
-    const std::string rest = ": register %9 is of another program; it takes what an earlier call "
-                             "of this builder answered";
+    const std::string rest = ": register %9 belongs to another program; use what an earlier call "
+                             "of this builder returned";
     EXPECT_EQ(thrownBy([&] { bench.builder.name(other.real, "new"); }), "name" + rest);
     EXPECT_EQ(thrownBy([&] { bench.builder.output(other.real, "new"); }), "output" + rest);
     EXPECT_EQ(thrownBy([&] { bench.builder.output(other.real); }), "output" + rest);
@@ -154,7 +154,7 @@ TEST(BuilderHandles, AreLookedAtInEverySlot) {
     Bench bench;
     const auto words = [](const char* op, int slot) {
         return "instruction 14 (" + std::string(op) + "): operand " + std::to_string(slot) +
-               " is no register; it takes what an earlier call of this builder answered";
+               " is not a register; use what an earlier call of this builder returned";
     };
     Builder& p = bench.builder;
     EXPECT_EQ(thrownBy([&] { p.subtract(bench.real, {}); }), words("Subtract", 1));
@@ -171,16 +171,16 @@ TEST(BuilderHandles, OfFieldsUniformsAndSamplersAreLookedAtToo) {
     Builder& p = bench.builder;
     for (const FieldHandle field : {FieldHandle{}, other.field})
         EXPECT_EQ(thrownBy([&] { p.loadField(field, bench.index, Format::Half); }),
-                  "instruction 14 (LoadField): that is no field of this program; it takes what "
-                  "field() answered");
+                  "instruction 14 (LoadField): that is not a field of this program; use what "
+                  "field() returned");
     for (const UniformHandle uniform : {UniformHandle{}, other.uniform})
         EXPECT_EQ(thrownBy([&] { p.loadUniform(uniform, Format::Half); }),
-                  "instruction 14 (LoadUniform): that is no uniform of this program; it takes "
-                  "what uniform() answered");
+                  "instruction 14 (LoadUniform): that is not a uniform of this program; use what "
+                  "uniform() returned");
     for (const SamplerHandle sampler : {SamplerHandle{}, other.sampler})
         EXPECT_EQ(thrownBy([&] { p.sample(sampler, bench.real, Format::Half); }),
-                  "instruction 14 (Sample): that is no sampler of this program; it takes what "
-                  "sampler() answered");
+                  "instruction 14 (Sample): that is not a sampler of this program; use what "
+                  "sampler() returned");
 }
 
 TEST(BuilderHandles, WithNumbersThatTheProgramDoesNotHaveAreRefused) {

@@ -10,7 +10,7 @@ namespace Fenlet::BuilderTests {
 namespace {
 
 /// The one instruction that `call` writes on a new bench, with its result:
-/// `Component real3 #2 : Float32 x1`. Empty with a failure if it writes anything else as well.
+/// `Component real3 #2 : Float32 x1`. Fails and returns nothing if it writes anything else as well.
 template <class Call>
 std::string written(Call&& call) {
     Bench bench;
@@ -135,7 +135,7 @@ TEST(Builder, WritesNegateAndLength) {
               "Length int16x3 : Half x1");
 }
 
-/// An arithmetic call on each of its shapes, with and without a format.
+/// Tests an arithmetic call in each shape, with and without a format.
 template <class Short, class Long>
 void expectArithmetic(const std::string& name, Short call, Long callInto) {
     SCOPED_TRACE(name);
@@ -215,7 +215,7 @@ TEST(Builder, WritesSelections) {
               "Select truth3 int16x3 wide3 : Half x3");
 }
 
-/// The constant that the one LoadConstant of a builder takes.
+/// The constant of a builder that has written one LoadConstant.
 Constant constantOf(Builder& builder) {
     const FenletProgram program = builder.build().program;
     EXPECT_EQ(program.constants.size(), 1u);

@@ -1,4 +1,4 @@
-// A call of the builder that finds no memory has not been made.
+// A call of the builder whose allocation fails changes nothing.
 #include "builder_bench.h"
 #include "doubles/counted_new.h"
 
@@ -17,8 +17,8 @@ using Call = std::function<void(Builder&, const Bench&)>;
 
 constexpr const char* longName = "a name of more characters than a string keeps in its own record";
 
-/// Has the call's first, second, ... allocation fail, on programs of many lengths, for which of its
-/// arrays are full depends on that. Answers how often memory ran out.
+/// Makes the first, second, ... allocation of the call fail. This is repeated on programs of many
+/// lengths, because their length decides which arrays are full. Returns how often memory ran out.
 int runOutOfMemory(const Call& call) {
     int failures = 0;
     for (int length = 0; length < 40; ++length) {

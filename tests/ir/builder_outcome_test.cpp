@@ -1,4 +1,4 @@
-// What a build comes to: the program, or the first words that tell why there is none.
+// The result of a build: the program, or the first error.
 #include "builder_bench.h"
 
 #include <fenletir/text.h>
@@ -36,7 +36,7 @@ TEST(BuilderOutcome, IsTheSameProgramInBothModes) {
               listing(Bench(Builder::OnError::Throw).builder.build().program));
 }
 
-/// Every call, with operands that could stand if nothing had gone wrong before.
+/// Makes every call, with operands that are right if nothing went wrong before.
 void callEverything(Builder& p, const Bench& b) {
     EXPECT_EQ(p.field("new").number, -1);
     EXPECT_EQ(p.uniform("new").number, -1);
@@ -93,8 +93,8 @@ TEST(BuilderOutcome, IsTheFirstErrorAndNothingAfterIt) {
     EXPECT_EQ(bench.builder.negate({}).number, noRegister);
     const BuildResult result = bench.builder.build();
     EXPECT_FALSE(result.ok());
-    EXPECT_EQ(result.error, "instruction 14 (Not): register %9 \"real\" (Float32, 1 component) has "
-                            "no truth value; it takes a Tribool register");
+    EXPECT_EQ(result.error,
+              "instruction 14 (Not): register %9 \"real\" (Float32, 1 component) must be Tribool");
     const FenletProgram& program = result.program;
     EXPECT_TRUE(program.instructions.empty() && program.registers.empty());
     EXPECT_TRUE(program.constants.empty() && program.fields.empty());
@@ -105,23 +105,22 @@ TEST(BuilderOutcome, OfABadDeclarationOrNameIsAnErrorToo) {
     Builder builder;
     builder.field("a");
     EXPECT_EQ(builder.field("a").number, -1);
-    EXPECT_EQ(builder.build().error, "field \"a\": declared before; each field needs a name of its "
-                                     "own");
+    EXPECT_EQ(builder.build().error,
+              "field \"a\" is already declared; each field needs a unique name");
     builder.uniform("a");
     EXPECT_EQ(builder.uniform("a").number, -1);
-    EXPECT_EQ(builder.build().error, "uniform \"a\": declared before; each uniform needs a name of "
-                                     "its own");
+    EXPECT_EQ(builder.build().error,
+              "uniform \"a\" is already declared; each uniform needs a unique name");
     builder.sampler("a");
     EXPECT_EQ(builder.sampler("a").number, -1);
-    EXPECT_EQ(builder.build().error, "sampler \"a\": declared before; each sampler needs a name of "
-                                     "its own");
+    EXPECT_EQ(builder.build().error,
+              "sampler \"a\" is already declared; each sampler needs a unique name");
     EXPECT_EQ(builder.name(builder.elementIndex(), "").number, noRegister);
-    EXPECT_EQ(builder.build().error, "name: register %0 (Int64, 1 component) is given a name of no "
-                                     "characters; it takes one or more");
+    EXPECT_EQ(builder.build().error, "name: register %0 (Int64, 1 component) cannot have an empty "
+                                     "name; use at least one character");
     EXPECT_EQ(builder.output({}).number, noRegister);
     EXPECT_EQ(builder.build().error,
-              "output: that is no register; it takes what an earlier call of this builder "
-              "answered");
+              "output: that is not a register; use what an earlier call of this builder returned");
 }
 
 TEST(BuilderOutcome, LeavesABuilderAsNewWhetherOrNotThereIsAProgram) {
@@ -133,7 +132,7 @@ TEST(BuilderOutcome, LeavesABuilderAsNewWhetherOrNotThereIsAProgram) {
         EXPECT_EQ(bench.builder.build().ok(), !fails);
         EXPECT_EQ(listing(bench.builder.build().program), "");
 
-        // The same names may stand again, and numbers begin at 0.
+        // The same names can be used again, and numbers begin at 0.
         Builder& builder = bench.builder;
         EXPECT_EQ(builder.field("field").number, 0);
         EXPECT_EQ(builder.uniform("uniform").number, 0);
@@ -159,14 +158,13 @@ TEST(BuilderOutcome, TakesNoHandlesFromTheProgramBefore) {
         EXPECT_EQ(bench.index.number, later.number);
         EXPECT_EQ(bench.builder.add(later, bench.index).number, noRegister);
         EXPECT_EQ(bench.builder.build().error,
-                  "instruction 1 (Add): operand 1, register %0, is of another program; it takes "
-                  "what an earlier call of this builder answered");
+                  "instruction 1 (Add): operand 1, register %0, belongs to another program; use "
+                  "what an earlier call of this builder returned");
         bench.builder.field("other");
         bench.builder.field("field");
         bench.builder.loadField(bench.field, bench.builder.elementIndex(), Format::Half);
-        EXPECT_EQ(bench.builder.build().error,
-                  "instruction 1 (LoadField): that is no field of this program; it takes what "
-                  "field() answered");
+        EXPECT_EQ(bench.builder.build().error, "instruction 1 (LoadField): that is not a field of "
+                                               "this program; use what field() returned");
     }
 }
 

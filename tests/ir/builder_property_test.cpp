@@ -1,5 +1,5 @@
-// Whatever is asked of a builder, what it builds stands: random calls, held against the check of
-// programs and the evaluator.
+// Whatever calls a builder gets, the programs that it builds are right: random calls, checked by
+// the verifier and the evaluator.
 #include "model/random_program.h"
 
 #include <fenletexec/interpreter.h>
@@ -20,8 +20,8 @@ namespace {
 using Model::Chance;
 using Builder = ProgramBuilder;
 
-/// Calls a builder by chance, with arguments that stand more often than not. The same seed makes
-/// the same calls as long as none of them is refused.
+/// Makes random calls on a builder, with arguments that are right more often than not. The same
+/// seed makes the same calls until one is refused.
 class Caller {
   public:
     Caller(Builder& newBuilder, std::uint64_t seed) : p(newBuilder), chance(seed) {}
@@ -235,7 +235,7 @@ void Caller::call() {
     (part == 4 || part == 5 ? truths : registers).push_back(made);
 }
 
-/// What a seed's calls come to on a builder that throws at those that it refuses.
+/// The outcome of a seed's calls on a builder that throws.
 struct Outcome {
     BuildResult result;
     int refusals = 0;
@@ -278,7 +278,7 @@ class CountingSink : public BlockSink {
     }
 };
 
-/// Why the program does not stand; empty if it does.
+/// What is wrong with the program; empty if it is right.
 std::string objectionTo(const FenletProgram& program) {
     const std::vector<Finding> findings = verifyProgram(program);
     for (const Finding& finding : findings)

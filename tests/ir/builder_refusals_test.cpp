@@ -1,4 +1,4 @@
-// What the builder refuses: at the call that wrote it, in exact words, returned or thrown.
+// The refusals of the builder, with their exact messages, returned or thrown.
 #include "builder_bench.h"
 
 #include <fenletir/text.h>
@@ -12,8 +12,8 @@ namespace {
 
 using Builder = ProgramBuilder;
 
-/// The words in which `call` is refused on a new bench. They are the same whether they are thrown
-/// or told by `build()`; thrown, they leave the program as it was, and told, they leave none.
+/// The message with which `call` is refused on a new bench. It is the same whether it is thrown or
+/// returned by `build()`. A call that throws leaves the program unchanged; otherwise there is none.
 template <class Call>
 std::string refused(Call&& call) {
     Bench throwing(Builder::OnError::Throw);
@@ -51,29 +51,27 @@ TEST(BuilderRefuses, ConstantsOfNoOrTooManyComponents) {
     };
     for (const std::size_t count : {0u, 65u, 1000u}) {
         const std::string words = "instruction 14 (LoadConstant): " + std::to_string(count) +
-                                  " components are given; a constant has 1 to 64";
+                                  " components given; a constant has 1 to 64";
         EXPECT_EQ(ofReals(count), words);
         EXPECT_EQ(ofIntegers(count), words);
     }
 }
 
 TEST(BuilderRefuses, ConstantsThatTheirFormatDoesNotHave) {
-    const std::string noTruth =
-        "instruction 14 (LoadConstant): a number has no truth value; a Tribool takes "
-        "truthConstant()";
+    const std::string noTruth = "instruction 14 (LoadConstant): a number is not a truth value; use "
+                                "truthConstant() for Tribool";
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.constant(Format::Tribool, {1}); }),
               noTruth);
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.integerConstant(Format::Tribool, {1}); }),
               noTruth);
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.constant(noFormat, {1}); }),
-              "instruction 14 (LoadConstant): the format asked for, 8, does not exist; it takes "
+              "instruction 14 (LoadConstant): the requested format, 8, does not exist; use "
               "Tribool, Int8, Int16, Int32, Int64, Half, Float32 or Float64");
     EXPECT_EQ(refused([](Builder& p, Bench&) { return p.truthConstant(Truth{2}); }),
-              "instruction 14 (LoadConstant): 2 is no truth value; it takes False, True or "
-              "Unknown");
-    EXPECT_EQ(refused([](Builder& p, Bench&) { return p.truthConstant(Truth{254}); }),
-              "instruction 14 (LoadConstant): 254 is no truth value; it takes False, True or "
-              "Unknown");
+              "instruction 14 (LoadConstant): 2 is not a truth value; use False, True or Unknown");
+    EXPECT_EQ(
+        refused([](Builder& p, Bench&) { return p.truthConstant(Truth{254}); }),
+        "instruction 14 (LoadConstant): 254 is not a truth value; use False, True or Unknown");
 }
 
 TEST(BuilderRefuses, ConstantsThatWouldChangeTheirValue) {
@@ -106,30 +104,31 @@ TEST(BuilderRefuses, UniformsOfNoOrTooManyComponents) {
             return p.loadUniform(b.uniform, Format::Float32, count);
         });
     };
-    EXPECT_EQ(ofComponents(65), "instruction 14 (LoadUniform): 65 components are asked for; a "
+    EXPECT_EQ(ofComponents(65), "instruction 14 (LoadUniform): 65 components requested; a "
                                 "uniform has 1 to 64");
-    EXPECT_EQ(ofComponents(0), "instruction 14 (LoadUniform): 0 components are asked for; a "
+    EXPECT_EQ(ofComponents(0), "instruction 14 (LoadUniform): 0 components requested; a "
                                "uniform has 1 to 64");
-    EXPECT_EQ(ofComponents(INT_MIN), "instruction 14 (LoadUniform): -2147483648 components are "
-                                     "asked for; a uniform has 1 to 64");
+    EXPECT_EQ(
+        ofComponents(INT_MIN),
+        "instruction 14 (LoadUniform): -2147483648 components requested; a uniform has 1 to 64");
 }
 
 TEST(BuilderRefuses, RegistersOfNoComponents) {
     EXPECT_EQ(refused([](Builder& p, Bench& b) {
                   return p.loadField(b.field, b.index, Format::Float32, 0);
               }),
-              "instruction 14 (LoadField): 0 components are asked for; a register has at least 1");
+              "instruction 14 (LoadField): 0 components requested; a register has at least 1");
     EXPECT_EQ(refused([](Builder& p, Bench& b) {
                   return p.sample(b.sampler, b.real, Format::Float32, -1);
               }),
-              "instruction 14 (Sample): -1 components are asked for; a register has at least 1");
+              "instruction 14 (Sample): -1 components requested; a register has at least 1");
 }
 
 TEST(BuilderRefuses, FormatsThatAreNone) {
     const auto words = [](const char* op, int format) {
-        return "instruction 14 (" + std::string(op) + "): the format asked for, " +
+        return "instruction 14 (" + std::string(op) + "): the requested format, " +
                std::to_string(format) +
-               ", does not exist; it takes Tribool, Int8, Int16, Int32, Int64, Half, Float32 or "
+               ", does not exist; use Tribool, Int8, Int16, Int32, Int64, Half, Float32 or "
                "Float64";
     };
     for (const std::int32_t number : {-1, 8, INT_MAX, INT_MIN}) {
@@ -160,7 +159,7 @@ TEST(BuilderRefuses, FormatsThatAreNone) {
 }
 
 TEST(BuilderRefuses, IndicesThatAreNotOneInteger) {
-    const std::string rest = "; it takes one component of an integer format";
+    const std::string rest = "; it must have one component of an integer format";
     EXPECT_EQ(
         refused([](Builder& p, Bench& b) { return p.loadField(b.field, b.real, Format::Float32); }),
         "instruction 14 (LoadField): the index is register %9 \"real\" (Float32, 1 "
@@ -181,11 +180,11 @@ TEST(BuilderRefuses, IndicesThatAreNotOneInteger) {
 }
 
 TEST(BuilderRefuses, ComponentsThatTheRegisterDoesNotHave) {
-    const std::string words = " is asked for of register %11 \"real3\" (Float32, 3 components); "
+    const std::string words = " in register %11 \"real3\" (Float32, 3 components); "
                               "its components are 0 to 2";
     for (const std::int32_t number : {-1, 3, INT_MAX, INT_MIN}) {
         const std::string start =
-            "instruction 14 (Component): component " + std::to_string(number) + words;
+            "instruction 14 (Component): there is no component " + std::to_string(number) + words;
         EXPECT_EQ(refused([=](Builder& p, Bench& b) { return p.component(b.real3, number); }),
                   start);
         EXPECT_EQ(refused([=](Builder& p, Bench& b) {
@@ -194,29 +193,28 @@ TEST(BuilderRefuses, ComponentsThatTheRegisterDoesNotHave) {
                   start);
     }
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.component(b.truth, 1); }),
-              "instruction 14 (Component): component 1 is asked for of register %1 \"truth\" "
-              "(Tribool, 1 component); its only one is component 0");
+              "instruction 14 (Component): there is no component 1 in register %1 \"truth\" "
+              "(Tribool, 1 component); its only component is 0");
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.convert(b.real2, Format::Half); }),
-              "instruction 14 (Component): register %10 \"real2\" (Float32, 2 components) cannot "
-              "be converted whole; it takes one component, or component() for one of several");
+              "instruction 14 (Component): register %10 \"real2\" (Float32, 2 components) has more "
+              "than one component to convert; use component() for each of them");
 }
 
 TEST(BuilderRefuses, ToMakeTruthOfNumbersAndNumbersOfTruth) {
-    const std::string rest = "; a Tribool stays one, and a number stays a number";
+    const std::string rest = "; both must be Tribool, or neither";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.convert(b.truth, Format::Int32); }),
-              "instruction 14 (Component): register %1 \"truth\" (Tribool, 1 component) cannot "
-              "become Int32" +
+              "instruction 14 (Component): register %1 \"truth\" (Tribool, 1 component) cannot be "
+              "converted to Int32" +
                   rest);
     EXPECT_EQ(
         refused([](Builder& p, Bench& b) { return p.component(b.real3, 0, Format::Tribool); }),
-        "instruction 14 (Component): register %11 \"real3\" (Float32, 3 components) cannot "
-        "become Tribool" +
+        "instruction 14 (Component): register %11 \"real3\" (Float32, 3 components) cannot be "
+        "converted to Tribool" +
             rest);
 }
 
 TEST(BuilderRefuses, NegateAndLengthOfKindsWithoutAKernel) {
-    const std::string rest =
-        " has no kernel; it takes Int8, Int16, Int32, Half, Float32 or Float64";
+    const std::string rest = " has no kernel; use Int8, Int16, Int32, Half, Float32 or Float64";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index); }),
               "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Int64" +
                   rest);
@@ -233,13 +231,13 @@ TEST(BuilderRefuses, NegateAndLengthOfKindsWithoutAKernel) {
                   rest);
 }
 
-/// All that an arithmetic call refuses.
+/// Everything that an arithmetic call refuses.
 template <class Short, class Long>
 void expectArithmeticRefusals(const std::string& name, Short call, Long callInto) {
     SCOPED_TRACE(name);
     const std::string start = "instruction 14 (" + name + "): ";
     const std::string noKernel =
-        " have no kernel; it takes Int8, Int16, Int32, Half, Float32 or Float64";
+        " have no kernel; use Int8, Int16, Int32, Half, Float32 or Float64";
     EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.index, b.index); }),
               start +
                   "register %0 \"index\" (Int64, 1 component) and register %0 \"index\" "
@@ -265,12 +263,12 @@ void expectArithmeticRefusals(const std::string& name, Short call, Long callInto
             noKernel);
     EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.half, b.real2); }),
               start + "register %7 \"half\" (Half, 1 component) and register %10 \"real2\" "
-                      "(Float32, 2 components) differ in format, and the result could have "
-                      "either; it takes the result's format as a third argument");
+                      "(Float32, 2 components) have different formats; give the result's format as "
+                      "a third argument");
     const std::string unfit =
         start + "register %10 \"real2\" (Float32, 2 components) and register %11 \"real3\" "
-                "(Float32, 3 components) do not fit; they take as many components, or one of "
-                "them one";
+                "(Float32, 3 components) have different numbers of components; they need the same "
+                "number, or one of them must have 1";
     EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.real2, b.real3); }), unfit);
     EXPECT_EQ(refused([=](Builder& p, Bench& b) {
                   return (p.*callInto)(b.real2, b.real3, Format::Half);
@@ -300,22 +298,21 @@ TEST(BuilderRefuses, ComparisonsOfTruthAndOfComponentsThatDoNotFit) {
         const std::string start = "instruction 14 (" + row.name + "): ";
         const auto call = row.call;
         EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.truth, b.truth); }),
-                  start + "register %1 \"truth\" (Tribool, 1 component) and register %1 "
-                          "\"truth\" (Tribool, 1 component) cannot be compared; it takes numbers "
-                          "on both sides");
+                  start +
+                      "register %1 \"truth\" (Tribool, 1 component) and register %1 "
+                      "\"truth\" (Tribool, 1 component) cannot be compared; both must be numbers");
         EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.half3, b.truth); }),
                   start + "register %8 \"half3\" (Half, 3 components) and register %1 \"truth\" "
-                          "(Tribool, 1 component) cannot be compared; it takes numbers on both "
-                          "sides");
+                          "(Tribool, 1 component) cannot be compared; both must be numbers");
         EXPECT_EQ(refused([=](Builder& p, Bench& b) { return (p.*call)(b.real3, b.real2); }),
                   start + "register %11 \"real3\" (Float32, 3 components) and register %10 "
-                          "\"real2\" (Float32, 2 components) do not fit; they take as many "
-                          "components, or one of them one");
+                          "\"real2\" (Float32, 2 components) have different numbers of components; "
+                          "they need the same number, or one of them must have 1");
     }
 }
 
 TEST(BuilderRefuses, LogicOfNumbersAndOfComponentsThatDoNotFit) {
-    const std::string noTruth = " has no truth value; it takes a Tribool register";
+    const std::string noTruth = " must be Tribool";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalNot(b.int32); }),
               "instruction 14 (Not): register %6 \"int32\" (Int32, 1 component)" + noTruth);
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.isTrue(b.real3); }),
@@ -326,7 +323,7 @@ TEST(BuilderRefuses, LogicOfNumbersAndOfComponentsThatDoNotFit) {
               "instruction 14 (Or): register %12 \"wide\" (Float64, 1 component)" + noTruth);
     const std::string unfit =
         "register %1 \"truth\" (Tribool, 1 component) and register %3 \"truth3\" (Tribool, 3 "
-        "components) do not fit; they take as many components";
+        "components) have different numbers of components; they need the same number";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalAnd(b.truth, b.truth3); }),
               "instruction 14 (And): " + unfit);
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.logicalOr(b.truth, b.truth3); }),
@@ -335,27 +332,28 @@ TEST(BuilderRefuses, LogicOfNumbersAndOfComponentsThatDoNotFit) {
 
 TEST(BuilderRefuses, SelectionsThatDoNotFit) {
     const std::string start = "instruction 14 (Select): ";
-    EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.real, b.real, b.real); }),
-              start + "the condition is register %9 \"real\" (Float32, 1 component); it takes a "
-                      "Tribool register");
+    EXPECT_EQ(
+        refused([](Builder& p, Bench& b) { return p.select(b.real, b.real, b.real); }),
+        start + "the condition is register %9 \"real\" (Float32, 1 component); it must be Tribool");
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth3, b.real2, b.real2); }),
               start + "the condition is register %3 \"truth3\" (Tribool, 3 components) and the "
-                      "arms have 2 components; it takes as many, or one");
+                      "arms have 2 components; it needs the same number, or 1");
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth3, b.real, b.real); }),
               start + "the condition is register %3 \"truth3\" (Tribool, 3 components) and the "
-                      "arms have 1 component; it takes as many, or one");
+                      "arms have 1 component; it needs the same number, or 1");
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.real, b.real3); }),
               start + "register %9 \"real\" (Float32, 1 component) and register %11 \"real3\" "
-                      "(Float32, 3 components) do not fit; the arms take as many components");
+                      "(Float32, 3 components) have different numbers of components; the arms need "
+                      "the same number");
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.half, b.real); }),
               start + "register %7 \"half\" (Half, 1 component) and register %9 \"real\" "
-                      "(Float32, 1 component) differ in format, and the result could have either; "
-                      "it takes the result's format as a fourth argument");
+                      "(Float32, 1 component) have different formats; give the result's format as "
+                      "a fourth argument");
 }
 
 TEST(BuilderRefuses, SelectionsOfTruthAndNumbersTogether) {
     const std::string start = "instruction 14 (Select): ";
-    const std::string rest = " have no kernel; it takes numbers throughout or Tribool throughout";
+    const std::string rest = " have no kernel; all must be numbers, or all Tribool";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.select(b.truth, b.truth, b.real); }),
               start +
                   "register %1 \"truth\" (Tribool, 1 component) and register %9 \"real\" "

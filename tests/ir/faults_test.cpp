@@ -1,4 +1,5 @@
-// The program library when memory runs out: nothing is lost, left over or half done.
+// When memory runs out, the program library loses nothing, leaks nothing and leaves nothing half
+// done.
 #include "builder_bench.h"
 #include "doubles/allocation_faults.h"
 #include "model/random_program.h"
@@ -21,7 +22,7 @@ using OnError = Builder::OnError;
 
 constexpr const char* longName = "a name of more characters than a string keeps in its own record";
 
-/// Has `compute` run out of memory at every allocation. It answers a text, the same one each time.
+/// Makes every allocation of `compute` fail in turn. `compute` returns the same text each time.
 template <class Compute>
 void expectSameOrNothing(Compute compute) {
     const std::string expected = compute();
@@ -35,7 +36,7 @@ void expectSameOrNothing(Compute compute) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Programs as text, and what is wrong with them
+// Programs as text, and findings
 
 std::string inWords(const ParseResult& result) {
     const ParseError& error = result.error;
@@ -51,7 +52,7 @@ std::string inWords(const std::vector<Finding>& findings) {
     return words;
 }
 
-// With registers, constants and opcodes that no backend takes, among others.
+// Some of them have registers, constants and opcodes that no backend accepts.
 TEST(ProgramMemory, OfRandomProgramsIsGivenBack) {
     int programs = 0;
     for (std::uint64_t seed = 1; programs < 6; ++seed) {
@@ -115,8 +116,8 @@ std::string inWords(const BuildResult& result) {
     return listing(result.program) + result.error;
 }
 
-/// Has every allocation of the call fail, each time on a copy of the bench's builder, whose arrays
-/// are as small as they can be. A call that failed has not been made, and can be made again.
+/// Makes every allocation of the call fail in turn, each time on a copy of the bench's builder,
+/// whose arrays are as small as possible. A call that fails changes nothing and can be repeated.
 int runOutOfMemory(const Call& call, OnError onError) {
     const Bench bench(onError);
     const std::string before = inWords(Builder(bench.builder).build());

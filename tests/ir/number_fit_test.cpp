@@ -1,4 +1,4 @@
-// Which numbers fit into which formats, held against exact arithmetic.
+// Which numbers fit into which formats, compared with exact arithmetic.
 #include <fenletir/number_fit.h>
 #include <fenletir/program_builder.h>
 
@@ -29,14 +29,13 @@ int digitsOf(Format format) {
     return format == Format::Half ? 11 : format == Format::Float32 ? 24 : 53;
 }
 
-/// The least number that rounds to infinity: the middle between the largest finite one and the one
-/// that would come next.
+/// The smallest number that rounds to infinity: halfway between the largest finite one and the
+/// next.
 double infinityOf(Format format) {
     return format == Format::Half ? 65520 : format == Format::Float32 ? 0x1.ffffffp127 : HUGE_VAL;
 }
 
-/// Whether a float format holds an integer: it is an odd number that is not too long, times a power
-/// of two.
+/// Whether a float format holds an integer: without its factors of two, it is short enough.
 bool holds(Format format, std::int64_t value) {
     std::uint64_t odd =
         value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
@@ -54,7 +53,7 @@ NumberFit expected(std::int64_t value, Format format) {
         return NumberFit::NoNumber;
     if (format == Format::Int64)
         return NumberFit::Fits;
-    // All other limits are numbers of few bits, and rounding to binary64 crosses none.
+    // A double holds all other limits exactly, so rounding to a double does not cross them.
     const auto rounded = static_cast<double>(value);
     if (isIntegerFormat(format))
         return rounded >= limitOf(format) || rounded < -limitOf(format) ? NumberFit::OutOfRange
@@ -80,7 +79,7 @@ NumberFit expected(double value, Format format) {
                                                                        : NumberFit::Inexact;
 }
 
-/// Every format judges the number by the rule, and the words agree.
+/// Expects the rule to hold for the number in every format.
 void expectRule(double value) {
     for (std::int32_t number = 0; number < 8; ++number) {
         const auto format = static_cast<Format>(number);
@@ -99,7 +98,7 @@ void expectRule(std::int64_t value) {
     }
 }
 
-/// The integers from `middle` - 70 to `middle` + 70, as far as there are such.
+/// The 64-bit integers from `middle` - 70 to `middle` + 70.
 std::set<std::int64_t> around(std::int64_t middle) {
     std::set<std::int64_t> all;
     for (std::int64_t offset = -70; offset <= 70; ++offset) {
@@ -207,10 +206,10 @@ TEST(NumberFit, TellsTheNearestNumberThatFits) {
               "9223372036854775807 does not fit into Float64, which holds every whole number only "
               "up to 9007199254740992; the nearest is 9223372036854775808");
     EXPECT_EQ(realMisfit(1, Format::Tribool),
-              "1 does not fit into Tribool, which holds no numbers; it takes false, true or "
+              "1 does not fit into Tribool, which holds no numbers; use false, true or "
               "unknown");
     EXPECT_EQ(integerMisfit(1, Format{8}),
-              "1 does not fit into Unknown, which holds no numbers; it takes Int8, Int16, Int32, "
+              "1 does not fit into Unknown, which holds no numbers; use Int8, Int16, Int32, "
               "Int64, Half, Float32 or Float64");
     EXPECT_EQ(integerMisfit(1, Format::Half), "");
     EXPECT_EQ(realMisfit(0.1, Format::Half), "");

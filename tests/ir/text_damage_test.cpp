@@ -1,4 +1,4 @@
-// Errors as they are shown, and texts that are cut off, damaged, or made to do harm.
+// How errors are shown, and texts that are cut off, damaged or malicious.
 #include "text_support.h"
 
 #include <fenletir/text.h>
@@ -42,7 +42,7 @@ TEST(TextErrors, ShowAPieceOfALongLine) {
     const std::string wide(1000, 'a');
     const ParseError error = parseProgram(wide + " : f33 = " + wide).error;
     EXPECT_EQ(error.column, 1004);
-    EXPECT_EQ(error.message, "expected a type, as f32 or i64x3, found \"f33\"");
+    EXPECT_EQ(error.message, "expected a type such as f32 or i64x3, found \"f33\"");
     EXPECT_EQ(error.shown, "..." + wide.substr(0, 57) + " : f33 = " + wide.substr(0, 54) + "...\n" +
                                std::string(63, ' ') + "^");
 }
@@ -53,7 +53,7 @@ TEST(TextErrors, ShowWholeCharactersOfALongLine) {
     for (int count = 0; count < 30; ++count)
         globes += globe;
     for (std::size_t blanks = 1; blanks <= 4; ++blanks) {
-        // The place moves, and with it where the piece begins and ends within a character.
+        // The place moves, so that the piece begins and ends within a character.
         const std::string gap(blanks, ' ');
         const ParseError error = parseProgram("field " + globes + gap + "!" + globes).error;
         EXPECT_EQ(error.column, 37 + static_cast<int>(blanks));
@@ -64,10 +64,10 @@ TEST(TextErrors, ShowWholeCharactersOfALongLine) {
 
 TEST(TextErrors, CiteAPieceOfALongWord) {
     EXPECT_EQ(parseProgram("a : " + std::string(100000, 'b')).error.message,
-              "expected a type, as f32 or i64x3, found \"" + std::string(40, 'b') + "\"...");
+              "expected a type such as f32 or i64x3, found \"" + std::string(40, 'b') + "\"...");
 }
 
-/// A listing or an error, either way whole.
+/// Expects a complete listing or a complete error.
 void expectSoundAnswer(const std::string& text) {
     const ParseResult result = parseProgram(text);
     if (result.ok()) {
@@ -93,7 +93,7 @@ TEST(DamagedText, IsAnsweredWhereverItIsCutOff) {
         for (std::size_t length = 0; length <= text.size(); ++length) {
             const std::string piece = text.substr(0, length);
             ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(piece));
-            // What comes after the end makes no difference.
+            // Bytes after the end make no difference.
             const ParseResult apart = parseProgram(piece);
             const ParseResult before = parseProgram(std::string_view(text).substr(0, length));
             ASSERT_EQ(before.error.message, apart.error.message) << piece;
@@ -136,7 +136,7 @@ TEST(DamagedText, IsAnsweredWhateverItsBytesAre) {
         ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(text)) << "seed " << seed;
         read += parseProgram(text).ok();
     }
-    // Both ends were met.
+    // Both outcomes occurred.
     EXPECT_GT(read, 500);
     EXPECT_LT(read, 19000);
 }

@@ -1,6 +1,7 @@
-// What docs/program-text.md shows is so.
+// The examples in docs/program-text.md and docs/guide.md are correct.
 #include "text_support.h"
 
+#include <fenletir/program_builder.h>
 #include <fenletir/text.h>
 
 #include <fstream>
@@ -64,6 +65,26 @@ TEST(TextGuide, ShowsValuesThatCanBeRead) {
         const ParseResult result = parseProgram(std::string("constant @0 = ") + value);
         EXPECT_TRUE(result.ok()) << value << ": " << result.error.message;
     }
+}
+
+/// The quoted lines of the guide, joined.
+std::string quotedInGuide() {
+    std::ifstream file(FENLET_DOCS "/guide.md");
+    std::string words;
+    for (std::string line; std::getline(file, line);)
+        if (line.starts_with("> "))
+            words += (words.empty() ? "" : " ") + line.substr(2);
+    return words;
+}
+
+TEST(Guide, QuotesTheErrorOfItsProgram) {
+    ProgramBuilder program;
+    const auto elevation = program.field("elevation");
+    const auto height = program.name(
+        program.loadField(elevation, program.elementIndex(), Format::Float32), "height");
+    const auto sea = program.loadUniform(program.uniform("sea level"), Format::Half);
+    program.output(program.subtract(height, sea), "depth");
+    EXPECT_EQ(program.build().error, quotedInGuide());
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// A listing reads back as the identical program, whatever the program holds.
+// A listing reads back as the identical program, whatever the program contains.
 #include "text_support.h"
 
 #include <fenletir/program_builder.h>
@@ -11,7 +11,7 @@
 namespace Fenlet::TextTests {
 namespace {
 
-/// Whether the program survives being written and read; the listing itself must survive too.
+/// Whether the program, and its listing, are the same after writing and reading.
 testing::AssertionResult survives(const FenletProgram& program) {
     const std::string text = listing(program);
     const ParseResult result = parseProgram(text);
@@ -32,7 +32,7 @@ testing::AssertionResult survives(const FenletProgram& program) {
     return testing::AssertionSuccess();
 }
 
-/// Leaves out whatever is not needed for the failure: instructions, pools' ends, names.
+/// Removes what the failure does not need: instructions, ends of pools, names.
 FenletProgram shrunk(FenletProgram program) {
     for (std::size_t place = program.instructions.size(); place-- > 0;) {
         FenletProgram smaller = program;
@@ -69,7 +69,7 @@ TEST(ProgramText, ReadsBackAsTheIdenticalProgram) {
         longest = std::max(longest, program.instructions.size());
         rawLines += text.find("\nraw ") != std::string::npos;
     }
-    // The dice met what they were made for.
+    // The random programs covered what they are for.
     EXPECT_EQ(longest, 15u);
     EXPECT_GT(rawLines, 2000u);
 }
@@ -125,7 +125,7 @@ TEST(ProgramText, HasNoByteThatDisturbsATerminal) {
         }
 }
 
-/// The processor time that it takes to build, write and read a program of so many lines.
+/// The processor time to build, write and read a program of so many lines.
 std::clock_t timeOfLines(int lines) {
     const std::clock_t begin = std::clock();
     ProgramBuilder builder;
@@ -141,8 +141,8 @@ std::clock_t timeOfLines(int lines) {
     return std::clock() - begin;
 }
 
-// Ten times the lines take a little more than ten times as long, for the caches' sake. Time that
-// grows with the square of the lines, in any of the three, would be a hundred times as long.
+// Ten times the lines take a little more than ten times as long, because of the caches. Quadratic
+// time in any of the three would take a hundred times as long.
 TEST(ProgramText, TakesTimeInProportionToItsLines) {
     EXPECT_LT(timeOfLines(100000), 40 * timeOfLines(10000));
 }

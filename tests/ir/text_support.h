@@ -1,4 +1,4 @@
-// What the tests of program text share: random programs, sound or not, and exact comparison.
+// Shared by the tests of program text: random programs, right or wrong, and exact comparison.
 #pragma once
 
 #include <fenletir/program.h>
@@ -9,12 +9,12 @@
 
 namespace Fenlet::TextTests {
 
-/// Every part of the program, bit for bit, as lines that one can read in a failure. Equal programs
-/// give equal texts and unequal ones unequal texts; it shares nothing with the listing.
+/// Every part of the program, bit for bit, as lines for failure messages. The texts of two programs
+/// are equal if and only if the programs are. It shares no code with the listing.
 std::string image(const FenletProgram& program);
 
-/// Draws programs of any kind: tidy ones that make sense line by line, and ones with anything in
-/// any place of the records.
+/// Makes random programs: tidy ones, in which each line makes sense, and ones with arbitrary
+/// contents in all records.
 class ProgramDice {
   public:
     explicit ProgramDice(std::uint64_t seed) : engine(seed) {}

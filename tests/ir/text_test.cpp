@@ -1,4 +1,4 @@
-// The exact text of programs that one would read, and texts as one would write them.
+// The exact text of typical programs, and texts written by hand.
 #include "text_support.h"
 
 #include <fenletir/program_builder.h>
@@ -26,7 +26,7 @@ FenletProgram slopeProgram() {
     return builder.build().program;
 }
 
-/// The program that the text means, empty with a failure if it means none.
+/// The program of the text. Fails and returns an empty program if it cannot be read.
 FenletProgram read(std::string_view text) {
     const ParseResult result = parseProgram(text);
     EXPECT_TRUE(result.ok()) << result.error.line << ":" << result.error.column << ": "

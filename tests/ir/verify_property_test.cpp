@@ -1,4 +1,4 @@
-// What the verifier promises, held against the evaluator over random programs.
+// Compares what the verifier promises with what the evaluator does, over random programs.
 #include "model/random_program.h"
 #include "model/shrink.h"
 
@@ -35,7 +35,7 @@ std::string inWords(const Interpreter& interpreter) {
            interpreter.lastRefusalMessage() + "\"";
 }
 
-/// The program with one instruction left, the others doing nothing.
+/// The program with all instructions but one replaced by Nop.
 FenletProgram alone(const FenletProgram& program, std::size_t number) {
     FenletProgram one = program;
     for (std::size_t i = 0; i < one.instructions.size(); ++i)
@@ -44,7 +44,7 @@ FenletProgram alone(const FenletProgram& program, std::size_t number) {
     return one;
 }
 
-/// One program held against its findings. The answer is empty when they keep their promise.
+/// Compares a run of one program with its findings. `check` returns what is wrong, or nothing.
 class Promise {
   public:
     explicit Promise(const Case& newRun)
@@ -67,7 +67,7 @@ class Promise {
     bool refusedInRun = false;
 
   private:
-    // Alone, an instruction is refused for what it is itself, so every one of them is looked at.
+    // A refusal hides those after it, so each instruction is also planned alone.
     std::string refusedForAReason(int blockSize) {
         if (isSound(findings))
             return "refused without a finding: " + inWords(interpreter);
@@ -130,7 +130,7 @@ class Promise {
         visit(slot.validityOffset, lanes);
     }
 
-    /// Gives the twin the same registers, but other bytes wherever this step has no business.
+    /// Gives the twin the same registers for this step, and different bytes everywhere else.
     void disturbAllBut(const Interpreter::Step& step, RegisterFile& registers,
                        RegisterFile& others) {
         const unsigned char* const from = registers.data(0);
@@ -147,7 +147,7 @@ class Promise {
             forEachArea(registers, step.operands[slot], same);
     }
 
-    /// Nothing but the result's areas has changed, and they hold the same in both.
+    /// Only the result's areas have changed, and they are the same in both.
     std::string touchesItsOwn(const Interpreter::Step& step,
                               const std::vector<unsigned char>& before, RegisterFile& registers,
                               RegisterFile& others) {

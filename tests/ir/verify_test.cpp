@@ -1,4 +1,4 @@
-// Each finding of the verifier by itself: its code, its place and its words.
+// Each finding of the verifier: its code, its place and its words.
 #include <fenletir/program_builder.h>
 #include <fenletir/verify.h>
 
@@ -8,7 +8,7 @@
 namespace Fenlet {
 namespace {
 
-/// A program of a few registers, written without any help.
+/// A program of a few registers, written without the builder.
 struct Sketch {
     FenletProgram program;
 
@@ -20,7 +20,7 @@ struct Sketch {
         program.registers.push_back(std::move(info));
         return program.registerCount() - 1;
     }
-    /// A register that a sampler has filled, and that is an output.
+    /// A register that a field has filled, and that is an output.
     std::int32_t filled(Format format, std::int32_t multiplicity = 1, std::string name = {}) {
         const std::int32_t number = reg(format, multiplicity, std::move(name));
         program.registers.back().output = true;
@@ -54,7 +54,7 @@ struct Sketch {
     std::int32_t indexRegister() const { return program.instructions[0].result; }
 };
 
-/// All that is found, a line each: class, code and the finding in words.
+/// All findings, one per line: class, code and words.
 std::string findingsOf(const FenletProgram& program) {
     constexpr const char* classes[] = {"refused", "refused in run", "outside", "mistake"};
     std::string all;
@@ -75,15 +75,15 @@ TEST(Verify, FindsNothingInWhatTheBuilderWrites) {
 
 TEST(Verify, FindsProgramsThatGiveNothing) {
     EXPECT_EQ(findingsOf(FenletProgram{}),
-              "mistake NoInstruction: The program is empty; it takes at least one instruction, and "
-              "an output for the result.\n");
+              "mistake NoInstruction: The program is empty; write at least one instruction and "
+              "make its result an output.\n");
     Sketch sketch;
     sketch.op(OpCode::ElementIndex, sketch.reg(Format::Int64, 1, "index"));
-    EXPECT_EQ(findingsOf(sketch.program),
-              "mistake NeverRead: Instruction 0 (ElementIndex): The result, register %0 \"index\" "
-              "(Int64, 1 component), is read by no instruction and is no output.\n"
-              "mistake NoOutput: The program has no output; at least one register, the result, is "
-              "marked as an output.\n");
+    EXPECT_EQ(
+        findingsOf(sketch.program),
+        "mistake NeverRead: Instruction 0 (ElementIndex): Nothing uses the result, register %0 "
+        "\"index\" (Int64, 1 component); read it, make it an output, or remove the instruction.\n"
+        "mistake NoOutput: The program has no output; make at least one register an output.\n");
     sketch.program.registers[0].output = true;
     EXPECT_EQ(findingsOf(sketch.program), "");
     for (const FindingCode code : {FindingCode::NoOutput, FindingCode::NoInstruction}) {
@@ -105,7 +105,7 @@ TEST(Verify, FindsRegistersWithoutStorageUsedOrNot) {
               "formats are numbered from 0 (Tribool) to 7 (Float64).\n"
               "refused UnsupportedFormat: Register %1 has the format -1, which does not exist; "
               "formats are numbered from 0 (Tribool) to 7 (Float64).\n"
-              "refused MultiplicityMismatch: Register %2 has 0 components; it takes at least 1.\n");
+              "refused MultiplicityMismatch: Register %2 has 0 components; it needs at least 1.\n");
 }
 
 TEST(Verify, FindsRegisterNumbersOutsideTheProgram) {
@@ -113,10 +113,10 @@ TEST(Verify, FindsRegisterNumbersOutsideTheProgram) {
     const auto value = sketch.filled(Format::Float32);
     sketch.op(OpCode::Add, 9, {-1, value, 4});
     EXPECT_EQ(findingsOf(sketch.program),
-              "refused BadRegister: Instruction 2 (Add): The result names register %9, and the "
+              "refused BadRegister: Instruction 2 (Add): The result is register %9, but the "
               "program has 2 registers, numbered from 0.\n"
-              "refused BadRegister: Instruction 2 (Add), operand 0: The operand names register "
-              "%-1, and the program has 2 registers, numbered from 0.\n"
+              "refused BadRegister: Instruction 2 (Add), operand 0: The operand is register %-1, "
+              "but the program has 2 registers, numbered from 0.\n"
               "refused ArityMismatch: Instruction 2 (Add), operand 2: Add takes 2 operands; this "
               "slot must hold -1, not 4.\n");
 }
@@ -128,12 +128,12 @@ TEST(Verify, FindsPoolNumbersAndComponentsThatAreNotThere) {
     sketch.op(OpCode::LoadConstant, sketch.output(Format::Float32), {}, 0);
     sketch.op(OpCode::LoadUniform, sketch.output(Format::Float32), {}, 1);
     EXPECT_EQ(findingsOf(sketch.program),
-              "refused BadImmediate: Instruction 2 (Component), operand 0: Component 3 is asked "
-              "for of register %0 \"normal\" (Float32, 3 components); they are numbered from 0.\n"
-              "refused BadImmediate: Instruction 3 (LoadConstant): The immediate 0 names no "
-              "constant; the program has 0, numbered from 0.\n"
-              "refused BadImmediate: Instruction 4 (LoadUniform): The immediate 1 names no "
-              "uniform; the program has 1, numbered from 0.\n");
+              "refused BadImmediate: Instruction 2 (Component), operand 0: There is no component 3 "
+              "in register %0 \"normal\" (Float32, 3 components); components are numbered from 0.\n"
+              "refused BadImmediate: Instruction 3 (LoadConstant): There is no constant 0; the "
+              "program has 0, numbered from 0.\n"
+              "refused BadImmediate: Instruction 4 (LoadUniform): There is no uniform 1; the "
+              "program has 1, numbered from 0.\n");
 }
 
 TEST(Verify, FindsMultiplicitiesThatDoNotFitTogether) {
@@ -143,8 +143,8 @@ TEST(Verify, FindsMultiplicitiesThatDoNotFitTogether) {
     sketch.op(OpCode::Add, sketch.output(Format::Float32, 3), {two, three});
     EXPECT_EQ(findingsOf(sketch.program),
               "refused MultiplicityMismatch: Instruction 3 (Add): The operands, register %0 "
-              "(Float32, 2 components) and register %2 (Float32, 3 components), differ in "
-              "multiplicity; they take as many components, or one of them one.\n");
+              "(Float32, 2 components) and register %2 (Float32, 3 components), have different "
+              "numbers of components; they need the same number, or one of them must have 1.\n");
 }
 
 TEST(Verify, FindsAScalarOnTheLeftOfAComparisonAndSaysHowToMirrorIt) {
@@ -154,11 +154,11 @@ TEST(Verify, FindsAScalarOnTheLeftOfAComparisonAndSaysHowToMirrorIt) {
     sketch.op(OpCode::LessEqual, sketch.output(Format::Tribool, 3), {limit, colour});
     EXPECT_EQ(findingsOf(sketch.program),
               "refused MultiplicityMismatch: Instruction 3 (LessEqual), operand 0: The left "
-              "operand, register %0 \"limit\" (Float32, 1 component), is a scalar and the right "
-              "one, register %2 (Half, 3 components), is not; a comparison takes its scalar on "
-              "the right.\n"
-              "mistake MirrorComparison: Instruction 3 (LessEqual): The same comparison with its "
-              "sides exchanged would stand: GreaterEqual with register %2 (Half, 3 components) on "
+              "operand, register %0 \"limit\" (Float32, 1 component), has 1 component and the "
+              "right one, register %2 (Half, 3 components), has more; in a comparison only the "
+              "right one may be a scalar.\n"
+              "mistake MirrorComparison: Instruction 3 (LessEqual): With its sides exchanged, the "
+              "comparison would be accepted: GreaterEqual with register %2 (Half, 3 components) on "
               "the left.\n");
 }
 
@@ -169,10 +169,10 @@ TEST(Verify, FindsConditionsWithoutTruthOrOfTheWrongWidth) {
     sketch.op(OpCode::Select, sketch.output(Format::Float32, 3), {number, value, value});
     EXPECT_EQ(findingsOf(sketch.program),
               "refused KindMismatch: Instruction 3 (Select), operand 0: The operand, register %0 "
-              "(Int32, 2 components), has no truth value; it takes a Tribool register.\n"
+              "(Int32, 2 components), must be Tribool.\n"
               "refused MultiplicityMismatch: Instruction 3 (Select), operand 0: The condition, "
-              "register %0 (Int32, 2 components), does not fit the result, register %3 (Float32, "
-              "3 components); it takes as many components, or one.\n");
+              "register %0 (Int32, 2 components), does not match the result, register %3 (Float32, "
+              "3 components); it needs the same number of components, or 1.\n");
 }
 
 TEST(Verify, FindsKindsThatOnlyTheFirstBlockWouldRefuse) {
@@ -186,17 +186,18 @@ TEST(Verify, FindsKindsThatOnlyTheFirstBlockWouldRefuse) {
     sketch.op(static_cast<OpCode>(24), sketch.output(Format::Half));
     EXPECT_EQ(
         findingsOf(sketch.program),
-        "refused in run KindMismatch: Instruction 3 (Negate): Register %0 (Int64, 1 component) "
-        "into register %3 (Float64, 1 component) has no kernel; it takes Int8, Int16, Int32, "
+        "refused in run KindMismatch: Instruction 3 (Negate): There is no kernel for register %0 "
+        "(Int64, 1 component) into register %3 (Float64, 1 component); use Int8, Int16, Int32, "
         "Half, Float32 or Float64.\n"
-        "refused in run KindMismatch: Instruction 4 (Less): Register %0 (Int64, 1 component) and "
-        "register %2 (Tribool, 1 component) cannot be compared; it takes numbers.\n"
-        "refused in run KindMismatch: Instruction 5 (Component): Register %2 (Tribool, 1 "
-        "component) into register %5 (Int32, 1 component) has no kernel; a Tribool stays one, and "
-        "a number stays a number.\n"
-        "refused in run KindMismatch: Instruction 6 (Select): Register %0 (Int64, 1 component) "
-        "and register %2 (Tribool, 1 component) into register %6 (Half, 1 component) has no "
-        "kernel; it takes Tribool in all three places or in none.\n"
+        "refused in run KindMismatch: Instruction 4 (Less): There is no kernel that compares "
+        "register %0 (Int64, 1 component) and register %2 (Tribool, 1 component); both must be "
+        "numbers.\n"
+        "refused in run KindMismatch: Instruction 5 (Component): There is no kernel for register "
+        "%2 (Tribool, 1 component) into register %5 (Int32, 1 component); both must be Tribool, or "
+        "neither.\n"
+        "refused in run KindMismatch: Instruction 6 (Select): There is no kernel for register %0 "
+        "(Int64, 1 component) and register %2 (Tribool, 1 component) into register %6 (Half, 1 "
+        "component); all three must be Tribool, or none.\n"
         "refused in run KindMismatch: Instruction 7 (Unknown): Opcode 24 does not exist; "
         "opcodes are numbered from 0 to 23.\n");
 }
@@ -207,15 +208,16 @@ TEST(Verify, FindsLanesBesideTheRegisters) {
     const auto three = sketch.filled(Format::Float32, 3);
     sketch.op(OpCode::Add, sketch.output(Format::Float32, 3), {one, one});
     sketch.op(OpCode::Negate, sketch.output(Format::Float32), {three});
-    EXPECT_EQ(
-        findingsOf(sketch.program),
-        "outside ReadsPastOperand: Instruction 3 (Add), operand 0: It takes 3 components for each "
-        "element of register %0 (Float32, 1 component), which has less: it would read beside it.\n"
-        "outside ReadsPastOperand: Instruction 3 (Add), operand 1: It takes 3 components for each "
-        "element of register %0 (Float32, 1 component), which has less: it would read beside it.\n"
-        "outside WritesPastResult: Instruction 4 (Negate): It makes 3 components for each "
-        "element, and register %4 (Float32, 1 component) has less: it would write beside it. It "
-        "takes a result of 3 components.\n");
+    EXPECT_EQ(findingsOf(sketch.program),
+              "outside ReadsPastOperand: Instruction 3 (Add), operand 0: It reads 3 components per "
+              "element of register %0 (Float32, 1 component), which has fewer: it would read "
+              "outside the register; the operand needs 3 components.\n"
+              "outside ReadsPastOperand: Instruction 3 (Add), operand 1: It reads 3 components per "
+              "element of register %0 (Float32, 1 component), which has fewer: it would read "
+              "outside the register; the operand needs 3 components.\n"
+              "outside WritesPastResult: Instruction 4 (Negate): It writes 3 components per "
+              "element, but register %4 (Float32, 1 component) has fewer: it would write outside "
+              "the register; the result needs 3 components.\n");
 }
 
 TEST(Verify, FindsAScalarThatLogicDoesNotRepeat) {
@@ -224,9 +226,9 @@ TEST(Verify, FindsAScalarThatLogicDoesNotRepeat) {
     const auto two = sketch.filled(Format::Tribool, 2);
     sketch.op(OpCode::Or, sketch.output(Format::Tribool, 2), {two, one});
     EXPECT_EQ(findingsOf(sketch.program),
-              "outside ReadsPastOperand: Instruction 3 (Or), operand 1: It takes 2 components for "
-              "each element of register %0 (Tribool, 1 component), which has less: it would read "
-              "beside it.\n");
+              "outside ReadsPastOperand: Instruction 3 (Or), operand 1: It reads 2 components per "
+              "element of register %0 (Tribool, 1 component), which has fewer: it would read "
+              "outside the register; the operand needs 2 components.\n");
 }
 
 TEST(Verify, FindsValuesThatWouldStandAtTheWrongElements) {
@@ -234,17 +236,16 @@ TEST(Verify, FindsValuesThatWouldStandAtTheWrongElements) {
     const auto three = sketch.filled(Format::Float32, 3);
     sketch.op(OpCode::Subtract, sketch.output(Format::Float32, 2), {three, three});
     sketch.op(OpCode::Length, sketch.output(Format::Float32, 2), {three});
-    EXPECT_EQ(
-        findingsOf(sketch.program),
-        "mistake MisreadOperand: Instruction 2 (Subtract), operand 0: It takes 2 components for "
-        "each element of register %0 (Float32, 3 components), which has more: values of the wrong "
-        "elements would be taken.\n"
-        "mistake MisreadOperand: Instruction 2 (Subtract), operand 1: It takes 2 components for "
-        "each element of register %0 (Float32, 3 components), which has more: values of the wrong "
-        "elements would be taken.\n"
-        "mistake PartlyWritten: Instruction 3 (Length): It makes 1 component for each element, "
-        "and register %3 (Float32, 2 components) has more: values come to stand at the wrong "
-        "elements. It takes a result of 1 component.\n");
+    EXPECT_EQ(findingsOf(sketch.program),
+              "mistake MisreadOperand: Instruction 2 (Subtract), operand 0: It reads 2 components "
+              "per element of register %0 (Float32, 3 components), which has more: it would read "
+              "the values of wrong elements; the operand needs 2 components.\n"
+              "mistake MisreadOperand: Instruction 2 (Subtract), operand 1: It reads 2 components "
+              "per element of register %0 (Float32, 3 components), which has more: it would read "
+              "the values of wrong elements; the operand needs 2 components.\n"
+              "mistake PartlyWritten: Instruction 3 (Length): It writes 1 component per element, "
+              "but register %3 (Float32, 2 components) has more: values would land in the wrong "
+              "elements; the result needs 1 component.\n");
 }
 
 TEST(Verify, FindsWhatNobodyWroteAndWhatNobodyReads) {
@@ -255,11 +256,13 @@ TEST(Verify, FindsWhatNobodyWroteAndWhatNobodyReads) {
     sketch.output(Format::Half);
     EXPECT_EQ(findingsOf(sketch.program),
               "mistake NeverWritten: Instruction 0 (Negate), operand 0: The operand, register %0 "
-              "\"empty\" (Float32, 1 component), is read before any instruction has written it.\n"
-              "mistake NeverRead: Instruction 0 (Negate): The result, register %1 \"result\" "
-              "(Float32, 1 component), is read by no instruction and is no output.\n"
-              "mistake NeverWritten: The output, register %2 (Half, 1 component), is written by "
-              "no instruction.\n");
+              "\"empty\" (Float32, 1 component), is read before it is written; an earlier "
+              "instruction must write it.\n"
+              "mistake NeverRead: Instruction 0 (Negate): Nothing uses the result, register %1 "
+              "\"result\" (Float32, 1 component); read it, make it an output, or remove the "
+              "instruction.\n"
+              "mistake NeverWritten: No instruction writes the output, register %2 (Half, 1 "
+              "component); write it, or do not make it an output.\n");
 }
 
 TEST(Verify, TakesAResultThatIsWrittenAgainForUnread) {
@@ -269,8 +272,8 @@ TEST(Verify, TakesAResultThatIsWrittenAgainForUnread) {
     EXPECT_EQ(findingsOf(sketch.program), "");
     sketch.op(OpCode::LoadField, value, {1}, 0);
     EXPECT_EQ(findingsOf(sketch.program),
-              "mistake NeverRead: Instruction 2 (Negate): The result, register %0 (Float32, 1 "
-              "component), is read by no instruction and is no output.\n");
+              "mistake NeverRead: Instruction 2 (Negate): Nothing uses the result, register %0 "
+              "(Float32, 1 component); read it, make it an output, or remove the instruction.\n");
 }
 
 TEST(Verify, FindsConstantsThatDoNotFitTheirRegister) {
@@ -282,15 +285,17 @@ TEST(Verify, FindsConstantsThatDoNotFitTheirRegister) {
     sketch.op(OpCode::LoadConstant, sketch.output(Format::Tribool, 2), {}, 0);
     sketch.op(OpCode::LoadConstant, sketch.output(Format::Float64), {}, 1);
     sketch.op(OpCode::LoadConstant, sketch.output(Format::Float64), {}, 2);
-    EXPECT_EQ(findingsOf(sketch.program),
-              "mistake ConstantWidth: Instruction 0 (LoadConstant): Constant 0 has 2 components "
-              "for register %0 (Float32, 3 components); the others would be zero.\n"
-              "mistake ConstantWidth: Instruction 1 (LoadConstant): Constant 0 has 2 components "
-              "for register %1 (Float32, 1 component); the last ones would be left out.\n"
-              "mistake ConstantKind: Instruction 2 (LoadConstant): Constant 0 is a number, and "
-              "register %2 (Tribool, 2 components) would be false; it takes a truth value.\n"
-              "refused MultiplicityMismatch: Instruction 4 (LoadConstant): Constant 2 has 65 "
-              "components; it takes 64 at most.\n");
+    EXPECT_EQ(
+        findingsOf(sketch.program),
+        "mistake ConstantWidth: Instruction 0 (LoadConstant): Constant 0 has 2 components "
+        "for register %0 (Float32, 3 components): the rest would be 0; both need the same number.\n"
+        "mistake ConstantWidth: Instruction 1 (LoadConstant): Constant 0 has 2 components "
+        "for register %1 (Float32, 1 component): the last would be dropped; both need the same "
+        "number.\n"
+        "mistake ConstantKind: Instruction 2 (LoadConstant): Constant 0 is a number, and "
+        "register %2 (Tribool, 2 components) would be false; load false, true or unknown.\n"
+        "refused MultiplicityMismatch: Instruction 4 (LoadConstant): Constant 2 has 65 components; "
+        "the limit is 64.\n");
 }
 
 /// A program that loads `constant` into a register, which is the output.
@@ -313,7 +318,7 @@ TEST(Verify, FindsConstantsThatTheFormatCannotHold) {
               "65504.\n");
     EXPECT_EQ(findingsOf(loading(Constant::ofTribool(255), Format::Float32)),
               "mistake ConstantValue: Instruction 0 (LoadConstant): Constant 0: unknown does not "
-              "fit into Float32, where it would be 0; it takes a number.\n");
+              "fit into Float32, where it would be 0; load a number.\n");
     for (const auto& [value, format] :
          {std::pair(1.7, Format::Int32), {300.0, Format::Int8}, {16777217.0, Format::Float32}})
         EXPECT_EQ(verifyProgram(loading(Constant::ofReals({value}), format)).size(), 1u);
@@ -324,13 +329,13 @@ TEST(Verify, FindsConstantsThatTheFormatCannotHold) {
 }
 
 TEST(Verify, LooksAtTheNumbersThatTheRegisterTakes) {
-    // A record may hold both sorts of number. Each format asks for its own first.
+    // A record can hold both sorts of number. Each format prefers its own.
     Constant both;
     both.integers = {300};
     both.reals = {0.5};
     EXPECT_EQ(findingsOf(loading(both, Format::Float32)), "");
     EXPECT_NE(findingsOf(loading(both, Format::Int8)), "");
-    // What the register has no room for is left out, and that is found.
+    // Components that the register has no room for are dropped, which has its own finding.
     FenletProgram program = loading(Constant::ofIntegers({1, 300}), Format::Int8);
     program.registers[0].multiplicity = 1;
     const std::vector<Finding> findings = verifyProgram(program);

@@ -2,6 +2,7 @@
 // code built against one version of these headers must not misread another's. Most of it tests by
 // compiling; what stands where in a class with private fields is seen through its references.
 #include <fenletexec/interpreter.h>
+#include <fenletir/number_fit.h>
 #include <fenletir/program.h>
 #include <fenletir/program_builder.h>
 #include <fenletir/text.h>
@@ -135,6 +136,11 @@ static_assert(ascending({offsetof(Finding, severity), offsetof(Finding, code),
 static_assert(std::is_standard_layout_v<ParseError>);
 static_assert(ascending({offsetof(ParseError, line), offsetof(ParseError, column),
                          offsetof(ParseError, message), offsetof(ParseError, shown)}));
+static_assert(std::is_standard_layout_v<ParseResult>);
+static_assert(ascending({offsetof(ParseResult, program), offsetof(ParseResult, lines),
+                         offsetof(ParseResult, error)}));
+static_assert(numberedFromZero(NumberFit::Fits, NumberFit::NoNumber, NumberFit::OutOfRange,
+                               NumberFit::Fraction, NumberFit::Inexact));
 static_assert(sizeof(FindingClass) == 4 && sizeof(FindingCode) == 4);
 static_assert(numberedFromZero(FindingClass::Refused, FindingClass::RefusedInRun,
                                FindingClass::OutsideItsArea, FindingClass::ProbablyAMistake));

@@ -1,4 +1,4 @@
-// The command for people, run as a program.
+// Runs the command `fenlet`.
 #include "doubles/process.h"
 #include "hosts/lane_bits.h"
 #include "hosts/npy_files.h"
@@ -20,13 +20,13 @@ namespace {
 using namespace Doubles;
 using Strings = std::vector<std::string>;
 
-/// Bits of a Float32 and others, in the order of this machine.
+/// The bytes of the lanes, in the byte order of this machine.
 template <class Lane>
 std::string bytesOf(const std::vector<Lane>& lanes) {
     return {reinterpret_cast<const char*>(lanes.data()), lanes.size() * sizeof(Lane)};
 }
 
-/// A field, a uniform, a mask: what is higher than the sea, in other units.
+/// Uses a field and a uniform: heights in other units, and whether they are above the sea.
 const std::string heightProgram = "# Heights above the sea.\n"
                                   "field height\n"
                                   "uniform scale\n"
@@ -45,7 +45,7 @@ class FenletCommand : public testing::Test {
         return Doubles::run({FENLET_PROGRAM, arguments, folder.path(), "", false, -1, input});
     }
 
-    /// What it says when all is well.
+    /// The output of a call that succeeds without a message.
     std::string answer(const Strings& arguments, const std::string& input = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const Outcome outcome = ask(arguments, input);
@@ -54,8 +54,7 @@ class FenletCommand : public testing::Test {
         return outcome.output;
     }
 
-    /// What it says on standard error when `status` says that something is wrong. Nothing is on
-    /// disk then but what was there.
+    /// The messages of a call that fails with `status` and writes no file.
     std::string complaint(int status, const Strings& arguments,
                           const std::string& input = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -67,14 +66,14 @@ class FenletCommand : public testing::Test {
         return outcome.error;
     }
 
-    /// The one line that says why the data or the program cannot stand.
+    /// The message about the program or its data, which is one line.
     std::string refusal(const Strings& arguments, const std::string& input = "") const {
         return oneLine(complaint(1, arguments, input));
     }
-    /// The one line that says what is wrong with the command line.
+    /// The message about the command line, which is one line.
     std::string misuse(const Strings& arguments) const { return oneLine(complaint(2, arguments)); }
 
-    /// A run of `program` that cannot stand.
+    /// The message of a run of `program` that fails.
     std::string refusedRun(const std::string& program, Strings arguments) const {
         folder.write("program", program);
         arguments.insert(arguments.begin(), {"run", "program"});
@@ -157,18 +156,18 @@ TEST_F(FenletCommand, WarnsOfWhatIsProbablyAMistake) {
 
 TEST_F(FenletCommand, WarnsOfProgramsThatGiveNothing) {
     EXPECT_EQ(answer({"check", "-"}, "/dev/null"),
-              "standard input: warning: The program is empty; it takes at least one instruction, "
-              "and an output for the result.\n");
+              "standard input: warning: The program is empty; write at least one instruction and "
+              "make its result an output.\n");
     folder.write("program", "i : i64 = ElementIndex\n");
     EXPECT_NE(answer({"check", "program"}).find("The program has no output"), std::string::npos);
-    // What a run writes is an output of that run.
+    // A register that a run writes is an output of that run.
     EXPECT_EQ(answer({"run", "program", "--count", "2", "--out", "i=i.npy"}), "");
     EXPECT_EQ(answer({"run", "program", "--count", "2", "--mask", "i=i.npy"}), "");
     EXPECT_EQ(refusedRun("", {"--count", "1", "--out", "a=a.npy"}),
               "the program has no register \"a\"; it has none");
 }
 
-/// Programs that a run would compute without a refusal, and each gives something else than it says.
+/// Programs that the evaluator does not refuse, but whose results are wrong.
 const std::string spoiled[] = {
     "i : i64 = ElementIndex\n"
     "a : f32x3 = LoadField a[i]\n"
@@ -270,7 +269,7 @@ TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
     EXPECT_EQ(second.rfind("program:4: error: Instruction 3 (", 0), 0u) << outcome.output;
     EXPECT_NE(first, second);
 
-    // The others say the same, and stop.
+    // The other commands print the same and stop.
     const std::string reasons =
         outcome.output + "fenlet: program: not run: the evaluator refuses the program\n";
     for (Strings arguments : {Strings{"run", "program", "--count", "3", "--out", "c=c.npy"},
@@ -284,7 +283,7 @@ TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
 
 TEST_F(FenletCommand, ShowsThePlaceThatCannotBeRead) {
     folder.write("program", "i : i64 = ElementIndex\nheight : f33 = LoadField elevation[i]\n");
-    const std::string place = ":2:10: error: expected a type, as f32 or i64x3, found \"f33\"\n"
+    const std::string place = ":2:10: error: expected a type such as f32 or i64x3, found \"f33\"\n"
                               "height : f33 = LoadField elevation[i]\n"
                               "         ^\n";
     for (const Strings& arguments : {Strings{"check"}, Strings{"list"}, Strings{"bench"},
@@ -356,7 +355,7 @@ TEST_F(FenletCommand, WritesTheSameFilesInEveryBlockSize) {
     std::vector<double> places;
     for (int i = 0; i < count; ++i) {
         normals.insert(normals.end(), {float(i), 1.0f / float(i + 1), float(i % 17) - 8});
-        // Some of them beyond the grid, which have no value.
+        // Some are outside the grid and have no value.
         places.insert(places.end(), {i % 40 * 0.1, i % 7 * 0.3});
     }
     writeArray("normal.npy", "<f4", "(3000, 3)", normals);
@@ -378,7 +377,7 @@ TEST_F(FenletCommand, WritesTheSameFilesInEveryBlockSize) {
             first = now;
         EXPECT_TRUE(now == first) << "--block " << block;
     }
-    // Element 1 is looked up at (0.1, 0.3); element 33 at (3.3, 1.5), where the grid has ended.
+    // Element 1 is sampled at (0.1, 0.3); element 33 at (3.3, 1.5), which is outside the grid.
     EXPECT_EQ(readNpy(folder.path("b.npy")).shape, (std::vector<std::int64_t>{count, 3}));
     const auto sums = lanesIn<double>("sum.npy");
     const auto mask = lanesIn<unsigned char>("sumMask.npy");
@@ -505,10 +504,10 @@ TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {
         all[place] = word;
         return refusal(all);
     };
-    EXPECT_EQ(with(3, "same=a.npy"), "the program has several fields \"same\"; each can be called "
-                                     "by its number, the first as @0");
-    EXPECT_EQ(with(9, "twice=z.npy"), "the program has several registers \"twice\"; each can be "
-                                      "called by its number, the first as %1");
+    EXPECT_EQ(with(3, "same=a.npy"),
+              "the program has several fields \"same\"; use a number instead, such as @0");
+    EXPECT_EQ(with(9, "twice=z.npy"),
+              "the program has several registers \"twice\"; use a number instead, such as %1");
     EXPECT_EQ(with(3, "@2=a.npy"), "the program has no field \"@2\"; it has \"same\", \"same\"");
     EXPECT_EQ(with(3, "@=a.npy"), "the program has no field \"@\"; it has \"same\", \"same\"");
     EXPECT_EQ(with(3, "@1=a.npy"), "field \"same\" is given twice");
@@ -519,7 +518,7 @@ TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {
               "the program has no register \"%-1\"; it has %0, \"twice\", \"twice\", %3");
 }
 
-/// Takes one argument of each sort.
+/// Needs one argument of each sort.
 const std::string allSorts = "i : i64 = ElementIndex\n"
                              "at : f32x2 = LoadField at[i]\n"
                              "isDry : tribool = LoadField dry[i]\n"
@@ -544,7 +543,7 @@ class FenletInputs : public FenletCommand {
         folder.write("program", allSorts);
     }
 
-    /// What becomes of a run with other arguments instead of those, which are fine.
+    /// The arguments of a good run, with `value` instead of the value of the same name.
     Strings with(const std::string& option, const std::string& value) const {
         const Strings fine[] = {{"--field", "at=at.npy"},
                                 {"--field", "dry=dry.npy"},
@@ -598,37 +597,37 @@ TEST_F(FenletInputs, AreRefusedUnderNamesThatTheProgramDoesNotHave) {
 
 TEST_F(FenletInputs, AreRefusedWhereTheyDoNotFit) {
     EXPECT_EQ(refused("--field", "at=flat.npy"),
-              "field \"at\" (flat.npy) has 1 component for each element, and the program asks for "
+              "field \"at\" (flat.npy) has 1 component per element, but the program reads "
               "2");
     EXPECT_EQ(refused("--field", "at=truths.npy"),
-              "field \"at\" (truths.npy) holds truth values, and the program asks for numbers");
+              "field \"at\" (truths.npy) holds truth values, but the program reads numbers");
     EXPECT_EQ(refused("--field", "dry=flat.npy"),
-              "field \"dry\" (flat.npy) holds numbers, and the program asks for truth values");
+              "field \"dry\" (flat.npy) holds numbers, but the program reads truth values");
     EXPECT_EQ(refused("--field", "at=long.npy"),
-              "long.npy: holds 3 elements, and the field before it 2");
+              "long.npy: has 3 elements, but the field before it has 2");
     EXPECT_EQ(refused("--field", "at=scalar.npy"),
-              "scalar.npy: a field takes an array of elements, or of elements times components (1 "
-              "to 65536), and this one's shape is ()");
+              "scalar.npy: the shape is (); a field needs an array of elements, or of elements x "
+              "components (1 to 65536)");
     EXPECT_EQ(refused("--field", "at=ground.npy"),
-              "ground.npy: a field takes an array of elements, or of elements times components (1 "
-              "to 65536), and this one's shape is (2, 2, 2)");
-    const std::string grid = ": a sampler takes an array of rows times columns, or of rows times "
-                             "columns times components (1 to 65536), and this one's shape is ";
-    EXPECT_EQ(refused("--sampler", "ground=flat.npy"), "flat.npy" + grid + "(2,)");
+              "ground.npy: the shape is (2, 2, 2); a field needs an array of elements, or of "
+              "elements x components (1 to 65536)");
+    EXPECT_EQ(refused("--sampler", "ground=flat.npy"),
+              "flat.npy: the shape is (2,); a sampler needs an array of rows x columns, or of rows "
+              "x columns x components (1 to 65536)");
     EXPECT_EQ(refused("--sampler", "ground=at.npy"),
-              "sampler \"ground\" has 1 component for each element, and the program asks for 2");
+              "sampler \"ground\" has 1 component per element, but the program reads 2");
     EXPECT_EQ(refused("--sampler", "ground=truths.npy"),
-              "truths.npy: a sampler takes numbers, and these are truth values");
+              "truths.npy: the array holds truth values; a sampler needs numbers");
     EXPECT_EQ(refused("--uniform", "scale=1,2"),
-              "uniform \"scale\" has 2 components for each element, and the program asks for 1");
+              "uniform \"scale\" has 2 components per element, but the program reads 1");
     EXPECT_EQ(refused("--uniform", "scale=true"),
-              "uniform \"scale\" holds truth values, and the program asks for numbers");
+              "uniform \"scale\" holds truth values, but the program reads numbers");
     EXPECT_EQ(refused("--uniform", "on=1"),
-              "uniform \"on\" holds numbers, and the program asks for truth values");
+              "uniform \"on\" holds numbers, but the program reads truth values");
     EXPECT_EQ(refusedRun("i : i64 = ElementIndex\nx : f32 = Sample ground[i]\n",
                          {"--count", "1", "--out", "x=x.npy", "--sampler", "ground=at.npy"}),
-              "sampler \"ground\" takes coordinates of 2 components, column and row, and the "
-              "program gives it 1");
+              "sampler \"ground\" needs coordinates of 2 numbers, column and row, but the program "
+              "gives it 1");
 }
 
 TEST_F(FenletInputs, AreRefusedWhereTheyCannotBeRead) {
@@ -642,8 +641,7 @@ TEST_F(FenletInputs, AreRefusedWhereTheyCannotBeRead) {
     }
     const auto noNumber = [](const std::string& piece) {
         return "uniform \"scale\": \"" + piece +
-               "\" is no number; it takes numbers with commas between them, or true, false or "
-               "unknown";
+               "\" is not a number; give numbers separated by commas, or true, false or unknown";
     };
     for (const std::string text : {"x", "1x", "1 ", "+1", "0x1", "TRUE", "1e999", "--"})
         EXPECT_EQ(refused("--uniform", "scale=" + text), noNumber(text));
@@ -652,7 +650,7 @@ TEST_F(FenletInputs, AreRefusedWhereTheyCannotBeRead) {
     std::string many = "scale=1";
     for (int i = 1; i < 65; ++i)
         many += ",1";
-    EXPECT_EQ(refused("--uniform", many), "uniform \"scale\": it takes 64 numbers at most");
+    EXPECT_EQ(refused("--uniform", many), "uniform \"scale\" has 65 numbers; the limit is 64");
 }
 
 TEST_F(FenletInputs, AreRefusedTwiceAndWithoutANameOrValue) {
@@ -665,11 +663,11 @@ TEST_F(FenletInputs, AreRefusedTwiceAndWithoutANameOrValue) {
     EXPECT_EQ(also("--uniform", "on=true"), "uniform \"on\" is given twice");
     EXPECT_EQ(also("--sampler", "ground=ground.npy"), "sampler \"ground\" is given twice");
     for (const std::string text : {"x", "=x", "x="}) {
-        EXPECT_EQ(also("--field", text), "--field " + text + ": it takes NAME=FILE");
-        EXPECT_EQ(also("--uniform", text), "--uniform " + text + ": it takes NAME=VALUE");
-        EXPECT_EQ(also("--sampler", text), "--sampler " + text + ": it takes NAME=FILE");
-        EXPECT_EQ(also("--out", text), "--out " + text + ": it takes NAME=FILE");
-        EXPECT_EQ(also("--mask", text), "--mask " + text + ": it takes NAME=FILE");
+        EXPECT_EQ(also("--field", text), "--field " + text + ": expected NAME=FILE");
+        EXPECT_EQ(also("--uniform", text), "--uniform " + text + ": expected NAME=VALUE");
+        EXPECT_EQ(also("--sampler", text), "--sampler " + text + ": expected NAME=FILE");
+        EXPECT_EQ(also("--out", text), "--out " + text + ": expected NAME=FILE");
+        EXPECT_EQ(also("--mask", text), "--mask " + text + ": expected NAME=FILE");
     }
 }
 
@@ -681,16 +679,16 @@ TEST_F(FenletCommand, RefusesTwoOutputsInOneFile) {
          {std::string("i.npy"), std::string("./i.npy"), here, std::string("link.npy")}) {
         EXPECT_EQ(
             refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=" + other}),
-            "--out i=" + other + ": this file is already that of another output");
+            "--out i=" + other + ": another output is already written to this file");
         EXPECT_EQ(
             refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--mask", "i=" + other}),
-            "--mask i=" + other + ": this file is already that of another output");
+            "--mask i=" + other + ": another output is already written to this file");
     }
     answer({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=j.npy"});
     EXPECT_EQ(folder.read("i.npy"), folder.read("j.npy"));
     EXPECT_EQ(
         refusal({"run", "program", "--count", "3", "--out", "i=i.npy", "--out", "i=link.npy"}),
-        "--out i=link.npy: this file is already that of another output");
+        "--out i=link.npy: another output is already written to this file");
 }
 
 TEST_F(FenletCommand, MayWriteTheFileThatItReads) {
@@ -729,7 +727,8 @@ TEST_F(FenletCommand, LeavesAllFilesAsTheyWereWhereOneCannotBeWritten) {
         EXPECT_EQ(folder.read("small.npy"), "what was there");
         return outcome.error;
     };
-    // The small file has 528 bytes and the large one 928: neither, one, and none of them fits.
+    // The small file has 528 bytes and the large one 928. With a limit of 0, neither fits; with
+    // 700, only the small one does.
     EXPECT_EQ(refusedAt(0, "large.npy"), "fenlet: small.npy: File too large\n");
     EXPECT_EQ(refusedAt(700, "large.npy"), "fenlet: large.npy: File too large\n");
     EXPECT_EQ(refusedAt(-1, "none/large.npy"),
@@ -830,7 +829,7 @@ TEST_F(FenletCommand, TimesAProgramInTwoTables) {
     }
 }
 
-/// Steps over many components, for a run that a person would want to see the progress of.
+/// Steps over many components, for a run that is long enough to show progress.
 std::string longProgram() {
     std::string text = "v : f64x64 = LoadConstant (1.5";
     for (int component = 1; component < 64; ++component)
@@ -856,7 +855,7 @@ TEST_F(FenletCommand, ShowsItsProgressOnATerminalAndNowhereElse) {
         EXPECT_EQ(outcome.output, "");
         return outcome.error;
     };
-    // Some machine is done with any number of elements before there is anything to show.
+    // A fast machine can finish before there is progress to show.
     long long count = 400'000;
     std::string shown = run(count, true);
     while (shown.empty() && count < 100'000'000) {

@@ -10,7 +10,7 @@ import numpy as np
 
 FENLET = None
 
-# The six kinds: NumPy's types and the words for them in programs.
+# The six kinds: NumPy's types and their words in program text.
 KINDS = {
     "?": "tribool",
     "<i4": "i32",
@@ -20,7 +20,7 @@ KINDS = {
     "<f8": "f64",
 }
 
-# Those that become one of the six when they are read.
+# Types that become one of the six when they are read.
 WIDENED = {
     "i1": "i32", "u1": "i32", "<i2": "i32", "<u2": "i32", "<u4": "i64",
     ">i2": "i32", ">u2": "i32", ">i4": "i32", ">u4": "i64", ">i8": "i64",
@@ -29,7 +29,7 @@ WIDENED = {
 
 
 def entries(kind, count):
-    """Entries of any bits, all sorts of NaN among them; truth values are False and True."""
+    """Entries with random bits, including all sorts of NaN; truth values are False and True."""
     if np.dtype(kind) == np.bool_:
         return np.random.default_rng(1).integers(0, 2, count).astype(np.bool_)
     raw = np.random.default_rng(1).integers(0, 256, count * np.dtype(kind).itemsize, np.uint8)
@@ -46,7 +46,7 @@ class RoundTrip(unittest.TestCase):
         self.folder = pathlib.Path(folder.name)
 
     def copied(self, word, components):
-        """What NumPy reads of a copy of `in.npy`."""
+        """The copy of `in.npy`, as NumPy reads it."""
         kind = word if components == 1 else f"{word}x{components}"
         program = self.folder / "copy"
         program.write_text(f"i : i64 = ElementIndex\ncopy : {kind} = LoadField data[i]\n")

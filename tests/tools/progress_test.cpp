@@ -1,4 +1,4 @@
-// The line that tells how far long work has come.
+// The progress line for long work.
 #include "terminal/progress.h"
 
 #include <array>
@@ -15,10 +15,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Takes this program's standard error until it is destroyed.
+/// Captures this program's standard error until it is destroyed.
 class StandardError {
   public:
-    /// Its end that is written to, and the one that is read.
+    /// The end that is written to, and the end that is read.
     StandardError(int theirs, int newOurs) : ours(newOurs), saved(dup(STDERR_FILENO)) {
         dup2(theirs, STDERR_FILENO);
         close(theirs);
@@ -31,8 +31,8 @@ class StandardError {
     StandardError(const StandardError&) = delete;
     StandardError& operator=(const StandardError&) = delete;
 
-    /// What has been written since the last call. A terminal hands text on when it comes to it, so
-    /// this waits: long for as much as is expected, and a moment for more.
+    /// What was written since the last call. A terminal passes text on with a delay, so this waits:
+    /// long for as much as is expected, and a moment for more.
     std::string written(const std::string& expected) const {
         std::string text;
         std::array<char, 256> buffer;
@@ -85,7 +85,7 @@ TEST(Progress, LeavesNoTraceOfShortWork) {
         progress.advance(50);
         progress.advance(200);
     }
-    // On a machine that is too busy for it this work was not short.
+    // On a machine that is too busy, this work was not short.
     const bool wasShort = std::chrono::steady_clock::now() - start < 300ms;
     const std::string written = terminal.written("");
     EXPECT_TRUE(written.empty() || !wasShort) << written;

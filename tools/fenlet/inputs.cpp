@@ -1,4 +1,4 @@
-// What a program gets from the command line: fields, uniforms and samplers by name.
+// The fields, uniforms and samplers that the command line gives to a program.
 #include "inputs.h"
 
 #include <fenletir/number_fit.h>
@@ -12,7 +12,7 @@ using namespace Fenlet;
 
 namespace {
 
-/// As the header of the file has it, such as (3, 4).
+/// The shape as written in the header of the file, such as (3, 4).
 std::string shapeOf(const NpyFile& file) {
     std::string text;
     for (const std::int64_t size : file.shape())
@@ -38,22 +38,23 @@ std::int32_t componentsOf(const NpyFile& file, const std::string& path) {
         return 1;
     if (shape.size() == 2 && isComponentCount(shape[1]))
         return static_cast<std::int32_t>(shape[1]);
-    throw FileError(path +
-                    ": a field takes an array of elements, or of elements times components " +
-                    componentRange() + ", and this one's shape is " + shapeOf(file));
+    throw FileError(path + ": the shape is " + shapeOf(file) +
+                    "; a field needs an array of elements, or of elements x components " +
+                    componentRange());
 }
 
-/// Rows, columns and perhaps components.
+/// Checks that the array has rows, columns and perhaps components. Returns the number of
+/// components.
 std::int32_t cellComponentsOf(const NpyFile& file, const std::string& path) {
     const std::vector<std::int64_t>& shape = file.shape();
     const bool isGrid = shape.size() == 2 || (shape.size() == 3 && isComponentCount(shape[2]));
     if (!isGrid || shape[0] < 1 || shape[1] < 1)
-        throw FileError(path +
-                        ": a sampler takes an array of rows times columns, or of rows times "
-                        "columns times components " +
-                        componentRange() + ", and this one's shape is " + shapeOf(file));
+        throw FileError(path + ": the shape is " + shapeOf(file) +
+                        "; a sampler needs an array of rows x columns, or of rows x columns x "
+                        "components " +
+                        componentRange());
     if (file.kind() == CpuElementKind::Tribool)
-        throw FileError(path + ": a sampler takes numbers, and these are truth values");
+        throw FileError(path + ": the array holds truth values; a sampler needs numbers");
     return shape.size() == 2 ? 1 : static_cast<std::int32_t>(shape[2]);
 }
 
@@ -68,7 +69,7 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
     return pieces;
 }
 
-/// A truth value, or numbers with commas between them.
+/// Reads a truth value, or numbers separated by commas.
 Constant parseValue(const std::string& what, const std::string& text) {
     if (text == "true" || text == "false")
         return Constant::ofTribool(text == "true" ? 1 : 0);
@@ -80,41 +81,40 @@ Constant parseValue(const std::string& what, const std::string& text) {
         const auto integer = numberIn<std::int64_t>(piece);
         const auto real = numberIn<double>(piece);
         if (!real)
-            throw std::runtime_error(what + ": " + quoted(piece) +
-                                     " is no number; it takes numbers with commas between them, "
-                                     "or true, false or unknown");
+            throw std::runtime_error(
+                what + ": " + quoted(piece) +
+                " is not a number; give numbers separated by commas, or true, false or unknown");
         if (integer)
             integers.push_back(*integer);
         reals.push_back(*real);
     }
     if (reals.size() > static_cast<std::size_t>(mostScratchComponents))
-        throw std::runtime_error(what + ": it takes " + std::to_string(mostScratchComponents) +
-                                 " numbers at most");
-    // Whole numbers stay exact beyond what a double holds.
+        throw std::runtime_error(what + " has " + std::to_string(reals.size()) +
+                                 " numbers; the limit is " + std::to_string(mostScratchComponents));
+    // Integers are kept as such, because a double does not hold all of them.
     return integers.size() == reals.size() ? Constant::ofIntegers(integers)
                                            : Constant::ofReals(reals);
 }
 
-/// Refuses the second of two, of which one would be lost.
+/// Refuses a second value for the same name, because one of the two would be lost.
 void checkFirst(bool isFirst, const std::string& what) {
     if (!isFirst)
         throw std::runtime_error(what + " is given twice");
 }
 
-/// Makes sure that data has the components, and is of the sort, that the register takes.
+/// Throws unless the data has the components and the sort of values that the register takes.
 void checkFit(const std::string& what, std::int32_t components, bool hasTruth,
               const RegisterInfo& result) {
     const bool isTruth = result.format == RegisterFormat::Tribool;
     if (components != result.multiplicity)
         throw std::runtime_error(what + " has " + std::to_string(components) +
                                  (components == 1 ? " component" : " components") +
-                                 " for each element, and the program asks for " +
+                                 " per element, but the program reads " +
                                  std::to_string(result.multiplicity));
     if (hasTruth != isTruth)
-        throw std::runtime_error(what + (isTruth ? " holds numbers, and the program asks for truth "
-                                                   "values"
-                                                 : " holds truth values, and the program asks for "
-                                                   "numbers"));
+        throw std::runtime_error(what +
+                                 (isTruth ? " holds numbers, but the program reads truth values"
+                                          : " holds truth values, but the program reads numbers"));
 }
 
 } // namespace
@@ -122,7 +122,7 @@ void checkFit(const std::string& what, std::int32_t components, bool hasTruth,
 Assignment parseAssignment(const std::string& option, const std::string& text, const char* kind) {
     const std::size_t place = text.find('=');
     if (place == std::string::npos || place == 0 || place + 1 == text.size())
-        throw std::runtime_error(option + " " + text + ": it takes NAME=" + kind);
+        throw std::runtime_error(option + " " + text + ": expected NAME=" + kind);
     return {text.substr(0, place), text.substr(place + 1)};
 }
 
@@ -156,8 +156,8 @@ void Inputs::setField(const Assignment& field) {
     accessors[number] = &fields[number]->accessor;
     const long long length = fields[number]->file.shape()[0];
     if (count && *count != length)
-        throw FileError(field.value + ": holds " + std::to_string(length) +
-                        " elements, and the field before it " + std::to_string(*count));
+        throw FileError(field.value + ": has " + std::to_string(length) +
+                        " elements, but the field before it has " + std::to_string(*count));
     count = length;
 }
 
@@ -229,7 +229,7 @@ void Inputs::checkSampler(const Instruction& instruction) const {
     const RegisterInfo& at = program.registerInfo(instruction.operands[0]);
     if (at.format == RegisterFormat::Tribool || at.multiplicity != 2)
         throw std::runtime_error(
-            what + " takes coordinates of 2 components, column and row, and the program gives it " +
+            what + " needs coordinates of 2 numbers, column and row, but the program gives it " +
             (at.format == RegisterFormat::Tribool ? "truth values"
                                                   : std::to_string(at.multiplicity)));
 }

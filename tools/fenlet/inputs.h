@@ -1,4 +1,4 @@
-// What a program gets from the command line: fields, uniforms and samplers by name.
+// The fields, uniforms and samplers that the command line gives to a program.
 #pragma once
 
 #include "names.h"
@@ -16,14 +16,14 @@
 
 namespace Tool {
 
-/// NAME=VALUE, as it stands on the command line.
+/// An option of the form NAME=VALUE.
 struct Assignment {
     std::string name;
     std::string value;
 };
 
-/// Splits at the first equals sign. Throws `std::runtime_error` in words for the user if there is
-/// none, or nothing on one side of it; `kind` is what stands for the value in them.
+/// Splits `text` at the first equals sign. Throws `std::runtime_error` with a message for the user
+/// if there is none or one side is empty; `kind` is the word for the value in that message.
 Assignment parseAssignment(const std::string& option, const std::string& text, const char* kind);
 
 /// Providers for every field, uniform and sampler of one program.
@@ -34,16 +34,16 @@ class Inputs {
     Inputs(const Inputs&) = delete;
     Inputs& operator=(const Inputs&) = delete;
 
-    /// Each throws `std::runtime_error` or `Fenlet::FileError`, in one line for the user.
+    /// Each throws `std::runtime_error` or `Fenlet::FileError` with one line for the user.
     void setField(const Assignment& field);
     void setUniform(const Assignment& uniform);
     void setSampler(const Assignment& sampler);
 
-    /// Makes sure that everything that the program reads is there and fits. Throws as above. If
-    /// `isForced`, it only warns of a uniform that its register's format cannot hold.
+    /// Throws as above unless everything that the program reads is given and fits. If `isForced`, a
+    /// uniform that does not fit into its register's format is only a warning.
     void check(bool isForced) const;
 
-    /// The number of elements of the fields, none if there is no field.
+    /// The number of elements of the fields; none if there is no field.
     std::optional<long long> elementCount() const { return count; }
 
     Fenlet::Bindings bindings();

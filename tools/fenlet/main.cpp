@@ -1,4 +1,4 @@
-// fenlet: programs from text, checked, listed, run over files and timed.
+// fenlet: checks, lists, runs and times programs given as text.
 #include "bench.h"
 #include "run.h"
 #include "terminal/command_line.h"
@@ -27,7 +27,8 @@ constexpr int misused = 2;
 constexpr const char* commands = R"(
 FILE is the text of a program, or - for standard input.
 
-  fenlet check FILE    print what is wrong with the program, one finding per line
+  fenlet check FILE    print what is wrong with the program, one finding per line; nothing if all
+                       is well
   fenlet list FILE     print the program again, in aligned columns
   fenlet run FILE      evaluate the program over files
   fenlet bench FILE    print nanoseconds per element for each block size and each instruction,
@@ -64,13 +65,13 @@ constexpr const char* statuses = R"(
 Exit status: 0 success; 1 the program or its data has an error; 2 the command line is wrong.
 Messages go to standard error, but the findings of check go to standard output.)";
 
-/// A program's text that cannot be read, in several lines.
+/// A text that cannot be read. The message has several lines.
 class UnreadableText : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// The name of the file in messages.
+/// The name of the file, for messages.
 std::string nameOf(const std::string& path) {
     return path == "-" ? "standard input" : Terminal::oneLine(path);
 }
@@ -91,7 +92,7 @@ std::string readAll(const std::string& path) {
     return text;
 }
 
-/// Throws `UnreadableText` if the text is no program.
+/// Throws `UnreadableText` if the text cannot be read as a program.
 ParseResult readProgram(const std::string& path) {
     ParseResult result = parseProgram(readAll(path));
     if (!result.ok())
@@ -101,8 +102,8 @@ ParseResult readProgram(const std::string& path) {
     return result;
 }
 
-/// Whether `run` and `bench` refuse a program with this finding. No `isForced` makes them run what
-/// the evaluator refuses, or what would read or write outside the registers.
+/// Whether `run` and `bench` refuse a program with this finding. `isForced` does not make them run
+/// a program that the evaluator refuses, or that would read or write outside its registers.
 bool endsRun(const Finding& finding, bool isForced) {
     return finding.severity != FindingClass::ProbablyAMistake ||
            (spoilsResults(finding) && !isForced);
@@ -115,7 +116,7 @@ std::string placeOf(const Finding& finding, const std::string& path, const Parse
                                    : nameOf(path) + ":" + std::to_string(text.lines[number]);
 }
 
-/// Prints the findings, a line each. Returns whether one of them ends a run.
+/// Prints the findings, one per line. Returns whether one of them ends a run.
 bool print(const std::vector<Finding>& findings, const std::string& path, const ParseResult& text,
            bool isForced, std::FILE* file) {
     bool endsOne = false;
@@ -153,7 +154,7 @@ int check(const std::string& path) {
     return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;
 }
 
-/// Returns what `main` is to return; throws what it is to tell.
+/// Returns the exit status. Throws if there is something to report.
 int perform(const std::string& command, const std::string& file, const RunOptions& options) {
     int status = 0;
     if (command == "check") {

@@ -1,4 +1,4 @@
-// What people call fields, uniforms, samplers and registers by: their names, or their numbers.
+// Finds fields, uniforms, samplers and registers by name or number.
 #pragma once
 
 #include <charconv>
@@ -14,7 +14,7 @@ inline std::string quoted(const std::string& name) {
     return "\"" + name + "\"";
 }
 
-/// The number that the whole text is, if it is one.
+/// The number, if the whole text is one.
 template <class Number>
 std::optional<Number> numberIn(const std::string& text) {
     Number number{};
@@ -25,15 +25,15 @@ std::optional<Number> numberIn(const std::string& text) {
     return number;
 }
 
-/// One sort of declaration. `sort` is its word, such as "field", and `mark` stands before numbers.
+/// One sort of declaration. `sort` is the word for it, such as "field"; `mark` precedes numbers.
 template <class Entry>
 class Declarations {
   public:
     Declarations(const std::vector<Entry>& newEntries, const char* newSort, char newMark)
         : entries(newEntries), sort(newSort), mark(newMark) {}
 
-    /// The position of the one that `called` is the name of, or its mark and number. Throws
-    /// `std::runtime_error` in one line for the user if there is none, or if it may be several.
+    /// The position of the entry named `called`, which can also be its mark and number. Throws
+    /// `std::runtime_error` with one line for the user if there is none or the name is ambiguous.
     std::size_t find(const std::string& called) const {
         std::vector<std::size_t> found;
         for (std::size_t i = 0; i < entries.size(); ++i)
@@ -43,8 +43,7 @@ class Declarations {
             return found[0];
         if (!found.empty())
             throw std::runtime_error("the program has several " + sort + "s " + quoted(called) +
-                                     "; each can be called by its number, the first as " +
-                                     numbered(found[0]));
+                                     "; use a number instead, such as " + numbered(found[0]));
         const auto number = called.size() > 1 && called[0] == mark
                                 ? numberIn<std::size_t>(called.substr(1))
                                 : std::nullopt;
@@ -53,7 +52,7 @@ class Declarations {
         throw std::runtime_error("the program has no " + sort + " " + quoted(called) + known());
     }
 
-    /// The sort and the name, or the number of one without.
+    /// The sort, and the name or, without a name, the number.
     std::string describe(std::size_t position) const {
         const std::string& name = entries[position].name;
         return sort + " " + (name.empty() ? numbered(position) : quoted(name));
@@ -62,7 +61,7 @@ class Declarations {
   private:
     std::string numbered(std::size_t position) const { return mark + std::to_string(position); }
 
-    /// The first few of those that there are.
+    /// A list of the first few entries, for a message.
     std::string known() const {
         constexpr std::size_t few = 8;
         std::string all = entries.empty() ? "; it has none" : "";

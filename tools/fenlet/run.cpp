@@ -1,4 +1,4 @@
-// `fenlet run`: a program over files.
+// `fenlet run`: evaluates a program over files.
 #include "run.h"
 
 #include "inputs.h"
@@ -22,7 +22,7 @@ using namespace Fenlet;
 
 namespace {
 
-/// One file that a run writes: a register's values, or which of its elements have one.
+/// One output file: a register's values, or which of its elements have one.
 class Output {
   public:
     Output(const FenletProgram& program, std::int32_t newNumber, const std::string& path,
@@ -39,7 +39,7 @@ class Output {
         else
             writeValues(registers, count);
     }
-    /// Where the file will be, however its name is written.
+    /// The absolute path of the file, however its name was given.
     std::string place() const {
         return std::filesystem::weakly_canonical(std::filesystem::absolute(writer.place()))
             .string();
@@ -78,7 +78,7 @@ void Output::writeMask(const RegisterFile& registers, int count) {
     writer.write(bytes.data(), bytes.size());
 }
 
-/// A lane without a value, all of it: a quiet NaN, 0 or false.
+/// The bits that represent a missing value: a quiet NaN, 0 or false.
 std::uint64_t missingBits(CpuElementKind kind) {
     switch (kind) {
     case CpuElementKind::Half:
@@ -121,8 +121,8 @@ long long countFor(const Inputs& inputs, const RunOptions& options) {
     return *inputs.elementCount();
 }
 
-/// While it exists, what would end the process is only remembered, so that unfinished files can be
-/// removed first.
+/// While it exists, signals that would end the process are only recorded, so that unfinished files
+/// can be removed first.
 class Interruption {
   public:
     Interruption() {
@@ -182,7 +182,7 @@ void openOutputs(const FenletProgram& program, const RunOptions& options, long l
         }
         if (!places.insert(outputs.back().place()).second)
             throw std::runtime_error(option + " " + text +
-                                     ": this file is already that of another output");
+                                     ": another output is already written to this file");
     };
     for (const std::string& output : options.outputs)
         open(output, false);
@@ -190,7 +190,7 @@ void openOutputs(const FenletProgram& program, const RunOptions& options, long l
         open(mask, true);
 }
 
-/// How to write the first output that has a name; empty if none has.
+/// For a message: how to write the first output that has a name; empty if none has.
 std::string example(const FenletProgram& program) {
     for (const RegisterInfo& about : program.registers)
         if (about.output && !about.name.empty())

@@ -1,4 +1,4 @@
-// What the command lines of programs have in common.
+// What the command lines of all programs have in common.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,7 +8,7 @@
 
 namespace Terminal {
 
-/// The text in one line that a terminal takes as text and nothing else.
+/// The text in one line, without control characters.
 inline std::string oneLine(std::string text) {
     for (char& c : text)
         if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
@@ -16,8 +16,8 @@ inline std::string oneLine(std::string text) {
     return text;
 }
 
-/// Accepts the finite numbers that `accepts` does; `words` say which those are. What is no number
-/// at all is left to the option.
+/// Accepts the finite numbers that `accepts` does; `words` describes them. Text that is not a
+/// number is left to the option to refuse.
 template <class Accepts>
 CLI::Validator finiteNumber(const std::string& words, Accepts accepts) {
     const auto check = [words, accepts](const std::string& text) {
@@ -49,8 +49,8 @@ inline CLI::Validator fileName() {
         "");
 }
 
-/// Reads the options. Returns what `main` is to return if there is nothing more to do: after
-/// printing the help, or after one line on standard error that names the argument that is wrong.
+/// Reads the options. If the program has to end, because the help was printed or an argument is
+/// wrong (which one line on standard error says), returns what `main` has to return.
 inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char** arguments) {
     app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
         return oneLine(failed->get_name() + ": " + error.what()) + "\n";

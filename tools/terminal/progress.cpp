@@ -1,4 +1,4 @@
-// A line on the terminal that tells how far long work has come.
+// A progress line on the terminal for long work.
 #include "terminal/progress.h"
 
 #include <cstdio>

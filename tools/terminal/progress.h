@@ -1,4 +1,4 @@
-// A line on the terminal that tells how far long work has come.
+// A progress line on the terminal for long work.
 #pragma once
 
 #include <chrono>
@@ -6,8 +6,8 @@
 
 namespace Terminal {
 
-/// Writes to standard error, and only where that is a terminal. The line appears after a moment, so
-/// that short work leaves no trace, and is gone at the end.
+/// Writes to standard error, and only if that is a terminal. The line appears after a moment, so
+/// that short work shows nothing, and it is removed at the end.
 class Progress {
   public:
     Progress(std::string what, long long total);

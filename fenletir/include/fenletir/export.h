@@ -1,4 +1,4 @@
-// What the shared program library shows. Everything else is hidden.
+// Marks what the shared program library exports. Everything else is hidden.
 #pragma once
 
 #if defined(FENLETIR_STATIC) || defined(_WIN32)

@@ -18,11 +18,14 @@ enum class NumberFit : std::int32_t {
     Inexact = 4,    ///< whole, and the format has only numbers near it
 };
 
-/// Whether `value` fits into `format`. An integer format takes the whole numbers of its range, -0.0
-/// among them. A float format takes everything within its range, infinities and NaNs, and rounds
-/// fractions. But it takes a whole number only if it holds it exactly, so that 16777217 does not
-/// fit into Float32. This is not asked of a real number from 2 to the power 53 on, such as 1e30:
-/// all of these are whole, so that nothing says that it was meant to the unit.
+/// Whether `value` fits into `format`.
+///
+/// - Whole numbers within its range fit into an integer format. -0.0 is such a number.
+/// - Infinities, NaNs and fractions that do not round to an infinity fit into a float format.
+/// - Whole numbers fit into a float format only if it holds them exactly: 16777217 does not fit
+/// into
+///   Float32. Real numbers of magnitude 2^53 or more, such as 1e30, are exempt: at this size all of
+///   them are whole, so being whole does not mean that the exact value matters.
 FENLETIR_API NumberFit fitOfInteger(std::int64_t value, RegisterFormat format);
 FENLETIR_API NumberFit fitOfReal(double value, RegisterFormat format);
 

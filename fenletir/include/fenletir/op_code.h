@@ -1,4 +1,4 @@
-// The instruction set: its numbering, and how many operands each instruction takes.
+// The instruction set: the opcodes, their numbers and how many operands they take.
 #pragma once
 
 #include <fenletir/export.h>
@@ -7,11 +7,11 @@
 
 namespace Fenlet {
 
-/// What an instruction does. The numbers are fixed: every consumer of programs dispatches on them,
-/// and `opCodeTableToken` changes whenever one of them does. Operand 0 of a binary instruction is
-/// its left side, operand 1 its right side.
+/// What an instruction does. The numbers are fixed, because backends dispatch on them;
+/// `opCodeTableToken` changes whenever one of them does. In a binary instruction operand 0 is the
+/// left side and operand 1 the right side.
 enum class OpCode : std::uint32_t {
-    Nop = 0,          ///< does nothing, and has no result
+    Nop = 0,          ///< does nothing and has no result
     ElementIndex = 1, ///< the absolute number of each element, as Int64
     LoadConstant = 2, ///< immediate: constant; the same value for every element
     LoadUniform = 3,  ///< immediate: uniform; the same value for every element of a block
@@ -20,7 +20,7 @@ enum class OpCode : std::uint32_t {
     Component = 6,    ///< immediate: component number; operand 0: the vector
     Negate = 7,
     Not = 8,     ///< three-valued
-    Length = 9,  ///< Euclidean norm of operand 0's components
+    Length = 9,  ///< the Euclidean norm of operand 0's components
     IsTrue = 10, ///< true where operand 0 is valid and known to be true, else false
     Add = 11,
     Subtract = 12,
@@ -40,16 +40,16 @@ enum class OpCode : std::uint32_t {
 /// How many opcodes there are; their numbers run from 0 to `opCodeCount` - 1.
 inline constexpr std::uint32_t opCodeCount = 24;
 
-/// The number that stands for this numbering of the opcodes. A backend compares it with the number
-/// that it was built against and refuses to run on a mismatch.
+/// Identifies this numbering of the opcodes. A backend compares it with the number that it was
+/// built for and refuses to run if they differ.
 FENLETIR_API std::int32_t opCodeTableToken();
 
-/// How many operands `op` takes, 0 to 3. `LoadField` takes 1. A number outside the enumeration
-/// takes none.
+/// How many operands `op` takes, 0 to 3. `LoadField` takes 1; a number outside the enumeration
+/// takes 0.
 FENLETIR_API std::int32_t opCodeArity(OpCode op);
 
-/// The opcode's name as the enumeration spells it, "Unknown" for a number outside it. The text has
-/// static lifetime.
+/// The opcode's name as spelled in the enumeration, or "Unknown" for a number outside it. The text
+/// has static lifetime.
 FENLETIR_API const char* opCodeName(OpCode op);
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// A program: its instructions, registers and pools, as plain records.
+// A program as plain records: instructions, registers and pools.
 #pragma once
 
 #include <fenletir/export.h>
@@ -10,8 +10,8 @@
 
 namespace Fenlet {
 
-/// What a register's components are, as a program declares it. `Int8`, `Int16` and `Int32` tell how
-/// wide the numbers are meant to be; a backend may keep all three as 32-bit integers.
+/// The type of a register's components, as the program declares it. `Int8`, `Int16` and `Int32` say
+/// how wide the numbers are meant to be; a backend may store all three as 32-bit integers.
 enum class RegisterFormat : std::int32_t {
     Tribool = 0, ///< one byte: 0 false, 1 true, 255 unknown
     Int8 = 1,
@@ -23,37 +23,36 @@ enum class RegisterFormat : std::int32_t {
     Float64 = 7, ///< IEEE 754 binary64
 };
 
-/// The format's name as the enumeration spells it, "Unknown" for a number outside it. The text has
-/// static lifetime.
+/// The format's name as spelled in the enumeration, or "Unknown" for a number outside it. The text
+/// has static lifetime.
 FENLETIR_API const char* registerFormatName(RegisterFormat format);
 
-/// The mark for "no register" in `Instruction::result` and `Instruction::operands`.
+/// Means "no register" in `Instruction::result` and `Instruction::operands`.
 inline constexpr std::int32_t noRegister = -1;
 
-/// One instruction. A slot of `operands` from the opcode's arity on must hold `noRegister`.
+/// One instruction. Slots of `operands` that the opcode does not use must hold `noRegister`.
 struct Instruction {
     OpCode op = OpCode::Nop;
-    std::int32_t result = noRegister; ///< not examined for `OpCode::Nop`
+    std::int32_t result = noRegister; ///< ignored for `OpCode::Nop`
     std::int32_t operands[3] = {noRegister, noRegister, noRegister};
-    std::int32_t immediate = -1; ///< pool index or component number; free where the opcode has none
+    std::int32_t immediate = -1; ///< pool index or component number; ignored if the opcode has none
 };
 
-/// One register: how many components each element has, and what they are.
+/// One register: how many components each element has, and their type.
 struct RegisterInfo {
     std::int32_t multiplicity = 1; ///< components per element, at least 1
     RegisterFormat format = RegisterFormat::Float32;
     std::string name;    ///< for people; may be empty
-    bool output = false; ///< what the host wants out of the program
+    bool output = false; ///< whether the register is a result of the program
 };
 
 /// The most components that a constant or a uniform can have: the evaluator puts one value together
 /// in memory of a fixed size.
 inline constexpr std::int32_t mostScratchComponents = 64;
 
-/// One entry of the constant pool: a Tribool, or 1 to 64 integers, or 1 to 64 real numbers.
-///
-/// Which one it is tells `integers` and `reals`: at most one of them is not empty, and a constant
-/// with both empty is the Tribool in `boolean`.
+/// One entry of the constant pool: a Tribool, or 1 to `mostScratchComponents` integers or real
+/// numbers. At most one of `integers` and `reals` has entries; if both are empty, the constant is
+/// the Tribool in `boolean`.
 struct Constant {
     std::int32_t multiplicity = 1; ///< number of components
     unsigned char boolean = 0;     ///< 0 false, 1 true, 255 unknown
@@ -62,40 +61,39 @@ struct Constant {
 
     /// A constant of one Tribool byte.
     FENLETIR_API static Constant ofTribool(unsigned char value);
-    /// A constant of as many integer components as `values` has.
+    /// A constant with the integer components `values`.
     FENLETIR_API static Constant ofIntegers(std::vector<std::int64_t> values);
-    /// A constant of as many real components as `values` has.
+    /// A constant with the real components `values`.
     FENLETIR_API static Constant ofReals(std::vector<double> values);
 
     /// Component `index` as an IEEE 754 binary64 value. An integer is rounded to nearest, ties to
-    /// even; a Tribool gives 1 for true and 0 otherwise, in component 0. A component that is not
-    /// there is 0.
+    /// even. Component 0 of a Tribool is 1 for true and 0 otherwise. A missing component is 0.
     FENLETIR_API double realComponent(std::int32_t index) const;
 
-    /// Component `index` as a 64-bit integer. A real number is truncated toward zero, and one that
-    /// has no such integer (NaN, infinities, out of range) gives the most negative integer; a
-    /// Tribool gives 1 for true and 0 otherwise, in component 0. A component that is not there
-    /// is 0.
+    /// Component `index` as a 64-bit integer. A real number is truncated toward zero; NaN,
+    /// infinities and numbers out of range give the most negative integer. Component 0 of a Tribool
+    /// is 1 for true and 0 otherwise. A missing component is 0.
     FENLETIR_API std::int64_t integralComponent(std::int32_t index) const;
 };
 
-/// A field that a program reads: data that the host has for each element.
+/// A field that a program reads: one value per element, provided by the host.
 struct FieldBinding {
     std::string name;
 };
 
-/// A uniform that a program reads: one value for all elements.
+/// A uniform that a program reads: one value for all elements, provided by the host.
 struct UniformDeclaration {
     std::string name;
 };
 
-/// A sampler that a program uses: values looked up by coordinates.
+/// A sampler that a program uses: values that the host looks up by coordinates.
 struct SamplerDeclaration {
     std::string name;
 };
 
-/// A whole program. Registers, constants, fields, uniforms and samplers are named by their position
-/// in these arrays, from 0. A plain record: it may hold a program that no backend accepts.
+/// A whole program. Registers, constants, fields, uniforms and samplers are numbered by their
+/// position in these arrays, from 0. As a plain record, it can hold a program that no backend
+/// accepts.
 struct FenletProgram {
     std::vector<Instruction> instructions;
     std::vector<RegisterInfo> registers;
@@ -108,10 +106,10 @@ struct FenletProgram {
     FENLETIR_API std::int32_t registerCount() const;
     /// Number of instructions.
     FENLETIR_API std::int32_t instructionCount() const;
-    /// Whether `number` names a register, so that `registerInfo` accepts it.
+    /// Whether there is a register `number`.
     FENLETIR_API bool isValidRegister(std::int32_t number) const;
-    /// The record of register `number`, which must be valid. The reference lasts as long as
-    /// `registers` is not changed.
+    /// The record of register `number`, which must be valid. The reference is valid until
+    /// `registers` changes.
     FENLETIR_API const RegisterInfo& registerInfo(std::int32_t number) const;
 };
 

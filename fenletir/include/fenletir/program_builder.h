@@ -1,4 +1,4 @@
-// Writing a program in readable lines.
+// Builds programs one instruction at a time.
 #pragma once
 
 #include <fenletir/export.h>
@@ -14,21 +14,21 @@
 
 namespace Fenlet {
 
-/// Short for use in programs: `Format::Float32`.
+/// A shorter name, as in `Format::Float32`.
 using Format = RegisterFormat;
 
-/// A Tribool constant's value.
+/// The value of a Tribool constant.
 enum class Truth : unsigned char { False = 0, True = 1, Unknown = 255 };
 
-/// What `ProgramBuilder` hands out for a register, and takes as an operand. One whose number is
-/// `noRegister` stands for what could not be built.
+/// A register of a `ProgramBuilder`: returned for each result, and passed as an operand. A failed
+/// call returns one with the number `noRegister`.
 struct Register {
     std::int32_t number = noRegister; ///< its place in `FenletProgram::registers`
-    std::uint64_t program = 0;        ///< the builder's number for that program; 0 for none
+    std::uint64_t program = 0;        ///< identifies the program it belongs to; 0 for none
 };
 
-/// A field, uniform or sampler that a program declares; `number` is its place among its like, -1
-/// for what could not be declared, and `program` is as for a register.
+/// A declared field, uniform or sampler. `number` is its position among the fields, uniforms or
+/// samplers, or -1 if the declaration failed; `program` is as in `Register`.
 struct FieldHandle {
     std::int32_t number = -1;
     std::uint64_t program = 0;
@@ -42,14 +42,14 @@ struct SamplerHandle {
     std::uint64_t program = 0;
 };
 
-/// What a `ProgramBuilder` throws when it is asked to throw.
+/// Thrown by a `ProgramBuilder` that was made with `OnError::Throw`.
 class FENLETIR_API ProgramError : public std::invalid_argument {
   public:
     using std::invalid_argument::invalid_argument;
     ~ProgramError() override;
 };
 
-/// What became of a build: the program, or the words of the first thing that could not stand.
+/// The result of a build: the program, or the first error.
 struct BuildResult {
     FenletProgram program; ///< empty unless `ok()`
     std::string error;     ///< empty if `ok()`
@@ -57,30 +57,30 @@ struct BuildResult {
     bool ok() const { return error.empty(); }
 };
 
-/// Builds a program one instruction a call. Each call makes a new register for its result, whose
-/// multiplicity follows from the operands; its storage kind is asked for where the instruction
-/// leaves it open.
+/// Builds a program, one instruction per call. Each call makes a new register for its result. The
+/// number of components follows from the operands; the caller gives the format where the
+/// instruction leaves it open.
 ///
-/// What cannot stand is refused by the call that wrote it, in words that name the instruction and
-/// its registers and say what would stand. A builder that throws throws `ProgramError` there and
-/// then, and has not changed. One that does not answers with a `Register` that has no number,
-/// ignores everything after it, and tells the words in `build()`.
+/// A call that would make a wrong instruction fails, with a message that names the instruction and
+/// its registers and says what would be right. With `OnError::Throw` it throws `ProgramError` and
+/// leaves the builder unchanged. With `OnError::Report` it returns a `Register` without a number;
+/// the builder then ignores all further calls, and `build()` returns the message.
 ///
-/// A call that finds no memory throws what the allocator throws and has not been made, whichever of
-/// the two it would have been: it can be made again. `build()` needs none.
+/// If an allocation fails, the call throws the allocator's exception and changes nothing, so that
+/// it can be repeated. `build()` allocates nothing.
 ///
-/// Handles are good for the program that they were made for: another builder refuses them, and so
-/// does this one after `build()`. A copy of a builder carries on from the same program with the
-/// handles that there are; it cannot tell those that only the other one has made since.
+/// Handles belong to one program: another builder refuses them, and so does this one after
+/// `build()`. A copy of a builder continues the same program and accepts the handles made so far.
+/// It cannot recognise handles that the original makes later.
 class FENLETIR_API ProgramBuilder {
   public:
     enum class OnError { Report, Throw };
 
     explicit ProgramBuilder(OnError onError = OnError::Report);
 
-    /// Declares a field, a uniform or a sampler. Its number is its place among its like, from 0:
-    /// the place that the host's provider takes in `Bindings`. A name may stand only once among
-    /// fields, once among uniforms and once among samplers.
+    /// Declares a field, a uniform or a sampler. Each sort is numbered from 0 in the order of its
+    /// declarations; the host's provider has the same position in `Bindings`. No two fields can
+    /// have the same name, nor two uniforms, nor two samplers.
     FieldHandle field(std::string_view name);
     UniformHandle uniform(std::string_view name);
     SamplerHandle sampler(std::string_view name);
@@ -90,32 +90,34 @@ class FENLETIR_API ProgramBuilder {
     /// The absolute number of each element, as Int64.
     Register elementIndex();
 
-    /// A constant of 1 to 64 real numbers. A float format rounds fractions to its nearest number.
-    /// Any other number that `format` cannot hold is refused; `fitOfReal` decides.
+    /// A constant of 1 to `mostScratchComponents` real numbers. A float format rounds fractions to
+    /// its nearest number. Any other number that `format` cannot hold is refused; `fitOfReal`
+    /// decides.
     Register constant(Format format, const std::vector<double>& components);
-    /// A constant of 1 to 64 whole numbers, also of those that a double cannot hold. A number that
-    /// `format` cannot hold is refused; `fitOfInteger` decides.
+    /// A constant of 1 to `mostScratchComponents` whole numbers, also of those that a double cannot
+    /// hold. A number that `format` cannot hold is refused; `fitOfInteger` decides.
     Register integerConstant(Format format, const std::vector<std::int64_t>& components);
-    /// One truth value. There is no constant of several.
+    /// A constant of one truth value. There are no constants of several.
     Register truthConstant(Truth value);
 
-    /// A uniform of 1 to 64 components.
+    /// A uniform of 1 to `mostScratchComponents` components.
     Register loadUniform(UniformHandle uniform, Format format, std::int32_t multiplicity = 1);
     /// A field at the element numbers in `index`, one component of Int32 or Int64.
     Register loadField(FieldHandle field, Register index, Format format,
                        std::int32_t multiplicity = 1);
-    /// What the sampler has at `coordinates`.
+    /// The sampler's value at `coordinates`.
     Register sample(SamplerHandle sampler, Register coordinates, Format format,
                     std::int32_t multiplicity = 1);
 
-    /// Component `number` of `operand`, in the operand's own format or in another.
+    /// Component `number` of `operand`, in the operand's format or in `format`.
     Register component(Register operand, std::int32_t number);
     Register component(Register operand, std::int32_t number, Format format);
-    /// `operand`, of one component, in another format.
+    /// `operand`, which has one component, in another format.
     Register convert(Register operand, Format format);
 
-    /// Without a format, that of the operand or, for two operands of different formats, an error.
-    /// Operands have as many components as each other, or one of them has one.
+    /// Without `format`, the result has the format of the operands; two operands of different
+    /// formats are then an error. Operands have the same number of components, or one of them has
+    /// one.
     Register negate(Register operand);
     Register negate(Register operand, Format format);
     Register length(Register operand);
@@ -129,8 +131,8 @@ class FENLETIR_API ProgramBuilder {
     Register divide(Register left, Register right);
     Register divide(Register left, Register right, Format format);
 
-    /// Component by component. A side of one component meets each component of the other; where
-    /// that is the left one the mirrored comparison is written.
+    /// Compare component by component. A side of one component is compared with each component of
+    /// the other; if it is the left side, the mirrored comparison is written.
     Register less(Register left, Register right);
     Register lessEqual(Register left, Register right);
     Register greater(Register left, Register right);
@@ -138,27 +140,25 @@ class FENLETIR_API ProgramBuilder {
     Register equal(Register left, Register right);
     Register notEqual(Register left, Register right);
 
-    /// Three-valued logic, on Tribool registers of the same number of components.
+    /// Three-valued logic, on Tribool registers with the same number of components.
     Register logicalNot(Register operand);
     Register logicalAnd(Register left, Register right);
     Register logicalOr(Register left, Register right);
     Register isTrue(Register operand);
 
-    /// For each component `whenTrue` where the condition is true, `whenFalse` where it is false,
-    /// and an invalid zero where it is unknown. The arms have as many components as each other;
-    /// the condition has as many, or one.
+    /// For each component, `whenTrue` where the condition is true, `whenFalse` where it is false,
+    /// and an invalid zero where it is unknown. The arms have the same number of components; the
+    /// condition has that number, too, or one.
     Register select(Register condition, Register whenTrue, Register whenFalse);
     Register select(Register condition, Register whenTrue, Register whenFalse, Format format);
 
-    /// Gives `value` a name that no other register has, in the place of the one that it may have
-    /// had. Answers `value`.
+    /// Names or renames `value`; no two registers can have the same name. Returns `value`.
     Register name(Register value, std::string_view name);
-    /// Marks `value` as one that the host wants, and gives it a name or leaves it the one that it
-    /// may have. Answers `value`.
+    /// Marks `value` as an output of the program, and names it if `name` is given. Returns `value`.
     Register output(Register value, std::string_view name);
     Register output(Register value);
 
-    /// The finished program. The builder is as new afterwards, whether or not it could be built.
+    /// Returns the finished program or the first error, and resets the builder.
     BuildResult build();
 
   private:

@@ -1,4 +1,4 @@
-// Programs as text: writing one out for people, and reading it back.
+// Programs as text: writing them for people, and reading them back.
 #pragma once
 
 #include <fenletir/export.h>
@@ -10,7 +10,7 @@
 
 namespace Fenlet {
 
-/// The program as text, one instruction a line, in aligned columns:
+/// The program as text, one instruction per line, in aligned columns:
 ///
 ///     field elevation
 ///
@@ -19,20 +19,20 @@ namespace Fenlet {
 ///
 ///     output height
 ///
-/// It shows every part of the records exactly, also of a program that no backend accepts, and
-/// `parseProgram` makes the identical program of it. The text is valid UTF-8 without control
-/// characters, and each of its lines ends with a line feed; an empty program gives an empty text.
+/// It shows every part of the records exactly, even for a program that no backend accepts, so that
+/// `parseProgram` reads back the identical program. The text is valid UTF-8 without control
+/// characters, and each line ends with a line feed. An empty program gives an empty text.
 FENLETIR_API std::string listing(const FenletProgram& program);
 
-/// What keeps a text from being read.
+/// Why a text cannot be read.
 struct ParseError {
     int line = 0;        ///< from 1
-    int column = 0;      ///< from 1, in characters; a byte that belongs to none counts as one
-    std::string message; ///< what is wrong or was expected; never empty after a failure
-    std::string shown;   ///< the line, shortened if it is long, and below it a caret at the place
+    int column = 0;      ///< from 1, in characters; an invalid byte counts as one
+    std::string message; ///< what is wrong or was expected; empty only if there is no error
+    std::string shown;   ///< the line, shortened if it is long, and below it a caret at the column
 };
 
-/// What became of a text: the program, or the first thing that could not be read.
+/// The result of reading a text: the program, or the first error.
 struct ParseResult {
     FenletProgram program;  ///< empty unless `ok()`
     std::vector<int> lines; ///< the line of each instruction, from 1; empty unless `ok()`
@@ -41,15 +41,14 @@ struct ParseResult {
     bool ok() const { return error.message.empty(); }
 };
 
-/// Reads a program's text, as `listing` writes it or as one writes it by hand: comments from `#` to
-/// the end of the line, free spacing, registers by name instead of number, constants where they are
-/// used, and fields, uniforms and samplers without declaration. docs/program-text.md has the
-/// grammar.
+/// Reads a program's text, written by `listing` or by hand. A text by hand can have comments from
+/// `#` to the end of the line, free spacing, registers by name instead of number, constants where
+/// they are used, and fields, uniforms and samplers without declaration. docs/program-text.md has
+/// the grammar.
 ///
-/// Any bytes may be given. The memory that it takes grows with the length of the text and with
-/// nothing that stands in it, and where there is none the allocator's exception comes out. It
-/// judges the text, not the program: the program that it answers with may be one that no backend
-/// accepts.
+/// Any bytes are allowed. The memory needed grows with the length of the text, whatever it says; if
+/// an allocation fails, the allocator's exception passes through. The text is checked, not the
+/// program: the result can be a program that no backend accepts.
 FENLETIR_API ParseResult parseProgram(std::string_view text);
 
 } // namespace Fenlet

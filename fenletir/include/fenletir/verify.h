@@ -1,4 +1,4 @@
-// What is wrong with a program, and what probably is.
+// Finds what is wrong with a program, and what probably is.
 #pragma once
 
 #include <fenletir/export.h>
@@ -10,76 +10,75 @@
 
 namespace Fenlet {
 
-/// When a finding shows, the worst first.
+/// How bad a finding is, the worst first.
 enum class FindingClass : std::int32_t {
-    Refused = 0,          ///< a backend refuses the program when it plans it
-    RefusedInRun = 1,     ///< a backend refuses it at the first block: no kernel for these kinds
-    OutsideItsArea = 2,   ///< runs, but reads or writes beside the registers that it names
-    ProbablyAMistake = 3, ///< runs soundly; hardly what was meant
+    Refused = 0,          ///< a backend refuses to plan the program
+    RefusedInRun = 1,     ///< a backend refuses the first block: it has no kernel for these formats
+    OutsideItsArea = 2,   ///< the program runs, but reads or writes outside its registers
+    ProbablyAMistake = 3, ///< the program runs safely, but is hardly what was meant
 };
 
-/// What a finding is about. The first six are the codes of a backend's refusals, by the same
-/// numbers.
+/// What a finding is about. The first six have the numbers of a backend's refusals.
 enum class FindingCode : std::int32_t {
-    UnsupportedFormat = 3,    ///< a register's format is none
+    UnsupportedFormat = 3,    ///< a register's format does not exist
     BadRegister = 5,          ///< a register number outside the program
-    BadImmediate = 6,         ///< an immediate that does not index what it must
-    ArityMismatch = 7,        ///< an operand slot beyond the opcode's arity is in use
-    MultiplicityMismatch = 8, ///< component counts that do not fit together
-    KindMismatch = 9,         ///< storage kinds that the instruction cannot take
+    BadImmediate = 6,         ///< an immediate outside the pool or the operand's components
+    ArityMismatch = 7,        ///< an operand in a slot that the opcode does not use
+    MultiplicityMismatch = 8, ///< numbers of components that do not match
+    KindMismatch = 9,         ///< formats that the instruction cannot use
 
-    ReadsPastOperand = 100, ///< takes more components of an operand than it has
-    WritesPastResult = 101, ///< makes more components than the result has
+    ReadsPastOperand = 100, ///< reads more components of an operand than it has
+    WritesPastResult = 101, ///< writes more components than the result has
 
-    NeverWritten = 200,     ///< reads a register that nothing before it has written
-    NeverRead = 201,        ///< makes a result that nobody reads and that is no output
-    MirrorComparison = 202, ///< would stand with its sides exchanged
-    ConstantWidth = 203,    ///< a constant with another number of components than its register
-    ConstantKind = 204,     ///< a number for a Tribool register, which takes only truth values
-    MisreadOperand = 205,   ///< takes fewer components of an operand than it has, out of step
-    PartlyWritten = 206,    ///< makes fewer components than the result has
-    ConstantValue = 207,    ///< a constant that its register's format cannot hold
+    NeverWritten = 200,     ///< a register is read or is an output, but is not written before
+    NeverRead = 201,        ///< a result is not used and is not an output
+    MirrorComparison = 202, ///< a comparison that would be accepted with its sides exchanged
+    ConstantWidth = 203,    ///< a constant and its register differ in their number of components
+    ConstantKind = 204,     ///< a number is loaded into a Tribool register
+    MisreadOperand = 205,   ///< reads fewer components of an operand than it has
+    PartlyWritten = 206,    ///< writes fewer components than the result has
+    ConstantValue = 207,    ///< a constant does not fit into its register's format
     NoOutput = 208,         ///< the program has no output
     NoInstruction = 209,    ///< the program is empty
 };
 
-/// Where in its instruction a finding stands.
+/// Values of `Finding::slot` besides the operands 0 to 2.
 inline constexpr std::int32_t wholeInstruction = -2;
 inline constexpr std::int32_t resultSlot = -1;
 
-/// One thing that was found.
+/// One finding.
 struct Finding {
     FindingClass severity = FindingClass::Refused;
     FindingCode code = FindingCode::BadRegister;
-    std::int32_t instruction = -1;        ///< its number; -1 for a register by itself
-    const char* opCode = "";              ///< the instruction's name; empty for a register
+    std::int32_t instruction = -1;        ///< its number; -1 if it is about no instruction
+    const char* opCode = "";              ///< the opcode's name; empty if there is no instruction
     std::int32_t slot = wholeInstruction; ///< operand 0 to 2, `resultSlot` or `wholeInstruction`
-    std::int32_t registerNumber = noRegister; ///< the register in question, if there is one
-    std::string message; ///< a full sentence: what is wrong, and what would stand
+    std::int32_t registerNumber = noRegister; ///< the register concerned, if there is one
+    std::string message; ///< a full sentence: what is wrong, and what would be right
 };
 
-/// The code's name as the enumeration spells it, "Unknown" for a number outside it. The text has
-/// static lifetime.
+/// The code's name as spelled in the enumeration, or "Unknown" for a number outside it. The text
+/// has static lifetime.
 FENLETIR_API const char* findingCodeName(FindingCode code);
 
-/// Everything that is wrong with `program`: first what its registers are, then instruction by
-/// instruction.
+/// Everything that is wrong with `program`: first its registers, then each instruction in order,
+/// then its outputs.
 ///
-/// Without a finding worse than `ProbablyAMistake`, a backend accepts the program, refuses no block
-/// of it as long as the host's providers serve it, and touches nothing outside the areas of the
-/// registers that each instruction names. A program that a backend refuses has a finding with the
-/// code and the instruction of the refusal.
+/// If no finding is worse than `ProbablyAMistake`, a backend accepts the program, refuses no block
+/// as long as the host's providers serve it, and reads and writes nothing outside the registers
+/// that each instruction names. If a backend refuses the program, there is a finding with the code
+/// and the instruction of the refusal.
 FENLETIR_API std::vector<Finding> verifyProgram(const FenletProgram& program);
 
 /// Whether nothing among `findings` is worse than `ProbablyAMistake`.
 FENLETIR_API bool isSound(const std::vector<Finding>& findings);
 
-/// Whether a run of a program with this finding gives wrong values, or values that nothing in the
-/// program decides. So it is with `OutsideItsArea`, and with these codes: `NeverWritten`,
-/// `PartlyWritten`, `MisreadOperand`, `ConstantWidth`, `ConstantKind` and `ConstantValue`.
+/// Whether a program with this finding runs, but its results are wrong or undefined: the class is
+/// `OutsideItsArea`, or the code is `NeverWritten`, `PartlyWritten`, `MisreadOperand`,
+/// `ConstantWidth`, `ConstantKind` or `ConstantValue`.
 FENLETIR_API bool spoilsResults(const Finding& finding);
 
-/// The finding in one line: where it is, and its message.
+/// The finding in one line: the instruction, if there is one, and the message.
 FENLETIR_API std::string describeFinding(const Finding& finding);
 
 } // namespace Fenlet
