@@ -1,11 +1,12 @@
 // A file that appears whole or not at all.
+#include "temporary_file.h"
+
 #include <fenlethosts/npy.h>
 #include <fenlethosts/output_file.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <unistd.h>
 
 namespace Fenlet {
 namespace {
@@ -30,53 +31,30 @@ std::string fileBehind(const std::string& path) {
     return target.string();
 }
 
-/// Makes a file of a name that no other has, and puts the name into `partial`.
-std::FILE* openBeside(const std::string& target, std::string& partial) {
-    // One may have been left by a process that was ended.
-    for (int number = 0; number < 1000; ++number) {
-        partial = target + ".part" + std::to_string(getpid()) + "-" + std::to_string(number);
-        std::FILE* const file = std::fopen(partial.c_str(), "wbx");
-        if (file != nullptr || errno != EEXIST)
-            return file;
-    }
-    return nullptr;
-}
-
 } // namespace
 
-OutputFile::OutputFile(const std::string& newPath)
-    : path(newPath), target(fileBehind(newPath)), file(openBeside(target, partial)) {
+OutputFile::OutputFile(const std::string& newPath) : path(newPath), target(fileBehind(newPath)) {
+    removeLeftovers(target);
+    temporary = std::make_unique<TemporaryFile>(target, TemporaryFile::Named::WhenFinished);
+    file = temporary->handle();
     if (file == nullptr)
         fail();
 }
 
-OutputFile::~OutputFile() {
-    if (file != nullptr)
-        std::fclose(file);
-    if (!kept)
-        std::remove(partial.c_str());
-}
+OutputFile::~OutputFile() = default;
 
 void OutputFile::close() {
-    if (file != nullptr) {
-        std::FILE* const finished = file;
-        file = nullptr;
-        const bool written = std::fflush(finished) == 0 && std::ferror(finished) == 0;
-        const int reason = errno;
-        const bool closed = std::fclose(finished) == 0;
-        if (!written || !closed)
-            failure = written ? errno : reason;
-    }
-    errno = failure;
-    if (failure != 0)
+    file = nullptr;
+    errno = temporary->finish();
+    if (errno != 0)
         fail();
 }
 
 void OutputFile::keep() {
     close();
-    if (std::rename(partial.c_str(), target.c_str()) != 0)
+    errno = temporary->replaceTarget();
+    if (errno != 0)
         fail();
-    kept = true;
 }
 
 void OutputFile::fail() const {

@@ -4,50 +4,60 @@
 #include <fenlethosts/export.h>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace Fenlet {
 
-/// Writes beside the file that it is going to be, under another name, and takes that file's place
-/// when all is written. Until then, and if it never comes to that, what was there stays as it was.
+class TemporaryFile;
+
+/// Writes a new file beside the one that it will replace, and takes that file's place when
+/// everything is written. Until then, and if it never comes to that, the old file stays as it was.
 ///
-/// Memory is needed to begin, and for the words of a `FileError`. Where there is none the
-/// allocator's exception takes the place of that error, and all else is as if it had been thrown.
+/// The new file gets the mode of the file that it replaces, and its owner and group where the
+/// system permits that; if there was none, it gets the mode that the umask leaves. While it is
+/// written it has no name where the system supports this, and is locked in any case. If the process
+/// is killed, nothing is left of it, or a file named after the target with the ending
+/// `.fenlet-*.part`; the next `OutputFile` for the same target removes that. It never removes the
+/// file of a process that still runs.
+///
+/// The constructor and the words of a `FileError` need memory. If there is none, the allocator's
+/// exception is thrown instead of that error, with the same effect otherwise.
 class FENLETHOSTS_API OutputFile {
   public:
-    /// Follows symbolic links, also to what is not there yet. Throws `FileError` if the file cannot
-    /// be made, and for what is there and is no plain file, such as a device or a folder.
+    /// Follows symbolic links, also those to a file that does not exist yet. Throws `FileError` if
+    /// the file cannot be made, and if the path leads to something other than a plain file, such as
+    /// a device or a folder.
     explicit OutputFile(const std::string& newPath);
-    /// Removes what was not kept.
+    /// Removes the new file unless `keep` succeeded.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Open for writing, null after `close` and `keep`.
+    /// Open for writing; null after `close` and `keep`.
     std::FILE* handle() const { return file; }
 
-    /// The file whose place it takes: what links lead to.
+    /// The path of the file that will be replaced: where symbolic links lead to.
     const std::string& place() const { return target; }
 
-    /// Ends the writing and leaves it to `keep` to put the file in its place. Who writes
-    /// several files that belong together closes all before keeping the first. Throws `FileError`
-    /// if anything could not be written.
+    /// Finishes the new file but leaves the old one in place until `keep`. To write several files
+    /// that belong together, close all of them before you keep the first. Throws `FileError` if
+    /// anything could not be written.
     void close();
 
-    /// Ends the writing if nobody has, and puts the file in its place. Throws `FileError` if
-    /// anything could not be written; then the file is left as it was before.
+    /// Closes the file if it is still open, and replaces the old one. Throws `FileError` if
+    /// anything could not be written; the old file then stays as it was. Does nothing once it has
+    /// succeeded.
     void keep();
 
-    /// Throws `FileError` with the path and the system's last reason.
+    /// Throws `FileError` with the path and the reason in errno.
     [[noreturn]] void fail() const;
 
   private:
     std::string path; ///< as the user named it
     std::string target;
-    std::string partial;
-    std::FILE* file;
-    int failure = 0; ///< the system's reason why something could not be written
-    bool kept = false;
+    std::unique_ptr<TemporaryFile> temporary;
+    std::FILE* file = nullptr;
 };
 
 } // namespace Fenlet
