@@ -1,40 +1,125 @@
 // How many elements to work on at a time.
+//
+// Long blocks share what each step costs once a block; short blocks keep the registers in the
+// caches. The advice is the block size at which both together cost least. The numbers below were
+// fitted to measurements of the programs that bench/block_sizes.cpp has; only their relations
+// count.
 #include <fenletexec/element_kinds.h>
 #include <fenlethosts/block_size.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 namespace Fenlet {
 namespace {
 
-constexpr int smallest = 256;
-constexpr int largest = 8192;
-/// What the smallest first-level caches in use have. Shorter blocks would pay more for what each
-/// step costs by itself; longer ones ask for more memory at a time than a processor can keep on the
-/// way: measured, sizes around this one were among the fastest for every program that bench/ has.
-constexpr std::int64_t roomForRegisters = 32 * 1024;
+constexpr int smallest = 128;
+constexpr int largest = 2048;
+/// Blocks that are longer than the smallest take no more memory than this.
+constexpr double mostBytes = 1024 * 1024;
 
-/// Bytes of all registers for one element, values and validity, or so many that not even the
-/// smallest block has room.
-std::int64_t bytesOfElement(const FenletProgram& program) {
-    std::int64_t bytes = 0;
-    for (std::int32_t number = 0; number < program.registerCount() && bytes < roomForRegisters;
-         ++number) {
-        const RegisterInfo& info = program.registerInfo(number);
-        if (info.multiplicity > 0)
-            bytes += std::int64_t{elementSize(blockElement(info.format))} * info.multiplicity + 1;
+// Nanoseconds that a step costs once a block, whatever the block's length is.
+constexpr double arithmeticCost = 6; ///< a single loop
+constexpr double fieldCost = 4;
+constexpr double constantCost = 40;
+constexpr double uniformCost = 120;
+constexpr double otherCost = 18;
+
+/// Nanoseconds for each byte of an element that comes from the second-level cache instead of the
+/// first, and again where it comes from behind the second.
+constexpr double missCost = 1.0 / 64;
+
+/// From how many bytes on a cache begins to miss, and from how many it always does.
+struct CacheLimits {
+    double begins;
+    double ends;
+};
+constexpr CacheLimits firstLevel = {12 * 1024, 64 * 1024};
+constexpr CacheLimits secondLevel = {256 * 1024, 512 * 1024};
+
+double missShare(const CacheLimits& cache, double bytes) {
+    return std::clamp((bytes - cache.begins) / (cache.ends - cache.begins), 0.0, 1.0);
+}
+
+bool isArithmetic(OpCode op) {
+    return op == OpCode::Add || op == OpCode::Subtract || op == OpCode::Multiply ||
+           op == OpCode::Divide;
+}
+
+/// Whether the instruction's registers exist and all have as many components.
+bool hasEqualMultiplicities(const FenletProgram& program, const Instruction& instruction) {
+    for (const std::int32_t number :
+         {instruction.result, instruction.operands[0], instruction.operands[1]})
+        if (!program.isValidRegister(number) ||
+            program.registerInfo(number).multiplicity !=
+                program.registerInfo(instruction.result).multiplicity)
+            return false;
+    return true;
+}
+
+double costOfStep(const FenletProgram& program, const Instruction& instruction) {
+    switch (instruction.op) {
+    case OpCode::Nop:
+        return 0;
+    case OpCode::LoadField:
+        return fieldCost;
+    case OpCode::LoadConstant:
+        return constantCost;
+    case OpCode::LoadUniform:
+        return uniformCost;
+    default:
+        return isArithmetic(instruction.op) && hasEqualMultiplicities(program, instruction)
+                   ? arithmeticCost
+                   : otherCost;
     }
-    return bytes;
+}
+
+/// What the cost of a program depends on.
+struct Work {
+    double costOfBlock = 0;    ///< nanoseconds, whatever the block's length is
+    double bytesOfElement = 0; ///< that are written anew in each block
+};
+
+// A register that holds a constant or a uniform is filled in the first block and stays as it is.
+// Validity does not count: it is rarely written either, for most elements are valid.
+Work workOf(const FenletProgram& program) {
+    Work work;
+    std::vector<bool> isCounted(program.registers.size());
+    for (const Instruction& instruction : program.instructions) {
+        work.costOfBlock += costOfStep(program, instruction);
+        const bool isKept =
+            instruction.op == OpCode::LoadConstant || instruction.op == OpCode::LoadUniform;
+        if (instruction.op == OpCode::Nop || isKept || !program.isValidRegister(instruction.result))
+            continue;
+        const auto number = static_cast<std::size_t>(instruction.result);
+        const RegisterInfo& info = program.registers[number];
+        if (!isCounted[number] && info.multiplicity > 0)
+            work.bytesOfElement +=
+                static_cast<double>(elementSize(blockElement(info.format))) * info.multiplicity;
+        isCounted[number] = true;
+    }
+    return work;
+}
+
+/// Nanoseconds for each element that depend on the block size.
+double costOfElement(const Work& work, int blockSize) {
+    const double bytes = work.bytesOfElement * blockSize;
+    return work.costOfBlock / blockSize +
+           work.bytesOfElement * missCost *
+               (missShare(firstLevel, bytes) + missShare(secondLevel, bytes));
 }
 
 } // namespace
 
 int adviseBlockSize(const FenletProgram& program) {
-    const std::int64_t bytes = bytesOfElement(program);
-    int size = smallest;
-    while (size < largest && bytes * size * 2 <= roomForRegisters)
-        size *= 2;
-    return size;
+    const Work work = workOf(program);
+    int best = smallest;
+    for (int size = smallest * 2; size <= largest && work.bytesOfElement * size <= mostBytes;
+         size *= 2)
+        if (costOfElement(work, size) <= costOfElement(work, best))
+            best = size;
+    return best;
 }
 
 } // namespace Fenlet

@@ -6,11 +6,12 @@
 
 namespace Fenlet {
 
-/// A block size for `program` that serves well on most machines: a power of two from 256 to 8,192.
-/// All registers together stay in a core's first-level cache, unless blocks became so short by that
-/// that what a step costs by itself would count. Results do not depend on it.
+/// A block size for `program` that serves well on most machines: a power of two from 128 to 2,048.
+/// It weighs what each step costs once a block against the caches, which the registers of a long
+/// block do not fit into. Results do not depend on the block size.
 ///
-/// The program may be any, also one that `Interpreter::configure` refuses.
+/// Any program may be passed, even one that `Interpreter::configure` refuses. Throws only the
+/// allocator's exception.
 FENLETHOSTS_API int adviseBlockSize(const FenletProgram& program);
 
 } // namespace Fenlet
