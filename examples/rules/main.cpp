@@ -6,6 +6,7 @@
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
 #include <fenlethosts/block_size.h>
+#include <fenlethosts/outcome.h>
 #include <fenlethosts/sinks.h>
 
 #include <CLI/CLI.hpp>
@@ -55,10 +56,11 @@ Answer evaluate(const RuleProgram& rule, const Table& table, const Options& opti
         }
     });
     const int blockSize = options.blockSize.value_or(adviseBlockSize(rule.program));
-    if (!interpreter.configure(rule.program, blockSize) ||
-        !interpreter.evaluate(0, static_cast<long long>(table.rows), bindings, sink))
-        throw std::runtime_error(std::string("the library refuses to run: ") +
-                                 interpreter.lastRefusalMessage());
+    if (!interpreter.configure(rule.program, blockSize))
+        throw std::runtime_error(describeOutcome(interpreter, rule.program));
+    const EvaluateCall call{0, static_cast<long long>(table.rows), bindings};
+    if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
+        throw std::runtime_error(describeOutcome(interpreter, rule.program, call));
     return answer;
 }
 

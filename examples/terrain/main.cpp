@@ -8,6 +8,7 @@
 #include <fenlethosts/array_field.h>
 #include <fenlethosts/block_size.h>
 #include <fenlethosts/npy.h>
+#include <fenlethosts/outcome.h>
 #include <fenlethosts/samplers.h>
 #include <fenlethosts/sinks.h>
 #include <fenlethosts/uniform_table.h>
@@ -46,16 +47,18 @@ struct Heights {
     long long count() const { return static_cast<long long>(width) * height; }
 };
 
-/// A run that the library refused. It tells nothing about the data, only about the program.
-void require(bool done, const Interpreter& interpreter) {
-    if (!done)
-        throw std::runtime_error(std::string("the library refuses to run: ") +
-                                 interpreter.lastRefusalMessage());
-}
-
 void configure(Interpreter& interpreter, const FenletProgram& program, const Options& options) {
     const int blockSize = options.blockSize.value_or(adviseBlockSize(program));
-    require(interpreter.configure(program, blockSize), interpreter);
+    if (!interpreter.configure(program, blockSize))
+        throw std::runtime_error(describeOutcome(interpreter, program));
+}
+
+/// Runs over all heights. `interpreter` is configured with `program`.
+void evaluate(Interpreter& interpreter, const FenletProgram& program, const Heights& heights,
+              const Bindings& bindings, BlockSink& sink) {
+    const EvaluateCall call{0, heights.count(), bindings};
+    if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
+        throw std::runtime_error(describeOutcome(interpreter, program, call));
 }
 
 /// Pixels along a side of the grid. The outermost centres are the borders of the picture: nothing
@@ -99,7 +102,7 @@ Heights enlarge(const NpyArray& grid, const Options& options) {
                     static_cast<std::size_t>(count) * sizeof(float));
         progress.advance(start);
     });
-    require(interpreter.evaluate(0, heights.count(), bindings, sink), interpreter);
+    evaluate(interpreter, plan.program, heights, bindings, sink);
     if (!options.northUp)
         for (std::int32_t row = 0; row < heights.height / 2; ++row)
             std::swap_ranges(heights.metres.begin() + std::ptrdiff_t{row} * heights.width,
@@ -175,7 +178,7 @@ Picture draw(const Heights& heights, const Options& options) {
         }
         progress.advance(start);
     });
-    require(interpreter.evaluate(0, heights.count(), bindings, sink), interpreter);
+    evaluate(interpreter, plan.program, heights, bindings, sink);
     return picture;
 }
 

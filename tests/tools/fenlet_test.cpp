@@ -4,7 +4,9 @@
 #include "hosts/npy_files.h"
 #include "hosts/temporary_folder.h"
 
+#include <fenlethosts/block_size.h>
 #include <fenlethosts/npy_writer.h>
+#include <fenletir/text.h>
 
 #include <algorithm>
 #include <cmath>
@@ -807,13 +809,20 @@ TEST_F(FenletCommand, TimesAProgramInTwoTables) {
               (Strings{"block", "size", "ns", "per", "element", "block", "memory"}));
     const Strings sizes = {"64",   "128",  "256",  "512",   "1024",
                            "2048", "4096", "8192", "16384", "65536"};
+    const ParseResult parsed = parseProgram(folder.read("program"));
+    const std::string advised = std::to_string(adviseBlockSize(parsed.program));
+    EXPECT_NE(std::find(sizes.begin(), sizes.end(), advised), sizes.end()) << advised;
     for (std::size_t i = 0; i < sizes.size(); ++i) {
         const Strings words = wordsOf(lines[1 + i]);
-        ASSERT_EQ(words.size(), 4u) << lines[1 + i];
+        const bool isAdvised = sizes[i] == advised;
+        ASSERT_EQ(words.size(), isAdvised ? 5u : 4u) << lines[1 + i];
         EXPECT_EQ(words[0], sizes[i]);
         EXPECT_GT(std::stod(words[1]), 0);
         EXPECT_GT(std::stod(words[2]), 0);
         EXPECT_EQ(words[3], "KiB");
+        if (isAdvised) {
+            EXPECT_EQ(words[4], "(advised)");
+        }
     }
     EXPECT_EQ(lines[11], "");
     EXPECT_EQ(wordsOf(lines[12]),

@@ -3,6 +3,7 @@
 
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/block_size.h>
+#include <fenlethosts/outcome.h>
 #include <fenlethosts/sinks.h>
 #include <fenletir/text.h>
 
@@ -110,25 +111,42 @@ double medianTime(Work&& work) {
     return times[4];
 }
 
-void configure(Interpreter& interpreter, const FenletProgram& program, int blockSize) {
-    if (!interpreter.configure(program, blockSize))
-        throw std::runtime_error(std::string("refused: ") + interpreter.lastRefusalMessage());
-}
+/// A program that is planned, with made-up data and a sink that ignores what it gets. Each call
+/// throws `std::runtime_error` with one sentence if it is refused.
+class Runner {
+  public:
+    Runner(const FenletProgram& newProgram, MadeUpHost& host, int blockSize)
+        : program(newProgram), bindings(host.bindings()) {
+        if (!interpreter.configure(program, blockSize))
+            throw std::runtime_error(describeOutcome(interpreter, program));
+    }
+    void evaluate(long long count) {
+        FunctionSink sink([](const RegisterFile&, long long, int) {});
+        const EvaluateCall call{0, count, bindings, interpreter.executedSteps()};
+        if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
+            throw std::runtime_error(describeOutcome(interpreter, program, call));
+    }
+    /// After `evaluate`, over the same block once more: what ran then is not refused now.
+    void runStep(const Interpreter::Step& step) { interpreter.runStep(step, bindings, 0); }
+
+    const Interpreter& planned() const { return interpreter; }
+
+  private:
+    const FenletProgram& program;
+    Bindings bindings;
+    Interpreter interpreter;
+};
 
 void blockSizes(const FenletProgram& program, MadeUpHost& host) {
     constexpr long long elements = 1 << 18;
+    const int advised = adviseBlockSize(program);
     std::printf("%10s %14s %16s\n", "block size", "ns per element", "block memory");
     for (const int blockSize : {64, 128, 256, 512, 1024, 2048, 4096, 8192, 16384, 65536}) {
-        Interpreter interpreter;
-        configure(interpreter, program, blockSize);
-        FunctionSink sink([](const RegisterFile&, long long, int) {});
-        const double time = medianTime([&] {
-            if (!interpreter.evaluate(0, elements, host.bindings(), sink))
-                throw std::runtime_error(std::string("refused: ") +
-                                         interpreter.lastRefusalMessage());
-        });
-        std::printf("%10d %14.3f %12.1f KiB\n", blockSize, time / elements,
-                    static_cast<double>(interpreter.registerFile().byteCount()) / 1024);
+        Runner runner(program, host, blockSize);
+        const double time = medianTime([&] { runner.evaluate(elements); });
+        std::printf("%10d %14.3f %12.1f KiB%s\n", blockSize, time / elements,
+                    static_cast<double>(runner.planned().registerFile().byteCount()) / 1024,
+                    blockSize == advised ? "  (advised)" : "");
     }
 }
 
@@ -150,19 +168,15 @@ std::vector<std::string> instructionLines(const FenletProgram& program) {
 void instructions(const FenletProgram& program, MadeUpHost& host, int blockSize) {
     // Long enough for the clock, and about as long for every block size.
     const int repeats = std::max(1, (1 << 18) / blockSize);
-    Interpreter interpreter;
-    configure(interpreter, program, blockSize);
-    FunctionSink sink([](const RegisterFile&, long long, int) {});
-    if (!interpreter.evaluate(0, blockSize, host.bindings(), sink))
-        throw std::runtime_error(std::string("refused: ") + interpreter.lastRefusalMessage());
+    Runner runner(program, host, blockSize);
+    runner.evaluate(blockSize);
     std::printf("\n%14s %10s   instruction, at block size %d\n", "ns per element", "ns", blockSize);
-    const Bindings bindings = host.bindings();
     const std::vector<std::string> lines = instructionLines(program);
-    for (std::size_t number = 0; number < interpreter.plan().size(); ++number) {
-        const Interpreter::Step& step = interpreter.plan()[number];
+    const std::vector<Interpreter::Step>& plan = runner.planned().plan();
+    for (std::size_t number = 0; number < plan.size(); ++number) {
         const double time = medianTime([&] {
                                 for (int i = 0; i < repeats; ++i)
-                                    interpreter.runStep(step, bindings, 0);
+                                    runner.runStep(plan[number]);
                             }) /
                             repeats;
         std::printf("%14.3f %10.0f   %s\n", time / blockSize, time,

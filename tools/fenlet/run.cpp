@@ -6,6 +6,7 @@
 
 #include <fenlethosts/block_size.h>
 #include <fenlethosts/npy_writer.h>
+#include <fenlethosts/outcome.h>
 #include <fenlethosts/sinks.h>
 
 #include <csignal>
@@ -161,9 +162,11 @@ void evaluate(const FenletProgram& program, Inputs& inputs, std::list<Output>& o
         progress.advance(start + length);
     });
     Interpreter interpreter;
-    if (!interpreter.configure(program, blockSize) ||
-        !interpreter.evaluate(0, count, inputs.bindings(), sink))
-        throw std::runtime_error(std::string("refused: ") + interpreter.lastRefusalMessage());
+    if (!interpreter.configure(program, blockSize))
+        throw std::runtime_error(describeOutcome(interpreter, program));
+    const EvaluateCall call{0, count, inputs.bindings()};
+    if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
+        throw std::runtime_error(describeOutcome(interpreter, program, call));
 }
 
 void openOutputs(const FenletProgram& program, const RunOptions& options, long long count,
