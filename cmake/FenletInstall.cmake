@@ -19,12 +19,35 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfigVersion.cmake
   DESTINATION ${fenletPackageFolder})
 
-set(fenletStaticFlags)
-if(NOT BUILD_SHARED_LIBS)
-  set(fenletStaticFlags " -DFENLETEXEC_STATIC -DFENLETIR_STATIC")
+# A .pc file for each library. All paths in them begin at the file itself.
+set(pcFolder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH fenletPrefixFromPc ${pcFolder} ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" fenletPrefixFromPc ${fenletPrefixFromPc})
+file(RELATIVE_PATH fenletIncludeFromPrefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+file(RELATIVE_PATH fenletLibFromPrefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+
+# fenlet_install_pc(library requires description)
+function(fenlet_install_pc library requires description)
+  set(definitions)
+  set(privateLibs)
+  # Who links a static library also needs what it was compiled with: its definition, and the C++
+  # runtime, which a C compiler does not link by itself.
+  if(NOT BUILD_SHARED_LIBS)
+    string(TOUPPER ${library} name)
+    set(definitions " -D${name}_STATIC")
+    foreach(runtime stdc++ c++ m)
+      if(runtime IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
+        string(APPEND privateLibs " -l${runtime}")
+      endif()
+    endforeach()
+  endif()
+  configure_file(cmake/library.pc.in ${library}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+
+fenlet_install_pc(fenletir "" "Writes, checks and lists the programs that fenletexec evaluates")
+fenlet_install_pc(fenletexec fenletir "${PROJECT_DESCRIPTION}")
+if(TARGET fenlethosts)
+  fenlet_install_pc(fenlethosts fenletexec "Ready-made fields, uniforms, samplers and sinks for fenletexec")
 endif()
-file(RELATIVE_PATH fenletIncludeFromPc
-  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-configure_file(cmake/fenletexec.pc.in fenletexec.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexec.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

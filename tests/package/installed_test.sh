@@ -2,10 +2,12 @@
 # Installs what was built, moves it elsewhere, and builds against it as others do: with
 # find_package, and with pkg-config alone.
 #
-#   installed_test.sh SOURCE BUILD GENERATOR COMPILER
+#   installed_test.sh SOURCE BUILD GENERATOR COMPILER PROGRAM
+#
+# PROGRAM is the README's program, a source file.
 set -euo pipefail
 
-source=$1 build=$2 generator=$3 compiler=$4
+source=$1 build=$2 generator=$3 compiler=$4 program=$5
 place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
 fail() {
@@ -44,13 +46,33 @@ cmake --build "$place/consumer" >"$place/log" || {
 "$place/consumer/consumer"
 "$place/consumer/with_hosts"
 
+# From here on nothing but pkg-config tells where the libraries are.
 PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib*/pkgconfig)
 [ -d "$PKG_CONFIG_LIBDIR" ] || PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib/*/pkgconfig)
 export PKG_CONFIG_LIBDIR
-pkg-config --validate fenletexec
-[ "$(pkg-config --modversion fenletexec)" = "$(sed -n \
-    's/^project(fenletexec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")" ] ||
-    fail 'pkg-config tells another version.'
-read -ra flags < <(pkg-config --cflags --libs fenletexec)
-"$compiler" -std=c++17 -o "$place/alone" "$source/tests/package/consumer/main.cpp" "${flags[@]}"
-LD_LIBRARY_PATH=${PKG_CONFIG_LIBDIR%/pkgconfig} "$place/alone"
+version=$(sed -n 's/^project(fenletexec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
+for library in fenletir fenletexec fenlethosts; do
+    pkg-config --validate "$library"
+    [ "$(pkg-config --modversion "$library")" = "$version" ] ||
+        fail "pkg-config tells another version of $library."
+    [ "$(realpath "$(pkg-config --variable=prefix "$library")")" = "$(realpath "$prefix")" ] ||
+        fail "pkg-config tells another prefix of $library."
+done
+
+# Static libraries are linked by a C compiler, which adds no C++ runtime of its own.
+linker=$compiler static=()
+if ! compgen -G "${PKG_CONFIG_LIBDIR%/pkgconfig}/*.so" >/dev/null; then
+    linker=cc static=(--static)
+fi
+build_and_run() { # build_and_run SOURCE LIBRARY: prints what the program prints
+    local cflags libs
+    read -ra cflags < <(pkg-config "${static[@]}" --cflags "$2")
+    read -ra libs < <(pkg-config "${static[@]}" --libs "$2")
+    "$compiler" -std=c++17 -c -o "$place/alone.o" "$1" "${cflags[@]}"
+    "$linker" -o "$place/alone" "$place/alone.o" "${libs[@]}"
+    LD_LIBRARY_PATH=${PKG_CONFIG_LIBDIR%/pkgconfig} "$place/alone"
+}
+build_and_run "$source/tests/package/consumer/listing.cpp" fenletir
+build_and_run "$source/tests/package/consumer/main.cpp" fenletexec
+[ "$(build_and_run "$program" fenlethosts)" = "$(printf '%s\n' -40 32 68 212)" ] ||
+    fail "The README's program prints something else than it should."

@@ -1,0 +1,13 @@
+// The program library alone: one program, written out.
+#include <fenletir/program_builder.h>
+#include <fenletir/text.h>
+
+#include <cstdio>
+
+int main() {
+    Fenlet::ProgramBuilder builder;
+    builder.output(builder.elementIndex(), "index");
+    const std::string text = Fenlet::listing(builder.build().program);
+    std::printf("%s", text.c_str());
+    return text.find("ElementIndex") == text.npos ? 1 : 0;
+}
