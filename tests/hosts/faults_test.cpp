@@ -4,6 +4,8 @@
 #include "hosts/lane_bits.h"
 
 #include <fenlethosts/array_field.h>
+#include <fenlethosts/block_size.h>
+#include <fenlethosts/outcome.h>
 #include <fenlethosts/samplers.h>
 #include <fenlethosts/sinks.h>
 #include <fenlethosts/uniform_table.h>
@@ -352,6 +354,43 @@ TEST(RefusalMemory, ThatRunsOutComesOutInsteadOfTheWords) {
     });
     const RegisterFile none;
     expectRefusalOrNoMemory([&] { CollectingSink(none, {0}, 0, 1); });
+}
+
+// Neither the words nor the advice change anything, and each may be asked for again.
+template <class Ask>
+void expectAnswerOrNoMemory(Ask ask) {
+    using Answer = decltype(ask());
+    const Answer expected = ask();
+    const int failures = failEachAllocation(
+        [] { return std::make_unique<Answer>(); }, [&](auto& answer) { *answer = ask(); },
+        [&](auto& answer) {
+            EXPECT_TRUE(*answer == Answer() || *answer == expected);
+            EXPECT_EQ(ask(), expected);
+        });
+    EXPECT_GT(failures, 0);
+}
+
+TEST(OutcomeMemory, ThatRunsOutIsTheAllocatorsException) {
+    ServedProgram program;
+    ServingHost host;
+    Interpreter interpreter;
+    expectAnswerOrNoMemory([&] { return describeOutcome(interpreter, program); });
+    ASSERT_TRUE(interpreter.configure(program, 5));
+    expectAnswerOrNoMemory([&] { return describeOutcome(interpreter, program); });
+
+    EvaluateCall call{rangeFirst, rangeCount, host.bindings};
+    const auto describe = [&] { return describeOutcome(interpreter, program, call); };
+    FunctionSink sink([](const RegisterFile&, long long, int) { return false; });
+    EXPECT_FALSE(interpreter.evaluate(call.first, call.count, call.bindings, sink));
+    expectAnswerOrNoMemory(describe);
+    call.bindings.fieldCount = 0;
+    EXPECT_FALSE(interpreter.evaluate(call.first, call.count, call.bindings, sink));
+    expectAnswerOrNoMemory(describe);
+
+    program.instructions.back().operands[0] = 99;
+    EXPECT_FALSE(interpreter.configure(program, 5));
+    expectAnswerOrNoMemory([&] { return describeOutcome(interpreter, program); });
+    expectAnswerOrNoMemory([&] { return adviseBlockSize(program); });
 }
 
 } // namespace
