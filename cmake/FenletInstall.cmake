@@ -1,5 +1,5 @@
-# What `cmake --install` puts down: the libraries, their headers, and what `find_package(fenletexec)`
-# and pkg-config find. The installed folder may be moved.
+# What `cmake --install` installs: the libraries, their headers, and the files for
+# `find_package(fenletexec)` and pkg-config. The installed folder may be moved.
 include(CMakePackageConfigHelpers)
 
 set(fenletPackageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/fenletexec)
@@ -19,7 +19,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfigVersion.cmake
   DESTINATION ${fenletPackageFolder})
 
-# A .pc file for each library. All paths in them begin at the file itself.
+# A .pc file for each library. Their paths are relative to the files themselves.
 set(pcFolder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH fenletPrefixFromPc ${pcFolder} ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" fenletPrefixFromPc ${fenletPrefixFromPc})
@@ -30,8 +30,8 @@ file(RELATIVE_PATH fenletLibFromPrefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_F
 function(fenlet_install_pc library requires description)
   set(definitions)
   set(privateLibs)
-  # Who links a static library also needs what it was compiled with: its definition, and the C++
-  # runtime, which a C compiler does not link by itself.
+  # Users of a static library need its definition, and the C++ runtime, which a C compiler does not
+  # link.
   if(NOT BUILD_SHARED_LIBS)
     string(TOUPPER ${library} name)
     set(definitions " -D${name}_STATIC")

@@ -1,8 +1,8 @@
-# Refuses, while configuring, the compilers and machines on which the results would be others.
+# Stops the configuration for compilers and machines on which the results would differ.
 include(CheckCXXSourceCompiles)
 
 if(NOT CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$")
-  message(FATAL_ERROR "fenletexec builds with g++ or clang++, and this is "
+  message(FATAL_ERROR "fenletexec needs g++ or clang++, and this is "
                       "${CMAKE_CXX_COMPILER_ID} (${CMAKE_CXX_COMPILER}).")
 endif()
 set(fenletOldestGNU 12)
@@ -13,12 +13,12 @@ if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS fenletOldest${CMAKE_CXX_COMPILER_ID})
                       "(${CMAKE_CXX_COMPILER}).")
 endif()
 if(NOT CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
-  message(FATAL_ERROR "fenletexec builds where libraries are ELF files, and on "
-                      "${CMAKE_SYSTEM_NAME} they are not.")
+  message(FATAL_ERROR "fenletexec needs a system with ELF libraries, which "
+                      "${CMAKE_SYSTEM_NAME} does not have.")
 endif()
 
-# A machine that computes in registers wider than the type rounds twice. What the parent project
-# allows its own code, -ffast-math above all, is taken back for this code by the targets' options.
+# A machine that computes in registers wider than the type rounds twice. A parent project may set
+# -ffast-math for its own code; the options of this project's targets turn it off again.
 set(CMAKE_REQUIRED_FLAGS -fno-fast-math)
 check_cxx_source_compiles("
   #include <cfloat>
@@ -31,10 +31,10 @@ check_cxx_source_compiles("
 unset(CMAKE_REQUIRED_FLAGS)
 if(NOT FENLET_ROUNDS_ONCE)
   message(FATAL_ERROR "fenletexec needs IEEE 754 float and double, each computed in its own "
-                      "precision. On 32-bit x86 that takes -msse2 -mfpmath=sse.")
+                      "precision. On 32-bit x86 this needs -msse2 -mfpmath=sse.")
 endif()
 
-# Kernels for newer x86-64 processors stand beside those for every one.
+# On x86-64 there are also kernels for newer processors.
 check_cxx_source_compiles("
   #ifndef __x86_64__
   #error

@@ -1,5 +1,5 @@
-# What every target of the project is built with. Set per target, never globally: a parent project
-# that adds this one as a subdirectory keeps its own flags.
+# The options of every target of the project. They are set for each target and never globally, so
+# that a parent project that adds this one as a subdirectory keeps its own flags.
 
 function(fenlet_target_defaults target)
   set_target_properties(${target} PROPERTIES
@@ -12,15 +12,15 @@ function(fenlet_target_defaults target)
     UNITY_BUILD OFF
     COMPILE_WARNING_AS_ERROR ${PROJECT_IS_TOP_LEVEL})
   target_compile_options(${target} PRIVATE
-    # Every operation rounds by itself, in whatever mood a parent project's flags are: a fused
-    # multiply-add or a reordered sum would change results. The order of the two matters to clang.
+    # Every operation must round separately, whatever flags a parent project sets: a fused
+    # multiply-add or a reordered sum would change results. For clang, the order of the two matters.
     -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wdouble-promotion
-    # As strictly as for a processor that cannot read across alignments, and from any compiler.
+    # Warn as for a processor that cannot access unaligned memory, with either compiler.
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wcast-align=strict,-Wcast-align>)
-  # With -ffast-math some compilers link code in that flushes the smallest numbers to zero, for the
-  # whole process and from the moment that the library is loaded.
+  # With -ffast-math some compilers link startup code that flushes subnormal numbers to zero in the
+  # whole process.
   target_link_options(${target} PRIVATE -fno-fast-math)
   if(FENLET_SANITIZE)
     target_compile_options(${target} PRIVATE
@@ -32,25 +32,25 @@ function(fenlet_target_defaults target)
   endif()
 endfunction()
 
-# A library of the project: shared or static as BUILD_SHARED_LIBS says.
+# The options of a library, shared or static as BUILD_SHARED_LIBS says.
 function(fenlet_library_defaults target static_definition)
   fenlet_target_defaults(${target})
   if(FENLET_COVERAGE)
     target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
   endif()
-  # Before 1.0 every minor version may break what is built against the one before.
+  # Before 1.0, each minor version may break the binary interface.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-    # Installed libraries find each other in their own folder, wherever that is.
+    # Installed libraries find each other in the folder that they are in.
     INSTALL_RPATH $ORIGIN)
   get_target_property(type ${target} TYPE)
   if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(${target} PUBLIC ${static_definition})
   elseif(type STREQUAL "SHARED_LIBRARY")
-    # Templates of the standard library carry default visibility; the map keeps them in.
+    # Templates of the standard library have default visibility; the map hides them.
     set(map ${PROJECT_SOURCE_DIR}/cmake/fenlet.map)
-    # A library calls its own functions straight, whatever else a process has by their names.
+    # A library always calls its own functions, even if the process has others of the same name.
     target_link_options(${target} PRIVATE LINKER:--version-script=${map},-Bsymbolic-functions)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
   endif()

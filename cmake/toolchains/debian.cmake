@@ -1,10 +1,10 @@
-# What Debian's cross compilers have in common. A toolchain file sets fenletMachine, as the compiler
-# and qemu name it, and includes this one.
+# The common part of the toolchain files for Debian's cross compilers. A toolchain file sets
+# fenletMachine to the name that the compiler and qemu use, and includes this file.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${fenletMachine})
 set(CMAKE_CXX_COMPILER ${fenletMachine}-linux-gnu-g++)
 
-# Its C library, and nothing that was installed for the machine that compiles.
+# Use the target's C library, and nothing that was installed for the building machine.
 set(fenletRoot /usr/${fenletMachine}-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH ${fenletRoot})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

@@ -64,7 +64,7 @@ Answer evaluate(const RuleProgram& rule, const Table& table, const Options& opti
     return answer;
 }
 
-/// The text as a field that a reader of such files takes for the same text.
+/// The text as a CSV field, quoted if it needs quotes.
 std::string csvField(const std::string& text) {
     if (text.find_first_of(",\"\n") == std::string::npos)
         return text;
@@ -106,10 +106,10 @@ int main(int argumentCount, char** arguments) {
         ->capture_default_str();
     app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
         ->capture_default_str();
-    app.add_option("--block-size", options.blockSize, "rows worked on at a time")
+    app.add_option("--block-size", options.blockSize, "rows to evaluate at a time")
         ->check(CLI::Range(1, 1 << 20))
-        ->default_str("what suits the program");
-    app.add_option("--limit", options.limit, "rows to print at most")
+        ->default_str("chosen for the program");
+    app.add_option("--limit", options.limit, "print at most so many rows")
         ->check(Terminal::notNegative())
         ->capture_default_str();
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))

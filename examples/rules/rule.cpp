@@ -1,4 +1,4 @@
-// From a rule in words to a program.
+// Compiles a rule into a program.
 #include "rule.h"
 
 #include <fenletir/program_builder.h>
@@ -11,7 +11,7 @@ using namespace Fenlet;
 
 namespace {
 
-/// One word or sign of a rule.
+/// A word, number or sign of a rule.
 struct Token {
     std::string text; ///< empty at the end
     std::size_t place = 0;
@@ -45,8 +45,8 @@ std::vector<Token> split(const std::string& rule) {
             isNumber = true;
             if (problem != std::errc())
                 throw RuleError(std::string("the rule has a number that is ") +
-                                (at == start ? "malformed" : "out of range") +
-                                " at its character " + std::to_string(start + 1));
+                                (at == start ? "malformed" : "out of range") + " at character " +
+                                std::to_string(start + 1));
         } else {
             const bool isTwo =
                 (c == '<' && (next == '=' || next == '>')) || (c == '>' && next == '=');
@@ -100,11 +100,10 @@ bool RuleCompiler::take(const std::string& text) {
 }
 
 void RuleCompiler::fail(const std::string& wanted) const {
-    const std::string found =
-        token().text.empty()
-            ? "ends"
-            : "has '" + token().text + "' at its character " + std::to_string(token().place + 1);
-    throw RuleError("the rule " + found + " where " + wanted + " is due");
+    const std::string found = token().text.empty() ? "ends"
+                                                   : "has '" + token().text + "' at character " +
+                                                         std::to_string(token().place + 1);
+    throw RuleError("the rule " + found + " where " + wanted + " is expected");
 }
 
 Register RuleCompiler::disjunction() {
@@ -196,7 +195,7 @@ Register RuleCompiler::value() {
     fail("a column, a number, 'not' or a '('");
 }
 
-/// Each column is loaded once, however often the rule names it.
+/// Loads a column once, however often the rule names it.
 Register RuleCompiler::load(std::size_t place) {
     const Column& column = table.columns[place];
     if (loaded[place].number == noRegister) {

@@ -1,4 +1,4 @@
-// A rule in words, and the program that it means.
+// Rules, and the programs that they are compiled into.
 #pragma once
 
 #include "table.h"
@@ -11,7 +11,7 @@
 
 namespace Rules {
 
-/// What is wrong with a rule, in one line that tells the place.
+/// What is wrong with a rule, in one line, and where.
 class RuleError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -19,9 +19,9 @@ class RuleError : public std::runtime_error {
 
 struct RuleProgram {
     Fenlet::FenletProgram program;
-    int truth = 0;                    ///< the register: the rule's three-valued truth
-    int holds = 0;                    ///< the register: whether the rule is known to be true
-    std::vector<std::size_t> columns; ///< the table's column behind each field
+    int truth = 0;                    ///< the register with the rule's three-valued result
+    int holds = 0;                    ///< the register that tells whether it is true
+    std::vector<std::size_t> columns; ///< for each field, its column in the table
 };
 
 /// Compiles a rule such as `(a < b and c > 0.5) or not d`: comparisons (< <= > >= = <>) of columns

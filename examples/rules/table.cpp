@@ -1,4 +1,4 @@
-// Reading a table from a CSV file.
+// Reads a table from a CSV file.
 #include "table.h"
 
 #include <fenlethosts/npy.h>
@@ -31,7 +31,7 @@ bool isMissing(const std::string& text) {
     return text.empty() || text == "NA";
 }
 
-/// Reads record after record; a quoted field may run over several lines.
+/// Reads a CSV file record by record. A quoted field may contain line breaks.
 class CsvReader {
   public:
     explicit CsvReader(const std::string& newPath) : path(newPath), file(newPath) {
@@ -59,9 +59,10 @@ int CsvReader::nextCharacter() {
     const int c = file.get();
     if (c == '\n')
         ++line;
-    // Also what keeps a file without an end, or a wrong one, from being taken for one long field.
+    // This also ends the reading of binary files and of devices that never end.
     if (c == 0)
-        throw FileError(path + ":" + std::to_string(line) + ": a byte of zero; this is no text");
+        throw FileError(path + ":" + std::to_string(line) +
+                        ": this is not a text file; it contains a zero byte");
     return c;
 }
 
@@ -141,8 +142,9 @@ Table readTable(const std::string& path) {
         const bool twice = std::any_of(table.columns.begin(), table.columns.end(),
                                        [&](const Column& other) { return other.name == name; });
         if (name.empty() || twice)
-            reader.fail("column " + std::to_string(table.columns.size() + 1) +
-                        (twice ? " has the name of another, '" + name + "'" : " has no name"));
+            reader.fail(
+                "column " + std::to_string(table.columns.size() + 1) +
+                (twice ? " has the same name as another one, '" + name + "'" : " has no name"));
         table.columns.emplace_back();
         table.columns.back().name = name;
     }

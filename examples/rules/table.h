@@ -8,7 +8,7 @@
 
 namespace Rules {
 
-/// One column. Where nothing stands, a number has no validity, and a truth value is unknown.
+/// One column. A missing number is an invalid element, a missing truth value is unknown.
 struct Column {
     enum class Kind { Number, Truth, Text };
     std::string name;
@@ -16,9 +16,9 @@ struct Column {
     std::vector<double> numbers;
     std::vector<unsigned char> truths; ///< 0 false, 1 true, 255 unknown
     std::vector<unsigned char> present;
-    std::vector<std::string> texts; ///< as they stand in the file
+    std::vector<std::string> texts; ///< as in the file
 
-    /// The column as the array behind a field. Not for text.
+    /// The column as an array for a field; it must not be a column of text.
     Fenlet::ArrayView view() const;
 };
 
@@ -27,9 +27,10 @@ struct Table {
     std::size_t rows = 0;
 };
 
-/// Reads a comma-separated file whose first line names the columns; fields may be quoted. Nothing,
-/// or "NA", is a missing value. A column of numbers is one, and so is one of "true" and "false";
-/// any other is text. Throws `Fenlet::FileError`, with the line.
+/// Reads a comma-separated file whose first line names the columns; fields may be quoted. An empty
+/// field or "NA" is a missing value. A column with nothing but numbers is one of numbers, a column
+/// with nothing but "true" and "false" is one of truth values, and any other is one of text. Throws
+/// `Fenlet::FileError` with the number of the line.
 Table readTable(const std::string& path);
 
 } // namespace Rules

@@ -29,7 +29,7 @@ struct Options {
     std::string output = "terrain.png";
     std::optional<int> blockSize;
     int enlarge = 2;
-    double seaLevel = 306; // the reservoir in the default grid stands at 305
+    double seaLevel = 306; // the reservoir in the default grid is at 305
     double spacingEast = 75;
     double spacingSouth = 92;
     double exaggeration = 1.5;
@@ -53,7 +53,7 @@ void configure(Interpreter& interpreter, const FenletProgram& program, const Opt
         throw std::runtime_error(describeOutcome(interpreter, program));
 }
 
-/// Runs over all heights. `interpreter` is configured with `program`.
+/// Evaluates `program`, which `interpreter` is configured with, for all heights.
 void evaluate(Interpreter& interpreter, const FenletProgram& program, const Heights& heights,
               const Bindings& bindings, BlockSink& sink) {
     const EvaluateCall call{0, heights.count(), bindings};
@@ -61,8 +61,8 @@ void evaluate(Interpreter& interpreter, const FenletProgram& program, const Heig
         throw std::runtime_error(describeOutcome(interpreter, program, call));
 }
 
-/// Pixels along a side of the grid. The outermost centres are the borders of the picture: nothing
-/// lies beyond them.
+/// Pixels along a side of the picture. Its borders are the centres of the grid's outermost cells:
+/// beyond those there are no heights.
 std::int64_t enlargedSize(std::int64_t cells, const Options& options) {
     return (cells - 1) * options.enlarge + 1;
 }
@@ -71,12 +71,12 @@ NpyArray readGrid(const Options& options) {
     NpyArray grid = readNpy(options.input);
     const auto fail = [&](const char* what) { return FileError(options.input + ": " + what); };
     if (grid.shape.size() != 2)
-        throw fail("not a grid: its array has not two dimensions");
+        throw fail("not a grid: its array does not have two dimensions");
     if (grid.kind == CpuElementKind::Tribool)
         throw fail("not a grid of heights: its entries are truth values");
     if (grid.shape[0] < 1 || grid.shape[1] < 1)
         throw fail("the grid is empty");
-    // The program counts elements in 32 bits.
+    // The program numbers the pixels with 32 bits.
     if (enlargedSize(grid.shape[0], options) > 2147483647 / enlargedSize(grid.shape[1], options))
         throw fail("the grid is too large: its picture would have more than 2147483647 pixels");
     return grid;
@@ -111,7 +111,7 @@ Heights enlarge(const NpyArray& grid, const Options& options) {
     return heights;
 }
 
-/// Green valleys, ochre slopes, grey rock and snow, from the lowest dry height to the highest.
+/// Green valleys, ochre slopes, grey rock and snow, from the lowest land to the highest.
 RampSampler paletteFor(const Heights& heights, const Options& options) {
     double low = HUGE_VAL;
     double high = -HUGE_VAL;
@@ -189,13 +189,13 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("-o,--output", options.output, "picture to write")
         ->check(Terminal::fileName())
         ->capture_default_str();
-    app.add_option("--block-size", options.blockSize, "elements worked on at a time")
+    app.add_option("--block-size", options.blockSize, "elements to evaluate at a time")
         ->check(CLI::Range(1, 1 << 20))
-        ->default_str("what suits the program");
-    app.add_option("--enlarge", options.enlarge, "pixels for each step of the grid")
+        ->default_str("chosen for the program");
+    app.add_option("--enlarge", options.enlarge, "pixels from one grid point to the next")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
-    app.add_option("--sea-level", options.seaLevel, "what lies below is water, in metres")
+    app.add_option("--sea-level", options.seaLevel, "heights below this are water, in metres")
         ->check(Terminal::finite())
         ->capture_default_str();
     app.add_option("--spacing-east", options.spacingEast, "metres from column to column")
@@ -204,15 +204,15 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--spacing-south", options.spacingSouth, "metres from row to row")
         ->check(Terminal::positive())
         ->capture_default_str();
-    app.add_option("--exaggeration", options.exaggeration, "how much steeper slopes are drawn")
+    app.add_option("--exaggeration", options.exaggeration,
+                   "factor by which slopes are drawn steeper")
         ->check(Terminal::notNegative())
         ->capture_default_str();
     app.add_option("--light-azimuth", options.lightAzimuth,
                    "where the light comes from, in degrees clockwise from north")
         ->check(Terminal::finite())
         ->capture_default_str();
-    app.add_option("--light-altitude", options.lightAltitude,
-                   "how high the light stands, in degrees")
+    app.add_option("--light-altitude", options.lightAltitude, "how high the light is, in degrees")
         ->check(Terminal::finite())
         ->check(CLI::Range(0.0, 90.0))
         ->capture_default_str();

@@ -1,4 +1,4 @@
-// Writing a picture to a PNG file.
+// Writes a picture to a PNG file.
 #include "picture.h"
 
 #include <fenlethosts/npy.h>
@@ -12,7 +12,7 @@
 namespace Terrain {
 namespace {
 
-/// libpng's handles, given back on every way out.
+/// libpng's handles, released on every way out.
 struct PngWriter {
     png_structp png = nullptr;
     png_infop info = nullptr;
@@ -30,12 +30,12 @@ struct PngWriter {
     PngWriter(const PngWriter&) = delete;
     PngWriter& operator=(const PngWriter&) = delete;
 
-    // The system's reason, where it gave one, says more than libpng's words do.
-    // libpng must not be returned to; an exception is as good as its own long jump.
+    // libpng must not be returned to, so this throws. The system's reason, if there is one, says
+    // more than libpng's message.
     [[noreturn]] static void error(png_structp, png_const_charp message) {
         throw Fenlet::FileError(errno != 0 ? std::strerror(errno) : message);
     }
-    // What matters comes as an error as well, and standard error has no room for more than that.
+    // Whatever matters is an error as well, and only one line goes to standard error.
     static void warning(png_structp, png_const_charp) {}
 };
 
@@ -47,7 +47,7 @@ void writePng(const Picture& picture, const std::string& path) {
         errno = 0;
         PngWriter writer;
         png_init_io(writer.png, file.handle());
-        // A picture has the sides of its grid, however long.
+        // A picture may be as large as its grid makes it.
         png_set_user_limits(writer.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
         png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.width),
                      static_cast<png_uint_32>(picture.height), 8, PNG_COLOR_TYPE_RGBA,

@@ -1,4 +1,4 @@
-// A picture in memory, and writing it to a PNG file.
+// A picture in memory, and its PNG file.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,7 @@ struct Picture {
     std::vector<unsigned char> pixels;
 };
 
-/// Writes the file whole or not at all: it is written under another name beside `path`, and takes
-/// its place at the end. Throws `Fenlet::FileError`.
+/// Writes the file, or leaves what was at `path` as it was and throws `Fenlet::FileError`.
 void writePng(const Picture& picture, const std::string& path);
 
 } // namespace Terrain

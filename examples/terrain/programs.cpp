@@ -36,7 +36,7 @@ EnlargeProgram enlargeProgram(std::int32_t width, std::int32_t factor) {
     const auto index = program.convert(program.elementIndex(), Format::Int32);
     const auto [row, column] = positionOf(program, index, width);
     const double step = 1.0 / factor;
-    // A vector is put together from its axes: each component times a vector that points its way.
+    // A vector is the sum of its components, each times the unit vector of its axis.
     const auto along =
         program.multiply(program.constant(Format::Float32, {step, 0}), column, Format::Float32);
     const auto down =
@@ -64,8 +64,8 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto last = program.integerConstant(Format::Int32, {width - 1});
     const auto oneRow = program.integerConstant(Format::Int32, {width});
 
-    // A neighbour beyond the border has no height: above and below the number itself lies outside
-    // the field, and at the ends of a row it is made to.
+    // A neighbour beyond the border has no height. Above and below the grid its number is outside
+    // the field; at the ends of a row, -1 takes the place of its number.
     const auto isFirst = program.lessEqual(column, program.integerConstant(Format::Int32, {0}));
     const auto isLast = program.greaterEqual(column, last);
     const auto heightAt = [&](Register at) {
@@ -90,7 +90,7 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto steep = program.add(upright, axis(0, 0, 1));
     const auto normal = program.divide(steep, program.length(steep));
 
-    // How squarely the light falls on it.
+    // The cosine of the angle between the light and the normal.
     const auto lit = program.multiply(normal, light);
     const auto dot = program.add(program.add(program.component(lit, 0), program.component(lit, 1)),
                                  program.component(lit, 2));
@@ -100,7 +100,7 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto diffuse = program.constant(Format::Float32, {0.85});
     const auto shade = program.add(program.multiply(brightness, diffuse), ambient);
 
-    // Water is flat and lies below the sea level; what is dry takes the palette's colour.
+    // Water has one colour and no shade; land has the palette's colour, shaded.
     const auto isWater = program.less(height, seaLevel);
     const auto land = program.multiply(program.sample(palette, height, Format::Float32, 3), shade);
     const auto water = axis(0.29, 0.47, 0.62);
@@ -108,15 +108,15 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto white = axis(1, 1, 1);
     const auto colour = program.select(program.less(chosen, white), chosen, white);
 
-    // A missing neighbour leaves the shade invalid, a comparison with it unknown, and the element
-    // out of sight. So does a height that is no number: it is neither dry nor water, and what is
-    // computed from it does not equal itself.
+    // A missing neighbour makes the shade invalid and a comparison with it unknown, so that the
+    // element is not visible. A NaN for a height does the same: it is neither land nor water, and
+    // a shade that is NaN does not equal itself.
     const auto isShaded = program.equal(dot, dot);
     const auto isDry = program.greaterEqual(height, seaLevel);
     const auto visible =
         program.isTrue(program.logicalAnd(isShaded, program.logicalOr(isDry, isWater)));
 
-    // Rounded by adding a half; the step to Int32 then cuts the fraction off.
+    // Adding one half and converting to Int32, which truncates, rounds to the nearest integer.
     const auto scaled =
         program.add(program.multiply(colour, program.constant(Format::Float32, {255})),
                     program.constant(Format::Float32, {0.5}));

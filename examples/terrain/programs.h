@@ -1,4 +1,4 @@
-// The two programs of this example: one enlarges a grid of heights, one draws it.
+// The two programs of this example: one enlarges a grid of heights, the other draws it.
 #pragma once
 
 #include <fenletir/program.h>
@@ -7,21 +7,21 @@
 
 namespace Terrain {
 
-/// Where a grid is asked for its heights: `field`, `uniform` and `sampler` numbers are those that
-/// the hosts have to be bound at.
+/// Samples a grid of heights. Constants that end in Field, Uniform or Sampler are the numbers at
+/// which the providers must be bound.
 struct EnlargeProgram {
     Fenlet::FenletProgram program;
-    int height = 0; ///< the register: Float32
+    int height = 0; ///< the result's register, Float32
     static constexpr int gridSampler = 0;
 };
 
-/// Samples a grid at `factor` times its resolution, for rows of `width` elements.
+/// The program for rows of `width` elements, at `factor` times the grid's resolution.
 EnlargeProgram enlargeProgram(std::int32_t width, std::int32_t factor);
 
 struct ReliefProgram {
     Fenlet::FenletProgram program;
-    int colour = 0;  ///< the register: Int32, red, green and blue from 0 to 255
-    int visible = 0; ///< the register: Tribool, false where a neighbour is missing
+    int colour = 0;  ///< a result's register, Int32: red, green and blue from 0 to 255
+    int visible = 0; ///< a result's register, Tribool: false where a neighbour is missing
     static constexpr int heightField = 0;
     static constexpr int seaLevelUniform = 0;
     static constexpr int slopeScaleUniform = 1; ///< 1 / (2 * spacing), east and south
@@ -29,7 +29,7 @@ struct ReliefProgram {
     static constexpr int paletteSampler = 0;
 };
 
-/// A shaded relief of rows of `width` heights.
+/// The program for a shaded relief with rows of `width` heights.
 ReliefProgram reliefProgram(std::int32_t width);
 
 } // namespace Terrain

@@ -14,17 +14,17 @@ std::int64_t packedBytes(CpuElementKind kind, std::int32_t components) {
     return std::int64_t{elementSize(kind)} * components;
 }
 
-/// Clears the validity of what is missing.
+/// Clears the validity of elements that are missing.
 void keepWhereValid(unsigned char* validity, const unsigned char* present, std::int64_t count) {
     for (std::int64_t i = 0; i < count; ++i)
         validity[i] = present[i] == 0 ? static_cast<unsigned char>(0) : validity[i];
 }
 
-/// Positions of one ascending run of element numbers, over elements that lie side by side.
+/// Reads adjacent elements with ascending numbers.
 void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& request) {
     const std::int64_t start = request.indices[0];
     const std::int64_t count = request.count;
-    // The part of the run that lies within the array, in positions.
+    // The part of the request that lies within the array: positions `before` to `end`.
     const std::int64_t before = start >= 0 ? 0 : start <= -count ? count : -start;
     const bool isInside = start + before >= 0 && start + before < array.count;
     const std::int64_t end =
@@ -54,21 +54,21 @@ void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& re
     }
 }
 
-/// From how many bytes on an array's scattered elements are asked for before their turn: smaller
-/// ones lie in the nearer caches.
+/// Elements are prefetched in arrays that are larger than this; smaller arrays stay in the nearer
+/// caches.
 constexpr std::int64_t farBytes = 1 << 20;
-constexpr int turnsBefore = 32;
+constexpr int prefetchDistance = 32;
 
-/// Asks for an element wherever its number leads.
+/// Prefetches an element. Its number may be any: nothing is read.
 void fetchElement(const unsigned char* elements, std::int64_t index, std::int64_t stride) {
     const auto offset = static_cast<std::uintptr_t>(index) * static_cast<std::uintptr_t>(stride);
     fetchLine(reinterpret_cast<std::uintptr_t>(elements) + offset);
 }
 
-/// Elements that are as large as a word, kept as they are.
+/// Copies elements that have the size of `Word`, without conversion.
 template <class Word>
 void gather(const ArrayView& array, const FieldRead& request) {
-    // Copies of all that the loop needs: a byte that is stored may be part of anything else.
+    // Local copies: for all the compiler knows, a byte store may change any member.
     const auto* const elements = static_cast<const unsigned char*>(array.data);
     const unsigned char* const present = array.validity;
     const std::int64_t stride = array.stride;
@@ -77,10 +77,10 @@ void gather(const ArrayView& array, const FieldRead& request) {
     unsigned char* const values = request.values;
     unsigned char* const validity = request.validity;
     const int count = request.count;
-    const int askedFor = array.count * stride > farBytes ? count - turnsBefore : 0;
+    const int prefetched = array.count * stride > farBytes ? count - prefetchDistance : 0;
     for (int i = 0; i < count; ++i) {
-        if (i < askedFor)
-            fetchElement(elements, indices[i + turnsBefore], stride);
+        if (i < prefetched)
+            fetchElement(elements, indices[i + prefetchDistance], stride);
         const std::int64_t index = indices[i];
         const bool isThere = validity[i] != 0 && static_cast<std::uint64_t>(index) < limit &&
                              (present == nullptr || present[index] != 0);
@@ -94,7 +94,7 @@ void gather(const ArrayView& array, const FieldRead& request) {
 
 using Gather = void (*)(const ArrayView&, const FieldRead&);
 
-/// Null where elements are converted, or as large as no word.
+/// Null if elements must be converted, or do not have the size of a word.
 Gather gatherFor(const ArrayView& array, CpuElementKind asked) {
     if (asked != array.kind)
         return nullptr;

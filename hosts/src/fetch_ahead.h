@@ -1,7 +1,7 @@
-// Asking for memory before its turn.
+// Prefetching.
 //
-// A program's fields and results take turns, each with a piece of a page or less, and no processor
-// foresees that by itself: the start of every piece would be waited for.
+// A run reads a short piece of each field and writes a short piece of each result in turn. Hardware
+// prefetchers do not follow that pattern, so without prefetching each piece begins with a wait.
 #pragma once
 
 #include <cstddef>
@@ -12,21 +12,21 @@ namespace Fenlet {
 
 inline constexpr std::size_t lineBytes = 64;
 
-/// Asks for the line at an address, which may be any: nothing is read there. Into the nearest
-/// cache: measured, that takes a sixth less time on some processors than the cache behind it.
+/// Prefetches the cache line at any address; nothing is read there. The line goes to the
+/// first-level cache: on some processors that took a sixth less time than the second level.
 inline void fetchLine(std::uintptr_t address) {
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
 
-/// Asks for the lines of `bytes` from `next` on; what is left of the last comes with the run after.
+/// Prefetches the full lines among the `bytes` bytes from `next` on.
 inline void fetchAhead(const void* next, std::size_t bytes) {
     const auto address = reinterpret_cast<std::uintptr_t>(next);
     for (std::size_t i = 0; i + lineBytes <= bytes; i += lineBytes)
         fetchLine(address + i);
 }
 
-/// Copies a run, and asks for as many bytes from `next` on. Line by line in turns: a copy in one
-/// piece after all the asking would wait until the lines are there.
+/// Copies `bytes` bytes and prefetches as many from `next` on. It alternates line by line: one copy
+/// after all the prefetches would wait for them.
 inline void copyAndFetchAhead(unsigned char* __restrict out, const unsigned char* __restrict in,
                               std::size_t bytes, const void* next) {
     const auto address = reinterpret_cast<std::uintptr_t>(next);

@@ -22,20 +22,20 @@ void storeEntries(NpyArray& array, const unsigned char* data, const NpyHeader& h
     }
 }
 
-/// Bits that stand for a truth value are 0 or 1, and nothing else.
+/// Throws unless every truth value is 0 or 1.
 void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::string& path) {
     if (std::any_of(bytes, bytes + count, [](unsigned char truth) { return truth > 1; }))
         throw FileError(path + ": holds a truth value that is neither false nor true");
 }
 
-/// Whether the entries stand in the file as they stand in memory.
+/// Whether the entries are stored in the file as they are in memory.
 bool isNative(const NpyHeader& header) {
     const bool sameOrder = header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
     return header.type.code == entryCodeOf(header.type.kind) &&
            (sameOrder || header.type.bytes == 1);
 }
 
-/// Reads everything behind the header.
+/// Reads the entries, which follow the header.
 NpyArray readEntries(InputFile& file, const NpyHeader& header, const std::string& path) {
     const std::vector<unsigned char> data = file.read(header.entryBytes);
     checkEntryBytes(header, data.size() + file.read(1).size(), path);
@@ -62,8 +62,8 @@ NpyArray readEntries(InputFile& file, const NpyHeader& header, const std::string
     return array;
 }
 
-/// The whole file in memory, null where it cannot be mapped or where its entries have to be changed
-/// on the way. The file still stands at its first entry then.
+/// Maps the whole file. Null if it cannot be mapped or its entries must be converted; the next read
+/// from the file then begins at its first entry.
 std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader& header,
                                                 const std::string& path) {
     struct stat about {};
@@ -92,7 +92,7 @@ NpyArray readNpy(const std::string& path) {
 }
 
 NpyFile::NpyFile(const std::string& path) {
-    // A pipe can be opened and read only once.
+    // The file is opened once and read in order, for it may be a pipe.
     InputFile file(path);
     const NpyHeader header = readNpyHeader(file, path);
     mapped = mapEntries(file, header, path);

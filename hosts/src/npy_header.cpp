@@ -1,4 +1,4 @@
-// The header of .npy files: what the entries are, and how many.
+// The header of .npy files: the type and the number of the entries.
 #include "npy_header.h"
 
 #include <algorithm>
@@ -19,10 +19,10 @@ constexpr EntryType entryTypes[] = {
     {"f8", 8, false, CpuElementKind::Float64},
 };
 
-/// The longest header that is read. It tells a type and a shape, and that takes a line.
+/// The longest header that is read, in bytes. A usual one has one line.
 constexpr std::size_t longestHeader = std::size_t{1} << 20;
 
-/// Text out of a file, fit to stand in a line of a message.
+/// Text from a file, shortened and made printable for a message.
 std::string printable(std::string_view text) {
     std::string line(text.substr(0, 40));
     for (char& c : line)
@@ -31,8 +31,8 @@ std::string printable(std::string_view text) {
     return line;
 }
 
-/// Reads the header's dictionary: text like {'descr': '<f4', 'fortran_order': False,
-/// 'shape': (3, 4), }, its three keys in any order.
+/// Parses the header's dictionary, such as {'descr': '<f4', 'fortran_order': False,
+/// 'shape': (3, 4), }, with its three keys in any order.
 class HeaderParser {
   public:
     HeaderParser(std::string_view newText, const std::string& newPath)
@@ -70,7 +70,7 @@ bool HeaderParser::take(char wanted) {
 
 void HeaderParser::expect(char wanted) {
     if (!take(wanted))
-        fail(std::string("the header lacks a '") + wanted + "' where one is due");
+        fail(std::string("the header lacks a '") + wanted + "' where it needs one");
 }
 
 std::string_view HeaderParser::quoted() {
@@ -99,7 +99,7 @@ bool HeaderParser::truth() {
 std::int64_t HeaderParser::number() {
     skipSpace();
     if (text.empty() || text.front() < '0' || text.front() > '9')
-        fail("the shape in the header holds something that is no size");
+        fail("the shape in the header holds something that is not a size");
     std::int64_t value = 0;
     while (!text.empty() && text.front() >= '0' && text.front() <= '9') {
         if (value > (std::numeric_limits<std::int64_t>::max() - 9) / 10)
@@ -118,11 +118,11 @@ std::vector<std::int64_t> HeaderParser::tuple() {
         sizes.push_back(number());
         if (sizes.size() > 32)
             fail("the shape in the header has more than 32 dimensions");
-        // A comma stands between two sizes, may follow the last and must follow a single one.
+        // A comma separates two sizes, may follow the last one and must follow a single one.
         const bool isFollowed = take(',');
         isOver = take(')');
         if (!isFollowed && (!isOver || sizes.size() == 1))
-            fail("the shape in the header is no tuple");
+            fail("the shape in the header is not a tuple");
     }
     return sizes;
 }
@@ -160,19 +160,19 @@ NpyHeader HeaderParser::parse() {
         else if (key == "shape" && !shape)
             shape = tuple();
         else
-            fail("the header holds '" + printable(key) + "', twice or without meaning");
+            fail("the header holds '" + printable(key) + "', which is unknown or repeated");
         if (!take(',') && (text.empty() || text.front() != '}'))
             fail("the header's entries are not separated by commas");
     }
     skipSpace();
     if (!text.empty())
-        fail("something stands behind the header's end");
+        fail("the header has text after its end");
     if (!type || !columnsFirst || !shape)
         fail("the header lacks descr, fortran_order or shape");
     parseType(*type, header);
     header.shape = *shape;
     if (*columnsFirst && header.shape.size() > 1)
-        fail("the array stands columns first (fortran_order), which is not supported");
+        fail("the array is stored columns first (fortran_order), which is not supported");
     return header;
 }
 
@@ -198,7 +198,7 @@ std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
     std::vector<unsigned char> bytes;
     bool isMore = true;
     while (isMore && bytes.size() < wanted) {
-        // A file may promise more than it holds: memory grows with what is really there.
+        // The header may promise more than the file has: memory grows with what is there.
         const std::size_t had = bytes.size();
         const std::uint64_t step = std::min<std::uint64_t>(wanted - had, had + (1 << 16));
         bytes.resize(had + static_cast<std::size_t>(step));

@@ -8,7 +8,7 @@
 namespace Fenlet {
 namespace {
 
-/// The dictionary, filled up so that the entries begin at a multiple of 64 bytes.
+/// The dictionary, padded so that the entries begin at a multiple of 64 bytes.
 std::string headerText(CpuElementKind kind, const std::vector<std::int64_t>& shape) {
     const char order = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? '>' : '<';
     std::string text = "{'descr': '";

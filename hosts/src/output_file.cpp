@@ -11,8 +11,8 @@
 namespace Fenlet {
 namespace {
 
-/// The file that `path` leads to: behind a symbolic link, the one that it names, which need not be
-/// there yet. Throws for what is there and is no plain file, which must not be put away.
+/// The file that `path` leads to through symbolic links; it need not exist. Throws if it exists and
+/// is not a plain file, for that must not be replaced.
 std::string fileBehind(const std::string& path) {
     namespace fs = std::filesystem;
     std::error_code problem;
@@ -23,8 +23,8 @@ std::string fileBehind(const std::string& path) {
         throw FileError(path + ": " + std::strerror(EISDIR));
     if (fs::exists(status) && !fs::is_regular_file(status))
         throw FileError(path + ": is there and is not a plain file");
-    // What a link says begins at the folder that it stands in. Links that lead back to themselves
-    // have no status, and so these come to an end.
+    // A relative link begins at its own folder. The loop ends: a circle of links has no status and
+    // was refused above.
     fs::path target = path;
     while (fs::is_symlink(fs::symlink_status(target, problem)))
         target = target.parent_path() / fs::read_symlink(target, problem);

@@ -11,7 +11,7 @@
 namespace Fenlet {
 namespace {
 
-/// Components that a sample is put together of, on the stack.
+/// The most components of a sample; so many have room on the stack.
 constexpr std::size_t sampleComponents = 16;
 
 bool isNumeric(CpuElementKind kind) {
@@ -30,19 +30,19 @@ void storeDoubles(CpuElementKind kind, unsigned char* out, const double* values,
         out, reinterpret_cast<const unsigned char*>(values), static_cast<std::int64_t>(count));
 }
 
-/// How far `at` is on the way from `low` to `high`: 0 to 1. Halves are subtracted where the whole
-/// way is too long for a number.
+/// The position of `at` between `low` and `high`, from 0 to 1. If their distance overflows, half of
+/// it is computed.
 double shareBetween(double low, double high, double at) {
     const double width = high - low;
     return std::isfinite(width) ? (at - low) / width : (at / 2 - low / 2) / (high / 2 - low / 2);
 }
 
-/// Exact at a share of 0, and between equal values, which may be infinite.
+/// Interpolates. Exact for a share of 0, and for equal values, which may be infinite.
 double mix(double low, double high, double share) {
     return share == 0 || low == high ? low : std::lerp(low, high, share);
 }
 
-/// The cell that a coordinate lies in, the upper one on a boundary between two.
+/// The number of the cell that contains a coordinate, the higher one on a boundary.
 double nearestCell(double coordinate) {
     const double below = std::floor(coordinate);
     return coordinate - below < 0.5 ? below : below + 1;
@@ -56,8 +56,8 @@ RampSampler::RampSampler(std::vector<RampStop> newStops) : stops(std::move(newSt
     const std::size_t components = stops.front().value.size();
     for (std::size_t i = 0; i < stops.size(); ++i) {
         if (stops[i].value.size() != components || components < 1 || components > sampleComponents)
-            throw std::invalid_argument("the stops of a ramp need 1 to 16 components each, and as "
-                                        "many as each other");
+            throw std::invalid_argument("the stops of a ramp need 1 to 16 components, all the "
+                                        "same number");
         if (!std::isfinite(stops[i].position) ||
             (i > 0 && !(stops[i - 1].position <= stops[i].position)))
             throw std::invalid_argument("the stops of a ramp need ascending positions");
@@ -164,7 +164,7 @@ bool GridSampler::bilinear(double x, double y, CpuElementKind kind, unsigned cha
     for (int corner = 0; corner < 4; ++corner) {
         const double dx = corner & 1 ? x - left : 1 - (x - left);
         const double dy = corner & 2 ? y - top : 1 - (y - top);
-        // A cell without weight need not exist.
+        // A cell with the weight 0 need not exist.
         if (dx * dy == 0)
             continue;
         const std::int64_t cell = (static_cast<std::int64_t>(top) + (corner >> 1)) * width +

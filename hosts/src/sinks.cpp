@@ -8,8 +8,8 @@
 namespace Fenlet {
 namespace {
 
-/// 1 for every byte that is not 0. Through pointers of its own: a byte may alias anything, and a
-/// loop over members would go one byte at a time for that.
+/// Writes 1 for every byte that is not 0. The pointers are parameters because a byte store may
+/// alias any member, which would keep the loop from being vectorised.
 void keepTruth(unsigned char* __restrict out, const unsigned char* __restrict in,
                std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
@@ -24,7 +24,7 @@ CollectingSink::CollectingSink(const RegisterFile& layout, const std::vector<int
     for (const int number : numbers) {
         if (layout.data(number) == nullptr)
             throw std::invalid_argument("register " + std::to_string(number) +
-                                        " is not one of the program's");
+                                        " is not a register of the program");
         CollectedRegister one;
         one.number = number;
         one.spec = layout.specOf(number);
@@ -39,7 +39,7 @@ CollectingSink::CollectingSink(const RegisterFile& layout, const std::vector<int
 CollectingSink::~CollectingSink() = default;
 
 bool CollectingSink::consume(const RegisterFile& registers, long long blockStart, int blockCount) {
-    // Element numbers wrap, and so does the distance between two of them.
+    // Element numbers wrap around, and so does the distance between two of them.
     const auto offset =
         static_cast<unsigned long long>(blockStart) - static_cast<unsigned long long>(first);
     const auto total = static_cast<unsigned long long>(count);
@@ -49,8 +49,8 @@ bool CollectingSink::consume(const RegisterFile& registers, long long blockStart
     for (CollectedRegister& one : kept) {
         const auto bytes = static_cast<std::size_t>(elementSize(one.spec.kind)) *
                            static_cast<std::size_t>(one.spec.multiplicity);
-        // Stores past the caches would need a fence after every block, so that a thread which is
-        // told of it sees them, and that costs more than they save.
+        // Non-temporal stores would need a fence after each block, so that other threads see the
+        // values; that costs more than it saves.
         unsigned char* const values = one.values.data() + offset * bytes;
         copyAndFetchAhead(values, static_cast<const unsigned char*>(registers.data(one.number)),
                           elements * bytes, values + elements * bytes);

@@ -1,4 +1,4 @@
-// Uniforms from a small table.
+// A table of uniforms.
 #include "lane_conversions.h"
 
 #include <fenlethosts/uniform_table.h>
@@ -13,13 +13,14 @@ UniformTable::~UniformTable() = default;
 
 void UniformTable::set(std::int32_t index, Constant value) {
     if (index < 0)
-        throw std::invalid_argument("a uniform's number is not negative");
+        throw std::invalid_argument("the number of a uniform must not be negative");
     const bool isTribool = value.reals.empty() && value.integers.empty();
     const std::size_t components = isTribool ? 1 : value.reals.size() + value.integers.size();
     if ((!value.reals.empty() && !value.integers.empty()) || value.multiplicity < 1 ||
         static_cast<std::size_t>(value.multiplicity) != components)
-        throw std::invalid_argument("a uniform's value holds as many components as it says, all of "
-                                    "one sort");
+        throw std::invalid_argument(
+            "a uniform's value must have as many components as it says, all of "
+            "one sort");
     const auto place = static_cast<std::size_t>(index);
     if (place >= entries.size())
         entries.resize(place + 1);

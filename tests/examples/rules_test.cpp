@@ -156,11 +156,13 @@ TEST_F(RulesExample, NamesTheTableAndWhatIsWrongWithIt) {
         {"a,b\n\"1\n2\",3\n4,5,6\n", ":4: 3 fields where the first line names 2"},
         {"a,b\n1,\"2\n", ":2: a quoted field has no end"},
         {"a,,c\n", ":1: column 2 has no name"},
-        {"a,b,a\n", ":1: column 3 has the name of another, 'a'"},
-        {"\"a\nb\",\"a\nb\"\n", ":1: column 2 has the name of another, 'a?b'"},
-        {"\"a\x1B[31m\",\"a\x1B[31m\"\n", ":1: column 2 has the name of another, 'a?[31m'"},
-        {std::string("a,b\n1,\0\n", 8), ":2: a byte of zero; this is no text"},
-        {std::string("a,b\n1,\"\n\0\"\n", 11), ":3: a byte of zero; this is no text"},
+        {"a,b,a\n", ":1: column 3 has the same name as another one, 'a'"},
+        {"\"a\nb\",\"a\nb\"\n", ":1: column 2 has the same name as another one, 'a?b'"},
+        {"\"a\x1B[31m\",\"a\x1B[31m\"\n",
+         ":1: column 2 has the same name as another one, 'a?[31m'"},
+        {std::string("a,b\n1,\0\n", 8), ":2: this is not a text file; it contains a zero byte"},
+        {std::string("a,b\n1,\"\n\0\"\n", 11),
+         ":3: this is not a text file; it contains a zero byte"},
     };
     for (const auto& row : rows) {
         folder.write("table.csv", row.content);
@@ -170,37 +172,37 @@ TEST_F(RulesExample, NamesTheTableAndWhatIsWrongWithIt) {
     expectFails({"."}, ".: cannot be read");
     expectFails({""}, "table: the file name is empty");
     expectFails({}, "examples/rules/stations.csv: No such file or directory");
-    expectFails({"/dev/zero"}, "/dev/zero:1: a byte of zero; this is no text");
+    expectFails({"/dev/zero"}, "/dev/zero:1: this is not a text file; it contains a zero byte");
 }
 
 TEST_F(RulesExample, TellsWhereARuleIsWrong) {
-    const std::string value = "a column, a number, 'not' or a '(' is due";
-    const std::string end = "'and', 'or' or the end is due";
-    const std::string number = "a number or a column of numbers is due";
+    const std::string value = "a column, a number, 'not' or a '(' is expected";
+    const std::string end = "'and', 'or' or the end is expected";
+    const std::string number = "a number or a column of numbers is expected";
     const struct {
         std::string rule, message;
     } rows[] = {
         {"", "the rule ends where " + value},
         {"  ", "the rule ends where " + value},
-        {"low", "the rule ends where a comparison is due"},
-        {"5", "the rule ends where a comparison is due"},
+        {"low", "the rule ends where a comparison is expected"},
+        {"5", "the rule ends where a comparison is expected"},
         {"low <", "the rule ends where " + value},
         {"low < 1 and", "the rule ends where " + value},
         {"not", "the rule ends where " + value},
-        {"((low < 1)", "the rule ends where a ')' is due"},
-        {"low < 1)", "the rule has ')' at its character 8 where " + end},
-        {"low < 1 low", "the rule has 'low' at its character 9 where " + end},
-        {"nope < 1", "the rule has 'nope' at its character 1 where " + value},
-        {"low == 1", "the rule has '=' at its character 6 where " + value},
-        {"low << 1", "the rule has '<' at its character 6 where " + value},
-        {"low < 1 or or", "the rule has 'or' at its character 12 where " + value},
-        {"low < automatic", "the rule has 'automatic' at its character 7 where " + number},
-        {"automatic < low", "the rule has '<' at its character 11 where " + end},
-        {"low \x01 1", "the rule has '?' at its character 5 where a comparison is due"},
-        {"low < .", "the rule has a number that is malformed at its character 7"},
-        {"low < -.", "the rule has a number that is malformed at its character 7"},
-        {"low < 1.2.3", "the rule has '.3' at its character 10 where " + end},
-        {"low < 1e999", "the rule has a number that is out of range at its character 7"},
+        {"((low < 1)", "the rule ends where a ')' is expected"},
+        {"low < 1)", "the rule has ')' at character 8 where " + end},
+        {"low < 1 low", "the rule has 'low' at character 9 where " + end},
+        {"nope < 1", "the rule has 'nope' at character 1 where " + value},
+        {"low == 1", "the rule has '=' at character 6 where " + value},
+        {"low << 1", "the rule has '<' at character 6 where " + value},
+        {"low < 1 or or", "the rule has 'or' at character 12 where " + value},
+        {"low < automatic", "the rule has 'automatic' at character 7 where " + number},
+        {"automatic < low", "the rule has '<' at character 11 where " + end},
+        {"low \x01 1", "the rule has '?' at character 5 where a comparison is expected"},
+        {"low < .", "the rule has a number that is malformed at character 7"},
+        {"low < -.", "the rule has a number that is malformed at character 7"},
+        {"low < 1.2.3", "the rule has '.3' at character 10 where " + end},
+        {"low < 1e999", "the rule has a number that is out of range at character 7"},
         {"station = 1", "the rule compares column 'station', which holds text; only numbers and "
                         "truth values can be used"},
         {std::string(200, '(') + "low < 1", "the rule is nested more than 200 levels deep"},

@@ -286,18 +286,18 @@ TEST_F(NpyFile, IsRefusedForColumnsFirstButNotWhereThatMakesNoDifference) {
             npyFile("{'descr': '|u1', 'fortran_order': True, 'shape': " + shape + ", }", "abcd"));
     };
     EXPECT_EQ(withShape("(2, 2)"),
-              "the array stands columns first (fortran_order), which is not supported");
+              "the array is stored columns first (fortran_order), which is not supported");
     EXPECT_EQ(withShape("(4,)"), "(is read)");
 }
 
 TEST_F(NpyFile, IsRefusedForAHeaderThatIsNoDictionary) {
     const auto due = [](const std::string& sign) {
-        return "the header lacks a '" + sign + "' where one is due";
+        return "the header lacks a '" + sign + "' where it needs one";
     };
     const std::string lacks = "the header lacks descr, fortran_order or shape";
     const std::string commas = "the header's entries are not separated by commas";
-    const std::string tuple = "the shape in the header is no tuple";
-    const std::string size = "the shape in the header holds something that is no size";
+    const std::string tuple = "the shape in the header is not a tuple";
+    const std::string size = "the shape in the header holds something that is not a size";
     const std::string start = "{'descr': '|u1', 'fortran_order': False, 'shape': ";
     const struct {
         std::string header, message;
@@ -311,9 +311,10 @@ TEST_F(NpyFile, IsRefusedForAHeaderThatIsNoDictionary) {
         {"{'descr': 3}", due("'")},
         {"{'descr': '|u1", "the header holds a string without an end"},
         {"{'descr': [('x', '<f4')]}", due("'")},
-        {"{'descr': '|u1', 'descr': '|u1'}", "the header holds 'descr', twice or without meaning"},
-        {"{'colour': 'red'}", "the header holds 'colour', twice or without meaning"},
-        {"{'a\nb\x1B[31m\xC3': 1}", "the header holds 'a?b?[31m?', twice or without meaning"},
+        {"{'descr': '|u1', 'descr': '|u1'}",
+         "the header holds 'descr', which is unknown or repeated"},
+        {"{'colour': 'red'}", "the header holds 'colour', which is unknown or repeated"},
+        {"{'a\nb\x1B[31m\xC3': 1}", "the header holds 'a?b?[31m?', which is unknown or repeated"},
         {"{'descr': '|u\n1', 'fortran_order': False, 'shape': (1,)}",
          "entries of type '|u?1' are not supported; bool, integers up to 64 bits (unsigned ones up "
          "to 32) and floats are"},
@@ -336,7 +337,7 @@ TEST_F(NpyFile, IsRefusedForAHeaderThatIsNoDictionary) {
         {start + "(1.5,)}", tuple},
         {start + "(0x1,)}", tuple},
         {start + "(1,)", commas},
-        {start + "(1,)} {", "something stands behind the header's end"},
+        {start + "(1,)} {", "the header has text after its end"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(refusal(npyFile(row.header, "x")), row.message) << row.header;

@@ -8,16 +8,16 @@
 
 namespace Fenlet {
 
-/// Elements in memory that somebody else owns. Nothing needs to be aligned.
+/// Elements in memory that the caller owns. They need no alignment.
 struct ArrayView {
     const void* data = nullptr; ///< may be null when `count` is 0
     CpuElementKind kind = CpuElementKind::Unsupported;
     std::int64_t count = 0;      ///< elements
-    std::int32_t components = 1; ///< of each element, adjacent
-    std::int64_t stride = 0;     ///< bytes from one element to the next; 0 when they are adjacent
-    const unsigned char* validity = nullptr; ///< a byte for each element, 0 for none; may be null
+    std::int32_t components = 1; ///< of each element, adjacent in memory
+    std::int64_t stride = 0;     ///< bytes from one element to the next; 0 for adjacent ones
+    const unsigned char* validity = nullptr; ///< a byte for each element, 0: invalid; may be null
 
-    /// Adjacent elements of one component or more.
+    /// Adjacent elements of one or more components.
     static ArrayView of(const std::int32_t* data, std::int64_t count, std::int32_t components = 1) {
         return {data, CpuElementKind::Int32, count, components, 0, nullptr};
     }
@@ -32,13 +32,12 @@ struct ArrayView {
     }
 };
 
-/// Serves the elements of an array, element number n at position n.
+/// Serves the elements of an array; element number n is the array's entry n.
 ///
-/// An element number outside the array, and an element whose validity byte is 0, is an invalid
-/// element. Nothing outside the array is read. Values are converted to the kind that is asked for
-/// as every conversion of the library is. It declines a read of another number of components than
-/// the array has, and of a kind that the array's does not convert to: `Tribool` goes with itself
-/// alone.
+/// An element is invalid if its number lies outside the array or its validity byte is 0. Nothing
+/// outside the array is read. Values are converted to the requested kind by the library's own
+/// conversions. A read is declined if it asks for a number of components other than the array's, or
+/// for a kind that the array's kind does not convert to: `Tribool` converts only to itself.
 class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
   public:
     /// The array must outlive the field.

@@ -1,4 +1,4 @@
-// What the shared library of ready-made hosts shows. Everything else is hidden.
+// Marks what the shared library of ready-made hosts exports. Everything else is hidden.
 #pragma once
 
 #if defined(FENLETHOSTS_STATIC) || defined(_WIN32)

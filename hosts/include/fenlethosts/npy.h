@@ -1,4 +1,4 @@
-// Reading .npy files, the plain array format of NumPy.
+// Reading .npy files, NumPy's format for one array.
 #pragma once
 
 #include <fenlethosts/array_field.h>
@@ -19,41 +19,44 @@ class FENLETHOSTS_API FileError : public std::runtime_error {
     ~FileError() override;
 };
 
-/// An array out of a .npy file, in one of the library's storage kinds and the byte order of this
-/// machine, the last index running fastest.
+/// An array from a .npy file, in one of the library's storage kinds and in the byte order of this
+/// machine. The last index varies fastest.
 struct NpyArray {
     CpuElementKind kind = CpuElementKind::Unsupported;
     std::vector<std::int64_t> shape;
     std::vector<unsigned char> bytes;
 
-    /// Entries of all the shape's dimensions together.
+    /// The number of entries: the product of the shape's dimensions.
     std::int64_t entryCount() const {
         const std::int32_t size = elementSize(kind);
         return size == 0 ? 0 : static_cast<std::int64_t>(bytes.size()) / size;
     }
 
-    /// The entries as elements of `components` components each, borrowed from this array.
+    /// The entries as elements of `components` components each. The view borrows them from this
+    /// array.
     ArrayView view(std::int32_t components = 1) const {
         return {bytes.data(), kind, entryCount() / components, components, 0, nullptr};
     }
 };
 
-/// Reads the whole file, of format version 1, 2 or 3: bool as Tribool, integers of 8 and 16 bits
-/// and signed ones of 32 as `Int32`, unsigned ones of 32 and signed ones of 64 bits as `Int64`,
-/// floats of 16, 32 and 64 bits as they are, in either byte order, rows first. Throws `FileError`
-/// for every file that is not one of these from its first to its last byte, and the allocator's
-/// exception; the file is closed then.
+/// Reads a whole file of format version 1, 2 or 3, in either byte order, stored rows first.
+///
+/// A bool becomes `Tribool`; integers of 8 and 16 bits and signed integers of 32 bits become
+/// `Int32`; unsigned integers of 32 bits and signed integers of 64 bits become `Int64`; floats of
+/// 16, 32 and 64 bits stay as they are. Throws `FileError` for any other type, and for a file that
+/// does not follow the format to its last byte. The file is closed in any case.
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
-/// A .npy file whose entries stay in the file and are read from there as they are needed, so that
-/// it may be larger than memory. Where they do not stand as the storage kind does (another byte
-/// order, 8 or 16 bits), and where the file is none on a disk, they are read whole.
+/// A .npy file whose entries stay in the file and are read as they are needed, so that it may be
+/// larger than memory. The entries are read into memory at once if they are not stored as the
+/// storage kind is (other byte order, integers of 8 or 16 bits), or if the path is not a plain
+/// file.
 ///
-/// The file must not become shorter while this exists: the system ends a process that reads behind
-/// its end.
+/// Nobody may shorten the file while this object exists: the system ends a process that reads
+/// beyond the end of a mapped file.
 class FENLETHOSTS_API NpyFile {
   public:
-    /// Throws as `readNpy` does; nothing is mapped then.
+    /// Throws what `readNpy` throws; then nothing stays mapped.
     explicit NpyFile(const std::string& path);
     ~NpyFile();
     NpyFile(const NpyFile&) = delete;
@@ -62,13 +65,15 @@ class FENLETHOSTS_API NpyFile {
     CpuElementKind kind() const { return array.kind; }
     const std::vector<std::int64_t>& shape() const { return array.shape; }
 
-    /// The entries as elements of `components` components each, borrowed from this object.
+    /// The entries as elements of `components` components each. The view borrows them from this
+    /// object.
     ArrayView view(std::int32_t components = 1) const;
 
   private:
-    NpyArray array;                              ///< without bytes where the file is mapped
-    std::shared_ptr<const unsigned char> mapped; ///< the whole file, from its first byte on
-    std::uint64_t offset = 0;                    ///< bytes before the first entry
+    NpyArray array; ///< has no bytes if the file is mapped
+    std::shared_ptr<const unsigned char>
+        mapped;               ///< the whole file from its first byte; null if it is not mapped
+    std::uint64_t offset = 0; ///< bytes before the first entry
     std::uint64_t mappedEntries = 0;
 };
 

@@ -1,4 +1,4 @@
-// Writing .npy files, the plain array format of NumPy.
+// Writing .npy files, NumPy's format for one array.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -13,33 +13,34 @@
 
 namespace Fenlet {
 
-/// Writes an array piece by piece. The file appears whole, at `finish`, or not at all. A call with
-/// entries too many or too few has done nothing, and may be followed by the right one. Memory is
-/// needed for the same as with `OutputFile`.
+/// Writes an array piece by piece. The file appears whole, at `finish`, or not at all. A call that
+/// fails because there are too many or too few entries has no effect; the writer can go on. Memory
+/// is needed as for `OutputFile`.
 class FENLETHOSTS_API NpyWriter {
   public:
-    /// An array of this kind and shape, rows first, in this machine's byte order: `Tribool` as
-    /// bool, the others as numbers of their own width. Throws `FileError` if the file cannot be
-    /// made, `std::invalid_argument` for a kind without storage and for a shape that `readNpy`
-    /// does not take: a negative size, more than 32 dimensions or 2^60 entries.
+    /// Begins an array of this kind and shape, rows first, in this machine's byte order. `Tribool`
+    /// is written as bool, every other kind as the number that it is. Throws `FileError` if the
+    /// file cannot be made, and `std::invalid_argument` for a kind without storage or a shape that
+    /// `readNpy` does not accept: a negative size, more than 32 dimensions, or more than 2^60
+    /// entries.
     NpyWriter(const std::string& newPath, CpuElementKind kind,
               const std::vector<std::int64_t>& shape);
     ~NpyWriter();
 
-    /// The file whose place it takes: what links lead to.
+    /// The path of the file that will be replaced: where symbolic links lead to.
     const std::string& place() const { return file.place(); }
 
-    /// Appends entries. A bool is 0 or 1. Throws `FileError` if they cannot be written or are more
-    /// than the shape has.
+    /// Appends entries; a bool is a byte of 0 or 1. Throws `FileError` if they cannot be written,
+    /// or if the shape has no room for them.
     void write(const void* entries, std::size_t bytes);
 
-    /// Ends the writing and leaves it to `finish` to put the file in its place, so that of several
-    /// files that belong together none is in its place before all are written. Throws `FileError`
-    /// if anything could not be written or entries are missing.
+    /// Finishes the new file but leaves the old one in place until `finish`. To write several files
+    /// that belong together, close all of them before you finish the first. Throws `FileError` if
+    /// anything could not be written or entries are missing.
     void close();
 
-    /// Closes what is not closed, and puts the file in its place. Throws `FileError` if that cannot
-    /// be done or entries are missing.
+    /// Closes the file if it is still open, and replaces the old one. Throws `FileError` if that
+    /// fails or entries are missing.
     void finish();
 
   private:

@@ -1,4 +1,4 @@
-// Ready-made samplers: a ramp over one coordinate, a grid over two.
+// Ready-made samplers: a ramp for one coordinate, a grid for two.
 #pragma once
 
 #include <fenletexec/providers.h>
@@ -10,21 +10,21 @@
 
 namespace Fenlet {
 
-/// One point of a ramp: where it stands, and its value there.
+/// One point of a ramp: its position, and the value there.
 struct RampStop {
     double position = 0;
     std::vector<double> value;
 };
 
-/// A piecewise linear function of one coordinate, such as a colour ramp. Below the first stop and
-/// above the last one it is constant; a NaN has no value. Computed in binary64.
+/// A piecewise linear function of one coordinate, such as a colour ramp. It is constant below the
+/// first stop and above the last one; at a NaN the element is invalid. It computes in binary64.
 ///
-/// Coordinates have one component of any numeric kind. It declines values of another number of
-/// components than the stops have, and `Tribool` on either side.
+/// Coordinates have one component of any numeric kind. The sampler declines values with a number of
+/// components other than that of the stops, and `Tribool` as coordinate or value.
 class FENLETHOSTS_API RampSampler final : public FenletSampler {
   public:
-    /// At least one stop, by ascending position, all with the same number of components, 1 to 16.
-    /// Throws `std::invalid_argument` otherwise.
+    /// Takes at least one stop, in ascending order of positions; all have the same number of
+    /// components, 1 to 16. Throws `std::invalid_argument` otherwise.
     explicit RampSampler(std::vector<RampStop> stops);
     ~RampSampler() override;
 
@@ -36,20 +36,21 @@ class FENLETHOSTS_API RampSampler final : public FenletSampler {
     std::vector<RampStop> stops;
 };
 
-/// Values on a grid of `width` times `height` cells, row after row. Cell (column, row) has its
-/// centre at the coordinates (column, row).
+/// Values on a grid of `width` times `height` cells, row after row. The centre of cell (column,
+/// row) has the coordinates (column, row).
 ///
 /// Coordinates have two components, x and y, of any numeric kind. `Nearest` takes the cell that
-/// they lie in, the upper one on a boundary, and has no value outside all cells; between equal
-/// kinds it keeps every bit. `Bilinear` mixes the four cells around in binary64, and has no value
-/// beyond the outermost centres or where a cell that counts is invalid. A NaN has no value. It
-/// declines another number of components than the grid has, and `Tribool`.
+/// contains them; on a boundary, the cell with the higher number. Outside all cells the element is
+/// invalid. It keeps every bit if the kinds are equal. `Bilinear` interpolates between the four
+/// nearest cells in binary64; the element is invalid beyond the outermost centres and where a cell
+/// with a weight other than 0 is invalid. At a NaN the element is invalid. The sampler declines
+/// values with a number of components other than the grid's, and `Tribool`.
 class FENLETHOSTS_API GridSampler final : public FenletSampler {
   public:
     enum class Filter { Nearest, Bilinear };
 
-    /// The array has `width` * `height` elements and must outlive the sampler. Throws
-    /// `std::invalid_argument` if it has another number of them.
+    /// The array has `width` * `height` elements of 1 to 16 components, and must outlive the
+    /// sampler. Throws `std::invalid_argument` otherwise.
     GridSampler(const ArrayView& cells, std::int64_t width, std::int64_t height, Filter filter);
     ~GridSampler() override;
 

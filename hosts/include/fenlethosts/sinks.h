@@ -1,4 +1,4 @@
-// Ready-made sinks: one that collects registers into arrays, one that calls a function.
+// Ready-made sinks: one collects registers into arrays, the other calls a function.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -12,15 +12,15 @@
 
 namespace Fenlet {
 
-/// One register over a whole range of elements.
+/// The content of one register over a range of elements.
 struct CollectedRegister {
     int number = noRegister;
     RegisterSpec spec;
     std::vector<unsigned char> values;   ///< the components of each element, adjacent
     std::vector<unsigned char> validity; ///< a byte for each element: 0 or 1
 
-    /// Component `component` of element `element`, counted from the range's first. `Value` is the
-    /// type of the register's kind; a `Half` is its 16 bits.
+    /// Component `component` of element `element`, counted from the first one of the range. `Value`
+    /// is the type of the register's kind, `std::uint16_t` for `Half`. Both must exist.
     template <class Value>
     Value at(std::size_t element, int component = 0) const {
         Value value;
@@ -31,21 +31,21 @@ struct CollectedRegister {
     }
 };
 
-/// Keeps chosen registers of every element of one range. All memory is taken when it is made. After
-/// a run that ended early it may serve another one over the same range.
+/// Copies chosen registers for every element of one range. The constructor allocates all memory.
+/// After a run that ended early the sink can serve another run over the same range.
 class FENLETHOSTS_API CollectingSink final : public BlockSink {
   public:
-    /// `layout` is that of the interpreter, after its `configure`; each of `numbers` is a register
-    /// of it. The range is the one that `evaluate` gets. Throws `std::invalid_argument` for a
-    /// number that is no register's.
+    /// `layout` is the interpreter's register file after `configure`, and `numbers` names registers
+    /// of it. The range is the one that is passed to `evaluate`. Throws `std::invalid_argument` for
+    /// a number that is not a register's.
     CollectingSink(const RegisterFile& layout, const std::vector<int>& numbers, long long first,
                    long long count);
     ~CollectingSink() override;
 
-    /// Ends the run at a block outside the range.
+    /// Ends the run if the block is not within the range.
     bool consume(const RegisterFile& registers, long long blockStart, int count) override;
 
-    /// What was collected, in the order in which the registers were named.
+    /// The registers in the order of `numbers`.
     const std::vector<CollectedRegister>& collected() const { return kept; }
     const CollectedRegister& operator[](std::size_t place) const { return kept[place]; }
 
@@ -55,9 +55,11 @@ class FENLETHOSTS_API CollectingSink final : public BlockSink {
     long long count;
 };
 
-/// Calls a function with each block: `FunctionSink sink([&](const RegisterFile& registers,
-/// long long blockStart, int count) { ... });`. It returns whether to go on, or nothing, which
-/// means to.
+/// Calls a function with each block:
+///
+///     FunctionSink sink([&](const RegisterFile& registers, long long start, int count) { ... });
+///
+/// The function returns whether to go on, or nothing, which means to go on.
 template <class Function>
 class FunctionSink final : public BlockSink {
   public:

@@ -1,4 +1,4 @@
-// Uniforms from a small table.
+// A table of uniforms.
 #pragma once
 
 #include <fenletexec/providers.h>
@@ -11,18 +11,17 @@ namespace Fenlet {
 
 /// Serves values by the uniform's number in the program.
 ///
-/// Numbers are converted to the kind that is asked for as every conversion of the library is. It
-/// declines a uniform that has no value, another number of components than the value has, and a
-/// truth value for a number or the other way round.
+/// Numbers are converted to the requested kind by the library's own conversions. A request is
+/// declined if the uniform has no value, if it asks for a number of components other than the
+/// value's, and if it asks for a number where the value is a truth value or the other way round.
 class FENLETHOSTS_API UniformTable final : public UniformSource {
   public:
     UniformTable();
     ~UniformTable() override;
 
-    /// Gives uniform `index` a value, in the place of an earlier one:
-    /// `table.set(0, Constant::ofReals({0.5}))`. Throws `std::invalid_argument` for a negative
-    /// number, and for a constant that holds no value or other components than it says. The table
-    /// is as it was after that, and after the allocator's exception.
+    /// Sets or replaces the value of uniform `index`: `table.set(0, Constant::ofReals({0.5}))`.
+    /// Throws `std::invalid_argument` for a negative number, and for a constant whose number of
+    /// components is not the one that it says. If it throws, the table stays as it was.
     void set(std::int32_t index, Constant value);
 
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
