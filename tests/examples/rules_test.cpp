@@ -27,7 +27,7 @@ class RulesExample : public testing::Test {
         return outcome.output;
     }
 
-    /// The first line, which counts, and the numbers of the rows that hold.
+    /// The first line, which has the counts, and the numbers of the rows that hold.
     std::string summary(const Strings& arguments) const {
         const std::string all = answer(arguments);
         std::string text;
@@ -44,7 +44,7 @@ class RulesExample : public testing::Test {
         return text;
     }
 
-    /// One line, another status than success, no answer, and nothing on disk but what was there.
+    /// Expects one line on standard error, a status other than 0, no output, and no change on disk.
     void expectFails(const Strings& arguments, const std::string& message,
                      const std::string& output = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -85,10 +85,10 @@ TEST_F(RulesExample, AnswersInThreeValues) {
     EXPECT_EQ(counts("low <> high"), "true 7, false 1, unknown 2: 1 3 4 6 8 9 10");
     EXPECT_EQ(counts("low <= 5.0 and low >= 3.3"), "true 3, false 5, unknown 2: 1 5 6");
     EXPECT_EQ(counts("low > -1 and low < 1e1"), "true 7, false 1, unknown 2: 1 3 4 5 6 8 9");
-    // Nothing is false with a false one, and true with a true one, whatever is unknown beside it.
+    // "and" with false is false and "or" with true is true, even if the other operand is unknown.
     EXPECT_EQ(counts("unknown and low > 5"), "true 0, false 6, unknown 4:");
     EXPECT_EQ(counts("unknown or low > 5"), "true 2, false 0, unknown 8: 4 9");
-    // "and" binds more than "or", and parentheses more than both.
+    // "and" binds tighter than "or", and parentheses tighter than both.
     EXPECT_EQ(counts("true or true and false"),
               "true 10, false 0, unknown 0: 1 2 3 4 5 6 7 8 9 10");
     EXPECT_EQ(counts("(true or true) and false"), "true 0, false 10, unknown 0:");

@@ -24,7 +24,7 @@ using Strings = std::vector<std::string>;
 const std::string jacksboro = DATA_FOLDER "/jacksboro_elevation.npy";
 const std::string vancouver = DATA_FOLDER "/vancouver_topobathy.npy";
 
-/// A picture out of a PNG file's bytes.
+/// The picture in a PNG file's bytes.
 struct Picture {
     std::size_t width = 0;
     std::size_t height = 0;
@@ -58,7 +58,7 @@ class TerrainExample : public testing::Test {
         return run({TERRAIN_PROGRAM, arguments, folder.path(), "", false, -1, ""});
     }
 
-    /// Draws what is to succeed, and returns the picture's file.
+    /// Draws a picture, expects success and returns the file.
     std::string drawn(Strings arguments) const {
         arguments.insert(arguments.end(), {"--output", "drawn.png"});
         const Outcome outcome = draw(arguments);
@@ -89,7 +89,7 @@ std::string gridFile(std::size_t columns, const std::vector<float>& heights) {
     return npyFile(npyHeader("<f4", shapeOf(heights.size() / columns, columns)), entries);
 }
 
-/// The entries of `heights` in another type, `bytes` wide.
+/// The entries of `heights` as integers of `bytes` bytes.
 std::string integerGridFile(const std::string& type, int bytes, std::size_t columns,
                             const std::vector<float>& heights) {
     std::string entries;
@@ -112,7 +112,7 @@ TEST_F(TerrainExample, DrawsARealGrid) {
     EXPECT_EQ(picture.width, 805u);
     EXPECT_EQ(picture.height, 687u);
     EXPECT_EQ(picture.format & PNG_FORMAT_FLAG_ALPHA, PNG_FORMAT_FLAG_ALPHA);
-    // Only what lies at the border lacks a neighbour.
+    // Only elements at the border lack a neighbour.
     int hidden = 0;
     for (std::size_t y = 0; y < picture.height; ++y)
         for (std::size_t x = 0; x < picture.width; ++x) {
@@ -154,8 +154,7 @@ TEST_F(TerrainExample, DrawsTheSamePictureFromEveryTypeOfNumbers) {
 }
 
 TEST_F(TerrainExample, ShadesWaterPlainsAndSlopes) {
-    // What faces the sky under a light from halfway up has a shade of 0.35 + 0.85 * sin(45
-    // degrees).
+    // A level surface under a light at 45 degrees has the shade 0.35 + 0.85 * sin(45 degrees).
     const std::string input =
         folder.write("grid.npy", gridFile(3, {100, 100, 100, 100, 100, 100, 500, 500, 500, 500, 500,
                                               500, 500, 500, 500, 500, 500, 500}));
@@ -170,7 +169,7 @@ TEST_F(TerrainExample, ShadesWaterPlainsAndSlopes) {
     EXPECT_EQ(Picture(drawn({input, "--enlarge", "1", "--sea-level", "500.5"})).at(1, 4),
               flat.at(1, 1));
 
-    // A slope of 1.5 up to the east, lit from the west and from the east.
+    // A slope of 1.5 that rises to the east, lit from the west and from the east.
     folder.write("grid.npy", gridFile(5, {1000, 1075, 1150, 1225, 1300, 1000, 1075, 1150, 1225,
                                           1300, 1000, 1075, 1150, 1225, 1300}));
     const Strings slope = {input, "--enlarge", "1", "--light-azimuth"};
@@ -215,7 +214,7 @@ TEST_F(TerrainExample, DrawsGridsThatAreAllBorder) {
         EXPECT_EQ(picture.height, row.height);
         EXPECT_EQ(picture.pixels, std::vector<unsigned char>(row.width * row.height * 4, 0));
     }
-    // Longer than what readers of pictures are set to accept.
+    // Longer than PNG readers accept by default.
     const std::string longest = folder.write(
         "long.npy", npyFile(npyHeader("|i1", "(1, 1000001)"), std::string(1000001, 'x')));
     const Outcome outcome = draw({longest, "--enlarge", "1"});
@@ -224,12 +223,12 @@ TEST_F(TerrainExample, DrawsGridsThatAreAllBorder) {
     EXPECT_EQ(outcome.error, "");
 }
 
-/// Where a picture has been drawn before, which no failure may change.
+/// There is an earlier picture, which no failure may change.
 class TerrainFailure : public TerrainExample {
   protected:
     TerrainFailure() { folder.write("terrain.png", "an earlier picture"); }
 
-    /// One line, another status than success, and nothing on disk but what was there.
+    /// Expects one line on standard error, a status other than 0, and no change on disk.
     void expectFails(const Strings& arguments, const std::string& message,
                      std::int64_t longestFile = -1) const {
         SCOPED_TRACE(testing::PrintToString(arguments));

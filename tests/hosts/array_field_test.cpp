@@ -18,7 +18,7 @@ constexpr unsigned char guard = 0xA5;
 constexpr std::int64_t leastNumber = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t greatestNumber = std::numeric_limits<std::int64_t>::max();
 
-/// A request for the elements of these numbers, and the memory behind it.
+/// A request for elements by their numbers, with its memory.
 struct Request {
     CpuElementKind kind;
     std::int32_t components;
@@ -34,7 +34,7 @@ struct Request {
           values(indices.size() * elementBytes(), guard),
           validity(indices.size(), 1) {}
 
-    /// The run of `count` elements from `first`, wrapping as element numbers do.
+    /// `count` adjacent elements from `first` on. Element numbers wrap around.
     static Request run(CpuElementKind kind, std::int32_t components, std::int64_t first,
                        std::size_t count) {
         std::vector<std::int64_t> numbers(count);
@@ -66,7 +66,7 @@ ArrayView viewOf(const Bytes& bytes, CpuElementKind kind, std::int32_t component
             components,   0,    nullptr};
 }
 
-/// Every position holds its element's components, converted.
+/// Expects each position to have the components of its element, converted.
 void expectElements(const Request& request, const ArrayView& array) {
     const auto* const data = static_cast<const unsigned char*>(array.data);
     const std::int64_t size = elementSize(array.kind);
@@ -125,7 +125,7 @@ TEST(ArrayField, DeclinesWithoutTouchingAnything) {
 }
 
 TEST(ArrayField, StepsByItsOwnStride) {
-    // Records of a byte, two 32-bit components that no alignment fits, and two bytes more.
+    // Records of one byte, two unaligned 32-bit components, and two more bytes.
     const std::int32_t stride = 11;
     Bytes records(stride * 20 + 1, guard);
     const std::vector<std::uint64_t> bits = tellingBits(CpuElementKind::Float32);
@@ -216,7 +216,7 @@ TEST(ArrayField, AnEmptyArrayNeedsNoMemory) {
 }
 
 TEST(ArrayField, KeepsAwayFromPositionsThatArriveInvalid) {
-    // Their numbers mean nothing, and no byte of their values is anybody's.
+    // Their numbers mean nothing, and no byte of their values may be touched.
     const Bytes bytes = tellingLanes(CpuElementKind::Int32, 4);
     ArrayField field(viewOf(bytes, CpuElementKind::Int32));
     Request request(CpuElementKind::Int32, 1, {2, 1, leastNumber, 3});

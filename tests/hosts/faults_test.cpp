@@ -1,4 +1,4 @@
-// Ready-made providers and sinks when memory runs out, and when a run that they serve ends early.
+// Ready-made providers and sinks when memory runs out, and when a run ends early.
 #include "doubles/allocation_faults.h"
 #include "doubles/program_sketch.h"
 #include "hosts/lane_bits.h"
@@ -26,9 +26,9 @@ using Doubles::integerConstant;
 constexpr CpuElementKind float64 = CpuElementKind::Float64;
 
 // ---------------------------------------------------------------------------------------------
-// A program that all of them serve
+// A program that uses all of them
 
-/// A field of two components at each element, sampled by a ramp, in a grid and times a uniform.
+/// Loads a field of two components, samples a ramp and a grid, and multiplies by a uniform.
 struct ServedProgram : ProgramSketch {
     std::int32_t number = addRegister(RegisterFormat::Int64);
     std::int32_t pair = addRegister(RegisterFormat::Float32, 2);
@@ -81,14 +81,14 @@ struct ServingHost {
 constexpr long long rangeFirst = -3;
 constexpr long long rangeCount = 17;
 
-/// What a sink collects of a whole run.
+/// What a sink collects during a whole run.
 std::vector<CollectedRegister> collectedBy(Interpreter& interpreter, const Bindings& bindings,
                                            CollectingSink& sink) {
     EXPECT_TRUE(interpreter.evaluate(rangeFirst, rangeCount, bindings, sink));
     return sink.collected();
 }
 
-/// The values of elements that have one; the others keep what was last written there.
+/// Compares the values of valid elements only; what the others hold is left open.
 std::vector<unsigned char> validValues(const CollectedRegister& one) {
     std::vector<unsigned char> values;
     const std::size_t bytes = one.values.size() / one.validity.size();
@@ -117,7 +117,7 @@ class ServedRun : public testing::Test {
         ASSERT_TRUE(interpreter.configure(program, 5));
         sink.emplace(interpreter.registerFile(), program.all(), rangeFirst, rangeCount);
         expected = collectedBy(interpreter, host.bindings, *sink);
-        // Three elements before the array have no value; the others have one that is no zero.
+        // Three elements before the array are invalid; no other one has the value 0.
         EXPECT_EQ(expected[1].validity[2], 0);
         EXPECT_EQ(expected[1].validity[3], 1);
         EXPECT_EQ(expected[5].at<double>(4), 0.25);
@@ -148,7 +148,7 @@ struct HostFault {
     int call;
 };
 
-/// Serves as another provider or sink does, until one call fails after it was served.
+/// Passes all calls on to another provider or sink; one of them fails after that.
 struct Fuse {
     int callsLeft;
     bool throws;
@@ -178,7 +178,7 @@ struct FusedSink : BlockSink {
     }
 };
 
-/// Whether the run ended with the host's own exception; otherwise it has to answer false.
+/// Whether the run ended with the host's exception; otherwise it must have returned false.
 bool endsByThrowing(Interpreter& interpreter, const Bindings& bindings, BlockSink& sink) {
     try {
         EXPECT_FALSE(interpreter.evaluate(rangeFirst, rangeCount, bindings, sink));
@@ -189,7 +189,7 @@ bool endsByThrowing(Interpreter& interpreter, const Bindings& bindings, BlockSin
     }
 }
 
-// Four blocks: a field is read in each, and a sink called for each.
+// There are four blocks; each reads a field and calls the sink.
 TEST_F(ServedRun, CollectsEverythingAfterOneThatEndedEarly) {
     for (const bool fieldFails : {true, false})
         for (const bool throws : {true, false})
@@ -228,14 +228,14 @@ struct FilledTable {
         table.set(2, realConstant({1.5}));
     }
 
-    /// Sets an entry that is already there, then one that the table has to grow for.
+    /// Replaces an entry, then adds one for which the table must grow.
     void fill() {
         table.set(2, value);
         table.set(90, value);
         isSet = true;
     }
 
-    /// What the table has for this uniform, of this many components; nothing where it declines.
+    /// What the table gives for this uniform and number of components; empty if it declines.
     std::vector<double> fetched(int index, int multiplicity) {
         std::vector<double> values(static_cast<std::size_t>(multiplicity));
         if (!table.fetch(index, float64, multiplicity, values.data()))
@@ -257,7 +257,7 @@ void expectFilled(FilledTable& one) {
 TEST(UniformTableMemory, ThatRunsOutLeavesTheTableAsItWas) {
     const auto examine = [](FilledTable& one) {
         if (!one.isSet) {
-            // One of the two calls has failed; what it would have set is as it was.
+            // One of the two calls has failed; its entry is as it was before.
             EXPECT_EQ(one.fetched(90, 3), Values{});
             EXPECT_NE(one.fetched(2, 1).empty(), one.fetched(2, 3).empty());
             EXPECT_EQ(one.fetched(0, 1), Values{0.5});
@@ -265,7 +265,7 @@ TEST(UniformTableMemory, ThatRunsOutLeavesTheTableAsItWas) {
         one.fill();
         expectFilled(one);
     };
-    // A copy of the value for each call, and the larger table.
+    // A copy of the value for each call, and the larger table, need memory.
     EXPECT_EQ(failEachAllocation([] { return std::make_unique<FilledTable>(); },
                                  [](auto& one) { one->fill(); }, [&](auto& one) { examine(*one); }),
               2 * 3);
@@ -288,7 +288,7 @@ TEST(RampSamplerMemory, ThatRunsOutLeavesNoRamp) {
         slot.emplace(stops);
         EXPECT_EQ(sampled(*slot), (Values{1.5, 2.5, 3.5}));
     };
-    // The list of stops, and the value of each.
+    // The list of stops and the value of each need memory.
     EXPECT_EQ(failEachAllocation([] { return std::make_unique<Slot>(); },
                                  [&](auto& slot) { slot->emplace(stops); },
                                  [&](auto& slot) { examine(*slot); }),
@@ -313,13 +313,13 @@ TEST(CollectingSinkMemory, ThatRunsOutLeavesNoSink) {
             slot->emplace(layout, numbers, rangeFirst, rangeCount);
             expectCollected(collectedBy(interpreter, host.bindings, **slot), expected);
         });
-    // Values and validity of each register at least.
+    // At least the values and the validity of each register need memory.
     EXPECT_GE(failures, 2 * 12);
 }
 
-// What is refused is refused in words, and these need memory.
+// A refusal's message needs memory, too.
 
-/// Has what `construct` makes be refused, and every allocation on the way to that fail.
+/// `construct` is refused; each allocation up to that fails in turn.
 template <class Construct>
 void expectRefusalOrNoMemory(Construct construct) {
     struct Attempt {
@@ -356,7 +356,7 @@ TEST(RefusalMemory, ThatRunsOutComesOutInsteadOfTheWords) {
     expectRefusalOrNoMemory([&] { CollectingSink(none, {0}, 0, 1); });
 }
 
-// Neither the words nor the advice change anything, and each may be asked for again.
+/// `ask` is called while each of its allocations fails in turn, and once more after that.
 template <class Ask>
 void expectAnswerOrNoMemory(Ask ask) {
     using Answer = decltype(ask());

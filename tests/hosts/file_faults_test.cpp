@@ -1,4 +1,5 @@
-// Reading and writing files when memory runs out: no file half written, none left open or mapped.
+// Reading and writing files when memory runs out: no file is half written, and none stays open or
+// mapped.
 #include "doubles/allocation_faults.h"
 #include "hosts/lane_bits.h"
 #include "hosts/npy_files.h"
@@ -27,7 +28,7 @@ namespace {
 using namespace Doubles;
 using Names = std::vector<std::string>;
 
-/// How many files this process has open.
+/// The number of files that this process has open.
 int openFiles() {
     int open = 0;
     for (int number = 0; number < 256; ++number)
@@ -35,7 +36,7 @@ int openFiles() {
     return open;
 }
 
-/// How many pieces of files in this folder this process has in its memory.
+/// The number of mappings of files in this folder that this process has.
 int mappedFiles(const TemporaryFolder& folder) {
     std::ifstream maps("/proc/self/maps");
     EXPECT_TRUE(maps.is_open());
@@ -60,7 +61,7 @@ class FileFaults : public testing::Test {
 // ---------------------------------------------------------------------------------------------
 // Reading
 
-/// What came of reading a file: an array, or why there is none.
+/// What reading a file gave: an array, or the reason why there is none.
 struct ReadResult {
     CpuElementKind kind = CpuElementKind::Unsupported;
     std::vector<std::int64_t> shape;
@@ -96,8 +97,8 @@ ReadResult readMapped(const std::string& path) {
 
 class ReadFaults : public FileFaults {
   protected:
-    /// Takes memory away from both ways of reading. `expected` is what comes of either with memory
-    /// enough.
+    /// Reads the file in both ways while each allocation fails in turn. `expected` is what either
+    /// gives when there is enough memory.
     void expectReads(const std::string& path, const ReadResult& expected) {
         for (ReadResult (*const read)(const std::string&) : {&readWhole, &readMapped}) {
             const int failures =
@@ -109,7 +110,7 @@ class ReadFaults : public FileFaults {
                                        EXPECT_TRUE(*result == ReadResult() || *result == expected);
                                        EXPECT_TRUE(read(path) == expected);
                                    });
-            // The first bytes, the rest of the header, and the shape or the words of the failure.
+            // The first bytes, the rest of the header, and the shape or the message need memory.
             EXPECT_GT(failures, 2 * 2);
         }
     }
@@ -125,7 +126,7 @@ TEST_F(ReadFaults, OfSoundFilesAreTheAllocatorsException) {
     const std::string entries("\0\1\2\3\4\5\6\7\1\1\1\1\1\1\1\2", 16);
     const Bytes asTheyAre(entries.begin(), entries.end());
     const Bytes otherOrder{1, 0, 3, 2, 5, 4, 7, 6, 1, 1, 1, 1, 1, 1, 2, 1};
-    // Entries that stay in the file, and entries that have to be turned around.
+    // Entries that stay in the file, and entries whose bytes must be reversed.
     const std::string own = isBig ? ">f2" : "<f2";
     const std::string other = isBig ? "<f2" : ">f2";
     expectReads(folder.write("own.npy", npyFile(npyHeader(own, "(2, 4)"), entries)),
@@ -170,8 +171,8 @@ void writeArray(const std::string& path) {
 
 class WriteFaults : public FileFaults {
   protected:
-    /// Takes memory away from writing an array to `path`, which is or leads to the file of this
-    /// name, the only one of the folder but for links.
+    /// Writes an array to `path` while each allocation fails in turn. `path` is or leads to the
+    /// file with this name, the only one in the folder except for links.
     void expectWholeOrUntouched(const std::string& path, const std::string& file,
                                 const Names& names) {
         writeArray(folder.path("expected.npy"));
@@ -197,7 +198,7 @@ class WriteFaults : public FileFaults {
                 writeArray(path);
                 EXPECT_EQ(folder.read(file), newContent);
             });
-        // The three paths that a file has, and the header, at least.
+        // At least the three paths of a file and the header need memory.
         EXPECT_GE(failures, 2 * 4);
     }
 };
@@ -214,7 +215,7 @@ TEST_F(WriteFaults, LeaveTheFileThatALinkLeadsTo) {
     expectWholeOrUntouched(folder.path("first"), "array.npy", {"array.npy", "first", "inner"});
 }
 
-/// A call that cannot be done, in these words, at a writer or file that goes on after it.
+/// Expects `call` to fail with this message, and the writer or file to go on after it.
 template <class Subject, class Prepare, class Call, class GoOn>
 void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goOn) {
     struct Attempt {
@@ -236,7 +237,7 @@ void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goO
         },
         attempt,
         [&](auto& one) {
-            // The words that no memory was there for come with the next try.
+            // The message that there was no memory for comes with the next attempt.
             attempt(one);
             EXPECT_EQ(one->failure, words);
             goOn(one->subject);
@@ -293,7 +294,7 @@ TEST_F(WriteFaults, OfTheWordsForAPlaceThatIsTakenLeaveAFileThatCanStillBeKept) 
     EXPECT_EQ(folder.names(), Names{"place"});
 }
 
-/// No file grows while this exists, as if the disk were full.
+/// While this exists no file can grow, as if the disk were full.
 class FullDisk {
   public:
     FullDisk() : handler(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -313,7 +314,7 @@ class FullDisk {
     void (*handler)(int);
 };
 
-// That a file is incomplete is known also when there were no words to say so with.
+// An incomplete file stays incomplete, even if there was no memory for the message.
 TEST_F(WriteFaults, OfTheWordsForAFullDiskLeaveAFileThatIsNeverKept) {
     const std::string path = folder.write("file", oldContent);
     for (void (OutputFile::*const end)() : {&OutputFile::close, &OutputFile::keep})
@@ -337,9 +338,9 @@ TEST_F(WriteFaults, OfTheWordsForAFullDiskLeaveAFileThatIsNeverKept) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// The whole way from one file to another
+// From one file to another
 
-/// Scales an array by a uniform, as a host that is written down the page would.
+/// Scales an array by a uniform, as a simple host does it.
 void scaleArray(const std::string& from, const std::string& to) {
     ProgramBuilder builder(ProgramBuilder::OnError::Throw);
     const Register heights =

@@ -1,4 +1,4 @@
-// A sampler over a grid of two coordinates.
+// A sampler on a grid with two coordinates.
 #include "hosts/sampling.h"
 #include "kernels/fenced_area.h"
 
@@ -25,7 +25,7 @@ GridSampler sixCellGrid(Filter filter) {
     return {ArrayView::of(sixCells.data(), 6), 3, 2, filter};
 }
 
-/// The value at (x, y), or NaN where there is none.
+/// The value at (x, y), NaN if the element is invalid.
 double valueAt(GridSampler& grid, double x, double y) {
     SampleCall call = realCall(2, 1, {x, y});
     EXPECT_TRUE(call.ask(grid));
@@ -223,7 +223,7 @@ TEST(GridSampler, TakesCoordinatesOfEveryNumericKind) {
             EXPECT_EQ(call.bits(2), 2u);
         }
     }
-    // An integer that leads nowhere near the grid once it is cut to fewer bits, either.
+    // Nor does an integer that would lie within the grid if it lost its upper bits.
     GridSampler grid = sixCellGrid(Filter::Nearest);
     SampleCall far(CpuElementKind::Int64, 2, CpuElementKind::Int32, 1, {0, 0, 0, 0});
     storeBits(CpuElementKind::Int64, far.coordinates.data() + 1, std::uint64_t{1} << 32);
@@ -245,7 +245,7 @@ TEST(GridSampler, LeavesInvalidPositionsAlone) {
 }
 
 TEST(GridSampler, ReadsNoByteOutsideItsCells) {
-    // Cells of two components in records of five halves, the last record cut short at the fence.
+    // Cells of two components in records of five halves; the last record ends at the fence.
     const std::int64_t stride = 10;
     FencedArea area(5 * stride + 4, FencedArea::Fence::After);
     FencedArea present(6, FencedArea::Fence::After);

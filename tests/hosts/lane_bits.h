@@ -1,4 +1,4 @@
-// Lanes of any kind as bit patterns, and what a conversion is to make of them.
+// Lanes of any kind as bit patterns, and what a conversion must make of them.
 #pragma once
 
 #include "oracle/exact_conversions.h"
@@ -27,7 +27,7 @@ inline constexpr CpuElementKind allKinds[] = {CpuElementKind::Tribool, CpuElemen
 inline constexpr CpuElementKind kindsWithoutStorage[] = {
     CpuElementKind::Unsupported, static_cast<CpuElementKind>(7), static_cast<CpuElementKind>(-1)};
 
-/// Whether lanes of `from` can become lanes of `to`.
+/// Whether there is a conversion from `from` to `to`.
 constexpr bool converts(CpuElementKind to, CpuElementKind from) {
     return to == from || (to != CpuElementKind::Tribool && from != CpuElementKind::Tribool);
 }
@@ -40,7 +40,7 @@ constexpr std::uint64_t converted(CpuElementKind to, CpuElementKind from, std::u
 using Oracle::loadBits;
 using Oracle::storeBits;
 
-/// Values of the kind that conversions treat in different ways: exact ones, ties, and what does not
+/// Values of a kind that conversions treat differently: exact ones, ties, and values that do not
 /// fit into a smaller kind.
 inline std::vector<std::uint64_t> tellingBits(CpuElementKind kind) {
     switch (kind) {
@@ -72,7 +72,7 @@ inline std::vector<std::uint64_t> tellingBits(CpuElementKind kind) {
     }
 }
 
-/// `count` lanes, which go round and round through `tellingBits`.
+/// `count` lanes that repeat the values of `tellingBits`.
 inline Bytes tellingLanes(CpuElementKind kind, std::size_t count) {
     const auto size = static_cast<std::size_t>(elementSize(kind));
     const std::vector<std::uint64_t> bits = tellingBits(kind);

@@ -42,7 +42,7 @@ void expectSame(const Fenlet::NpyFile& file, const NpyArray& array) {
     }
 }
 
-/// Both readers, `readNpy` and `Fenlet::NpyFile`: what one says the other must say.
+/// Both readers, `readNpy` and `Fenlet::NpyFile`: they must agree.
 class NpyFile : public testing::Test {
   protected:
     NpyArray read(const std::string& content) const {
@@ -52,7 +52,7 @@ class NpyFile : public testing::Test {
         return array;
     }
 
-    /// The message, without the file's name that it begins with.
+    /// The message without the file's name, which it begins with.
     std::string refusal(const std::string& content) const {
         const std::string path = folder.write("array.npy", content);
         const std::string message = messageOf([&] { readNpy(path); });
@@ -249,7 +249,7 @@ TEST_F(NpyFile, IsRefusedForAShapeThatNoMemoryHolds) {
               "the shape in the header holds a size that is too large");
     EXPECT_EQ(withShape("(9223372036854775808,)"),
               "the shape in the header holds a size that is too large");
-    // As many as can be counted, of which nothing is there: no memory is taken for them.
+    // The most entries that can be counted, but none is there: no memory is allocated for them.
     EXPECT_EQ(withShape("(1152921504606846976,)", "<f8"),
               "holds 1 bytes of entries where its shape asks for 9223372036854775808; the file is "
               "cut short");
@@ -355,12 +355,12 @@ TEST_F(NpyFile, ThatCannotBeReadIsNamedWithTheReason) {
     const std::string file = folder.write("file", "x");
     EXPECT_EQ(messageFor(file + "/array.npy"), file + "/array.npy: Not a directory");
     EXPECT_EQ(messageFor(""), ": No such file or directory");
-    // A file without an end: no more of it is read than it takes to see that it is none.
+    // A file without an end: only its first bytes are read, which show that it is no .npy file.
     EXPECT_EQ(messageFor("/dev/zero"),
               "/dev/zero: not a .npy file (it does not begin with the format's mark)");
 }
 
-/// Whether the entries are the file's own: a mapped file shows what is written to it later.
+/// Whether the entries are mapped: a mapped file shows what is written to it later.
 bool isMapped(const TemporaryFolder& folder, const std::string& content) {
     const std::string path = folder.write("array.npy", content);
     const Fenlet::NpyFile file(path);
@@ -392,7 +392,7 @@ TEST_F(NpyFile, StaysOnTheDiskWhereItsEntriesStandAsInMemory) {
 }
 
 TEST_F(NpyFile, MayHaveItsEntriesAnywhere) {
-    // No padding: the entries begin at an odd place.
+    // No padding: the entries begin at an odd offset.
     const std::string header = npyHeader("<f8", "(2,)");
     for (std::size_t padding = 0; padding < 8; ++padding) {
         const std::string text = header + std::string(padding, ' ');
@@ -411,7 +411,7 @@ TEST_F(NpyFile, OutlivesItsName) {
     expectSame(file, array);
 }
 
-/// What comes through a pipe: the whole of `content`, from a writer of its own.
+/// Reads `content` from a pipe that another thread writes to.
 class Piped {
   public:
     Piped(const std::string& path, const std::string& content)
@@ -427,7 +427,7 @@ class Piped {
 TEST_F(NpyFile, MayComeThroughAPipe) {
     const std::string pipe = folder.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    // More than a pipe holds at a time, of entries that a plain file would have mapped.
+    // More than a pipe holds at a time. In a plain file these entries would be mapped.
     const std::string entries = std::string(300000, '\3');
     const std::string content = npyFile(npyHeader("<i4", "(25000, 3)"), entries);
     const NpyArray array = readNpy(folder.write("array.npy", content));

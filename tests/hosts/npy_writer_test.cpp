@@ -25,7 +25,7 @@ std::size_t entriesOf(const Shape& shape) {
     return entries;
 }
 
-/// Entries of all sorts; truth values that are true or false.
+/// Entries with all sorts of bits; truth values are true or false.
 Bytes entriesFor(CpuElementKind kind, const Shape& shape) {
     Bytes bytes = tellingLanes(kind, entriesOf(shape));
     if (kind == CpuElementKind::Tribool)
@@ -34,7 +34,7 @@ Bytes entriesFor(CpuElementKind kind, const Shape& shape) {
     return bytes;
 }
 
-/// The message of the `FileError`, or what else became of it.
+/// The message of the `FileError` that `work` throws, or what happened instead.
 template <class Work>
 std::string failureOf(Work&& work) {
     try {
@@ -45,7 +45,7 @@ std::string failureOf(Work&& work) {
     return "(nothing fails)";
 }
 
-/// No file grows beyond `bytes` while this exists, as if the disk were full.
+/// While this exists no file can grow beyond `bytes`, as if the disk were full.
 class FullDisk {
   public:
     explicit FullDisk(rlim_t bytes) : handler(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -67,7 +67,7 @@ class FullDisk {
 
 class NpyWriterTest : public testing::Test {
   protected:
-    /// Writes bytes, three at a time at first, then all others, as an array of bytes.
+    /// Writes an array of bytes: first three, then the others.
     void writeBytes(const std::string& path, const std::string& content) const {
         NpyWriter writer(path, CpuElementKind::Tribool,
                          {static_cast<std::int64_t>(content.size())});
@@ -99,7 +99,7 @@ TEST_F(NpyWriterTest, WritesWhatReadsBackTheSame) {
             EXPECT_EQ(array.shape, shape);
             EXPECT_EQ(array.bytes, entries);
             EXPECT_EQ(folder.names(), Names{"array.npy"});
-            // Aligned entries can be mapped and used where they stand.
+            // Aligned entries can be mapped and used in place.
             const std::string all = folder.read("array.npy");
             EXPECT_EQ((all.size() - entries.size()) % 64, 0u);
             EXPECT_EQ(all[all.size() - entries.size() - 1], '\n');
@@ -234,7 +234,7 @@ TEST_F(NpyWriterTest, SaysWhyAFileCannotBeMade) {
     const std::string pipe = folder.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(failure(pipe), pipe + ": is there and is not a plain file");
-    // Nobody may write there, not even the system's administrator.
+    // Nobody may write there, not even root.
     EXPECT_EQ(failure("/proc/array.npy"), "/proc/array.npy: No such file or directory");
 }
 
@@ -284,7 +284,7 @@ TEST_F(NpyWriterTest, FollowsSymbolicLinks) {
     std::filesystem::create_directory(folder.path("real"));
     std::filesystem::create_symlink("real/link", folder.path("link"));
     std::filesystem::create_symlink("array.npy", folder.path("real/link"));
-    // Where they lead, nothing is yet; then something is.
+    // First there is no file where they lead, then there is one.
     for (const std::string content : {"\1", "\1\1"}) {
         writeBytes(folder.path("link"), content);
         EXPECT_EQ(folder.names(), (Names{"link", "real"}));

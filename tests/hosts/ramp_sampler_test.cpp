@@ -1,4 +1,4 @@
-// A sampler over a ramp of one coordinate.
+// A sampler on a ramp with one coordinate.
 #include "hosts/sampling.h"
 
 #include <fenlethosts/samplers.h>

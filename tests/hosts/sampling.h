@@ -1,4 +1,4 @@
-// Asking a sampler for a block of values.
+// One block of samples.
 #pragma once
 
 #include "hosts/lane_bits.h"
@@ -11,14 +11,14 @@
 
 namespace Fenlet::Hosts {
 
-/// The bits of a value in each kind, by the one conversion that exists.
+/// The bits of a value in each kind, by the library's conversion.
 inline std::uint64_t bitsOf(CpuElementKind kind, double value) {
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     return converted(kind, CpuElementKind::Float64, bits);
 }
 
-/// One call of a sampler, and the memory behind it: packed at addresses that no type is aligned at.
+/// One call of a sampler with its memory, which is aligned for no type.
 struct SampleCall {
     CpuElementKind coordinateKind = CpuElementKind::Float64;
     int coordinateMultiplicity = 1;
@@ -71,14 +71,14 @@ struct SampleCall {
     }
 };
 
-/// A call of `Float64` throughout.
+/// A call with `Float64` coordinates and values.
 inline SampleCall realCall(int coordinateMultiplicity, int valueMultiplicity,
                            const std::vector<double>& lanes) {
     return {CpuElementKind::Float64, coordinateMultiplicity, CpuElementKind::Float64,
             valueMultiplicity, lanes};
 }
 
-/// The sampler declines, and has touched nothing.
+/// Expects the sampler to decline without a change to the memory.
 inline bool declines(FenletSampler& sampler, SampleCall call) {
     return !call.ask(sampler) && call.values == Bytes(call.values.size(), SampleCall::guard) &&
            call.validity == Bytes(call.validity.size(), 1);

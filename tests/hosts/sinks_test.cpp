@@ -1,4 +1,4 @@
-// The sink that collects registers, and the one that calls a function.
+// The sink that collects registers, and the sink that calls a function.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -18,7 +18,7 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using Doubles::ProgramSketch;
 
-/// Element numbers, and a field of two components at them.
+/// Loads the element numbers and a field of two components.
 struct NumberProgram : ProgramSketch {
     std::int32_t number = addRegister(RegisterFormat::Int64);
     std::int32_t unused = addRegister(RegisterFormat::Half, 3);
@@ -31,7 +31,7 @@ struct NumberProgram : ProgramSketch {
     }
 };
 
-/// Runs a `NumberProgram` over an array of ten elements, the fourth of them missing.
+/// Runs a `NumberProgram` over an array of ten elements, the fourth of which is missing.
 struct Bench {
     NumberProgram program;
     std::vector<float> values = std::vector<float>(20);
@@ -127,7 +127,7 @@ TEST(CollectingSink, EndsTheRunAtABlockOutsideItsRange) {
         EXPECT_EQ(sink[0].values, untouched) << run.first << ", " << run.count;
         EXPECT_EQ(sink[0].validity, Bytes(4, 0)) << run.first << ", " << run.count;
     }
-    // Blocks in the range before the one outside are kept.
+    // The blocks before it, which are within the range, are kept.
     Bench bench(2);
     CollectingSink sink(bench.interpreter.registerFile(), {0}, 4, 4);
     int blocks = 0;

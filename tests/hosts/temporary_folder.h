@@ -1,4 +1,4 @@
-// A folder of files that is gone when the test is over.
+// A folder for the files of one test, which is removed at its end.
 #pragma once
 
 #include <algorithm>
@@ -32,7 +32,7 @@ class TemporaryFolder {
 
     /// Writes a file and returns its path.
     std::string write(const std::string& name, const std::string& content) const {
-        // Some file systems take their time over a file that is cut to nothing and written again.
+        // On some file systems it takes long to truncate a file and write it again.
         std::filesystem::remove(place / name);
         std::ofstream file(place / name, std::ios::binary);
         file << content;
@@ -49,7 +49,7 @@ class TemporaryFolder {
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
-    /// The names of what is in it, sorted.
+    /// The sorted names of all that is in it.
     std::vector<std::string> names() const {
         std::vector<std::string> all;
         for (const auto& entry : std::filesystem::directory_iterator(place))

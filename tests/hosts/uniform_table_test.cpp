@@ -1,4 +1,4 @@
-// Uniforms from a small table.
+// A table of uniforms.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 #include "hosts/lane_bits.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned char guard = 0xA5;
 
-/// What `fetch` writes, or nothing if it declines without having written.
+/// What `fetch` writes; empty if it declines, and then it must not have written anything.
 Bytes fetched(UniformTable& table, int index, CpuElementKind kind, int multiplicity) {
     Bytes out(512, guard);
     const auto size = static_cast<std::size_t>(elementSize(kind) * multiplicity);
@@ -36,7 +36,7 @@ Bytes packed(CpuElementKind kind, const std::vector<std::uint64_t>& bits) {
     return bytes;
 }
 
-/// What the value's components become in each kind; nothing where they become none.
+/// What the value's components become in each kind; empty where there is no conversion.
 void expectServes(UniformTable& table, int index, CpuElementKind from,
                   const std::vector<std::uint64_t>& bits) {
     for (const CpuElementKind to : allKinds) {

@@ -12,7 +12,7 @@
 
 namespace Fenlet::Package {
 
-// These are visible, so that the dynamic linker can tell what the entries of their tables are.
+// These are visible, so that the dynamic linker can name the entries of their tables.
 
 struct [[gnu::visibility("default")]] Field : CpuFieldAccessor {
     ~Field() override;
@@ -57,7 +57,7 @@ namespace {
 constexpr std::size_t slotCount = 3;
 
 /// The symbols that the first entries of an object's virtual table point to. The two names of a
-/// destructor that frees nothing are one.
+/// destructor that frees nothing count as one.
 template <class Object>
 std::vector<std::string> slotNames(const Object& object) {
     void* const* table;
@@ -91,8 +91,8 @@ TEST(HostClassTables, HoldTheOperationBehindTheTwoDestructors) {
                      "_ZN6Fenlet7Package4Sink7consumeERKNS_12RegisterFileExi"}));
 }
 
-/// One of the library's own tables: the offset, the type information, and the entries. What its
-/// entries for the destructors hold is the compiler's choice, as nobody can call through them.
+/// One of the library's virtual tables: the offset, the type information and the entries. The
+/// entries for the destructors of an abstract class are the compiler's choice: nobody calls them.
 class LibraryTable : public testing::TestWithParam<const char*> {};
 
 TEST_P(LibraryTable, HasOneOperationAndDoesNotDefineIt) {
@@ -102,7 +102,7 @@ TEST_P(LibraryTable, HasOneOperationAndDoesNotDefineIt) {
     Dl_info info{};
     ElfW(Sym) * symbol;
     ASSERT_NE(dladdr1(table, &info, reinterpret_cast<void**>(&symbol), RTLD_DL_SYMENT), 0);
-#ifdef FENLET_SANITIZED // A sanitizer may put a margin behind every table.
+#ifdef FENLET_SANITIZED // A sanitizer may add padding after each table.
     EXPECT_GE(symbol->st_size, (2 + slotCount) * sizeof(void*));
 #else
     EXPECT_EQ(symbol->st_size, (2 + slotCount) * sizeof(void*));
@@ -116,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(OfAllHostClasses, LibraryTable,
                          testing::Values("N6Fenlet16CpuFieldAccessorE", "N6Fenlet13UniformSourceE",
                                          "N6Fenlet13FenletSamplerE", "N6Fenlet9BlockSinkE"));
 
-/// The library of `other_side.cpp`, loaded so that nobody sees its names.
+/// The library of `other_side.cpp`, loaded without making its names visible to others.
 class OtherSide : public testing::Test {
   protected:
     void* library = dlopen(FENLET_OTHER_SIDE, RTLD_NOW | RTLD_LOCAL);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the libraries as static ones and does to them what installed_test.sh does.
+# Builds static libraries and runs installed_test.sh with them.
 #
 #   installed_static_test.sh SOURCE GENERATOR COMPILER PROGRAM [LAUNCHER]
 #
@@ -11,7 +11,7 @@ build=$(mktemp -d)
 trap 'rm -rf "$build"' EXIT
 unset CXXFLAGS CFLAGS LDFLAGS LD_LIBRARY_PATH
 
-# Not optimised: this is about what is built, and quick.
+# Without optimisation, so that it builds quickly.
 cmake -S "$source" -B "$build" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DBUILD_SHARED_LIBS=OFF -DFENLET_BUILD_EXAMPLES=OFF \

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what was built, moves it elsewhere, and builds against it as others do: with
+# Installs the libraries, moves the installed folder, and builds against it as a user does: with
 # find_package, and with pkg-config alone.
 #
 #   installed_test.sh SOURCE BUILD GENERATOR COMPILER PROGRAM
@@ -20,13 +20,13 @@ cmake --install "$build" --prefix "$place/first" >/dev/null
 mv "$place/first" "$place/moved"
 prefix=$place/moved
 
-# All public headers and no other.
+# All public headers are installed, and no others.
 diff <(cd "$prefix/include" && find . -type f | LC_ALL=C sort) \
     <(for folder in include fenletir/include hosts/include; do
         (cd "$source/$folder" && find . -type f)
     done | LC_ALL=C sort) || fail 'The installed headers are not the public ones.'
 
-# Nothing that points back to where it was built or first installed.
+# No file names the folder of the build or of the first installation.
 if grep -rlF -e "$source" -e "$build" -e "$place/first" "$prefix" --include='*.cmake' \
     --include='*.pc' --include='*.h'; then
     fail 'An installed file names the folders of the build.'
@@ -46,7 +46,7 @@ cmake --build "$place/consumer" >"$place/log" || {
 "$place/consumer/consumer"
 "$place/consumer/with_hosts"
 
-# From here on nothing but pkg-config tells where the libraries are.
+# From here on, only pkg-config tells where the libraries are.
 PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib*/pkgconfig)
 [ -d "$PKG_CONFIG_LIBDIR" ] || PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib/*/pkgconfig)
 export PKG_CONFIG_LIBDIR
@@ -59,7 +59,7 @@ for library in fenletir fenletexec fenlethosts; do
         fail "pkg-config tells another prefix of $library."
 done
 
-# Static libraries are linked by a C compiler, which adds no C++ runtime of its own.
+# Static libraries are linked by a C compiler, which does not add the C++ runtime.
 linker=$compiler static=()
 if ! compgen -G "${PKG_CONFIG_LIBDIR%/pkgconfig}/*.so" >/dev/null; then
     linker=cc static=(--static)

@@ -1,6 +1,6 @@
-// One product and one sum, as a compiler is most tempted to make one operation of them. The source
-// is compiled once with the kernels' options and once for the opposite, both for processors that
-// have the fused operation.
+// One product and one sum, which a compiler can fuse into one operation. The source is compiled
+// once with the kernels' options and once with the opposite ones, both for processors that have the
+// fused operation.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ void multiplyAdd(const float* a, const float* b, const float* c, float* out, std
 } // namespace Rounded
 
 namespace Fused {
-/// The same, for a compiler that may round once.
+/// The same, compiled so that it may round once.
 void multiplyAdd(const double* a, const double* b, const double* c, double* out, std::size_t count);
 void multiplyAdd(const float* a, const float* b, const float* c, float* out, std::size_t count);
 } // namespace Fused

@@ -1,4 +1,4 @@
-// Host classes that are derived in a library of their own.
+// Host classes that are derived in a separate library.
 #pragma once
 
 #include <fenletexec/interpreter.h>

@@ -1,4 +1,4 @@
-// A product and a sum round twice under the kernels' options, where one rounding gives other bits.
+// With the kernels' options a product and a sum round twice; one rounding would give other bits.
 #include "multiply_add.h"
 
 #include <array>
@@ -7,11 +7,11 @@
 namespace Fenlet {
 namespace {
 
-// More numbers than any vector register holds, and some left over.
+// More numbers than fit into a vector register, and some more.
 constexpr std::size_t count = 35;
 
-/// (1 + e)(1 - e) - 1 with an e whose square is too small to stay in the product: 0 where the
-/// product is rounded, and -e * e where only the sum is.
+/// (1 + e)(1 - e) - 1, where the square of e is too small to be kept in the product: 0 if the
+/// product is rounded, and -e * e if only the sum is.
 template <class T>
 class Rounding : public testing::Test {
   protected:

@@ -1,4 +1,4 @@
-// The program library alone: one program, written out.
+// A user of the program library alone, who lists a program.
 #include <fenletir/program_builder.h>
 #include <fenletir/text.h>
 

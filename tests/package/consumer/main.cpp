@@ -1,4 +1,4 @@
-// A host as small as can be: 2 * x + 1 over ten elements, with providers of its own.
+// A minimal host: 2 * x + 1 over ten elements, with its own providers.
 #include <fenletexec/interpreter.h>
 #include <fenletir/program_builder.h>
 

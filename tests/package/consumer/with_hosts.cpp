@@ -1,4 +1,4 @@
-// The same with ready-made hosts.
+// A host that uses the ready-made providers and sinks.
 #include <fenlethosts/array_field.h>
 #include <fenlethosts/sinks.h>
 #include <fenletir/program_builder.h>

@@ -1,4 +1,4 @@
-// A parent's own code, with what its own flags let through.
+// Code of the parent project, which its own flags allow.
 int fenletParent(double value) {
     int unused;
     return (int)value;
