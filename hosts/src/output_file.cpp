@@ -15,6 +15,8 @@ namespace {
 /// is not a plain file, for that must not be replaced.
 std::string fileBehind(const std::string& path) {
     namespace fs = std::filesystem;
+    if (path.empty())
+        throw FileError(path + ": " + std::strerror(ENOENT));
     std::error_code problem;
     const fs::file_status status = fs::status(path, problem);
     if (status.type() == fs::file_type::none)

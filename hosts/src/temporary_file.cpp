@@ -70,10 +70,11 @@ bool isLockedByAnother(int descriptor) {
     return !lock(descriptor) && errno == EWOULDBLOCK;
 }
 
-/// Opens a file of any mode; locks on file systems of a network want it open for writing.
+/// Opens a file to lock it, whatever its mode is. Network file systems lock only files that are
+/// open for writing, so that comes first.
 int openToLock(const std::string& path) {
     for (const int access : {O_RDWR, O_RDONLY, O_WRONLY}) {
-        // Neither a link nor a pipe that happens to have the name leads anywhere.
+        // Follows no link and waits for no pipe that happens to have the name.
         const int descriptor = open(path.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (descriptor >= 0 || errno != EACCES)
             return descriptor;
@@ -94,7 +95,7 @@ void removeIfUnlocked(const std::string& path) {
 }
 
 /// Gives the file the owner, the group and the mode of `replaced`, as far as the system permits.
-/// Nobody gets access to the content who has none to that of `replaced`.
+/// Nobody gets access to it who had no access to `replaced`.
 void adopt(int descriptor, const struct stat& replaced) {
     constexpr auto sameOwner = static_cast<uid_t>(-1);
     // A change of owner clears the set-user-ID and set-group-ID bits, so it comes first.
@@ -132,14 +133,14 @@ TemporaryFile::TemporaryFile(std::string newTarget, Named when) : target(std::mo
 TemporaryFile::~TemporaryFile() {
     if (file != nullptr)
         std::fclose(file);
-    // The name goes before the lock does.
+    // The name is removed while the file is still locked.
     if (!name.empty())
         unlink(name.c_str());
     if (descriptor >= 0)
         close(descriptor);
 }
 
-/// A locked file without a name, or -1 where the system has none or could not name it later.
+/// A locked file without a name; -1 if the system has no such files or could not name it later.
 int TemporaryFile::openUnnamed() const {
 #ifdef O_TMPFILE
     const int unnamed = open(folderOf(target).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
@@ -166,7 +167,7 @@ namespace {
 template <class Make>
 std::string firstFreeName(const std::string& target, Make make) {
     const std::string start = folderOf(target) + nameStem(target) + std::to_string(getpid()) + "-";
-    // A process with the same number, on another machine or long ago, may have taken some.
+    // Another process with the same number, on another machine or long ago, may have used some.
     for (int number = 0; number < 1000; ++number) {
         std::string candidate = start + std::to_string(number);
         candidate += ending;
@@ -182,12 +183,12 @@ std::string firstFreeName(const std::string& target, Make make) {
 
 int TemporaryFile::openNamed() {
     struct stat replaced;
-    // Nobody may read it who must not read the file that it replaces.
+    // Only the owner may read it until it has the mode of the file that it replaces.
     const mode_t mode = stat(target.c_str(), &replaced) == 0 ? replaced.st_mode & 0600 : 0666;
     int made = -1;
     const auto make = [&](const char* candidate) {
         made = open(candidate, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
-        // Another process may have taken it for a leftover before it was locked.
+        // Another process may have mistaken it for a leftover before it was locked.
         if (made >= 0 && (isLockedByAnother(made) || !isStillThere(made, candidate))) {
             close(made);
             made = -1;

@@ -1,4 +1,4 @@
-// `fenlet bench`: how long a program takes.
+// `fenlet bench`: measures how long a program takes.
 #include "bench.h"
 
 #include <fenletexec/interpreter.h>
@@ -22,7 +22,8 @@ using namespace Fenlet;
 
 namespace {
 
-/// Numbers around 1 to 2 and every third truth value true, ready to be copied.
+/// Made-up values: floats from 1 to 2, small integers, and truth values every third of which is
+/// true.
 class MadeUp {
   public:
     void fill(unsigned char* out, CpuElementKind kind, std::size_t lanes) {
@@ -63,7 +64,7 @@ class MadeUp {
     std::vector<unsigned char> tables[7];
 };
 
-/// Serves everything a program may ask for.
+/// Provides everything that a program asks for.
 class MadeUpHost : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit MadeUpHost(const FenletProgram& program)
@@ -126,7 +127,7 @@ class Runner {
         if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
             throw std::runtime_error(describeOutcome(interpreter, program, call));
     }
-    /// After `evaluate`, over the same block once more: what ran then is not refused now.
+    /// Runs a step over the block of the last `evaluate` once more; it cannot be refused now.
     void runStep(const Interpreter::Step& step) { interpreter.runStep(step, bindings, 0); }
 
     const Interpreter& planned() const { return interpreter; }
@@ -166,7 +167,7 @@ std::vector<std::string> instructionLines(const FenletProgram& program) {
 }
 
 void instructions(const FenletProgram& program, MadeUpHost& host, int blockSize) {
-    // Long enough for the clock, and about as long for every block size.
+    // Long enough for the clock, and about the same time for every block size.
     const int repeats = std::max(1, (1 << 18) / blockSize);
     Runner runner(program, host, blockSize);
     runner.evaluate(blockSize);

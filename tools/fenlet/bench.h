@@ -1,4 +1,4 @@
-// `fenlet bench`: how long a program takes.
+// `fenlet bench`: measures how long a program takes.
 #pragma once
 
 #include <fenletir/program.h>
@@ -7,9 +7,9 @@
 
 namespace Tool {
 
-/// Prints the time for each element, for several block sizes, and for each instruction at
-/// `blockSize`, or at one that suits the program, as tables. Data is made up. Throws
-/// `std::runtime_error` in one line for the user.
+/// Prints two tables: the time for each element at several block sizes, where the advised one is
+/// marked, and the time for each instruction at `blockSize`, or at the advised size without one.
+/// The data is made up. Throws `std::runtime_error` with one line for the user.
 void bench(const Fenlet::FenletProgram& program, std::optional<int> blockSize);
 
 } // namespace Tool
