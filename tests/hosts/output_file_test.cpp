@@ -96,6 +96,15 @@ TEST_F(OutputFileTest, ALinkedFileKeepsItsMode) {
     EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link")));
 }
 
+TEST_F(OutputFileTest, WithoutANameIsRefusedAtOnce) {
+    try {
+        const OutputFile file("");
+        FAIL() << "it is made";
+    } catch (const FileError& error) {
+        EXPECT_EQ(error.what(), std::string(": ") + std::strerror(ENOENT));
+    }
+}
+
 TEST_F(OutputFileTest, KeepingTwiceIsKeepingOnce) {
     OutputFile file(folder.path("file"));
     file.keep();
