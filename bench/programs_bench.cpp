@@ -129,14 +129,15 @@ enum class Part { Frame, Loads, Steps };
 /// all registers, and what each block does for them. It collects no result.
 void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part part) {
     Workload work = named.make(sharedData());
+    const int blockSize = adviseBlockSize(work.program);
     std::erase_if(work.program.instructions, [part](const Instruction& instruction) {
         const bool isFrame = instruction.op == OpCode::ElementIndex;
         return !(isFrame || part == Part::Steps || (part == Part::Loads && isLoad(instruction)));
     });
     Bound bound(std::move(work));
     Interpreter interpreter;
-    // All registers are there, so that this is the size for the whole program.
-    if (!interpreter.configure(bound.workload.program, adviseBlockSize(bound.workload.program))) {
+    // Every part runs at the block size for the whole program.
+    if (!interpreter.configure(bound.workload.program, blockSize)) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;
     }
