@@ -192,7 +192,7 @@ TEST(NumberFit, TellsTheNearestNumberThatFits) {
     EXPECT_EQ(realMisfit(-9.3e18, Format::Int64),
               "-9.3e+18 does not fit into Int64, which holds -9223372036854775808 to "
               "9223372036854775807; the nearest is -9223372036854775808");
-    EXPECT_EQ(realMisfit(NAN, Format::Int16),
+    EXPECT_EQ(realMisfit(std::numeric_limits<double>::quiet_NaN(), Format::Int16),
               "nan does not fit into Int16, which holds whole numbers and no NaN");
     EXPECT_EQ(realMisfit(-1e6, Format::Half),
               "-1e+06 does not fit into Half, which holds -65504 to 65504; the nearest is -65504");

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace Fenlet {
 namespace {
@@ -323,8 +324,11 @@ TEST(Verify, FindsConstantsThatTheFormatCannotHold) {
          {std::pair(1.7, Format::Int32), {300.0, Format::Int8}, {16777217.0, Format::Float32}})
         EXPECT_EQ(verifyProgram(loading(Constant::ofReals({value}), format)).size(), 1u);
     EXPECT_EQ(findingsOf(loading(Constant::ofIntegers({-128, 127}), Format::Int8)), "");
-    EXPECT_EQ(findingsOf(loading(Constant::ofReals({0.1, -65519.9, NAN, HUGE_VAL}), Format::Half)),
-              "");
+    EXPECT_EQ(
+        findingsOf(loading(
+            Constant::ofReals({0.1, -65519.9, std::numeric_limits<double>::quiet_NaN(), HUGE_VAL}),
+            Format::Half)),
+        "");
     EXPECT_EQ(findingsOf(loading(Constant::ofReals({-0.0}), Format::Int8)), "");
 }
 
