@@ -80,9 +80,9 @@ void configureAgain(benchmark::State& state) {
 
 /// The part that every plan needs: filling the registers of such a program with zeros.
 void zeroRegisters(benchmark::State& state) {
+    const Workload work = chain(sharedData(), static_cast<int>(state.range(0)));
     Interpreter interpreter;
-    if (!interpreter.configure(chain(sharedData(), static_cast<int>(state.range(0))).program,
-                               1024)) {
+    if (!interpreter.configure(work.program, 1024)) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;
     }

@@ -76,13 +76,16 @@ class Interpreter {
     /// borrowed: it must stay alive and unchanged until the last `evaluate`. May be called at any
     /// time and any number of times; only the capacity of the arrays survives, so that repeating it
     /// for the same shape allocates nothing. Returns false when the program is refused.
-    FENLETEXEC_API bool configure(const FenletProgram& program, int blockSize);
+    [[nodiscard]] FENLETEXEC_API bool configure(const FenletProgram& program, int blockSize);
+
+    /// A temporary program would no longer exist when `evaluate` reads it.
+    bool configure(const FenletProgram&& program, int blockSize) = delete;
 
     /// Runs the plan over the elements `first` to `first` + `count` - 1, block by block, and hands
     /// each block to `sink`. Returns true when the whole range went through, also for a `count`
     /// below 1. After a false, `lastRefusal()` is `None` when the sink ended the run.
-    FENLETEXEC_API bool evaluate(long long first, long long count, const Bindings& bindings,
-                                 BlockSink& sink);
+    [[nodiscard]] FENLETEXEC_API bool evaluate(long long first, long long count,
+                                               const Bindings& bindings, BlockSink& sink);
 
     /// Whether `bindings` has every provider that the plan needs. Refuses as a run does.
     FENLETEXEC_API bool checkBindings(const Bindings& bindings);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 namespace Fenlet {
 namespace {
@@ -533,14 +534,25 @@ TEST(Refusing, AtConfigureThrowsThePlanAway) {
 }
 
 TEST(Refusing, KeepsItsWordsWhenTheInterpreterIsGone) {
+    const ProgramSketch program;
     const char* message = nullptr;
     {
         Interpreter interpreter;
-        EXPECT_FALSE(interpreter.configure(ProgramSketch{}, 0));
+        EXPECT_FALSE(interpreter.configure(program, 0));
         message = interpreter.lastRefusalMessage();
     }
     EXPECT_STREQ(message, "block size must be positive");
 }
+
+// A temporary program is gone before it is run.
+template <class Program>
+constexpr bool canConfigure = requires(Interpreter& interpreter, Program&& program) {
+    interpreter.configure(std::forward<Program>(program), 4);
+};
+static_assert(canConfigure<FenletProgram&> && canConfigure<const FenletProgram&>);
+static_assert(canConfigure<ProgramSketch&> && canConfigure<const ProgramSketch&>);
+static_assert(!canConfigure<FenletProgram> && !canConfigure<const FenletProgram>);
+static_assert(!canConfigure<ProgramSketch> && !canConfigure<const ProgramSketch>);
 
 TEST(Configure, LetsInterpretersShareAProgram) {
     BenchProgram program;

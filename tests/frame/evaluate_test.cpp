@@ -147,7 +147,8 @@ TEST(Evaluate, DoesNothingWithoutAPlan) {
     expectReason(interpreter, ExecRefusal::NotConfigured, nullptr);
     EXPECT_TRUE(host.sink.blocks.empty());
 
-    EXPECT_FALSE(interpreter.configure(NumberingProgram{}, 0));
+    const NumberingProgram program;
+    EXPECT_FALSE(interpreter.configure(program, 0));
     EXPECT_FALSE(interpreter.evaluate(0, 4, host.bindings, host.sink));
     expectReason(interpreter, ExecRefusal::ScratchRefused, "block size must be positive");
     EXPECT_TRUE(host.sink.blocks.empty());
@@ -349,7 +350,8 @@ TEST(Evaluate, LetsExceptionsOfTheHostThroughAndRunsAgain) {
         host.sink.answer = [&](const RegisterFile&) { return act(3); };
         Interpreter interpreter;
         ASSERT_TRUE(interpreter.configure(program, 4));
-        EXPECT_THROW(interpreter.evaluate(0, 12, host.bindings, host.sink), HostError);
+        EXPECT_THROW(static_cast<void>(interpreter.evaluate(0, 12, host.bindings, host.sink)),
+                     HostError);
         EXPECT_TRUE(interpreter.isConfigured());
         expectReason(interpreter, ExecRefusal::None, nullptr);
 

@@ -483,7 +483,7 @@ int failToConfigure(const Expected& expected, const Expected& other, Prepare pre
             return interpreter;
         },
         [&](auto& interpreter) {
-            interpreter->configure(expected.run.program, expected.run.blockSize);
+            EXPECT_TRUE(interpreter->configure(expected.run.program, expected.run.blockSize));
         },
         [&](auto& interpreter) {
             EXPECT_EQ(interpreter->lastRefusal(), ExecRefusal::None);

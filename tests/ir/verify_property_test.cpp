@@ -58,7 +58,8 @@ class Promise {
             return "accepted, and a finding says that it is refused";
         if (has(findings, FindingClass::OutsideItsArea))
             return {};
-        twin.configure(run.program, blockSize);
+        if (!twin.configure(run.program, blockSize))
+            return "accepted once and not again";
         ran = true;
         return runBlock(std::min(blockSize, 9));
     }
@@ -72,15 +73,18 @@ class Promise {
         if (isSound(findings))
             return "refused without a finding: " + inWords(interpreter);
         Interpreter single;
-        if (!single.configure(alone(run.program, run.program.instructions.size()), blockSize))
+        const FenletProgram registers = alone(run.program, run.program.instructions.size());
+        if (!single.configure(registers, blockSize))
             return has(findings, FindingClass::Refused, single.lastRefusal(), -1)
                        ? ""
                        : "no register has the finding " + inWords(single);
-        for (std::size_t i = 0; i < run.program.instructions.size(); ++i)
-            if (!single.configure(alone(run.program, i), blockSize) &&
+        for (std::size_t i = 0; i < run.program.instructions.size(); ++i) {
+            const FenletProgram instruction = alone(run.program, i);
+            if (!single.configure(instruction, blockSize) &&
                 !has(findings, FindingClass::Refused, single.lastRefusal(),
                      static_cast<std::int32_t>(i)))
                 return "instruction " + std::to_string(i) + " has no finding " + inWords(single);
+        }
         return {};
     }
 

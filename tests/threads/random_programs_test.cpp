@@ -22,6 +22,7 @@ class RecordingSink : public BlockSink {
 
 /// What became of one run.
 struct Outcome {
+    bool finished = false;
     std::vector<std::vector<unsigned char>> blocks;
     std::vector<std::string> calls;
     ExecRefusal refusal = ExecRefusal::None;
@@ -35,9 +36,10 @@ Outcome outcomeOf(const Case& run) {
     Interpreter interpreter;
     RandomHost host(run);
     RecordingSink sink;
-    if (interpreter.configure(run.program, run.blockSize))
-        interpreter.evaluate(run.first, run.count, host.bindings(), sink);
-    return {sink.blocks, host.log, interpreter.lastRefusal(), interpreter.executedSteps()};
+    const bool finished = interpreter.configure(run.program, run.blockSize) &&
+                          interpreter.evaluate(run.first, run.count, host.bindings(), sink);
+    return {finished, sink.blocks, host.log, interpreter.lastRefusal(),
+            interpreter.executedSteps()};
 }
 
 TEST(Interpreters, ShareRandomProgramsOnSeveralThreads) {
