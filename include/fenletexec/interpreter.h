@@ -1,4 +1,20 @@
 // The evaluator: checks and plans a program once, then runs it block by block.
+//
+// A sink may call back into the interpreter that is running it. The run then goes on after the
+// block just delivered:
+// - After a successful `configure` it goes on with the new plan, in blocks that fit the new layout
+//   and are no longer than before. The providers are not checked again as a whole; a step that
+//   finds its provider missing is refused.
+// - After a refused `configure`, `evaluate` returns false and the reason of that refusal stays. It
+//   also returns false after a `configure` that threw, if the sink catches the exception.
+// - After an `evaluate` or `runStep` it goes on as if nothing had happened. The registers that the
+//   sink is reading are overwritten.
+//
+// A provider should not call back, as it is called in the middle of a block. If it calls
+// `configure`, what it was given to fill is gone, and it counts as declining; if that `configure`
+// was refused, the reason of that refusal stays. If it calls `evaluate` or `runStep`, the registers
+// are overwritten, and the rest of the block works with what those steps left: its values are
+// unspecified.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -14,42 +30,45 @@
 namespace Fenlet {
 
 class BlockKnowledge;
-class ResolvedPlan;
+struct RegisterFacts;
+struct ResolvedStep;
 
-/// The host's providers for one `evaluate`. Everything that it points to is borrowed for the call.
+/// The host's providers for one `evaluate`. Everything it points to is borrowed for the call.
 struct Bindings {
-    /// `fieldCount` pointers, indexed by field number. May be null when there are none; an entry
-    /// may be null when the program does not read that field.
+    /// `fieldCount` pointers, indexed by field number. May be null if there are none. An entry may
+    /// be null if the program does not read that field.
     CpuFieldAccessor* const* fields = nullptr;
     std::int32_t fieldCount = 0;
-    UniformSource* uniforms = nullptr; ///< serves all uniforms; may be null when none is read
-    /// `samplerCount` pointers, indexed by sampler number, as for `fields`.
+    UniformSource* uniforms =
+        nullptr; ///< serves all uniforms; may be null if the program reads none
+    /// `samplerCount` pointers, indexed by sampler number. May be null as in `fields`.
     FenletSampler* const* samplers = nullptr;
     std::int32_t samplerCount = 0;
 };
 
-/// Takes the finished blocks.
+/// Receives the finished blocks.
 class FENLETEXEC_API BlockSink {
   public:
     virtual ~BlockSink();
 
-    /// Called once for each block, after its last step. `registers` may be read during the call
-    /// only: the next block overwrites it. `blockStart` is the absolute number of the block's first
-    /// element, `count` the number of its elements. True means go on, false ends the run.
+    /// Called once for each block, after its last step. `registers` may only be read during the
+    /// call, as the next block overwrites it. `blockStart` is the absolute number of the block's
+    /// first element, `count` the number of its elements. Returns true to go on and false to end
+    /// the run.
     virtual bool consume(const RegisterFile& registers, long long blockStart, int count) = 0;
 };
 
-/// Evaluates one program at a time. One thread uses an `Interpreter` at a time; several of them may
-/// share a program.
+/// Evaluates one program at a time. Only one thread may use an `Interpreter` at a time. Several
+/// interpreters may share a program.
 ///
-/// An operation that cannot be done returns false, and `lastRefusal()` and `lastRefusalMessage()`
-/// say why. A refused `configure` leaves no plan; a refused `evaluate` leaves the plan standing.
-/// Only the allocator's exception can come out of `configure` by itself, and only a provider's or
-/// the sink's own out of `evaluate`.
+/// An operation that fails returns false, and `lastRefusal()` and `lastRefusalMessage()` say why. A
+/// refused `configure` leaves no plan. A refused `evaluate` keeps the plan. `configure` throws only
+/// what the allocator and the standard containers throw; call it again after such an exception
+/// before anything else. `evaluate` throws only what a provider or the sink throws.
 class Interpreter {
   public:
-    /// One instruction as planned: what its registers are, looked up once. Slots of `operands`,
-    /// `operandKinds` and `operandMultiplicities` from `arity` on hold their defaults.
+    /// A planned instruction, with the kinds and multiplicities of its registers. The entries of
+    /// `operands`, `operandKinds` and `operandMultiplicities` from `arity` on hold their defaults.
     struct Step {
         OpCode op = OpCode::Nop;
         std::int32_t result = noRegister;
@@ -61,10 +80,10 @@ class Interpreter {
         std::int32_t resultMultiplicity = 1;
         std::int32_t operandMultiplicities[3] = {1, 1, 1};
         std::int32_t arity = 0;
-        /// Operand 0 has one component and operand 1 another number: the one component meets each
-        /// of operand 1's. Never set together with `rightScalar`, nor for equal multiplicities.
+        /// Operand 0 has one component and operand 1 has several: the one component is paired with
+        /// each of the others. `leftScalar` and `rightScalar` are never both set.
         bool leftScalar = false;
-        bool rightScalar = false; ///< the same with the operands' roles exchanged
+        bool rightScalar = false; ///< the same with the operands exchanged
     };
 
     FENLETEXEC_API Interpreter();
@@ -73,58 +92,61 @@ class Interpreter {
     Interpreter& operator=(const Interpreter&) = delete;
 
     /// Checks and plans `program` for blocks of at most `blockSize` elements. The program is
-    /// borrowed: it must stay alive and unchanged until the last `evaluate`. May be called at any
-    /// time and any number of times; only the capacity of the arrays survives, so that repeating it
-    /// for the same shape allocates nothing. Returns false when the program is refused.
+    /// borrowed: it must stay alive and unchanged until the last `evaluate`. May be called any
+    /// number of times. Each call starts afresh but keeps allocated memory, so a call for a program
+    /// and block size no larger than before allocates nothing. Returns false if the program is
+    /// refused.
     [[nodiscard]] FENLETEXEC_API bool configure(const FenletProgram& program, int blockSize);
 
     /// A temporary program would no longer exist when `evaluate` reads it.
     bool configure(const FenletProgram&& program, int blockSize) = delete;
 
     /// Runs the plan over the elements `first` to `first` + `count` - 1, block by block, and hands
-    /// each block to `sink`. Returns true when the whole range went through, also for a `count`
-    /// below 1. After a false, `lastRefusal()` is `None` when the sink ended the run.
+    /// each block to `sink`. Allocates nothing. Returns true after the whole range, which is empty
+    /// if `count` is below 1. If the sink ended the run, returns false with `lastRefusal()` at
+    /// `None`.
     [[nodiscard]] FENLETEXEC_API bool evaluate(long long first, long long count,
                                                const Bindings& bindings, BlockSink& sink);
 
-    /// Whether `bindings` has every provider that the plan needs. Refuses as a run does.
+    /// Returns whether `bindings` has every provider that the plan needs. Refuses like `evaluate`.
     FENLETEXEC_API bool checkBindings(const Bindings& bindings);
 
-    /// Fills `step`, which must hold the defaults, from `instruction`. A plan must stand or be in
-    /// the making. Refuses as `configure` does.
+    /// Fills `step`, which must hold the defaults, from `instruction`. Needs a configured
+    /// interpreter. Refuses like `configure`.
     FENLETEXEC_API bool planInstruction(const Instruction& instruction, Step& step);
 
-    /// Whether `step` keeps the rules of its opcode that do not depend on data. A plan must stand
-    /// or be in the making. Refuses as `configure` does.
+    /// Returns whether `step` follows those rules of its opcode that do not depend on data. Needs a
+    /// configured interpreter. Refuses like `configure`.
     FENLETEXEC_API bool validateStep(const Step& step);
 
-    /// Runs one step over the current block, whose first element has the number `blockStart`. A
-    /// plan must stand. Refuses as a run does.
+    /// Runs any one step over the current block, whose first element has the number `blockStart`.
+    /// Needs a configured interpreter. Refuses like `evaluate`.
     FENLETEXEC_API bool runStep(const Step& step, const Bindings& bindings, long long blockStart);
 
-    /// Stores the reason, throws the plan away and returns false. `message` is kept, not copied.
+    /// Stores the reason, discards the plan and returns false. `message` is kept, not copied.
     FENLETEXEC_API bool refuseAtConfigure(ExecRefusal code, const char* message);
 
-    /// Stores the reason, leaves the plan standing and returns false. `message` is kept, not
-    /// copied.
+    /// Stores the reason, keeps the plan and returns false. `message` is kept, not copied.
     FENLETEXEC_API bool refuseAtRun(ExecRefusal code, const char* message);
 
-    /// Whether a plan stands, so that `evaluate` may run.
+    /// Whether there is a plan for `evaluate` to run.
     bool isConfigured() const { return configured; }
     /// Why the last `configure` or `evaluate` refused; `NotConfigured` for a new object.
     ExecRefusal lastRefusal() const { return refusal; }
-    /// The refusal's words, null when there is none. The text has static lifetime.
+    /// The refusal in words, null if there is none. The text has static lifetime.
     const char* lastRefusalMessage() const { return refusalMessage; }
-    /// Steps entered since the last `configure`, over all blocks and runs.
+    /// Steps begun since the last `configure`, over all blocks and runs.
     std::uint64_t executedSteps() const { return stepsExecuted; }
     /// The block memory.
     const RegisterFile& registerFile() const { return registers; }
-    /// The planned steps, in program order; empty when no plan stands.
+    /// The planned steps, in program order. Empty if there is no plan.
     const std::vector<Step>& plan() const { return steps; }
 
   private:
-    bool runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
-                  BlockKnowledge& known);
+    bool layOutRegisters(int blockSize);
+    bool planSteps();
+    bool runBlock(const Bindings& bindings, long long blockStart, BlockKnowledge& known);
+    bool refuseStep(ExecRefusal code, const char* message, std::uint64_t planOfRun);
 
     const FenletProgram* program = nullptr;
     std::vector<Step> steps;
@@ -134,6 +156,14 @@ class Interpreter {
     ExecRefusal refusal = ExecRefusal::NotConfigured;
     const char* refusalMessage = nullptr;
     std::uint64_t stepsExecuted = 0;
+    /// What a run needs besides the steps: the memory and kernel of each step, and space for what
+    /// it finds out about each register. Sized by `configure`, so that a run allocates nothing.
+    std::vector<ResolvedStep> resolvedSteps;
+    std::vector<RegisterFacts> registerFacts;
+    /// Increases whenever the plan changes, so that a run notices.
+    std::uint64_t planNumber = 0;
+    /// The last `configure` threw before the plan was complete.
+    bool planIncomplete = false;
 };
 
 } // namespace Fenlet

@@ -1,44 +1,75 @@
-// What a run knows of the current block, so that no step has to look again.
+// What a run knows about the current block, so that no step has to look again.
 //
-// Validity is passed from operands to results at every step, and in most programs every byte of it
-// is 1; fields are read at numbers that are the block's own, or at the same ones as the field
-// before; constants and uniforms are what they were in the block before. Each of these is found out
-// once and then remembered for as long as no step changes it.
+// Every step passes validity from its operands to its result, and in most programs every validity
+// byte is 1. Fields are read at the block's own element numbers, or at the same numbers as the
+// field before. Constants and uniforms rarely change between blocks. A run finds each of these out
+// once and remembers it until a step changes it.
 #pragma once
 
 #include <fenletexec/interpreter.h>
 
+#include <algorithm>
+
 namespace Fenlet {
+
+/// What is known about one register.
+struct RegisterFacts {
+    bool isValid = false; ///< every element of the block is valid: each validity byte is 1
+    bool isAlike = false; ///< every element has the same value as the first
+};
 
 class BlockKnowledge {
   public:
-    /// Knows nothing and remembers nothing: for a step that runs by itself.
+    /// Knows nothing and remembers nothing: for a step outside a run.
     BlockKnowledge() = default;
 
-    /// Knows nothing as yet. It remembers the validity of the first registers, for which there is
-    /// room without memory of its own.
-    explicit BlockKnowledge(int registerCount) { startOver(registerCount); }
+    /// Knows nothing yet. Keeps its notes in `notes`, which has an entry for each register to be
+    /// remembered and must outlive this object or the next `startOver`.
+    explicit BlockKnowledge(std::vector<RegisterFacts>& notes) { startOver(notes); }
 
-    /// Knows nothing again, and of other registers.
-    void startOver(int registerCount) {
-        tracked = static_cast<unsigned>(registerCount < room ? registerCount : room);
+    /// Forgets everything and continues with these notes.
+    void startOver(std::vector<RegisterFacts>& notes) {
+        facts = notes.data();
+        tracked = static_cast<unsigned>(notes.size());
         forget();
     }
 
-    /// Whether the register's validity is remembered, so that it pays to find it out.
+    /// Forgets everything and remembers nothing until `startOver`: another run may have changed
+    /// registers and notes.
+    void stop() {
+        tracked = 0;
+        beginBlock();
+    }
+
+    /// Whether facts about the register can be remembered.
     bool remembers(int number) const { return static_cast<unsigned>(number) < tracked; }
 
-    /// Whether the register's validity is known to be 1 for every element of the block.
+    /// Whether every element of the register is known to be valid.
     bool isValid(int number) const { return remembers(number) && facts[number].isValid; }
     void setValid(int number, bool isKnown) {
         if (remembers(number))
             facts[number].isValid = isKnown;
     }
 
-    /// Whether every element of the register is known to have the same value as the first.
+    /// Whether every element of the register is known to equal the first.
     bool isAlike(int number) const { return remembers(number) && facts[number].isAlike; }
 
-    /// A new block: what is known of a register still holds, element numbers are others.
+    /// Calls `makeValid(number)` for each of the first `count` registers that is not known to be
+    /// valid, and notes that it is.
+    template <class MakeValid>
+    void makeAllValid(int count, MakeValid makeValid) {
+        RegisterFacts* const notes = facts;
+        const int remembered = std::min(count, static_cast<int>(tracked));
+        for (int number = 0; number < remembered; ++number)
+            if (!notes[number].isValid) {
+                makeValid(number);
+                notes[number].isValid = true;
+            }
+        for (int number = remembered; number < count; ++number)
+            makeValid(number);
+    }
+
+    /// Starts a block. Facts about registers still hold, but element numbers are different.
     void beginBlock() {
         ownNumbers = noRegister;
         scanned = noRegister;
@@ -54,7 +85,7 @@ class BlockKnowledge {
             facts[number].isAlike = false;
     }
 
-    /// What a step with this opcode has filled its result with.
+    /// A step with this opcode has filled the register.
     void filled(int number, OpCode op) {
         if (op == OpCode::ElementIndex)
             ownNumbers = number;
@@ -62,30 +93,23 @@ class BlockKnowledge {
             facts[number].isAlike = true;
     }
 
-    /// A step may have written anywhere.
+    /// A step may have written to any register.
     void forget() {
-        for (unsigned number = 0; number < tracked; ++number)
-            facts[number] = {false, false};
+        std::fill_n(facts, tracked, RegisterFacts());
         beginBlock();
     }
 
     /// The register that holds the block's own element numbers.
     int ownNumbers = noRegister;
 
-    /// The register whose values were last looked through as element numbers, and whether they were
-    /// valid and ran on by one.
+    /// The register last examined as element numbers, and whether its elements are all valid and
+    /// its numbers ascend by one.
     int scanned = noRegister;
     bool scannedRunsOn = false;
 
   private:
-    struct Facts {
-        bool isValid;
-        bool isAlike;
-    };
-
-    static constexpr int room = 512;
+    RegisterFacts* facts = nullptr;
     unsigned tracked = 0;
-    Facts facts[room]; // written and read as far as they are tracked
 };
 
 } // namespace Fenlet

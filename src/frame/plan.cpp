@@ -1,5 +1,7 @@
-// Turning a program into a plan: `configure` and what it does to each instruction.
+// Turning a program into a plan.
+#include "frame/block_knowledge.h"
 #include "frame/register_layout.h"
+#include "frame/resolved_step.h"
 #include "vocabulary/faults.h"
 
 #include <fenletexec/interpreter.h>
@@ -7,16 +9,16 @@
 namespace Fenlet {
 namespace {
 
-/// The numbering of the opcodes that this library is written for.
+/// The token of the opcode numbering that this library is written for.
 constexpr std::int32_t expectedOpCodeTable = 6155;
 
 RegisterSpec specOf(const RegisterInfo& info) {
     return {blockElement(info.format), info.multiplicity};
 }
 
-/// The first register that has no storage, whether or not an instruction uses it.
-Fault findRegisterFault(const FenletProgram& program) {
-    for (std::int32_t number = 0; number < program.registerCount(); ++number) {
+/// Checks the program's `count` registers, including any that no instruction uses.
+Fault findRegisterFault(const FenletProgram& program, std::int32_t count) {
+    for (std::int32_t number = 0; number < count; ++number) {
         const RegisterSpec spec = specOf(program.registerInfo(number));
         if (spec.kind == CpuElementKind::Unsupported)
             return Faults::registerFormat;
@@ -26,8 +28,42 @@ Fault findRegisterFault(const FenletProgram& program) {
     return Faults::none;
 }
 
-/// Decides which operand of a binary step is broadcast over the other's components. `Select` keeps
-/// out: its first operand is a condition, with a rule of its own.
+/// Fills `step` from `instruction`. `specAt(number)` is the spec of a register, or null if there is
+/// no register of that number.
+template <class SpecAt>
+Fault planStep(const Instruction& instruction, Interpreter::Step& step, SpecAt specAt) {
+    step.op = instruction.op;
+    step.result = instruction.result;
+    step.immediate = instruction.immediate;
+    step.arity = opCodeArity(instruction.op);
+
+    if (instruction.op != OpCode::Nop) {
+        const RegisterSpec* const spec = specAt(instruction.result);
+        if (spec == nullptr)
+            return Faults::resultRegister;
+        step.resultKind = spec->kind;
+        step.resultMultiplicity = spec->multiplicity;
+        if (spec->kind == CpuElementKind::Unsupported)
+            return Faults::resultFormat;
+    }
+    for (int slot = 0; slot < step.arity && slot < 3; ++slot) {
+        const RegisterSpec* const spec = specAt(instruction.operands[slot]);
+        if (spec == nullptr)
+            return Faults::operandRegister;
+        step.operands[slot] = instruction.operands[slot];
+        step.operandKinds[slot] = spec->kind;
+        step.operandMultiplicities[slot] = spec->multiplicity;
+        if (spec->kind == CpuElementKind::Unsupported)
+            return Faults::operandFormat;
+    }
+    for (int slot = step.arity < 0 ? 0 : step.arity; slot < 3; ++slot)
+        if (instruction.operands[slot] != noRegister)
+            return Faults::operandPastArity;
+    return Faults::none;
+}
+
+/// Decides which operand of a binary step is paired with every component of the other. Does not
+/// concern `Select`, whose first operand is a condition with its own rule.
 Fault pairMultiplicities(Interpreter::Step& step) {
     if (step.arity < 2 || step.op == OpCode::Select)
         return Faults::none;
@@ -53,6 +89,8 @@ bool Interpreter::refuseAtConfigure(ExecRefusal code, const char* message) {
     refusal = code;
     refusalMessage = message;
     steps.clear();
+    resolvedSteps.clear();
+    ++planNumber;
     program = nullptr;
     configured = false;
     return false;
@@ -64,79 +102,81 @@ bool Interpreter::refuseAtRun(ExecRefusal code, const char* message) {
     return false;
 }
 
-// The passes over the steps each finish before the next begins, so an error that a later pass finds
-// in an early step comes after one that an earlier pass finds in a late step.
 bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
     steps.clear();
+    resolvedSteps.clear();
+    ++planNumber;
+    planIncomplete = true;
     refusal = ExecRefusal::None;
     refusalMessage = nullptr;
     stepsExecuted = 0;
     program = &newProgram;
 
+    if (!layOutRegisters(blockSize) || !planSteps())
+        return false;
+    resolveAll(steps, registers, resolvedSteps);
+    configured = true;
+    planIncomplete = false;
+    return true;
+}
+
+bool Interpreter::layOutRegisters(int blockSize) {
+    if (opCodeTableToken() != expectedOpCodeTable)
+        return refuseAtConfigure(Faults::staleOpCodeTable.code, Faults::staleOpCodeTable.message);
+    // A count that no container can hold throws here, before anything is read. If a register is
+    // refused, the earlier layout stays as it was.
+    const std::int32_t count = program->registerCount();
+    registers.slots.reserve(static_cast<std::size_t>(count));
+    if (const Fault fault = findRegisterFault(*program, count))
+        return refuseAtConfigure(fault.code, fault.message);
+    const auto specAt = [this](int number) { return specOf(program->registerInfo(number)); };
+    if (!registers.layOut(specAt, count, blockSize))
+        return refuseAtConfigure(ExecRefusal::ScratchRefused, registers.failure());
+    elementIndices.assign(static_cast<std::size_t>(blockSize), 0);
+    registerFacts.clear();
+    registerFacts.resize(static_cast<std::size_t>(count));
+    return true;
+}
+
+// Each pass over the steps finishes before the next begins, so a fault that an earlier pass finds
+// in a late step comes before one that a later pass finds in an early step.
+bool Interpreter::planSteps() {
     const auto refuse = [this](const Fault& fault) {
         return refuseAtConfigure(fault.code, fault.message);
     };
-    if (opCodeTableToken() != expectedOpCodeTable)
-        return refuse(Faults::staleOpCodeTable);
+    const std::int32_t count = program->instructionCount();
+    // Nothing throws after the last of these, so an exception never leaves steps behind.
+    resolvedSteps.reserve(static_cast<std::size_t>(count));
+    steps.resize(static_cast<std::size_t>(count));
 
-    // Reserved before anything is read: a count that no container can hold ends here, and a refused
-    // scan leaves the earlier layout as it was.
-    registers.slots.reserve(static_cast<std::size_t>(program->registerCount()));
-    if (const Fault fault = findRegisterFault(*program))
-        return refuse(fault);
-    const auto specAt = [this](int number) { return specOf(program->registerInfo(number)); };
-    if (!registers.layOut(specAt, program->registerCount(), blockSize))
-        return refuseAtConfigure(ExecRefusal::ScratchRefused, registers.failure());
-    elementIndices.assign(static_cast<std::size_t>(blockSize), 0);
-
-    steps.resize(static_cast<std::size_t>(program->instructionCount()));
-    for (std::int32_t i = 0; i < program->instructionCount(); ++i) {
-        const auto number = static_cast<std::size_t>(i);
-        if (!planInstruction(program->instructions[number], steps[number]))
-            return false;
-    }
+    const RegisterSlot* const slots = registers.slots.data();
+    const auto registerCount = static_cast<std::uint32_t>(registers.registerCount());
+    const auto specAt = [=](std::int32_t number) {
+        return static_cast<std::uint32_t>(number) < registerCount ? &slots[number].spec : nullptr;
+    };
+    const Instruction* instruction = program->instructions.data();
+    for (Step& step : steps)
+        if (const Fault fault = planStep(*instruction++, step, specAt))
+            return refuse(fault);
     for (Step& step : steps)
         if (const Fault fault = pairMultiplicities(step))
             return refuse(fault);
     for (const Step& step : steps)
         if (!validateStep(step))
             return false;
-    configured = true;
     return true;
 }
 
 bool Interpreter::planInstruction(const Instruction& instruction, Step& step) {
-    const auto refuse = [this](const Fault& fault) {
-        return refuseAtConfigure(fault.code, fault.message);
+    RegisterSpec spec;
+    const auto specAt = [&](std::int32_t number) -> const RegisterSpec* {
+        if (!program->isValidRegister(number))
+            return nullptr;
+        spec = specOf(program->registerInfo(number));
+        return &spec;
     };
-    step.op = instruction.op;
-    step.result = instruction.result;
-    step.immediate = instruction.immediate;
-    step.arity = opCodeArity(instruction.op);
-
-    if (instruction.op != OpCode::Nop) {
-        if (!program->isValidRegister(instruction.result))
-            return refuse(Faults::resultRegister);
-        const RegisterSpec spec = specOf(program->registerInfo(instruction.result));
-        step.resultKind = spec.kind;
-        step.resultMultiplicity = spec.multiplicity;
-        if (spec.kind == CpuElementKind::Unsupported)
-            return refuse(Faults::resultFormat);
-    }
-    for (int slot = 0; slot < step.arity && slot < 3; ++slot) {
-        if (!program->isValidRegister(instruction.operands[slot]))
-            return refuse(Faults::operandRegister);
-        const RegisterSpec spec = specOf(program->registerInfo(instruction.operands[slot]));
-        step.operands[slot] = instruction.operands[slot];
-        step.operandKinds[slot] = spec.kind;
-        step.operandMultiplicities[slot] = spec.multiplicity;
-        if (spec.kind == CpuElementKind::Unsupported)
-            return refuse(Faults::operandFormat);
-    }
-    for (int slot = step.arity < 0 ? 0 : step.arity; slot < 3; ++slot)
-        if (instruction.operands[slot] != noRegister)
-            return refuse(Faults::operandPastArity);
-    return true;
+    const Fault fault = planStep(instruction, step, specAt);
+    return fault ? refuseAtConfigure(fault.code, fault.message) : true;
 }
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// The register file's own entry points.
+// The register file's exported functions.
 #include "frame/register_layout.h"
 
 #include <fenletexec/register_file.h>
@@ -8,7 +8,7 @@ namespace Fenlet {
 RegisterFile::RegisterFile() = default;
 
 bool RegisterFile::configure(const RegisterSpec* specs, int count, int elements) {
-    // Specs that are missing count as a negative number of them: both are told in the same words.
+    // Missing specs are refused in the same words as a negative count.
     const int given = count != 0 && specs == nullptr ? -1 : count;
     return layOut([specs](int number) { return specs[number]; }, given, elements);
 }

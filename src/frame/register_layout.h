@@ -14,20 +14,21 @@ inline constexpr std::uint64_t alignArea(std::uint64_t offset) {
     return (offset + areaAlignment - 1) / areaAlignment * areaAlignment;
 }
 
-/// A register's slot when the areas before it end at `cursor`, and where its own areas end. An end
-/// past `limit` stands for every one that is too far.
+/// Where a register goes.
 struct Placement {
     RegisterSlot slot;
-    std::uint64_t end;
+    std::uint64_t end; ///< of its areas
 };
 
+/// Places a register behind areas that end at `cursor`. If its own areas would end beyond `limit`,
+/// or beyond what 64 bits can count, the end is `limit` + 1.
 inline Placement placeRegister(const RegisterSpec& spec, std::uint64_t cursor,
                                std::uint64_t elements, std::uint64_t limit) {
     const auto multiplicity = static_cast<std::uint64_t>(spec.multiplicity);
     const std::uint64_t bytesPerComponent =
         static_cast<std::uint64_t>(elementSize(spec.kind)) * elements;
     const std::uint64_t dataOffset = alignArea(cursor);
-    // Leaves room for the validity area and its alignment.
+    // With room for the validity area and its alignment.
     const std::uint64_t spent = dataOffset + elements + 2 * areaAlignment;
     if (spent > limit ||
         (bytesPerComponent != 0 && multiplicity > (limit - spent) / bytesPerComponent))
@@ -36,8 +37,8 @@ inline Placement placeRegister(const RegisterSpec& spec, std::uint64_t cursor,
     return {{spec, dataOffset, validityOffset}, validityOffset + elements};
 }
 
-// Asks `specAt(number)` for each register's spec, so that the specs need not stand in one array:
-// what plans a program can hand them over without allocating any.
+// Calls `specAt(number)` for each register's spec, so that planning a program need not allocate an
+// array of them.
 template <class SpecAt>
 bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
     slots.clear();
@@ -71,8 +72,8 @@ bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
         end = placement.end;
     }
 
-    // The storage was emptied, so every byte of it becomes zero here. If it cannot be had there are
-    // no slots either, and every area reads as absent.
+    // The storage is empty, so this clears every byte. If it throws, no slots may be left that
+    // point into storage.
     try {
         storage.resize(alignArea(end));
     } catch (...) {

@@ -1,4 +1,4 @@
-// Looking up what a step needs.
+// Looking up what a step needs to run.
 #include "frame/resolved_step.h"
 
 #include <limits>
@@ -6,12 +6,48 @@
 namespace Fenlet {
 namespace {
 
-/// Whether the registers of a step with two operands are what it says they are and each has as many
-/// components as the result: areas of different registers never overlap, so that lanes are then
-/// independent of one another. No block has more lanes than 32 bits count.
-bool goesLaneByLane(const Interpreter::Step& step, const RegisterFile& registers) {
+/// The registers of one layout, for many lookups.
+class Registers {
+  public:
+    explicit Registers(RegisterFile& file)
+        : count(static_cast<unsigned>(file.registerCount())), elements(file.elementCapacity()) {
+        if (count == 0)
+            return;
+        slots = &file.slotOf(0);
+        storage = file.data(0) - slots->dataOffset;
+    }
+
+    bool has(int number) const { return static_cast<unsigned>(number) < count; }
+
+    /// Kind and multiplicity of a register that exists.
+    const RegisterSpec& specOf(int number) const { return slots[number].spec; }
+
+    /// Stores where the register's areas are. Leaves both pointers alone if there is no such
+    /// register.
+    template <class Byte>
+    void locate(int number, Byte*& data, Byte*& validity) const {
+        if (!has(number))
+            return;
+        data = storage + slots[number].dataOffset;
+        validity = storage + slots[number].validityOffset;
+    }
+
+    /// Elements that every register has room for.
+    int elementCapacity() const { return elements; }
+
+  private:
+    const RegisterSlot* slots = nullptr;
+    unsigned char* storage = nullptr;
+    unsigned count;
+    int elements;
+};
+
+/// Whether the three registers of a step with two operands are as the step describes them and all
+/// have the same number of components. Areas of different registers never overlap, so its lanes are
+/// then independent. Also makes sure that 32 bits can count the lanes of a block.
+bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
     const auto fits = [&](int number, CpuElementKind kind, int multiplicity) {
-        if (registers.data(number) == nullptr || multiplicity != step.resultMultiplicity)
+        if (!registers.has(number) || multiplicity != step.resultMultiplicity)
             return false;
         const RegisterSpec& spec = registers.specOf(number);
         return spec.kind == kind && spec.multiplicity == multiplicity;
@@ -24,8 +60,7 @@ bool goesLaneByLane(const Interpreter::Step& step, const RegisterFile& registers
            std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostLanes;
 }
 
-void findKernel(const Interpreter::Step& step, const RegisterFile& registers,
-                ResolvedStep& resolved) {
+void findKernel(const Interpreter::Step& step, const Registers& registers, ResolvedStep& resolved) {
     const CpuElementKind result = step.resultKind;
     const CpuElementKind* const operands = step.operandKinds;
     switch (step.op) {
@@ -42,10 +77,11 @@ void findKernel(const Interpreter::Step& step, const RegisterFile& registers,
     case OpCode::Subtract:
     case OpCode::Multiply:
     case OpCode::Divide:
-        resolved.arithmetic = arithmeticKernel(result, operands[0], operands[1]);
         if (goesLaneByLane(step, registers))
             resolved.flatArithmetic =
                 flatArithmetic(arithmeticOp(step.op), result, operands[0], operands[1]);
+        if (resolved.flatArithmetic == nullptr)
+            resolved.arithmetic = arithmeticKernel(result, operands[0], operands[1]);
         return;
     case OpCode::Less:
     case OpCode::LessEqual:
@@ -63,18 +99,28 @@ void findKernel(const Interpreter::Step& step, const RegisterFile& registers,
     }
 }
 
+void resolveInto(ResolvedStep& resolved, const Interpreter::Step& step,
+                 const Registers& registers) {
+    registers.locate(step.result, resolved.result, resolved.resultValidity);
+    for (int slot = 0; slot < 3; ++slot)
+        registers.locate(step.operands[slot], resolved.operands[slot],
+                         resolved.operandValidity[slot]);
+    findKernel(step, registers, resolved);
+}
+
 } // namespace
 
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers) {
     ResolvedStep resolved;
-    resolved.result = registers.data(step.result);
-    resolved.resultValidity = registers.validity(step.result);
-    for (int slot = 0; slot < 3; ++slot) {
-        resolved.operands[slot] = registers.data(step.operands[slot]);
-        resolved.operandValidity[slot] = registers.validity(step.operands[slot]);
-    }
-    findKernel(step, registers, resolved);
+    resolveInto(resolved, step, Registers(registers));
     return resolved;
+}
+
+void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& registers,
+                std::vector<ResolvedStep>& resolved) {
+    const Registers known(registers);
+    for (const Interpreter::Step& step : steps)
+        resolveInto(resolved.emplace_back(), step, known);
 }
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// What a step needs besides itself, looked up once: where its registers lie, and its kernel.
+// What a step needs to run besides itself: the memory of its registers, and its kernel.
 #pragma once
 
 #include "kernels/arithmetic/arithmetic.h"
@@ -11,53 +11,40 @@
 
 namespace Fenlet {
 
-/// Holds as long as the layout of the registers does.
+/// Valid until the registers are laid out again.
 struct ResolvedStep {
     unsigned char* result = nullptr;
     unsigned char* resultValidity = nullptr;
     /// Null for an operand that the step does not have.
     const unsigned char* operands[3] = {};
     const unsigned char* operandValidity[3] = {};
-    /// The one of the step's family. Null where the family has none for the step's kinds, which
-    /// only a run refuses.
-    ArithmeticKernel arithmetic = nullptr;
-    /// What the arithmetic kernel comes down to for this step, null where it is more than a loop.
+    /// The loop that does all the work of an arithmetic step, null if the step needs more than
+    /// that.
     FlatArithmetic flatArithmetic = nullptr;
-    ComparisonKernel comparison = nullptr;
-    SelectKernel select = nullptr;
-    UnaryKernel unary = nullptr;
-    ComponentKernel component = nullptr;
+    /// The kernel for the step's kinds; the step's opcode tells which member is in use. Null if
+    /// there is no such kernel, for which the step is refused when it runs. Also null, and not
+    /// needed, beside `flatArithmetic` and for opcodes that have one kernel for all kinds.
+    union {
+        ArithmeticKernel arithmetic = nullptr;
+        ComparisonKernel comparison;
+        SelectKernel select;
+        UnaryKernel unary;
+        ComponentKernel component;
+    };
 };
 
+/// Looks up what `step` needs. Any step will do; what it names and does not exist is null.
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers);
+
+/// Does the same for all steps of a plan. `resolved` must be empty and have the capacity, so that
+/// nothing is allocated.
+void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& registers,
+                std::vector<ResolvedStep>& resolved);
 
 /// The operation of `Add`, `Subtract`, `Multiply` or `Divide`.
 inline ArithmeticOp arithmeticOp(OpCode op) {
     return static_cast<ArithmeticOp>(static_cast<std::uint32_t>(op) -
                                      static_cast<std::uint32_t>(OpCode::Add));
 }
-
-/// The first steps of a plan, resolved for a run. There is room for those of most programs, on the
-/// stack since a run takes no memory; of a longer one the others are resolved each time.
-class ResolvedPlan {
-  public:
-    void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& registers) {
-        count = steps.size();
-        for (std::size_t number = 0; number < count && number < room; ++number)
-            resolved[number] = resolve(steps[number], registers);
-    }
-
-    /// Of how many steps the plan is.
-    std::size_t stepCount() const { return count; }
-
-    /// The first steps, as many as are resolved. The others have to be as they come.
-    const ResolvedStep* first() const { return resolved; }
-    std::size_t resolvedCount() const { return count < room ? count : room; }
-
-  private:
-    static constexpr std::size_t room = 64;
-    ResolvedStep resolved[room];
-    std::size_t count = 0;
-};
 
 } // namespace Fenlet

@@ -1,9 +1,7 @@
-// One step over the current block, and all of them.
-#include "frame/block_knowledge.h"
-#include "frame/find_provider.h"
-#include "frame/resolved_step.h"
+// Running one step over the current block, or all steps of the plan.
+#include "frame/provider_steps.h"
+#include "frame/step_frame.h"
 #include "frame/step_rules.h"
-#include "frame/validity.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
 #include "kernels/comparisons/comparisons.h"
@@ -11,9 +9,7 @@
 #include "kernels/select/select.h"
 #include "kernels/unary/unary.h"
 #include "sources/component.h"
-#include "sources/field_indices.h"
 #include "sources/load_constant.h"
-#include "sources/load_uniform.h"
 
 #include <fenletexec/interpreter.h>
 
@@ -22,37 +18,8 @@
 namespace Fenlet {
 namespace {
 
-/// What all steps of a block have in common.
-struct BlockFrame {
-    const FenletProgram* program; ///< null where there are no steps, since no plan stands
-    const Bindings& bindings;
-    std::int64_t* elementIndices;
-    long long blockStart;
-    int count;
-    BlockKnowledge& known;
-};
-
-/// What a step has at hand: itself, and what it may touch.
-struct StepFrame {
-    const BlockFrame& block;
-    const Interpreter::Step& step;
-    const ResolvedStep& resolved;
-
-    std::int64_t resultLanes() const { return std::int64_t{block.count} * step.resultMultiplicity; }
-    /// The operand's validity, or null, which means valid throughout, where that is known.
-    const unsigned char* doubtfulValidity(int slot) const {
-        return block.known.isValid(step.operands[slot]) ? nullptr : resolved.operandValidity[slot];
-    }
-    /// Looks through the result's validity, which the step has written in a way of its own.
-    void findOutValidity() const {
-        if (block.known.remembers(step.result))
-            block.known.setValid(step.result,
-                                 isOneThroughout(resolved.resultValidity, block.count));
-    }
-};
-
-// One value for each element, packed from the start of the data area whatever the result's
-// multiplicity is.
+// Stores one value for each element from the start of the data area, even if the result has several
+// components.
 Fault runElementIndex(const StepFrame& frame) {
     if (const Fault fault = StepRules::elementIndex(frame.step))
         return fault;
@@ -67,90 +34,6 @@ Fault runLoadConstant(const StepFrame& frame) {
         frame.block.program->constants[static_cast<std::size_t>(frame.step.immediate)],
         frame.step.resultKind, frame.resolved.result, frame.block.count,
         frame.step.resultMultiplicity, frame.block.known.isAlike(frame.step.result));
-}
-
-Fault runLoadUniform(const StepFrame& frame) {
-    if (frame.block.bindings.uniforms == nullptr)
-        return Faults::uniformBinding;
-    if (const Fault fault = StepRules::uniform(frame.step, *frame.block.program))
-        return fault;
-    return loadUniform(*frame.block.bindings.uniforms, frame.step.immediate, frame.step.resultKind,
-                       frame.resolved.result, frame.block.count, frame.step.resultMultiplicity,
-                       frame.block.known.isAlike(frame.step.result));
-}
-
-/// The numbers of the elements that a field is read at: with an operand its values, without one the
-/// block's own. They are read where they stand, unless they are of another width or would be
-/// overwritten by the values that are read.
-const std::int64_t* indicesOf(const StepFrame& frame) {
-    const Interpreter::Step& step = frame.step;
-    if (step.arity <= 0)
-        countUp(reinterpret_cast<unsigned char*>(frame.block.elementIndices),
-                frame.block.blockStart, frame.block.count);
-    else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
-        // By way of void: every register begins on a cache line.
-        return static_cast<const std::int64_t*>(
-            static_cast<const void*>(frame.resolved.operands[0]));
-    else
-        copyIndices(frame.block.elementIndices, frame.resolved.operands[0], step.operandKinds[0],
-                    frame.block.count);
-    return frame.block.elementIndices;
-}
-
-/// Whether the element numbers are valid and run on by one. Many fields are read at the same ones.
-bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
-    BlockKnowledge& known = frame.block.known;
-    const int operand = frame.step.operands[0];
-    if (frame.step.arity <= 0 || (known.ownNumbers == operand && known.isValid(operand)))
-        return true;
-    if (known.scanned != operand) {
-        known.scannedRunsOn = isContiguous(indices, frame.doubtfulValidity(0), frame.block.count);
-        known.scanned = operand;
-    }
-    return known.scannedRunsOn;
-}
-
-Fault runLoadField(const StepFrame& frame) {
-    const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::field(step, *frame.block.program))
-        return fault;
-    CpuFieldAccessor* const field =
-        findProvider(frame.block.bindings.fields, frame.block.bindings.fieldCount, step.immediate);
-    if (field == nullptr)
-        return Faults::fieldBindingOfStep;
-    if (const Fault fault = StepRules::fieldIndexOperand(step))
-        return fault;
-
-    const std::int64_t* const indices = indicesOf(frame);
-    const FieldRead request{frame.resolved.result,
-                            frame.resolved.resultValidity,
-                            step.resultKind,
-                            step.resultMultiplicity,
-                            indices,
-                            indicesRunOn(frame, indices),
-                            frame.block.count};
-    if (!field->read(request))
-        return Faults::fieldDeclined;
-    frame.findOutValidity();
-    return Faults::none;
-}
-
-Fault runSample(const StepFrame& frame) {
-    const Interpreter::Step& step = frame.step;
-    if (const Fault fault = StepRules::sampler(step, *frame.block.program))
-        return fault;
-    FenletSampler* const sampler = findProvider(frame.block.bindings.samplers,
-                                                frame.block.bindings.samplerCount, step.immediate);
-    if (sampler == nullptr)
-        return Faults::samplerBindingOfStep;
-    const bool sampled =
-        sampler->sample(frame.resolved.operands[0], step.operandKinds[0],
-                        step.operandMultiplicities[0], frame.resolved.result, step.resultKind,
-                        step.resultMultiplicity, frame.resolved.resultValidity, frame.block.count);
-    if (!sampled)
-        return Faults::samplerDeclined;
-    frame.findOutValidity();
-    return Faults::none;
 }
 
 Fault runComponent(const StepFrame& frame) {
@@ -172,7 +55,7 @@ Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const UnaryArgs args{frame.resolved.result, frame.resolved.operands[0], frame.block.count,
                          step.operandMultiplicities[0]};
     frame.resolved.unary(args);
-    // As many lanes as the operand has are negated, which is more than the result has room for.
+    // Negates all lanes of the operand. If the result has fewer, this writes beyond it.
     if (op == UnaryOp::Negate && step.operandMultiplicities[0] > step.resultMultiplicity)
         frame.block.known.forget();
     return Faults::none;
@@ -198,13 +81,13 @@ Fault runArithmetic(const StepFrame& frame) {
                               step.rightScalar,
                               op};
     frame.resolved.arithmetic(args);
-    // Divisors that are zero make elements invalid.
+    // An integer division by zero makes the element invalid.
     if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
         frame.findOutValidity();
     return Faults::none;
 }
 
-// The result is valid throughout: what an invalid operand means, its value tells.
+// The result is always valid. Where an operand is not, its value is unknown.
 Fault runComparison(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::comparison(step))
@@ -244,7 +127,7 @@ Fault runIsTrue(const StepFrame& frame) {
     return Faults::none;
 }
 
-// Both operands are read flat: one of a single component is not repeated over the other's.
+// Reads both operands lane by lane. A single component is not paired with the other operand's.
 Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
     if (const Fault fault = StepRules::andOr(frame.step))
         return fault;
@@ -315,7 +198,22 @@ Fault runOpCode(const StepFrame& frame) {
     return Faults::opCode;
 }
 
-/// Gives the result the validity of the first two operands together.
+/// Writes 1 to `result` where both operands are valid, else 0. A null operand counts as valid.
+void combineValidity(unsigned char* result, const unsigned char* left, const unsigned char* right,
+                     int count) {
+    if (count <= 0)
+        return;
+    if (left == nullptr)
+        left = right;
+    if (right == nullptr)
+        right = left;
+    if (left == nullptr)
+        std::memset(result, 1, static_cast<std::size_t>(count));
+    else
+        bothValid(result, left, right, count);
+}
+
+/// Makes the result valid where the first two operands are.
 void passValidityOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const ResolvedStep& resolved = frame.resolved;
@@ -341,8 +239,8 @@ Fault runOn(const StepFrame& frame) {
     return Faults::none;
 }
 
-/// As `runOn`, for the step that most programs have most of: one loop, from operands to a result
-/// all of which are known to be valid. False, with nothing done, for any other.
+/// Runs the most common kind of step the short way: one loop, from operands to a result that are
+/// all known to be valid. Returns false, with nothing done, for any other step.
 bool runPlainly(const BlockFrame& block, const Interpreter::Step& step,
                 const ResolvedStep& resolved) {
     BlockKnowledge& known = block.known;
@@ -355,11 +253,11 @@ bool runPlainly(const BlockFrame& block, const Interpreter::Step& step,
     return true;
 }
 
-/// Runs `count` steps, of which each counts when it begins.
-Fault runAll(const BlockFrame& block, const Interpreter::Step* step, const ResolvedStep* resolved,
-             std::size_t count, std::uint64_t& executed) {
+/// Runs `count` steps. A step counts as executed when it begins.
+Fault runAll(BlockFrame& block, const Interpreter::Step* step, const ResolvedStep* resolved,
+             std::size_t count) {
     for (; count > 0; --count, ++step, ++resolved) {
-        ++executed;
+        ++block.executedSteps;
         if (runPlainly(block, *step, *resolved))
             continue;
         if (const Fault fault = runOn({block, *step, *resolved}))
@@ -372,23 +270,29 @@ Fault runAll(const BlockFrame& block, const Interpreter::Step* step, const Resol
 
 bool Interpreter::runStep(const Step& step, const Bindings& bindings, long long blockStart) {
     BlockKnowledge nothing;
-    const BlockFrame block{
-        program, bindings, elementIndices.data(), blockStart, registers.liveElements(), nothing};
+    BlockFrame block{
+        program, bindings,  elementIndices.data(), blockStart, registers.liveElements(),
+        nothing, registers, stepsExecuted,         planNumber};
+    const std::uint64_t plan = planNumber;
     const ResolvedStep resolved = resolve(step, registers);
-    const Fault fault = runAll(block, &step, &resolved, 1, stepsExecuted);
-    return fault ? refuseAtRun(fault.code, fault.message) : true;
+    const Fault fault = runAll(block, &step, &resolved, 1);
+    return fault ? refuseStep(fault.code, fault.message, plan) : true;
 }
 
-bool Interpreter::runBlock(const ResolvedPlan& plan, const Bindings& bindings, long long blockStart,
-                           BlockKnowledge& known) {
-    const BlockFrame block{
-        program, bindings, elementIndices.data(), blockStart, registers.liveElements(), known};
-    Fault fault = runAll(block, steps.data(), plan.first(), plan.resolvedCount(), stepsExecuted);
-    for (std::size_t number = plan.resolvedCount(); !fault && number < steps.size(); ++number) {
-        const ResolvedStep resolved = resolve(steps[number], registers);
-        fault = runAll(block, &steps[number], &resolved, 1, stepsExecuted);
-    }
-    return fault ? refuseAtRun(fault.code, fault.message) : true;
+bool Interpreter::runBlock(const Bindings& bindings, long long blockStart, BlockKnowledge& known) {
+    BlockFrame block{
+        program, bindings,  elementIndices.data(), blockStart, registers.liveElements(),
+        known,   registers, stepsExecuted,         planNumber};
+    const std::uint64_t plan = planNumber;
+    const Fault fault = runAll(block, steps.data(), resolvedSteps.data(), resolvedSteps.size());
+    return fault ? refuseStep(fault.code, fault.message, plan) : true;
+}
+
+// A provider that changed the plan counts as declining. If its own `configure` was refused, that
+// says more, so the words of that refusal stay.
+bool Interpreter::refuseStep(ExecRefusal code, const char* message, std::uint64_t planOfRun) {
+    const bool isSaid = planNumber != planOfRun && refusal != ExecRefusal::None;
+    return isSaid ? false : refuseAtRun(code, message);
 }
 
 } // namespace Fenlet

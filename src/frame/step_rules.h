@@ -1,7 +1,14 @@
-// What an opcode demands of a planned step before any data is seen.
+// The rules of single opcodes that depend on no data: immediates, kinds and component counts.
 //
-// Each rule stands here once. `validateStep` asks them when the plan is made, and `runStep` asks
-// them again on every step, as a second line.
+// `validateStep` applies them when a plan is made. The code that runs an opcode applies them again
+// each time, as `runStep` accepts any step and the program may have changed since it was planned.
+// The two choose the rules of an opcode separately, because a run also checks for providers between
+// them, in an order that is fixed for each opcode.
+//
+// Other rules are elsewhere. Planning (`plan.cpp`) checks once what is the same for all opcodes:
+// register numbers, arity, and that the operands' multiplicities fit together. Whether the host
+// brought a provider is checked before a run and by each step (`provider_steps.cpp`). Whether there
+// is a kernel for a step's kinds is known to the kernel families, and is first asked by a run.
 #pragma once
 
 #include "sources/block_scratch.h"
@@ -26,7 +33,7 @@ inline Fault elementIndex(const Step& step) {
     return step.resultKind == CpuElementKind::Int64 ? Faults::none : Faults::elementIndexKind;
 }
 
-// The limit is on the constant's own components, whatever the register has: it is they that are put
+// The limit is on the constant's own components, not the register's, as the constant is what is put
 // into the scratch.
 inline Fault constant(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.constants))
@@ -35,7 +42,7 @@ inline Fault constant(const Step& step, const FenletProgram& program) {
     return constant.multiplicity <= scratchComponents ? Faults::none : Faults::constantMultiplicity;
 }
 
-// The limit is on the register's components: so many the host's source is asked for.
+// The limit is on the register's components, as the host is asked for that many.
 inline Fault uniform(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.uniforms))
         return Faults::uniformIndex;
@@ -67,8 +74,8 @@ inline Fault notOrIsTrue(const Step& step) {
     return fits ? Faults::none : Faults::notKinds;
 }
 
-// Operand kinds are left to the kernels, which alone know the pairs that they serve. A scalar on
-// the left has none: the host writes it on the right, with the mirrored comparison.
+// Which operand kinds are supported is up to the kernels. No kernel takes a scalar on the left: a
+// program has it on the right, with the mirrored comparison.
 inline Fault comparison(const Step& step) {
     if (!isTribool(step.resultKind))
         return Faults::comparisonKind;
@@ -81,7 +88,7 @@ inline Fault andOr(const Step& step) {
     return fits ? Faults::none : Faults::andKinds;
 }
 
-// The arms' kinds are left to the kernels.
+// Which kinds of arms are supported is up to the kernels.
 inline Fault select(const Step& step) {
     if (!isTribool(step.operandKinds[0]))
         return Faults::conditionKind;

@@ -1,4 +1,4 @@
-// The last pass of planning: the rules of each opcode that do not depend on data.
+// The last pass of planning: the rules of each opcode that depend on no data.
 #include "frame/step_rules.h"
 
 #include <fenletexec/interpreter.h>
@@ -37,7 +37,7 @@ Fault findFault(const Interpreter::Step& step, const FenletProgram& program) {
         return StepRules::andOr(step);
     case OpCode::Select:
         return StepRules::select(step);
-    // What these can take is known to their kernels alone, and so is an opcode that has none.
+    // Only the kernels know which kinds these support. Unknown opcodes are refused when they run.
     case OpCode::Nop:
     case OpCode::Negate:
     case OpCode::Length:

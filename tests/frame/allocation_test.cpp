@@ -237,8 +237,80 @@ TEST(FailedAllocation, PassesOutOfConfigureAndTheNextOneWorks) {
             ASSERT_TRUE(interpreter.evaluate(100, 70, host.bindings, host.sink));
             EXPECT_EQ(host.sink.lastNumber, 169);
         }
-        // Slots, storage, index buffer and steps.
-        EXPECT_GE(number, 4u);
+        // Slots, storage, index buffer, notes on registers, resolved steps and steps.
+        EXPECT_EQ(number, 6u);
+    }
+}
+
+/// True when `run` ends in the allocator's exception.
+template <class Run>
+bool endsInBadAlloc(Run run) {
+    try {
+        EXPECT_TRUE(run());
+        return false;
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
+
+/// A sink that has another program planned in its first block, with the allocation of this number
+/// failing.
+class PlanningSink : public BlockSink {
+  public:
+    Interpreter* interpreter = nullptr;
+    const FenletProgram* next = nullptr;
+    std::size_t allocation = 0;
+    bool catches = false; ///< otherwise the exception leaves the sink
+    bool failed = false;
+    int blocks = 0;
+
+    bool consume(const RegisterFile&, long long, int) override {
+        if (++blocks > 1)
+            return blocks < 20;
+        const FailingAllocation failing(allocation);
+        try {
+            return interpreter->configure(*next, 64);
+        } catch (const std::bad_alloc&) {
+            failed = true;
+            if (!catches)
+                throw;
+        }
+        return true;
+    }
+};
+
+TEST(FailedAllocation, InASinkThatConfiguresEndsTheRun) {
+    const SourcesProgram small(3);
+    const SourcesProgram large(40);
+    for (const bool catches : {false, true}) {
+        std::size_t number = 0;
+        for (;; ++number) {
+            SCOPED_TRACE(std::to_string(number) + (catches ? ", caught" : ", not caught"));
+            QuietHost host;
+            Interpreter interpreter;
+            ASSERT_TRUE(interpreter.configure(small, 4));
+            PlanningSink sink;
+            sink.interpreter = &interpreter;
+            sink.next = &large;
+            sink.allocation = number;
+            sink.catches = catches;
+            const auto run = [&] { return interpreter.evaluate(0, 12, host.bindings, sink); };
+            const bool wasThrown = !catches && endsInBadAlloc(run);
+            const bool finished = catches && run();
+            EXPECT_EQ(wasThrown, !catches && sink.failed);
+            EXPECT_EQ(finished, catches && !sink.failed);
+            if (!sink.failed)
+                break;
+            EXPECT_EQ(sink.blocks, 1);
+            expectReason(interpreter, ExecRefusal::None, nullptr);
+            expectSound(interpreter.registerFile());
+
+            ASSERT_TRUE(interpreter.configure(large, 64));
+            EXPECT_TRUE(interpreter.evaluate(100, 70, host.bindings, host.sink));
+            EXPECT_EQ(host.sink.lastNumber, 169);
+        }
+        // Slots, storage, index buffer, notes on registers, resolved steps and steps.
+        EXPECT_EQ(number, 6u);
     }
 }
 

@@ -99,6 +99,37 @@ TEST(StepValidity, IsMadeFromTheOperandsByArityAlone) {
     }
 }
 
+TEST(StepValidity, IsMadeForBlocksOfAnyLength) {
+    ProgramSketch program;
+    for (int number = 0; number < 3; ++number)
+        program.addRegister(RegisterFormat::Int64);
+    const RecordingHost host;
+    Interpreter interpreter;
+    ASSERT_TRUE(interpreter.configure(program, 201));
+    auto& registers = const_cast<RegisterFile&>(interpreter.registerFile());
+    Step step;
+    step.op = unknown;
+    step.arity = 2;
+    step.result = 0;
+    step.operands[0] = 1;
+    step.operands[1] = 2;
+    for (int count = 0; count <= 200; ++count) {
+        registers.setBlockLength(count);
+        Bytes expected(201, 42);
+        for (int i = 0; i < 201; ++i) {
+            const auto a = static_cast<unsigned char>(i * 7 % 5);
+            const auto b = static_cast<unsigned char>(i * 11 % 3 * 85);
+            registers.validity(0)[i] = 42;
+            registers.validity(1)[i] = a;
+            registers.validity(2)[i] = b;
+            if (i < count)
+                expected[static_cast<std::size_t>(i)] = a != 0 && b != 0;
+        }
+        EXPECT_FALSE(interpreter.runStep(step, host.bindings, 0));
+        EXPECT_EQ(Bytes(registers.validity(0), registers.validity(0) + 201), expected) << count;
+    }
+}
+
 TEST(StepValidity, IsMadeBeforeAnyCheckOfTheOpcode) {
     ValidityBench bench({result, left, right, third});
     Step step;

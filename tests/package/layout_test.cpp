@@ -176,6 +176,11 @@ struct InterpreterFields {
     ExecRefusal refusal;
     const char* refusalMessage;
     std::uint64_t stepsExecuted;
+    // What follows is nobody else's business.
+    std::vector<Step> resolvedSteps;
+    std::vector<bool*> registerFacts;
+    std::uint64_t planNumber;
+    bool planIncomplete;
 };
 static_assert(std::is_standard_layout_v<Interpreter>);
 static_assert(sizeof(Interpreter) == sizeof(InterpreterFields));
