@@ -1,4 +1,4 @@
-// The storage kinds that a register can have on the processor.
+// The storage kinds: how registers are stored in memory.
 #pragma once
 
 #include <fenletexec/export.h>
@@ -19,15 +19,15 @@ enum class CpuElementKind : std::int32_t {
     Float64 = 6,     ///< IEEE 754 binary64
 };
 
-/// The kind's name as the enumeration spells it, "Unsupported" for a value outside it. The text has
-/// static lifetime.
+/// The enumerator's name, "Unsupported" for a value outside the enumeration. The text has static
+/// lifetime.
 FENLETEXEC_API const char* cpuElementKindName(CpuElementKind kind);
 
 /// Bytes of one component: 0 for `Unsupported` and for a value outside the enumeration.
 FENLETEXEC_API std::int32_t elementSize(CpuElementKind kind);
 
-/// The kind in which a register of this format is stored. `Int8`, `Int16` and `Int32` all become
-/// `CpuElementKind::Int32`; a format outside the enumeration is `Unsupported`.
+/// The kind in which a register of this format is stored. `Int8`, `Int16` and `Int32` are all
+/// stored as `CpuElementKind::Int32`. A format outside the enumeration gives `Unsupported`.
 FENLETEXEC_API CpuElementKind blockElement(RegisterFormat format);
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// What the shared library shows. Everything else is hidden.
+// Marks what the shared library exports. Everything else is hidden.
 #pragma once
 
 #if defined(FENLETEXEC_STATIC) || defined(_WIN32)

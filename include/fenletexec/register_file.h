@@ -18,15 +18,15 @@ struct RegisterSpec {
 };
 
 /// Where a register's two areas begin within the register file's storage, in bytes. Both offsets
-/// are multiples of 64. Where the storage itself begins is nobody's to count on.
+/// are multiples of 64. Do not rely on the alignment of the storage itself.
 struct RegisterSlot {
     RegisterSpec spec;
     std::uint64_t dataOffset = 0;
     std::uint64_t validityOffset = 0;
 };
 
-/// Memory from the general allocator that begins with a cache line, so that no vector within an
-/// area lies across two: many loads of wide vectors would take twice the time.
+/// Allocates memory that begins on a cache line. A vector that lies across two lines would often
+/// take twice the time to load.
 template <class Value>
 struct LineAllocator {
     using value_type = Value;
@@ -53,29 +53,29 @@ struct LineAllocator {
 
 /// All registers of a program, for one block of elements.
 ///
-/// A register has a data area and a validity area, disjoint from every other. Component c of
-/// element e stands in the data area at component index e * multiplicity + c. The validity area has
-/// one byte for each element, shared by its components: 0 means that the element has no value, any
-/// other byte that it has one. Only the first `liveElements()` elements of an area mean anything,
-/// and the value of an element that is not valid is whatever was last written there.
+/// A register has a data area and a validity area. No two areas overlap. Component c of element e
+/// is at component index e * multiplicity + c of the data area. The validity area has one byte for
+/// each element, shared by its components: 0 if the element has no value, anything else if it has
+/// one. Only the first `liveElements()` elements of an area are meaningful. The data of an element
+/// that is not valid is whatever was last written there.
 class RegisterFile {
   public:
     FENLETEXEC_API RegisterFile();
 
-    /// Lays out `count` registers for blocks of at most `blockSize` elements, all bytes zero.
-    /// `specs` may be null only when `count` is 0; it is copied. Nothing of an earlier layout
-    /// survives but capacity. Returns false, with `failure()` saying why and no layout left, when
-    /// `blockSize` is below 1, `count` is negative or without specs, a kind is `Unsupported` or a
-    /// multiplicity below 1. Memory that cannot be had is the allocator's exception.
+    /// Lays out `count` registers for blocks of at most `blockSize` elements, and clears all bytes.
+    /// `specs` is copied, and may be null only if `count` is 0. An earlier layout is discarded, but
+    /// its memory is reused. Fails if `blockSize` is below 1, `count` is negative, `specs` is
+    /// missing, a kind is `Unsupported` or a multiplicity is below 1: returns false, `failure()`
+    /// says why, and no layout is left. Throws what the allocator throws.
     FENLETEXEC_API bool configure(const RegisterSpec* specs, int count, int blockSize);
 
-    /// The first byte of the register's data area, null for a number that is not a register's.
+    /// The first byte of the register's data area. Null if there is no register of this number.
     const unsigned char* data(int number) const { return area(number, &RegisterSlot::dataOffset); }
     unsigned char* data(int number) {
         return const_cast<unsigned char*>(area(number, &RegisterSlot::dataOffset));
     }
 
-    /// The first byte of the register's validity area, null for a number that is not a register's.
+    /// The first byte of the register's validity area. Null if there is no register of this number.
     const unsigned char* validity(int number) const {
         return area(number, &RegisterSlot::validityOffset);
     }
@@ -86,27 +86,27 @@ class RegisterFile {
     /// Number of registers.
     int registerCount() const { return static_cast<int>(slots.size()); }
 
-    /// Kind and multiplicity of register `number`, which must be one.
+    /// Kind and multiplicity of register `number`, which must exist.
     const RegisterSpec& specOf(int number) const {
         return slots[static_cast<std::size_t>(number)].spec;
     }
 
-    /// Layout of register `number`, which must be one.
+    /// Layout of register `number`, which must exist.
     const RegisterSlot& slotOf(int number) const { return slots[static_cast<std::size_t>(number)]; }
 
-    /// Bytes of all areas together.
+    /// Bytes of all areas together, with what aligns them.
     std::size_t byteCount() const { return storage.size(); }
 
-    /// Elements that every area has room for; 0 while not configured.
+    /// Elements that fit into every area; 0 if nothing is laid out.
     int elementCapacity() const { return blockSize; }
 
     /// Elements of the current block.
     int liveElements() const { return blockLength; }
 
-    /// Why the last `configure` failed, null after a success. The text has static lifetime.
+    /// Why the last `configure` failed, null if it succeeded. The text has static lifetime.
     const char* failure() const { return lastError; }
 
-    /// Sets the number of live elements, clamped to between 0 and `elementCapacity()`.
+    /// Sets the number of live elements, clamped to the range 0 to `elementCapacity()`.
     void setBlockLength(int length) {
         blockLength = length < 0 ? 0 : length > blockSize ? blockSize : length;
     }
