@@ -7,8 +7,9 @@
 //
 // Other rules are elsewhere. Planning (`plan.cpp`) checks once what is the same for all opcodes:
 // register numbers, arity, and that the operands' multiplicities fit together. Whether the host
-// brought a provider is checked before a run and by each step (`provider_steps.cpp`). Whether there
-// is a kernel for a step's kinds is known to the kernel families, and is first asked by a run.
+// brought a provider is checked before a run and by each step (`provider_steps.cpp`). Only the
+// kernel families know whether there is a kernel for a step's kinds; a step without one is refused
+// when it runs.
 #pragma once
 
 #include "sources/block_scratch.h"

@@ -1,4 +1,4 @@
-// What allocates and what does not, and what is left when memory cannot be had.
+// What allocates memory, what does not, and the state after an allocation has failed.
 #include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -17,7 +17,7 @@ namespace {
 
 using namespace Doubles;
 
-// A host that allocates nothing itself.
+// A host that allocates nothing.
 
 class QuietField : public CpuFieldAccessor {
   public:
@@ -42,7 +42,7 @@ class QuietSampler : public FenletSampler {
     }
 };
 
-/// Ends a run that gives it more blocks than it should.
+/// Ends a run that delivers too many blocks.
 class LimitedSink : public BlockSink {
   public:
     int blocks = 0;
@@ -65,8 +65,8 @@ struct QuietHost {
     Bindings bindings{fields, 1, &uniforms, samplers, 1};
 };
 
-/// `count` registers, at least one, and an instruction for each: numbers in register 0, the other
-/// sources in turn after it.
+/// `count` registers, at least one, each with an instruction that fills it: element numbers in
+/// register 0, then the other sources in turn.
 struct SourcesProgram : ProgramSketch {
     explicit SourcesProgram(int count) {
         addConstant(realConstant({1, 2, 3}));
@@ -143,7 +143,7 @@ TEST(Allocation, HappensInNoRepeatedConfigure) {
         planned &= interpreter.configure(program, 16);
         refusals += !interpreter.configure(badRule, 16);
         planned &= interpreter.configure(program, 16);
-        // Nor for anything that fits into what there is.
+        // Nor for a smaller program.
         planned &= interpreter.configure(smaller, 8);
         planned &= interpreter.configure(program, 16);
         EXPECT_EQ(allocations.count(), 0u);
@@ -173,9 +173,9 @@ TEST(Allocation, OfARegisterFileTakesExactlyWhatALayoutNeeds) {
     EXPECT_EQ(smaller.count(), 0u);
 }
 
-// Memory that runs out.
+// Failing allocations.
 
-/// Absent, or consistent: no area that is there reaches past the storage.
+/// Every area is either absent or lies within the storage.
 void expectSound(const RegisterFile& registers) {
     for (int number = 0; number < registers.registerCount(); ++number) {
         const RegisterSlot& slot = registers.slotOf(number);
@@ -192,7 +192,7 @@ void expectSound(const RegisterFile& registers) {
     EXPECT_LE(registers.liveElements(), registers.elementCapacity());
 }
 
-/// Configures with the allocation of this number failing. True when it failed.
+/// Configures while the allocation of this number fails. Returns whether it did fail.
 bool failsToConfigure(Interpreter& interpreter, const FenletProgram& program,
                       std::size_t allocation) {
     const FailingAllocation failing(allocation);
@@ -225,7 +225,7 @@ TEST(FailedAllocation, PassesOutOfConfigureAndTheNextOneWorks) {
             EXPECT_EQ(interpreter.executedSteps(), 0u);
             expectSound(interpreter.registerFile());
 
-            // Nobody should run it now, but who does gets to an end.
+            // Running it now is a mistake, but must be safe.
             host.sink.blocks = 0;
             const bool hasRoom = interpreter.registerFile().elementCapacity() > 0;
             const bool ran = interpreter.evaluate(0, 6, host.bindings, host.sink);
@@ -242,7 +242,7 @@ TEST(FailedAllocation, PassesOutOfConfigureAndTheNextOneWorks) {
     }
 }
 
-/// True when `run` ends in the allocator's exception.
+/// Whether `run` throws what the allocator throws.
 template <class Run>
 bool endsInBadAlloc(Run run) {
     try {
@@ -253,8 +253,7 @@ bool endsInBadAlloc(Run run) {
     }
 }
 
-/// A sink that has another program planned in its first block, with the allocation of this number
-/// failing.
+/// In the first block, configures another program while the allocation of this number fails.
 class PlanningSink : public BlockSink {
   public:
     Interpreter* interpreter = nullptr;
@@ -333,9 +332,9 @@ TEST(FailedAllocation, LeavesARegisterFileThatCanBeLaidOutAgain) {
     }
 }
 
-// Layouts that no memory holds, up to those that 64 bits do not count.
+// Layouts too large for memory, or even for 64 bits.
 
-/// True when `layOut` ends as a container or the allocator ends it.
+/// Whether `layOut` throws what containers or the allocator throw.
 template <class LayOut>
 bool isTooLarge(LayOut layOut) {
     try {
@@ -400,7 +399,7 @@ TEST(HugeLayouts, EndInTheAllocatorsExceptionOrALengthError) {
     }
 }
 
-// A bad spec behind registers that no memory holds is still found first.
+// A bad spec is found before the size matters.
 TEST(HugeLayouts, AreRefusedForABadSpecFirst) {
     const RegisterSpec specs[] = {{CpuElementKind::Float64, INT_MAX},
                                   {CpuElementKind::Float64, INT_MAX},

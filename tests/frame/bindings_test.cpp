@@ -1,4 +1,4 @@
-// The check of the host's providers before a run.
+// The check for missing providers before a run.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -10,7 +10,7 @@ namespace {
 
 using namespace Doubles;
 
-/// Reads field 1 of three, sampler 1 of three and uniform 0, each on request.
+/// Can read field 1 of three, sampler 1 of three and uniform 0.
 struct ReadingProgram : BenchProgram {
     ReadingProgram() {
         fields.resize(3);

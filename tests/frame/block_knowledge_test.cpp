@@ -1,5 +1,5 @@
-// A run remembers what it has found out of a block. What it hands to the sink is what its steps
-// leave that know nothing of each other.
+// A run remembers facts about the current block. Its results must be those of steps that are run
+// one by one and remember nothing.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -19,13 +19,13 @@ using Bytes = std::vector<unsigned char>;
 constexpr int blockSize = 64;
 constexpr int elementCount = 150;
 
-/// A program with one field, and what that field does.
+/// A program and the behaviour of its one field.
 struct Case {
     ProgramSketch program;
     std::function<bool(const FieldRead&)> read = [](const FieldRead&) { return true; };
 };
 
-/// All register bytes after each block, each step run by itself.
+/// All register bytes after each block, with every step run separately.
 std::vector<Bytes> blocksOfSteps(const Case& run) {
     std::vector<Bytes> blocks;
     Interpreter interpreter;
@@ -139,7 +139,7 @@ TEST(BlockKnowledge, OfNumbersEndsWhereAFieldIsReadIntoThem) {
     run.program.add(OpCode::LoadField, numbers, {own}, 0);
     run.program.add(OpCode::LoadField, numbers, {numbers}, 0);
     run.program.add(OpCode::LoadField, told, {numbers}, 0);
-    // Numbers that run on, then scattered ones in their place, then what was said of those.
+    // Reads 0 and 1 give ascending and scattered numbers, read 2 stores what it is told about them.
     run.read = [call = 0](const FieldRead& request) mutable {
         const int turn = call++ % 3;
         if (turn == 2)
@@ -154,8 +154,8 @@ TEST(BlockKnowledge, OfNumbersEndsWhereAFieldIsReadIntoThem) {
     expectTheSame(run);
 }
 
-/// Negates as many lanes as a wide register has into a narrow one, and so past its end: the first
-/// of them come to stand where the register after it begins.
+/// For negating a wide register into a narrow one, which writes beyond the narrow one, into the
+/// register after it.
 struct Overrun : Case {
     Overrun() {
         program.addRegister(RegisterFormat::Float32, 16);
@@ -176,7 +176,7 @@ TEST(BlockKnowledge, IsLostWhereANegationRunsPastItsRegister) {
     expectTheSame(run);
 }
 
-/// Registers 0 to 3 of one Float32 each, and the constants 1 and 2.
+/// Four Float32 registers and the constants 1 and 2.
 struct TwoConstants : Case {
     TwoConstants() {
         for (int i = 0; i < 4; ++i)
@@ -199,7 +199,7 @@ TEST(BlockKnowledge, OfConstantsEndsWhenTheirRegisterIsWritten) {
     run.program.add(OpCode::Add, 2, {0, 1});
     run.program.add(OpCode::LoadField, 0, {index}, 0);
     run.program.add(OpCode::Add, 1, {1, 1});
-    // Everything but the first element, which would tell.
+    // All elements but the first, which alone is compared with the constant.
     run.read = [](const FieldRead& request) {
         std::memset(request.values + 4, 0x40, static_cast<std::size_t>(request.count - 1) * 4);
         return true;
@@ -249,7 +249,7 @@ TEST(BlockKnowledge, OfConstantsIsLostWhereANegationRunsPastItsRegister) {
     expectTheSame(run);
 }
 
-/// What each read of a field was told: whether its numbers run on, and the numbers.
+/// What each read of the field was told about its element numbers: whether they ascend by one.
 std::vector<bool> runsOn(const Case& run) {
     RecordingField field;
     CpuFieldAccessor* const fields[] = {&field};
@@ -280,8 +280,7 @@ TEST(BlockKnowledge, OfElementNumbersEndsWhenTheirRegisterIsWritten) {
 TEST(BlockKnowledge, OfElementNumbersCountsTheirValidity) {
     FieldSum run;
     run.program.registers[1].format = RegisterFormat::Int64;
-    // Elements are read at the values of a field, and those are the block's own numbers but one of
-    // them missing.
+    // Reads at the values of a field, which are the block's own element numbers with one missing.
     run.program.add(OpCode::LoadField, 2, {1}, 0);
     run.program.add(OpCode::ElementIndex, 1);
     run.program.add(OpCode::LoadField, 2, {1}, 0);
@@ -312,13 +311,13 @@ TEST(BlockKnowledge, OfElementNumbersCountsTheirValidity) {
 
 TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
     FieldSum run;
-    run.program.add(OpCode::LoadField, 0, {0}, 0); // into the register of its own numbers
+    run.program.add(OpCode::LoadField, 0, {0}, 0); // overwrites its own element numbers
     run.program.add(OpCode::LoadField, 1, {0}, 0);
     run.read = [](const FieldRead& request) {
         if (request.kind == CpuElementKind::Int64)
             for (int i = 0; i < request.count; ++i) {
                 const std::int64_t doubled = request.indices[i] * 2;
-                // One place too far: what is still to be read must not stand there.
+                // Stored one place ahead, where it must not overwrite an index still to be read.
                 const int place = i + 1 < request.count ? i + 1 : 0;
                 std::memcpy(request.values + place * 8, &doubled, 8);
             }
@@ -332,8 +331,8 @@ TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
     EXPECT_EQ(second, 2);
 }
 
-/// Runs a program with a sink that has another one planned after the first block. Returns the first
-/// value of register 2 in each block.
+/// Runs a program whose sink configures another one after the first block. Returns the first value
+/// of register 2 in each block.
 std::vector<float> valuesAround(Interpreter& interpreter, const FenletProgram& program,
                                 const FenletProgram& next,
                                 const std::function<bool(const FieldRead&)>& answer) {
@@ -378,7 +377,8 @@ TEST(BlockKnowledge, IsLostWhereASinkPlansAnotherProgram) {
 TEST(BlockKnowledge, OfOwnNumbersIsLostWhereASinkPlansAnotherProgram) {
     FieldSum own;
     FieldSum zeros;
-    zeros.program.instructions.erase(zeros.program.instructions.begin()); // its numbers stay zero
+    zeros.program.instructions.erase(
+        zeros.program.instructions.begin()); // the element numbers stay zero
     std::vector<bool> runOn;
     const auto note = [&runOn](const FieldRead& request) {
         runOn.push_back(request.contiguous);
@@ -389,8 +389,8 @@ TEST(BlockKnowledge, OfOwnNumbersIsLostWhereASinkPlansAnotherProgram) {
     EXPECT_EQ(runOn, (std::vector<bool>{true, false, false}));
 }
 
-/// Runs a program over so many elements in blocks of 4, with a sink that has another one planned
-/// during its first block. Returns where each block began and how long it was.
+/// Runs a program in blocks of 4, with a sink that configures another one in the first block.
+/// Returns the start and length of each block.
 std::vector<std::pair<long long, int>> blocksAround(const FenletProgram& program,
                                                     const FenletProgram& next, int nextBlockSize,
                                                     bool* finished, int elements = 10) {
@@ -429,10 +429,10 @@ TEST(BlockKnowledge, FollowsASinkThatPlansSmallerBlocks) {
         for (const FenletProgram* const to : {&some.program, &idle}) {
             EXPECT_EQ(blocksAround(*from, *to, 3, &finished), (Blocks{{0, 4}, {4, 3}, {7, 3}}));
             EXPECT_TRUE(finished);
-            // A run's blocks do not grow.
+            // Blocks do not grow during a run.
             EXPECT_EQ(blocksAround(*from, *to, 100, &finished), (Blocks{{0, 4}, {4, 4}, {8, 2}}));
             EXPECT_TRUE(finished);
-            // A refused plan ends the run, also after the last block.
+            // A refused plan ends the run, even after the last block.
             EXPECT_EQ(blocksAround(*from, *to, 0, &finished), (Blocks{{0, 4}}));
             EXPECT_FALSE(finished);
             EXPECT_EQ(blocksAround(*from, *to, 0, &finished, 4), (Blocks{{0, 4}}));

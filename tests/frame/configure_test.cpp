@@ -1,4 +1,4 @@
-// What `configure` accepts and refuses, what it plans, and the states that it leads to.
+// What `configure` accepts and refuses, the plans it makes, and the states it leads to.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -53,7 +53,7 @@ TEST(Configure, LaysOutARegisterForEachOfTheProgram) {
     EXPECT_EQ(registers.slotOf(1).validityOffset, 14080u);
 }
 
-// The registers and the block size.
+// Registers and block sizes.
 
 TEST(Configure, RefusesRegistersThatCannotBeStoredEvenUnused) {
     for (const int format : {8, 9, -1, INT_MAX, INT_MIN}) {
@@ -100,7 +100,7 @@ TEST(Configure, ReportsABadRegisterBeforeABadBlockSize) {
                            "a register format has no CPU storage", 0);
 }
 
-// The instructions' registers. In the tables below a null message stands for acceptance.
+// Registers of instructions. In the tables below, a null message means that `configure` succeeds.
 
 struct ProgramCase {
     const char* name;
@@ -202,8 +202,8 @@ TEST(PlanInstruction, ChecksRegisterNumbersAndSlots) {
         expectOutcome(row);
 }
 
-// A whole program with such a register is refused before any instruction is planned, so the program
-// changes under the plan here.
+// `configure` refuses such a program before it plans any instruction, so these tests change the
+// program afterwards.
 TEST(PlanInstruction, RefusesRegistersWithoutStorage) {
     Instruction add;
     add.op = OpCode::Add;
@@ -315,7 +315,7 @@ TEST(PlanInstruction, BeginsWithADefaultStep) {
     }
 }
 
-// Pairing multiplicities.
+// Multiplicities of operands.
 
 TEST(MultiplicityPass, MarksTheOperandThatIsBroadcast) {
     const struct {
@@ -432,7 +432,7 @@ TEST(Configure, StartsEverythingAgain) {
             EXPECT_EQ(registers.validity(number)[i], 0);
 }
 
-/// A register file as far as a refusal may have changed it.
+/// The state of a register file that a refusal may change.
 void expectLayout(const Interpreter& interpreter, int registerCount, int elementCapacity) {
     EXPECT_EQ(interpreter.registerFile().registerCount(), registerCount);
     EXPECT_EQ(interpreter.registerFile().elementCapacity(), elementCapacity);
@@ -461,7 +461,7 @@ TEST(Configure, LeavesTheRegisterFileAsFarAsItCame) {
     expectLayout(interpreter, 1, 5);
     EXPECT_FALSE(interpreter.configure(good, 0));
     expectLayout(interpreter, 0, 0);
-    // Nothing runs on any of them.
+    // None of them can run.
     EXPECT_FALSE(interpreter.evaluate(0, 3, host.bindings, host.sink));
     EXPECT_EQ(host.sink.blocks.size(), 1u);
 }
@@ -544,7 +544,7 @@ TEST(Refusing, KeepsItsWordsWhenTheInterpreterIsGone) {
     EXPECT_STREQ(message, "block size must be positive");
 }
 
-// A temporary program is gone before it is run.
+// A temporary program would no longer exist when it is run.
 template <class Program>
 constexpr bool canConfigure = requires(Interpreter& interpreter, Program&& program) {
     interpreter.configure(std::forward<Program>(program), 4);

@@ -1,4 +1,4 @@
-// The block loop: how a range is cut, what the sink and the providers see of it, and what lasts.
+// The block loop: how it divides a range, what the sink and the providers see, and what it keeps.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -19,7 +19,7 @@ using Blocks = std::vector<RecordingSink::Block>;
 using Bytes = std::vector<unsigned char>;
 using Numbers = std::vector<std::int64_t>;
 
-/// Numbers its elements.
+/// Stores the element numbers.
 struct NumberingProgram : BenchProgram {
     NumberingProgram() { add(OpCode::ElementIndex, int64); }
 };
@@ -131,12 +131,12 @@ TEST(ElementIndex, PacksItsNumbersIntoAWiderRegister) {
     ASSERT_TRUE(interpreter.evaluate(7, 2, host.bindings, host.sink));
     EXPECT_EQ(liveLanes<std::int64_t>(interpreter.registerFile(), vector),
               (Numbers{7, 8, 0, 0, 0, 0}));
-    // The rest keeps what the longer block before left there.
+    // The rest keeps what the previous, longer block stored.
     ASSERT_TRUE(interpreter.evaluate(20, 1, host.bindings, host.sink));
     EXPECT_EQ(lanesOf<std::int64_t>(interpreter.registerFile(), vector, 3), (Numbers{20, 8, 0}));
 }
 
-// Plans that stand and plans that do not.
+// With and without a plan.
 
 TEST(Evaluate, DoesNothingWithoutAPlan) {
     RecordingHost host;
@@ -190,7 +190,7 @@ TEST(Evaluate, StopsWhenTheSinkDoes) {
     expectReason(interpreter, ExecRefusal::None, nullptr);
     EXPECT_TRUE(interpreter.isConfigured());
     EXPECT_EQ(interpreter.executedSteps(), 1u);
-    // Also when it was the last block.
+    // Also in the last block.
     EXPECT_FALSE(interpreter.evaluate(0, 4, host.bindings, host.sink));
     expectReason(interpreter, ExecRefusal::None, nullptr);
 }
@@ -205,7 +205,7 @@ TEST(Evaluate, ClearsTheRefusalOfTheRunBefore) {
     expectReason(interpreter, ExecRefusal::None, nullptr);
 }
 
-// Steps that refuse in the middle of a run.
+// Steps that are refused in the middle of a run.
 
 TEST(Evaluate, StopsAtTheStepThatIsRefused) {
     NumberingProgram program;
@@ -241,7 +241,7 @@ TEST(Evaluate, RefusesAgainEachTime) {
     EXPECT_TRUE(host.sink.blocks.empty());
 }
 
-// What lasts from block to block, and what does not.
+// What is kept from block to block, and what is not.
 
 TEST(Evaluate, StartsEveryBlockValid) {
     NumberingProgram program;
@@ -249,7 +249,7 @@ TEST(Evaluate, StartsEveryBlockValid) {
     RecordingHost host;
     Interpreter interpreter;
     ASSERT_TRUE(interpreter.configure(program, 4));
-    // The first block clears all of it, the second, of two elements, nothing.
+    // The first read clears all validity, the second, of two elements, clears none.
     host.field.answer = [&host](const FieldRead& request) {
         if (host.field.reads.size() == 1)
             storeLanes(request.validity, Bytes{0, 0, 0, 0});
@@ -262,7 +262,7 @@ TEST(Evaluate, StartsEveryBlockValid) {
         return true;
     };
     EXPECT_TRUE(interpreter.evaluate(0, 6, host.bindings, host.sink));
-    // Bytes past the live elements stay as they were.
+    // Bytes beyond the live elements do not change.
     EXPECT_EQ(validity, (std::vector<Bytes>{{0, 0, 0, 0}, {1, 1, 0, 0}}));
     EXPECT_EQ(host.field.reads[1].validity, (Bytes{1, 1}));
 }
@@ -324,7 +324,7 @@ TEST(Evaluate, CountsStepsOverBlocksAndRuns) {
     EXPECT_EQ(interpreter.executedSteps(), 8u);
 }
 
-// Exceptions of the host.
+// Exceptions from the host.
 
 struct HostError : std::runtime_error {
     HostError() : std::runtime_error("the host's own") {}
@@ -364,7 +364,7 @@ TEST(Evaluate, LetsExceptionsOfTheHostThroughAndRunsAgain) {
     }
 }
 
-// Who is called when.
+// The order of calls.
 
 TEST(Evaluate, CallsTheHostInStepOrderAndTheSinkLast) {
     NumberingProgram program;

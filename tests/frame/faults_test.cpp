@@ -1,4 +1,4 @@
-// Hosts that decline, throw or stop at any of their calls, and what is left then.
+// Hosts that decline, throw or stop at any of their calls, and the state after that.
 #include "doubles/allocation_faults.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -30,7 +30,7 @@ using Model::RandomHost;
 
 enum class Party { Field, Uniforms, Sampler, Sink };
 
-/// A call of the host, and the steps of the run up to it.
+/// A call to the host, and the steps begun before it.
 struct Call {
     Party party;
     std::uint64_t steps;
@@ -43,27 +43,27 @@ struct Call {
 struct Block {
     long long start;
     int count;
-    std::vector<unsigned char> bytes; ///< the live ones of all registers, values and validity
+    std::vector<unsigned char> bytes; ///< values and validity of all live elements
 
     bool operator==(const Block& other) const {
         return start == other.start && count == other.count && bytes == other.bytes;
     }
 };
 
-/// The call that fails, counted from 0 over providers and sink; -1 for none. It throws, or a
-/// provider declines and a sink stops.
+/// The call that fails, counted from 0 over providers and sink; -1 for none. It throws or returns
+/// false.
 struct Failure {
     int call = -1;
     bool throws = false;
 };
 
-/// What a failing host throws. No exception of the standard library, nor made from one.
+/// What a failing host throws. Not related to any standard exception.
 struct HostFault {
     int call;
 };
 
-/// Serves a case by chance, keeps what the sink gets, and fails at one call: with results half
-/// written, if it is a provider's.
+/// Serves a case with random values, records what the sink receives, and fails at one call. A
+/// provider that fails has stored half of its results.
 class FaultyHost : public CpuFieldAccessor,
                    public UniformSource,
                    public FenletSampler,
@@ -156,9 +156,9 @@ class FaultyHost : public CpuFieldAccessor,
 };
 
 // ---------------------------------------------------------------------------------------------
-// What is expected of it
+// What is expected
 
-/// A case, and what a whole run of it comes to.
+/// A case and the outcome of a complete run.
 struct Expected {
     Case run;
     std::vector<Call> calls;
@@ -172,7 +172,7 @@ struct Expected {
     }
 };
 
-/// The calls of a whole run, as its instructions ask for them.
+/// The calls of a complete run, derived from the instructions.
 std::vector<Call> callsOf(const Case& run) {
     std::vector<Call> calls;
     std::uint64_t steps = 0;
@@ -191,7 +191,7 @@ std::vector<Call> callsOf(const Case& run) {
     return calls;
 }
 
-/// Runs the whole case, and expects of it what there is to expect.
+/// Runs the whole case and compares it with what is expected.
 void expectRuns(Interpreter& interpreter, const Expected& expected) {
     const std::uint64_t stepsBefore = interpreter.executedSteps();
     FaultyHost host(expected.run, interpreter);
@@ -222,7 +222,7 @@ Expected expectationOf(Case run) {
     EXPECT_TRUE(
         interpreter.evaluate(expected.run.first, expected.run.count, host.bindings(), host));
     expected.blocks = std::move(host.blocks);
-    // A second time, on what the first has left in the registers.
+    // Again, with the registers as the first run left them.
     expectRuns(interpreter, expected);
     return expected;
 }
@@ -238,7 +238,7 @@ void expectReasonOf(const Interpreter& interpreter, Party party, Failure failure
         expectReason(interpreter, ExecRefusal::ProviderFailed, "sampler declined");
 }
 
-/// Whether the run comes out with the host's own exception; otherwise it has to answer false.
+/// Whether the run throws the host's exception. If not, it must return false.
 bool endsByThrowing(Interpreter& interpreter, const Case& run, FaultyHost& host, Failure failure) {
     try {
         EXPECT_FALSE(interpreter.evaluate(run.first, run.count, host.bindings(), host));
@@ -249,8 +249,8 @@ bool endsByThrowing(Interpreter& interpreter, const Case& run, FaultyHost& host,
     }
 }
 
-/// Runs the case up to the failure: nothing is called after it, nothing before it is taken back,
-/// and the plan stands.
+/// Runs the case up to the failure. Nothing may be called after it, blocks delivered before it stay
+/// delivered, and the plan stays.
 void expectFails(Interpreter& interpreter, const Expected& expected, Failure failure) {
     const auto call = static_cast<std::size_t>(failure.call);
     const Party party = expected.calls[call].party;
@@ -271,8 +271,8 @@ void expectFails(Interpreter& interpreter, const Expected& expected, Failure fai
     EXPECT_EQ(interpreter.registerFile().liveElements(), expected.blocks[block].count);
 }
 
-/// Has each call of the case fail in each way, on a new interpreter each time, and asks `follow`
-/// for what comes after. Nothing may be left of either.
+/// Lets each call of the case fail in each way, on a new interpreter each time, then calls
+/// `follow`. Neither may leak memory.
 template <class Follow>
 void afterEachFailure(const Expected& expected, Follow follow) {
     for (std::size_t call = 0; call < expected.calls.size(); ++call)
@@ -341,8 +341,8 @@ Case caseOf(const char* text, int blockSize, long long first, int count) {
     return run;
 }
 
-/// Ranges that end at a block's end, amid a block and amid the first one; that begin below 0; that
-/// leave the numbers at their end.
+/// Ranges that end with a block, within a block and within the first block; one that begins below
+/// 0; one whose element numbers overflow.
 std::vector<Expected> namedCases() {
     std::vector<Expected> cases;
     for (const char* const text : {scalarProgram, vectorProgram, numberProgram, ""}) {
@@ -355,7 +355,7 @@ std::vector<Expected> namedCases() {
     return cases;
 }
 
-/// A sound case of this seed that reads no register before it is written, in three blocks.
+/// A sound case for this seed, in three blocks, that reads no register before writing it.
 Expected randomExpectation(std::uint64_t seed) {
     Case run = Model::randomCase(seed);
     std::vector<Instruction> loads;
@@ -408,7 +408,7 @@ TEST(HostFaults, LeaveAnInterpreterThatTakesAnyProgramAsANewOneDoes) {
     }
 }
 
-/// A refused program leaves no plan, calls nobody, and is in nobody's way.
+/// A refused program leaves no plan, calls no provider, and does not disturb the next.
 void expectRefusedAndReplaced(Interpreter& interpreter, const FenletProgram& refused, int blockSize,
                               const Expected& expected) {
     EXPECT_FALSE(interpreter.configure(refused, blockSize));
@@ -425,7 +425,7 @@ void expectRefusedAndReplaced(Interpreter& interpreter, const FenletProgram& ref
 }
 
 TEST(HostFaults, LeaveAnInterpreterThatRefusesAsANewOneDoes) {
-    // Refused at the scan of registers, at the block size, at planning and at the last rules.
+    // Refused for a register, the block size, an instruction and a rule of an opcode.
     ProgramSketch badFormat;
     badFormat.addRegister(static_cast<RegisterFormat>(8));
     ProgramSketch badRegister;
@@ -445,7 +445,7 @@ TEST(HostFaults, LeaveAnInterpreterThatRefusesAsANewOneDoes) {
 }
 
 TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
-    // More of them by the environment, for a script that has the time.
+    // The environment can ask for more.
     const char* const asked = std::getenv("FENLET_FAULT_PROGRAMS");
     const std::size_t wanted = asked ? std::strtoull(asked, nullptr, 10) : 12;
     ASSERT_GT(wanted, 0u);
@@ -468,12 +468,12 @@ TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
         });
         calls += cases[i].calls.size();
     }
-    std::cout << wanted << " programs, each of whose " << calls << " calls failed in both ways\n";
+    std::cout << wanted << " programs, " << calls << " calls, each of which failed in both ways\n";
 }
 
 // ---------------------------------------------------------------------------------------------
 
-/// Has every allocation of `configure` fail, on interpreters that `prepare` makes ready.
+/// Lets each allocation of `configure` fail, on interpreters set up by `prepare`.
 template <class Prepare>
 int failToConfigure(const Expected& expected, const Expected& other, Prepare prepare) {
     return failEachAllocation(
@@ -499,7 +499,7 @@ TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
     const Expected small = expectationOf(caseOf(numberProgram, 2, 0, 5));
     const Expected scalar = expectationOf(caseOf(scalarProgram, 4, -6, 11));
     const Expected vector = expectationOf(caseOf(vectorProgram, 7, -6, 11));
-    // Its room for registers, their bytes, element numbers and steps, at least.
+    // At least slots, storage, index buffer and steps.
     EXPECT_GE(failToConfigure(vector, scalar, [](Interpreter&) {}), 2 * 4);
     EXPECT_GE(failToConfigure(vector, scalar,
                               [&](Interpreter& interpreter) {
@@ -507,7 +507,7 @@ TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
                                   expectRuns(interpreter, small);
                               }),
               2 * 4);
-    // After a host that threw, on a plan that is too small.
+    // After a host has thrown, and with a smaller plan before.
     EXPECT_GE(failToConfigure(vector, scalar,
                               [&](Interpreter& interpreter) {
                                   configureFor(interpreter, scalar);

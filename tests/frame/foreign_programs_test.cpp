@@ -1,4 +1,4 @@
-// Programs from a program library that does what the usual one never does.
+// Programs from a program library that answers what the real one never does.
 #include "doubles/expectations.h"
 #include "doubles/program_library.h"
 #include "doubles/program_sketch.h"
@@ -48,8 +48,8 @@ TEST_F(ForeignPrograms, AreNotReadWhenTheOpCodeNumberingDiffers) {
     EXPECT_EQ(programLibrary().planningCalls(), 1);
 }
 
-// Each stage of planning, with one thing for it to find. They stand in the order in which the
-// stages come; their instructions are written in the opposite order.
+// The stages of planning in order, each with a fault for it to find. The tests write the faulty
+// instructions in the opposite order.
 struct Stage {
     const char* name;
     void (*spoil)(BenchProgram&, int& blockSize);
@@ -89,7 +89,7 @@ TEST_F(ForeignPrograms, AreRefusedByTheFirstStageThatFindsFault) {
     }
 }
 
-// Trusted counts.
+// Counts that are wrong.
 
 TEST_F(ForeignPrograms, WithNegativeCountsEndInALengthError) {
     for (const bool ofRegisters : {true, false}) {
@@ -124,7 +124,7 @@ TEST_F(ForeignPrograms, WithNegativeCountsEndInALengthError) {
     }
 }
 
-// Numbers that the usual library has no name for.
+// Numbers outside the enumerations.
 
 TEST_F(ForeignPrograms, WithFormatsOfNoKindAreRefused) {
     for (const int format : {8, 9, -1, INT_MIN}) {
@@ -185,7 +185,7 @@ TEST_F(ForeignPrograms, HaveTheFirstTwoOperandsPairedByArityForAllButSelect) {
         SCOPED_TRACE(arity);
         programLibrary().arities[24] = arity;
         BenchProgram program;
-        // A third operand is not looked at.
+        // A third operand plays no part.
         const std::int32_t last = arity == 3 ? program.real2 : noRegister;
         program.add(unknown, program.real, {program.real, program.real3, last});
         program.add(unknown, program.real, {program.real3, program.real, last});
@@ -304,7 +304,7 @@ TEST_F(FieldWithoutIndex, LeavesTheRegistersValidityAsItStands) {
     ASSERT_TRUE(interpreter.evaluate(0, 4, {fields, 2, nullptr, nullptr, 0}, sink));
     EXPECT_EQ(clearing.reads[0].validity, (Bytes{1, 1, 1, 1}));
     EXPECT_EQ(watching.reads[0].validity, (Bytes{1, 0, 77, 1}));
-    // An invalid position does not break the run of the block's own numbers.
+    // The block's own numbers count as contiguous even if a position is invalid.
     EXPECT_TRUE(watching.reads[0].request.contiguous);
     EXPECT_EQ(liveValidity(interpreter.registerFile(), program.real), (Bytes{1, 0, 77, 1}));
 }
@@ -350,7 +350,7 @@ TEST_F(ForeignPrograms, MaySampleWithoutCoordinates) {
     EXPECT_EQ(call.validityOnEntry, (Bytes{1, 1, 1}));
 }
 
-// How often the program library is asked, and for what.
+// Calls to the program library.
 
 TEST_F(ForeignPrograms, AreAskedForEachAritysOnceAndForTheNumberingOnce) {
     BenchProgram program;
@@ -386,7 +386,7 @@ TEST_F(ForeignPrograms, AreAskedOnlyForConstantsWhileTheyRun) {
     const int before = programLibrary().planningCalls();
     ASSERT_TRUE(interpreter.evaluate(0, 8, host.bindings, host.sink));
     EXPECT_EQ(programLibrary().planningCalls(), before);
-    // Afresh in each of the two blocks, all components, and by one accessor only.
+    // In each of the two blocks: all components, each by one accessor only.
     using Asked = std::vector<std::int32_t>;
     EXPECT_EQ(programLibrary().realComponentsAsked, (Asked{0, 1, 2, 0, 1, 2}));
     EXPECT_EQ(programLibrary().integralComponentsAsked, (Asked{0, 1, 0, 1}));

@@ -1,4 +1,4 @@
-// The abstract classes that a host derives from, seen from outside the library.
+// The abstract classes that a host derives from, used from outside the library.
 #include "doubles/recording.h"
 
 #include <cstring>
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Doubles;
 
-/// Any of the recording providers, telling when it goes.
+/// A recording provider that reports its destruction.
 template <class Recording>
 struct Mortal : Recording {
     bool* gone;
@@ -26,7 +26,7 @@ void expectHostClass(const std::string& name) {
     SCOPED_TRACE(name);
     static_assert(std::is_abstract_v<Base>);
     static_assert(std::has_virtual_destructor_v<Base>);
-    // Nothing but the pointer to the virtual table.
+    // Only the pointer to the virtual table.
     static_assert(sizeof(Base) == sizeof(void*));
 
     bool gone = false;
@@ -48,8 +48,8 @@ TEST(HostClasses, AreKnownByTypeAndDeletedThroughTheBase) {
 }
 
 #if defined(__GXX_ABI_VERSION)
-/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out. To compare with
-/// others only.
+/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out. Only for
+/// comparison with other entries.
 template <class Base>
 const void* virtualFunction(const Base& object, std::size_t slot) {
     const void* const* table;
@@ -57,9 +57,8 @@ const void* virtualFunction(const Base& object, std::size_t slot) {
     return table[slot];
 }
 
-/// The first class has its own destructor and the operation of `Recording`; the second one has its
-/// own operation too. So the destructors' slots are where the first differs from `Recording`, and
-/// the operation's is where only the second does.
+/// The first class differs from `Recording` only in its destructor, the second in its operation as
+/// well. So the entries of their virtual tables that differ show where each of these is.
 template <class Base, class Recording, class WithOperation>
 void expectOperationBehindDestructors(const std::string& name) {
     SCOPED_TRACE(name);

@@ -1,4 +1,4 @@
-// Runs of every kernel, none of which may allocate.
+// Runs every kernel. None may allocate.
 #include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -19,8 +19,8 @@ constexpr int firstNumber = 1;
 constexpr int endOfArithmetic = 5;
 constexpr int endOfNumbers = 6;
 
-/// Every kernel in every shape, on registers of one component and of `width`. Kinds are told by
-/// their position in `formats`.
+/// Every kernel in every shape, on registers of one and of `width` components. A kind is given by
+/// its position in `formats`.
 struct EveryKernelProgram : ProgramSketch {
     explicit EveryKernelProgram(int width) {
         fields.resize(1);
@@ -98,7 +98,7 @@ struct EveryKernelProgram : ProgramSketch {
     std::int32_t scalarResult[endOfNumbers] = {};
 };
 
-/// Gives bytes of all sorts, in runs and one by one, and elements that are not valid among others.
+/// Gives bytes of all values, in runs and singly, and some invalid elements.
 class PatternField : public CpuFieldAccessor {
   public:
     bool read(const FieldRead& request) override {

@@ -1,4 +1,4 @@
-// Hosts that call back into the interpreter that is running them.
+// Sinks and providers that call the interpreter that is running them.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -16,7 +16,7 @@ using namespace Doubles;
 using Blocks = std::vector<RecordingSink::Block>;
 using Floats = std::vector<float>;
 
-/// x = field[index] in register 1, and what the program makes of x in register 2.
+/// Loads x = field[index] into register 1. Register 2 is for the result.
 struct FieldProgram : ProgramSketch {
     FieldProgram() {
         addRegister(RegisterFormat::Int64);
@@ -38,7 +38,7 @@ struct Square : FieldProgram {
     Square() { add(OpCode::Multiply, 2, {1, 1}); }
 };
 
-/// x itself, in fewer steps.
+/// x, in fewer steps.
 struct Same : FieldProgram {
     Same() { instructions.back().result = 2; }
 };
@@ -58,7 +58,7 @@ struct ManyTimes : FieldProgram {
     }
 };
 
-/// No steps: register 2 keeps its zeros.
+/// No steps: register 2 stays zero.
 struct Nothing : ProgramSketch {
     Nothing() {
         for (int number = 0; number < 3; ++number)
@@ -66,13 +66,13 @@ struct Nothing : ProgramSketch {
     }
 };
 
-/// Refused: the register of the result does not exist.
+/// Refused, as the result register does not exist.
 struct Refused : FieldProgram {
     Refused() { add(OpCode::Add, 99, {1, 1}); }
 };
 constexpr const char* refusedWords = "result register out of range";
 
-/// What the field holds at an element.
+/// The field's value at an element.
 float fieldAt(long long element) {
     return static_cast<float>(element + 1);
 }
@@ -85,8 +85,8 @@ bool readField(const FieldRead& request) {
     return true;
 }
 
-/// Runs its own range, keeping the values of register 2. `callBack` is called in the first block,
-/// after these have been kept.
+/// An interpreter with a host whose sink records the values of register 2 and then, in the first
+/// block, calls `callBack`.
 struct SinkRun {
     RecordingHost host;
     Interpreter interpreter;
@@ -105,7 +105,7 @@ struct SinkRun {
     bool over(long long count) { return interpreter.evaluate(0, count, host.bindings, host.sink); }
 };
 
-/// Runs `count` elements from `first` on with another host. The values are right.
+/// Evaluates with another host.
 void evaluateInside(Interpreter& interpreter, long long first, long long count) {
     RecordingHost inner;
     inner.field.answer = readField;
@@ -227,7 +227,7 @@ TEST(NestedConfigure, MayChangeWhichProvidersAreNeeded) {
     EXPECT_EQ(run.host.sink.blocks, (Blocks{{0, 4}}));
 }
 
-// A run inside a run writes to the same registers.
+// A run within a run overwrites the registers.
 
 TEST(NestedEvaluate, LeavesTheRunToGoOn) {
     for (const int evaluated : {1, 3, 4, 100}) {
@@ -245,7 +245,7 @@ TEST(NestedEvaluate, LeavesTheRunToGoOn) {
 }
 
 TEST(NestedEvaluate, LeavesNothingBehindInTheBlocksAfterIt) {
-    // The run inside is shorter than a block, sees other uniforms, and clears validity.
+    // The inner run is shorter than a block, gets another uniform, and clears validity.
     FieldProgram program;
     program.uniforms.resize(1);
     program.addRegister(RegisterFormat::Float32);
@@ -312,7 +312,7 @@ TEST(NestedRunStep, LeavesNothingBehindInTheBlocksAfterIt) {
 
 // Providers are called in the middle of a block.
 
-/// Asks every sort of provider, each with steps before and after it.
+/// Uses every sort of provider.
 struct AskingProgram : FieldProgram {
     AskingProgram() {
         uniforms.resize(1);
@@ -328,7 +328,7 @@ struct AskingProgram : FieldProgram {
 
 struct Provider {
     const char* name;
-    const char* declines; ///< the words when it declines
+    const char* declines; ///< the refusal when it declines
 };
 const Provider providers[] = {
     {"field", "field accessor declined"},
@@ -343,7 +343,7 @@ struct AskingRun {
     RecordingHost host;
     Interpreter interpreter;
     std::function<void()> callBack;
-    bool areasAreGone = false;  ///< set by a callback that changed the plan; nothing is stored then
+    bool areasAreGone = false;  ///< set when the plan has changed; nothing is stored then
     std::vector<Floats> values; ///< of register 5, block by block
 
     explicit AskingRun(int newCaller) : caller(newCaller) {
@@ -469,7 +469,7 @@ TEST(ProvidersThatEvaluate, LeaveTheirBlockLengthToTheRestOfTheBlock) {
     EXPECT_EQ(blocks.at(1), AskingRun::valuesAt({500, 1, 2, 3}));
 }
 
-// The rest of the block works on what the steps inside have left.
+// The rest of the block works with what the inner steps left.
 TEST(ProvidersThatRunSteps, AreNoticedInTheBlock) {
     AskingRun run(2);
     run.callBack = [&] {
@@ -478,7 +478,6 @@ TEST(ProvidersThatRunSteps, AreNoticedInTheBlock) {
             request.validity[1] = 0;
             return readField(request);
         };
-        // The values that register 2 was made of before.
         EXPECT_TRUE(run.interpreter.runStep(run.interpreter.plan()[1], inner.bindings, 4));
         EXPECT_TRUE(run.interpreter.runStep(run.interpreter.plan()[4], inner.bindings, 4));
     };
@@ -492,7 +491,7 @@ TEST(ProvidersThatRunSteps, AreNoticedInTheBlock) {
               (std::vector<std::vector<unsigned char>>{{1, 1, 1, 1}, {1, 0, 1, 1}, {1, 1}}));
 }
 
-// `runStep` alone calls providers too.
+// Also in a call of `runStep`.
 TEST(ProvidersThatConfigure, CountAsDecliningToASingleStep) {
     for (int caller = 0; caller < 3; ++caller) {
         SCOPED_TRACE(providers[caller].name);
@@ -505,7 +504,7 @@ TEST(ProvidersThatConfigure, CountAsDecliningToASingleStep) {
             run.areasAreGone = true;
         };
         const auto step = static_cast<std::size_t>(1 + caller);
-        // A copy: the plan's own step is gone as well.
+        // A copy, as `configure` discards the plan's own step.
         const Interpreter::Step copy = run.interpreter.plan()[step];
         EXPECT_FALSE(run.interpreter.runStep(copy, run.host.bindings, 0));
         expectReason(run.interpreter, ExecRefusal::ProviderFailed, providers[caller].declines);

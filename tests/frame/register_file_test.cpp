@@ -1,4 +1,4 @@
-// The register file by itself: what it refuses, and where it puts things.
+// The register file: what it refuses, and how it lays out registers.
 #include <fenletexec/register_file.h>
 
 #include <algorithm>

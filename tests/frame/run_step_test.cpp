@@ -1,4 +1,4 @@
-// The frame that every step runs in: counting, and the validity that a result starts with.
+// What happens around every step: it is counted, and its result gets its validity.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -13,11 +13,11 @@ using namespace Doubles;
 using Bytes = std::vector<unsigned char>;
 using Step = Interpreter::Step;
 
-// Opcode numbers that no backend knows, so that nothing but the frame touches the result.
+// An opcode that does not exist, so that only the result's validity is written.
 constexpr auto unknown = static_cast<OpCode>(24);
 
-/// Four elements live in a block of six, after one run; registers 0 to 3 have the validity bytes
-/// that `fill` gave them.
+/// Four live elements in a block of six, after one run. Registers 0 to 3 have the given validity
+/// bytes.
 struct ValidityBench {
     ProgramSketch program;
     RecordingHost host;
@@ -44,7 +44,7 @@ struct ValidityBench {
         return {bytes, bytes + 6};
     }
 
-    /// Runs a step that is refused after its result's validity has been made.
+    /// Runs a step that is refused after its result's validity has been written.
     void run(int arity, int result, int operand0, int operand1 = -1, int operand2 = -1) {
         Step step;
         step.op = unknown;
@@ -59,7 +59,7 @@ struct ValidityBench {
     }
 };
 
-// What the two bytes beyond the live elements hold.
+// The last two bytes are beyond the live elements.
 const Bytes result{1, 0, 7, 1, 9, 9};
 const Bytes left{1, 0, 255, 1, 9, 9};
 const Bytes right{2, 1, 1, 0, 9, 9};
@@ -203,7 +203,7 @@ TEST(RunStep, CarriesInvalidityOnAndCleansStrayBytes) {
     const RegisterFile& registers = interpreter.registerFile();
     EXPECT_EQ(liveValidity(registers, program.real), (Bytes{1, 0, 1, 1}));
     EXPECT_EQ(liveValidity(registers, program.int64), (Bytes{1, 0, 1, 1}));
-    // The values of elements that are not valid are computed like all others.
+    // Values of invalid elements are computed like all others.
     EXPECT_EQ(liveLanes<float>(registers, program.real), (std::vector<float>{10, 20, 30, 40}));
 }
 

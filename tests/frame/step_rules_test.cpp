@@ -1,5 +1,4 @@
-// The rules of each opcode: in whole programs, step by step when a plan is made, and again when a
-// step runs.
+// The rules of each opcode: in whole programs, in `validateStep`, and in `runStep`.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -301,7 +300,7 @@ TEST(StepRules, IgnoreImmediatesThatAnOpcodeHasNoUseFor) {
     }
 }
 
-/// A planned interpreter with a live block behind it, to run single steps on.
+/// A configured interpreter that has run a block, for single steps.
 struct StepBench {
     BenchProgram program;
     RecordingHost host;
@@ -333,7 +332,7 @@ struct StepCase {
     const char* message;
 };
 
-// What both `validateStep` and `runStep` refuse, in the same words.
+// What `validateStep` and `runStep` both refuse, with the same words.
 const StepCase refusedSteps[] = {
     {"ElementIndex into a number of another kind",
      [](const StepBench& b) { return b.step(OpCode::ElementIndex, b.program.int32, Kind::Int32); },
@@ -467,8 +466,7 @@ TEST(ValidateStep, HasNoRuleForWhatTheKernelsDecide) {
     EXPECT_TRUE(bench.interpreter.isConfigured());
 }
 
-// The scratch refuses a kind without storage before it is filled; only a step that no plan holds
-// can have one.
+// A constant cannot be put into a kind without storage. No planned step has one.
 TEST(RunStep, RefusesToMaterialiseAConstantInNoKind) {
     for (const int kind : {0, 7, 100, -1}) {
         StepBench bench;
@@ -533,7 +531,7 @@ TEST(RunStep, ReadsAFieldByTheStepsArityAndNotByItsOperand) {
     }
 }
 
-/// Every way of not bringing provider 0 of one sort.
+/// Every way in which provider 0 of one sort can be missing.
 template <class Provider>
 struct MissingProviders {
     Provider* const hole[1] = {nullptr};

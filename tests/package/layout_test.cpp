@@ -176,7 +176,7 @@ struct InterpreterFields {
     ExecRefusal refusal;
     const char* refusalMessage;
     std::uint64_t stepsExecuted;
-    // What follows is nobody else's business.
+    // The library's private additions.
     std::vector<Step> resolvedSteps;
     std::vector<bool*> registerFacts;
     std::uint64_t planNumber;

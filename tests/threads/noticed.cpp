@@ -1,4 +1,4 @@
-// Two threads that write one number, which ThreadSanitizer must notice.
+// Two threads write to the same variable. ThreadSanitizer must report it.
 #include <cstdio>
 #include <thread>
 

@@ -1,4 +1,4 @@
-// Random programs, each run by several interpreters at once.
+// Runs each of many random programs in several interpreters at once.
 #include "model/random_program.h"
 
 #include <cstdint>
@@ -20,7 +20,7 @@ class RecordingSink : public BlockSink {
     std::vector<std::vector<unsigned char>> blocks;
 };
 
-/// What became of one run.
+/// The outcome of one run.
 struct Outcome {
     bool finished = false;
     std::vector<std::vector<unsigned char>> blocks;
@@ -31,7 +31,7 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-/// With an interpreter and a host of its own; the program is shared.
+/// Runs a shared program with a separate interpreter and host.
 Outcome outcomeOf(const Case& run) {
     Interpreter interpreter;
     RandomHost host(run);

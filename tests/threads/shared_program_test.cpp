@@ -1,4 +1,4 @@
-// Several interpreters on several threads, all of one program.
+// Several threads, each with its interpreter, share a program.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Doubles;
 
-/// For each element number n: n * 0.5, and n * n where that is below a uniform.
+/// Computes n * 0.5 for each element number n, and n * n where that is below a uniform.
 struct SharedProgram : ProgramSketch {
     std::int32_t number = addRegister(RegisterFormat::Int64);
     std::int32_t real = addRegister(RegisterFormat::Float64);
@@ -36,7 +36,7 @@ struct SharedProgram : ProgramSketch {
     }
 };
 
-/// One thread's own interpreter and host, and what came of it.
+/// The work of one thread, with a separate interpreter and host, and its results.
 struct Worker {
     double limit;
     std::vector<double> results;
@@ -59,7 +59,7 @@ struct Worker {
             Interpreter interpreter;
             ran = ran && interpreter.configure(program, 64 + round) &&
                   interpreter.evaluate(0, 1000, host.bindings, host.sink);
-            // The lookups keep no state either.
+            // These lookups must be safe on several threads, too.
             names = std::string(execRefusalName(interpreter.lastRefusal())) + ' ' +
                     cpuElementKindName(interpreter.registerFile().specOf(program.number).kind);
         }

@@ -1,4 +1,4 @@
-// Decides by memory that nobody wrote, which MemorySanitizer must notice.
+// Branches on uninitialised memory. MemorySanitizer must report it.
 #include <cstdio>
 #include <memory>
 

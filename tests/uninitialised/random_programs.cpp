@@ -1,10 +1,10 @@
-// Runs random programs under MemorySanitizer in the instruction set that the argument names. In
-// each block registers begin as unwritten memory: what a step leaves out, or takes from lanes that
-// no element has, shows when a provider or the sink is given it, or when something is decided by
-// it.
+// Runs random programs under MemorySanitizer in the instruction set named by the argument. Each
+// block begins with uninitialised registers. If a step leaves out an element, or reads lanes that
+// belong to none, MemorySanitizer reports it when the values reach a provider or the sink, or
+// decide a branch.
 //
-// The host is its own and writes to no stream, since the C++ library cannot be looked into: what it
-// writes would count as unwritten.
+// The program has a host of its own and uses no streams: the C++ library is not instrumented, so
+// whatever it writes would count as uninitialised.
 #include "kernels/target/sets.h"
 #include "model/random_program.h"
 
@@ -26,7 +26,7 @@ std::size_t elementBytes(CpuElementKind kind, int multiplicity) {
     return static_cast<std::size_t>(elementSize(kind) * multiplicity);
 }
 
-/// Gives values by chance, special ones above all, and looks at all that it is given.
+/// Gives random values, many of them special ones, and examines everything it is given.
 class Host : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit Host(const Model::Case& run)
@@ -91,7 +91,7 @@ class Host : public CpuFieldAccessor, public UniformSource, public FenletSampler
     std::vector<FenletSampler*> samplers;
 };
 
-/// The registers that each block writes whole before it reads them.
+/// The registers that each block writes completely before it reads them.
 std::vector<int> renewedRegisters(const FenletProgram& program,
                                   const std::vector<Finding>& findings) {
     std::vector<int> renewed;
@@ -107,8 +107,8 @@ std::vector<int> renewedRegisters(const FenletProgram& program,
     return renewed;
 }
 
-/// Those of them whose value one block may leave to the next, which compares it with its own:
-/// constants and uniforms that no later step writes over.
+/// Those of them that hold a constant or a uniform at the end of a block. The next block may
+/// compare its own value with the one left there.
 std::vector<int> keptRegisters(const FenletProgram& program) {
     std::vector<int> kept;
     for (const Instruction& instruction : program.instructions) {
@@ -121,8 +121,8 @@ std::vector<int> keptRegisters(const FenletProgram& program) {
     return kept;
 }
 
-/// Has the values of these registers count as unwritten, and all validity from element `live` on:
-/// that of the elements before stays as long as it is known.
+/// Marks the values of these registers as uninitialised, and all validity from element `live` on. A
+/// run may remember the validity of earlier elements from block to block.
 void unwrite(const std::vector<int>& renewed, const RegisterFile& registers, std::size_t live) {
     const auto capacity = static_cast<std::size_t>(registers.elementCapacity());
     for (const int number : renewed) {
@@ -134,7 +134,7 @@ void unwrite(const std::vector<int>& renewed, const RegisterFile& registers, std
         __msan_poison(registers.validity(number) + live, capacity - live);
 }
 
-/// Looks at every lane of every block.
+/// Examines every lane of every block.
 class Sink : public BlockSink {
   public:
     Sink(const std::vector<int>& newRenewed, int elements) : renewed(newRenewed), left(elements) {}
@@ -157,7 +157,7 @@ class Sink : public BlockSink {
     int left;
 };
 
-/// Whether the program is sound and ran to its end.
+/// Whether the program is sound and ran to the end.
 bool runs(const Model::Case& run) {
     const std::vector<Finding> findings = verifyProgram(run.program);
     Interpreter interpreter;
@@ -172,7 +172,7 @@ bool runs(const Model::Case& run) {
     return interpreter.evaluate(run.first, run.count, host.bindings(), sink);
 }
 
-/// How many of the programs ran.
+/// The number of programs that ran.
 int runPrograms(std::uint64_t programs) {
     int ran = 0;
     for (std::uint64_t seed = 1; seed <= programs; ++seed)
