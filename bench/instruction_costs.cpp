@@ -96,12 +96,12 @@ void countFixedCosts(const std::string& set, WorkloadData& data) {
 int main() {
     using namespace Fenlet;
     using namespace Fenlet::Bench;
-    const char* const names[] = {"Baseline", "Avx2"}; // the sets that valgrind knows
+    // Valgrind does not know AVX-512, so that it is not available there.
     WorkloadData data(elements);
-    for (int set = 0; set < 2; ++set) {
+    for (int set = 0; set < instructionSetCount; ++set) {
         if (!chooseInstructionSet(static_cast<InstructionSet>(set)))
             continue;
-        const std::string name = names[set] + std::string(": ");
+        const std::string name = instructionSetNames[set] + std::string(": ");
         countKernels(name);
         countPrograms(name, data);
         countFixedCosts(name, data);

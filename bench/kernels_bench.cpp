@@ -23,7 +23,6 @@ FENLET_IN_EVERY_SET(extern const NamedLoop handLoops[])
 namespace {
 
 constexpr const NamedLoop* loopsBySet[] = FENLET_ADDRESSES(handLoops[0]);
-const char* const setNames[] = {"Baseline", "Avx2", "Avx512"};
 
 double nanosecondsFor(const Action& action, int times) {
     using Clock = std::chrono::steady_clock;
@@ -106,16 +105,16 @@ const NamedLoop* findLoop(int set, const std::string& name) {
 
 /// Registers a case in each instruction set. Returns whether it can be compared in all of them.
 bool registerCase(Areas& areas, const KernelCase& one) {
-    for (int set = 0; set < 3; ++set) {
+    for (int set = 0; set < instructionSetCount; ++set) {
         if (!isAvailable(static_cast<InstructionSet>(set)))
             continue;
         const NamedLoop* const loop = findLoop(set, one.name);
         if (loop == nullptr || !agree(areas, one, set, *loop)) {
-            std::cerr << one.name << ", " << setNames[set]
+            std::cerr << one.name << ", " << instructionSetNames[set]
                       << (loop == nullptr ? ": no loop by hand\n" : ": another result by hand\n");
             return false;
         }
-        benchmark::RegisterBenchmark((one.name + "/" + setNames[set]).c_str(),
+        benchmark::RegisterBenchmark((one.name + "/" + instructionSetNames[set]).c_str(),
                                      [&areas, &one, set, loop](benchmark::State& state) {
                                          measure(state, areas, one, set, *loop);
                                      })

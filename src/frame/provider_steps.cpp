@@ -2,7 +2,6 @@
 #include "frame/provider_steps.h"
 
 #include "frame/step_rules.h"
-#include "sources/block_scratch.h"
 #include "sources/broadcast_value.h"
 #include "sources/field_indices.h"
 

@@ -12,7 +12,6 @@
 // when it runs.
 #pragma once
 
-#include "sources/block_scratch.h"
 #include "vocabulary/faults.h"
 
 #include <fenletexec/interpreter.h>
@@ -40,15 +39,16 @@ inline Fault constant(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.constants))
         return Faults::constantIndex;
     const Constant& constant = program.constants[static_cast<std::size_t>(step.immediate)];
-    return constant.multiplicity <= scratchComponents ? Faults::none : Faults::constantMultiplicity;
+    return constant.multiplicity <= mostScratchComponents ? Faults::none
+                                                          : Faults::constantMultiplicity;
 }
 
 // The limit is on the register's components, as the host is asked for that many.
 inline Fault uniform(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.uniforms))
         return Faults::uniformIndex;
-    return step.resultMultiplicity <= scratchComponents ? Faults::none
-                                                        : Faults::uniformMultiplicity;
+    return step.resultMultiplicity <= mostScratchComponents ? Faults::none
+                                                            : Faults::uniformMultiplicity;
 }
 
 inline Fault field(const Step& step, const FenletProgram& program) {

@@ -2,8 +2,17 @@
 #pragma once
 
 #include <fenletexec/element_kinds.h>
+#include <fenletir/program.h>
+
+#include <cstddef>
 
 namespace Fenlet {
+
+/// Room for one value while it is put together, before it is copied over a block. It begins as
+/// zeros, and its components have at most 8 bytes each.
+struct BlockScratch {
+    alignas(8) unsigned char bytes[std::size_t{mostScratchComponents} * 8] = {};
+};
 
 /// Stores the `multiplicity` packed components of `value` into each of `count` elements of
 /// `destination`, as raw bits. Returns false, with nothing written, for a kind without storage; a

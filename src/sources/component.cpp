@@ -14,9 +14,7 @@ constexpr KernelSets<ComponentKernels> kernels = {FENLET_ADDRESSES(componentKern
 } // namespace
 
 ComponentKernel componentKernel(CpuElementKind result, CpuElementKind source) {
-    if (elementSize(result) == 0 || elementSize(source) == 0)
-        return nullptr;
-    return kernels.chosen().of[static_cast<int>(result) - 1][static_cast<int>(source) - 1];
+    return kernels.chosen().find(result, source);
 }
 
 bool dispatchComponent(CpuElementKind result, CpuElementKind source, const ComponentArgs& args) {

@@ -1,6 +1,8 @@
 // Taking one component out of a register, in any kind.
 #pragma once
 
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
@@ -28,9 +30,7 @@ using ComponentKernel = void (*)(const ComponentArgs&);
 /// is none.
 ComponentKernel componentKernel(CpuElementKind result, CpuElementKind source);
 
-/// The kernels by result kind and source kind, both less 1; null where there is none.
-struct ComponentKernels {
-    ComponentKernel of[6][6];
-};
+/// The kernels by result kind and source kind; null where there is none.
+using ComponentKernels = PairTable<ComponentKernel, AllKinds>;
 
 } // namespace Fenlet

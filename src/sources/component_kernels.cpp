@@ -1,10 +1,10 @@
 // The kernels of component extraction, one for each pair of kinds.
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/wide_runs.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
 #include "sources/component.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -87,25 +87,18 @@ void extractComponent(const ComponentArgs& args) {
 }
 
 template <class To, class From>
-consteval ComponentKernel kernelFor() {
-    if constexpr (isSame<To, Tribool> == isSame<From, Tribool>)
+constexpr ComponentKernel kernelFor() {
+    if constexpr (hasConversion<To, From>)
         return &extractComponent<To, From>;
     else
         return nullptr;
 }
 
-template <class... Results>
-consteval ComponentKernels everyPair(KindList<Results...>) {
-    return {{{kernelFor<Results, Tribool>(), kernelFor<Results, std::int32_t>(),
-              kernelFor<Results, std::int64_t>(), kernelFor<Results, Half>(),
-              kernelFor<Results, float>(), kernelFor<Results, double>()}...}};
-}
-
 } // namespace
 
 extern const ComponentKernels componentKernels;
-const ComponentKernels componentKernels =
-    everyPair(KindList<Tribool, std::int32_t, std::int64_t, Half, float, double>{});
+constinit const ComponentKernels componentKernels = pairTable<ComponentKernel, AllKinds>(
+    []<class To, class From>() { return kernelFor<To, From>(); });
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -8,9 +8,10 @@
 
 namespace Fenlet {
 
-/// Converts `constant`, of at most 64 components, to `kind` and copies it over `count` elements of
-/// `multiplicity` components at `result`. Components that the constant does not have are zero;
-/// those that the register does not have are dropped. `isAlike` says what `updateBroadcast` asks.
+/// Converts `constant`, of at most `mostScratchComponents`, to `kind` and copies it over `count`
+/// elements of `multiplicity` components at `result`. Components that the constant does not have
+/// are zero; those that the register does not have are dropped. `isAlike` says what
+/// `updateBroadcast` asks.
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
                    int multiplicity, bool isAlike);
 

@@ -1,9 +1,14 @@
 // The storage kinds: their names, their sizes, and how register formats map onto them.
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 namespace Fenlet {
 
-const char* cpuElementKindName(CpuElementKind kind) {
+namespace {
+
+/// The kind's name, null if it has no storage.
+constexpr const char* nameOf(CpuElementKind kind) {
     switch (kind) {
     case CpuElementKind::Unsupported:
         break;
@@ -20,25 +25,33 @@ const char* cpuElementKindName(CpuElementKind kind) {
     case CpuElementKind::Float64:
         return "Float64";
     }
-    return "Unsupported";
+    return nullptr;
+}
+
+// The compiler refuses a switch that leaves an enumerator out, and this refuses a list that does.
+static_assert(
+    [] {
+        for (int number = -1; number < 100; ++number) {
+            const auto kind = static_cast<CpuElementKind>(number);
+            if ((nameOf(kind) != nullptr) != (AllKinds::positionOf(kind) >= 0))
+                return false;
+        }
+        return true;
+    }(),
+    "AllKinds leaves out a kind of the enumeration");
+
+constexpr auto sizes = kindTable<std::int32_t, AllKinds>(
+    []<class Lane>() { return static_cast<std::int32_t>(sizeof(Lane)); });
+
+} // namespace
+
+const char* cpuElementKindName(CpuElementKind kind) {
+    const char* const name = nameOf(kind);
+    return name != nullptr ? name : "Unsupported";
 }
 
 std::int32_t elementSize(CpuElementKind kind) {
-    switch (kind) {
-    case CpuElementKind::Unsupported:
-        break;
-    case CpuElementKind::Tribool:
-        return 1;
-    case CpuElementKind::Half:
-        return 2;
-    case CpuElementKind::Int32:
-    case CpuElementKind::Float32:
-        return 4;
-    case CpuElementKind::Int64:
-    case CpuElementKind::Float64:
-        return 8;
-    }
-    return 0;
+    return sizes.find(kind);
 }
 
 CpuElementKind blockElement(RegisterFormat format) {

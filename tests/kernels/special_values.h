@@ -2,32 +2,37 @@
 #pragma once
 
 #include "oracle/lane_bits.h"
+#include "vocabulary/kinds.h"
 
 #include <fenletexec/element_kinds.h>
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace Fenlet {
 
-inline constexpr CpuElementKind everyKind[] = {CpuElementKind::Unsupported, CpuElementKind::Tribool,
-                                               CpuElementKind::Int32,       CpuElementKind::Int64,
-                                               CpuElementKind::Half,        CpuElementKind::Float32,
-                                               CpuElementKind::Float64};
-
 /// The kinds that numbers are stored in, from the lowest rank to the highest.
-inline constexpr CpuElementKind numericKinds[] = {CpuElementKind::Int32, CpuElementKind::Int64,
-                                                  CpuElementKind::Half, CpuElementKind::Float32,
-                                                  CpuElementKind::Float64};
+inline constexpr const auto& numericKinds = NumericKinds::numbers;
 
-/// The seven kinds and numbers that are none.
-inline constexpr CpuElementKind everyKindAndStrays[] = {
-    CpuElementKind::Unsupported,    CpuElementKind::Tribool,
-    CpuElementKind::Int32,          CpuElementKind::Int64,
-    CpuElementKind::Half,           CpuElementKind::Float32,
-    CpuElementKind::Float64,        static_cast<CpuElementKind>(-1),
-    static_cast<CpuElementKind>(7), static_cast<CpuElementKind>(100)};
+/// The numbers of `more`, and after them those of all kinds.
+template <std::size_t count>
+constexpr auto withAllKinds(const CpuElementKind (&more)[count]) {
+    std::array<CpuElementKind, count + AllKinds::count> kinds{};
+    std::copy(std::begin(AllKinds::numbers), std::end(AllKinds::numbers),
+              std::copy(std::begin(more), std::end(more), kinds.begin()));
+    return kinds;
+}
+
+inline constexpr auto everyKind = withAllKinds({CpuElementKind::Unsupported});
+
+/// All kinds and numbers that are no kind.
+inline constexpr auto everyKindAndStrays = withAllKinds(
+    {CpuElementKind::Unsupported, static_cast<CpuElementKind>(-1),
+     static_cast<CpuElementKind>(AllKinds::count + 1), static_cast<CpuElementKind>(100)});
 
 /// Multiplicities around vector widths and tile lengths, and those that programs use most.
 inline constexpr int everyMultiplicity[] = {1, 2, 3, 4, 5, 7, 8, 15, 16, 17, 64, 600};

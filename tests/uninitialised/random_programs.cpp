@@ -185,7 +185,7 @@ int runPrograms(std::uint64_t programs) {
 
 int main(int, const char** arguments) {
     constexpr int programs = 20000;
-    constexpr const char* names[] = {"Baseline", "Avx2", "Avx512"};
+    const auto& names = Fenlet::instructionSetNames;
     const auto* const name = std::find_if(std::begin(names), std::end(names), [&](const char* one) {
         return std::strcmp(one, arguments[1]) == 0;
     });

@@ -1,7 +1,6 @@
 // Choosing the arithmetic kernel for three kinds.
 #include "kernels/arithmetic/arithmetic.h"
 
-#include "kernels/lanes/kinds.h"
 #include "kernels/target/sets.h"
 
 namespace Fenlet {
@@ -12,27 +11,17 @@ namespace {
 
 constexpr KernelSets<ArithmeticKernels> kernels = {FENLET_ADDRESSES(arithmeticKernels)};
 
-constexpr auto position = positionAmong<CpuElementKind::Int32, CpuElementKind::Half,
-                                        CpuElementKind::Float32, CpuElementKind::Float64>;
-
-bool haveKernel(CpuElementKind result, CpuElementKind left, CpuElementKind right) {
-    return position(result) >= 0 && position(left) >= 0 && position(right) >= 0;
-}
-
 } // namespace
 
 ArithmeticKernel arithmeticKernel(CpuElementKind result, CpuElementKind left,
                                   CpuElementKind right) {
-    if (!haveKernel(result, left, right))
-        return nullptr;
-    return kernels.chosen().of[position(result)].of[position(left)][position(right)];
+    return kernels.chosen().kernels.find(result, left, right);
 }
 
 FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElementKind left,
                               CpuElementKind right) {
-    if (!haveKernel(result, left, right))
-        return nullptr;
-    return kernels.chosen().of[position(result)].flat[position(left)][position(right)](op);
+    const FlatArithmeticOf loopOf = kernels.chosen().flat.find(result, left, right);
+    return loopOf != nullptr ? loopOf(op) : nullptr;
 }
 
 bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,

@@ -1,6 +1,8 @@
 // Add, Subtract, Multiply and Divide: two registers, lane by lane, into a third.
 #pragma once
 
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
@@ -55,14 +57,13 @@ using FlatArithmetic = void (*)(unsigned char* result, const unsigned char* left
 FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElementKind left,
                               CpuElementKind right);
 
-/// The kernels by result, left and right kind, each by its position among `Int32`, `Half`,
-/// `Float32` and `Float64`; and beside them their loops by operation, null where there is none.
-struct ArithmeticPlane {
-    ArithmeticKernel of[4][4];
-    FlatArithmetic (*flat[4][4])(ArithmeticOp op);
-};
+/// The loop of an operation, for three kinds; null where `flatArithmetic` has none.
+using FlatArithmeticOf = FlatArithmetic (*)(ArithmeticOp op);
+
+/// The kernels by result, left and right kind, and their loops.
 struct ArithmeticKernels {
-    ArithmeticPlane of[4];
+    TripleTable<ArithmeticKernel, KindsWithArithmetic> kernels;
+    TripleTable<FlatArithmeticOf, KindsWithArithmetic> flat;
 };
 
 } // namespace Fenlet

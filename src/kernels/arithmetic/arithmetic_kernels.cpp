@@ -5,9 +5,9 @@
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -511,24 +511,15 @@ void arithmetic(const ArithmeticArgs& args) {
     call.run();
 }
 
-template <class Result, class... Lefts>
-consteval ArithmeticPlane everyPair(KindList<Lefts...>) {
-    return {{{&arithmetic<Result, Lefts, std::int32_t>, &arithmetic<Result, Lefts, Half>,
-              &arithmetic<Result, Lefts, float>, &arithmetic<Result, Lefts, double>}...},
-            {{&flatOperationOf<Result, Lefts, std::int32_t>, &flatOperationOf<Result, Lefts, Half>,
-              &flatOperationOf<Result, Lefts, float>, &flatOperationOf<Result, Lefts, double>}...}};
-}
-
-template <class... Results>
-consteval ArithmeticKernels everyTriple(KindList<Results...> kinds) {
-    return {{everyPair<Results>(kinds)...}};
-}
-
 } // namespace
 
 extern const ArithmeticKernels arithmeticKernels;
-const ArithmeticKernels arithmeticKernels =
-    everyTriple(KindList<std::int32_t, Half, float, double>{});
+constinit const ArithmeticKernels arithmeticKernels = {
+    tripleTable<ArithmeticKernel, KindsWithArithmetic>(
+        []<class Result, class Left, class Right>() { return &arithmetic<Result, Left, Right>; }),
+    tripleTable<FlatArithmeticOf, KindsWithArithmetic>([]<class Result, class Left, class Right>() {
+        return &flatOperationOf<Result, Left, Right>;
+    })};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -1,7 +1,7 @@
 // The loops of three-valued logic: maps of bytes, without branches.
 #include "kernels/boolean/boolean.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {

@@ -1,7 +1,6 @@
 // Choosing the comparison kernel for two kinds.
 #include "kernels/comparisons/comparisons.h"
 
-#include "kernels/lanes/kinds.h"
 #include "kernels/target/sets.h"
 
 namespace Fenlet {
@@ -15,12 +14,7 @@ constexpr KernelSets<ComparisonKernels> kernels = {FENLET_ADDRESSES(comparisonKe
 } // namespace
 
 ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right) {
-    constexpr auto position =
-        positionAmong<CpuElementKind::Int32, CpuElementKind::Int64, CpuElementKind::Half,
-                      CpuElementKind::Float32, CpuElementKind::Float64>;
-    if (position(left) < 0 || position(right) < 0)
-        return nullptr;
-    return kernels.chosen().of[position(left)][position(right)];
+    return kernels.chosen().find(left, right);
 }
 
 bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args) {

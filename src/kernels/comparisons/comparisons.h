@@ -1,6 +1,8 @@
 // The six comparisons: two registers, component by component, into a Tribool register.
 #pragma once
 
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
@@ -41,9 +43,7 @@ using ComparisonKernel = void (*)(const ComparisonArgs&);
 /// is none.
 ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right);
 
-/// The kernels by left and right kind, each by its position among the numeric kinds.
-struct ComparisonKernels {
-    ComparisonKernel of[5][5];
-};
+/// The kernels by left and right kind.
+using ComparisonKernels = PairTable<ComparisonKernel, NumericKinds>;
 
 } // namespace Fenlet

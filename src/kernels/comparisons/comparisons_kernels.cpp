@@ -7,8 +7,8 @@
 #include "kernels/comparisons/masked_comparisons.h"
 #include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/scans.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -271,13 +271,6 @@ LaneOperation predicateOf(std::uint32_t predicate) {
     }
 }
 
-template <class Kind>
-constexpr int rankOf = isSame<Kind, std::int32_t>   ? 0
-                       : isSame<Kind, std::int64_t> ? 1
-                       : isSame<Kind, Half>         ? 2
-                       : isSame<Kind, float>        ? 3
-                                                    : 4;
-
 template <bool leftIsHigher, class Left, class Right>
 struct Higher {
     using Kind = Left;
@@ -299,7 +292,7 @@ inline constexpr bool
 
 template <class Left, class Right>
 void comparison(const ComparisonArgs& args) {
-    using Compared = typename Higher<(rankOf<Left> > rankOf<Right>), Left, Right>::Kind;
+    using Compared = typename Higher<(kindOf<Left> > kindOf<Right>), Left, Right>::Kind;
     using Worked = Working<Compared>;
     if constexpr (isConvertedOnTheWay<Compared, Left, Right>)
         follow(args,
@@ -312,17 +305,11 @@ void comparison(const ComparisonArgs& args) {
                 predicateOf<Worked, Worked, Worked>(args.predicate), sizeof(Left), sizeof(Right)});
 }
 
-template <class... Lefts>
-consteval ComparisonKernels everyPair(KindList<Lefts...>) {
-    return {{{&comparison<Lefts, std::int32_t>, &comparison<Lefts, std::int64_t>,
-              &comparison<Lefts, Half>, &comparison<Lefts, float>, &comparison<Lefts, double>}...}};
-}
-
 } // namespace
 
 extern const ComparisonKernels comparisonKernels;
-const ComparisonKernels comparisonKernels =
-    everyPair(KindList<std::int32_t, std::int64_t, Half, float, double>{});
+constinit const ComparisonKernels comparisonKernels = pairTable<ComparisonKernel, NumericKinds>(
+    []<class Left, class Right>() { return &comparison<Left, Right>; });
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

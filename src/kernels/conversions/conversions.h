@@ -9,16 +9,12 @@
 #pragma once
 
 #include "kernels/lanes/lanes.h"
+#include "vocabulary/kinds.h"
 
 #include <cstdint>
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
-
-template <class A, class B>
-inline constexpr bool isSame = false;
-template <class A>
-inline constexpr bool isSame<A, A> = true;
 
 template <class T>
 inline constexpr bool isInteger = isSame<T, std::int32_t> || isSame<T, std::int64_t>;

@@ -2,16 +2,12 @@
 #pragma once
 
 #include "kernels/target/target.h"
+#include "vocabulary/kinds.h"
 
 #include <cstdint>
 #include <cstring>
 
 namespace Fenlet {
-
-/// A `CpuElementKind::Half` value: IEEE 754 binary16, as its raw bits.
-struct Half {
-    std::uint16_t bits;
-};
 
 inline namespace FENLET_TARGET {
 

@@ -1,6 +1,8 @@
 // Select: for each component one of two registers, as a condition says.
 #pragma once
 
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
@@ -48,16 +50,7 @@ using SelectKernel = void (*)(const SelectArgs&);
 /// none.
 SelectKernel selectKernel(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse);
 
-/// The kernels for one result kind.
-struct SelectPlane {
-    SelectKernel of[5][5];
-};
-
-/// The kernels by result kind and arm kinds, each by its position among `Int32`, `Int64`, `Half`,
-/// `Float32` and `Float64`, and the one of `Tribool` with itself.
-struct SelectKernels {
-    SelectPlane numeric[5];
-    SelectKernel tribool;
-};
+/// The kernels by the result's kind and those of the arms; null where there is none.
+using SelectKernels = TripleTable<SelectKernel, AllKinds>;
 
 } // namespace Fenlet

@@ -6,10 +6,10 @@
 // that no processor has to guess it. Either way nothing of an arm is read but what is taken.
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/wide_runs.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/select/masked_picks.h"
 #include "kernels/select/select.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -675,23 +675,21 @@ void select(const SelectArgs& args) {
                   static_cast<unsigned char>(isSame<Result, Tribool> ? 255 : 0)});
 }
 
-template <class Result, class... WhenTrue>
-consteval SelectPlane everyPair(KindList<WhenTrue...>) {
-    return {{{&select<Result, WhenTrue, std::int32_t>, &select<Result, WhenTrue, std::int64_t>,
-              &select<Result, WhenTrue, Half>, &select<Result, WhenTrue, float>,
-              &select<Result, WhenTrue, double>}...}};
-}
-
-template <class... Results>
-consteval SelectKernels everyTriple(KindList<Results...> kinds) {
-    return {{everyPair<Results>(kinds)...}, &select<Tribool, Tribool, Tribool>};
+template <class Result, class WhenTrue, class WhenFalse>
+constexpr SelectKernel kernelFor() {
+    if constexpr (hasConversion<Result, WhenTrue> && hasConversion<Result, WhenFalse>)
+        return &select<Result, WhenTrue, WhenFalse>;
+    else
+        return nullptr;
 }
 
 } // namespace
 
 extern const SelectKernels selectKernels;
-const SelectKernels selectKernels =
-    everyTriple(KindList<std::int32_t, std::int64_t, Half, float, double>{});
+constinit const SelectKernels selectKernels =
+    tripleTable<SelectKernel, AllKinds>([]<class Result, class WhenTrue, class WhenFalse>() {
+        return kernelFor<Result, WhenTrue, WhenFalse>();
+    });
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -11,6 +11,19 @@ constinit InstructionSet chosenInstructionSet = InstructionSet::Baseline;
 
 namespace {
 
+// The sets that the build compiles kernels for, and those that the list has.
+static_assert(
+    [] {
+        using enum InstructionSet;
+        constexpr InstructionSet built[] = {FENLET_BUILT_SETS};
+        int number = 0;
+        for (const InstructionSet set : built)
+            if (set != static_cast<InstructionSet>(number++))
+                return false;
+        return number == instructionSetCount;
+    }(),
+    "fenlet_add_kernels and FENLET_EACH_SET name different sets");
+
 #ifdef FENLET_X86_SETS
 
 struct Registers {

@@ -5,14 +5,39 @@
 // everywhere.
 #pragma once
 
+// The one list of sets: each(name, ...) for every set that this build has kernels for, from the one
+// that every processor of the architecture has to the widest. It is a macro because a template
+// cannot take a name, and every set has a namespace.
+#ifdef FENLET_X86_SETS
+// Avx2 includes F16C; Avx512 is F, BW, DQ and VL.
+#define FENLET_EACH_SET(each, ...)                                                                 \
+    each(Baseline, __VA_ARGS__) each(Avx2, __VA_ARGS__) each(Avx512, __VA_ARGS__)
+#else
+#define FENLET_EACH_SET(each, ...) each(Baseline, __VA_ARGS__)
+#endif
+
+#define FENLET_SET_NUMBER(set, ...) set,
+#define FENLET_SET_NAME(set, ...) #set,
+#define FENLET_DECLARED_IN_SET(set, declaration)                                                   \
+    namespace set {                                                                                \
+    declaration;                                                                                   \
+    }
+#define FENLET_ADDRESS_IN_SET(set, name) &set::name,
+
+// What the kernel sources define under one name in the namespace of every set: its declarations,
+// and its addresses as an initialiser.
+#define FENLET_IN_EVERY_SET(declaration) FENLET_EACH_SET(FENLET_DECLARED_IN_SET, declaration)
+#define FENLET_ADDRESSES(name)                                                                     \
+    { FENLET_EACH_SET(FENLET_ADDRESS_IN_SET, name) }
+
 namespace Fenlet {
 
-/// From the one that every processor of the architecture has to the widest.
-enum class InstructionSet : int {
-    Baseline = 0,
-    Avx2 = 1,   ///< with F16C
-    Avx512 = 2, ///< F, BW, DQ and VL
-};
+enum class InstructionSet : int { FENLET_EACH_SET(FENLET_SET_NUMBER) };
+
+inline constexpr const char* instructionSetNames[] = {FENLET_EACH_SET(FENLET_SET_NAME)};
+
+inline constexpr int instructionSetCount =
+    static_cast<int>(sizeof instructionSetNames / sizeof instructionSetNames[0]);
 
 /// Whether this build has kernels for the set, and this processor the instructions.
 bool isAvailable(InstructionSet set);
@@ -39,33 +64,9 @@ extern InstructionSet chosenInstructionSet;
 /// A family's kernels in every set that this build has.
 template <class Kernels>
 struct KernelSets {
-    const Kernels* of[3];
+    const Kernels* of[instructionSetCount];
 
     const Kernels& chosen() const { return *of[static_cast<int>(chosenInstructionSet)]; }
 };
 
 } // namespace Fenlet
-
-// A name that stands in the namespace of every set: its declaration, and its addresses. A template
-// cannot take a name.
-#ifdef FENLET_X86_SETS
-#define FENLET_IN_EVERY_SET(declaration)                                                           \
-    inline namespace Baseline {                                                                    \
-    declaration;                                                                                   \
-    }                                                                                              \
-    namespace Avx2 {                                                                               \
-    declaration;                                                                                   \
-    }                                                                                              \
-    namespace Avx512 {                                                                             \
-    declaration;                                                                                   \
-    }
-#define FENLET_ADDRESSES(name)                                                                     \
-    { &Baseline::name, &Avx2::name, &Avx512::name }
-#else
-#define FENLET_IN_EVERY_SET(declaration)                                                           \
-    inline namespace Baseline {                                                                    \
-    declaration;                                                                                   \
-    }
-#define FENLET_ADDRESSES(name)                                                                     \
-    { &Baseline::name, nullptr, nullptr }
-#endif

@@ -6,7 +6,7 @@
 #pragma once
 
 #ifndef FENLET_TARGET
-#define FENLET_TARGET Baseline
+#error "Two libraries must not define the same loops: compile with -DFENLET_TARGET=<name>."
 #endif
 
 #ifdef __FAST_MATH__

@@ -1,7 +1,6 @@
 // Choosing the kernel of Negate or Length for two kinds.
 #include "kernels/unary/unary.h"
 
-#include "kernels/lanes/kinds.h"
 #include "kernels/target/sets.h"
 
 namespace Fenlet {
@@ -15,15 +14,11 @@ constexpr KernelSets<UnaryKernels> kernels = {FENLET_ADDRESSES(unaryKernels)};
 } // namespace
 
 UnaryKernel unaryKernel(UnaryOp op, CpuElementKind result, CpuElementKind operand) {
-    constexpr auto position = positionAmong<CpuElementKind::Int32, CpuElementKind::Half,
-                                            CpuElementKind::Float32, CpuElementKind::Float64>;
-    if (position(result) < 0 || position(operand) < 0)
-        return nullptr;
     switch (op) {
     case UnaryOp::Negate:
-        return kernels.chosen().negate[position(result)][position(operand)];
+        return kernels.chosen().negate.find(result, operand);
     case UnaryOp::Length:
-        return kernels.chosen().length[position(result)][position(operand)];
+        return kernels.chosen().length.find(result, operand);
     }
     return nullptr;
 }

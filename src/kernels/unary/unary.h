@@ -1,6 +1,8 @@
 // Negate and Length: one register into another.
 #pragma once
 
+#include "vocabulary/kinds.h"
+
 #include <fenletexec/element_kinds.h>
 
 #include <cstdint>
@@ -45,11 +47,10 @@ using UnaryKernel = void (*)(const UnaryArgs&);
 /// none.
 UnaryKernel unaryKernel(UnaryOp op, CpuElementKind result, CpuElementKind operand);
 
-/// The kernels by result and operand kind, each by its position among `Int32`, `Half`, `Float32`
-/// and `Float64`.
+/// The kernels by result and operand kind.
 struct UnaryKernels {
-    UnaryKernel negate[4][4];
-    UnaryKernel length[4][4];
+    PairTable<UnaryKernel, KindsWithArithmetic> negate;
+    PairTable<UnaryKernel, KindsWithArithmetic> length;
 };
 
 } // namespace Fenlet

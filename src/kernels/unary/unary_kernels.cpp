@@ -1,10 +1,10 @@
 // The kernels of Negate and Length, one of each for every pair of kinds.
 #include "kernels/conversions/wide_runs.h"
 #include "kernels/conversions/working.h"
-#include "kernels/lanes/kinds.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
 #include "kernels/unary/unary.h"
+#include "vocabulary/kinds.h"
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
@@ -230,18 +230,14 @@ void length(const UnaryArgs& args) {
                   measureOf<To>(args.multiplicity), sizeof(From), sizeof(Working<To>), sizeof(To)});
 }
 
-template <class... Kinds>
-consteval UnaryKernels everyPair(KindList<Kinds...>) {
-    return {{{&negate<Kinds, std::int32_t>, &negate<Kinds, Half>, &negate<Kinds, float>,
-              &negate<Kinds, double>}...},
-            {{&length<Kinds, std::int32_t>, &length<Kinds, Half>, &length<Kinds, float>,
-              &length<Kinds, double>}...}};
-}
-
 } // namespace
 
 extern const UnaryKernels unaryKernels;
-const UnaryKernels unaryKernels = everyPair(KindList<std::int32_t, Half, float, double>{});
+constinit const UnaryKernels unaryKernels = {
+    pairTable<UnaryKernel, KindsWithArithmetic>(
+        []<class To, class From>() { return &negate<To, From>; }),
+    pairTable<UnaryKernel, KindsWithArithmetic>(
+        []<class To, class From>() { return &length<To, From>; })};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -20,16 +20,9 @@ extern const ArithmeticKernels arithmeticKernels;
 
 namespace {
 
-std::size_t positionOf(CpuElementKind kind) {
-    std::size_t position = 0;
-    while (arithmeticKinds[position] != kind)
-        ++position;
-    return position;
-}
-
 template <const ArithmeticKernels& kernels>
 bool runFrom(const ArithmeticKinds& kinds, const ArithmeticArgs& args) {
-    kernels.of[positionOf(kinds.result)].of[positionOf(kinds.left)][positionOf(kinds.right)](args);
+    kernels.kernels.find(kinds.result, kinds.left, kinds.right)(args);
     return true;
 }
 

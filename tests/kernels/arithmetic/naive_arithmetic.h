@@ -12,8 +12,7 @@
 
 namespace Fenlet {
 
-inline constexpr CpuElementKind arithmeticKinds[] = {
-    CpuElementKind::Int32, CpuElementKind::Half, CpuElementKind::Float32, CpuElementKind::Float64};
+inline constexpr const auto& arithmeticKinds = KindsWithArithmetic::numbers;
 inline constexpr ArithmeticOp everyArithmeticOp[] = {ArithmeticOp::Add, ArithmeticOp::Subtract,
                                                      ArithmeticOp::Multiply, ArithmeticOp::Divide};
 

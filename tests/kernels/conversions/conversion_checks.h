@@ -2,8 +2,8 @@
 #pragma once
 
 #include "kernels/conversions/conversions.h"
-#include "kernels/lanes/kinds.h"
 #include "oracle/exact_conversions.h"
+#include "vocabulary/kinds.h"
 
 #include <algorithm>
 #include <bit>
@@ -16,40 +16,16 @@
 
 namespace Fenlet {
 
-template <class T>
-inline constexpr CpuElementKind kindOf = CpuElementKind::Unsupported;
-template <>
-inline constexpr CpuElementKind kindOf<std::int32_t> = CpuElementKind::Int32;
-template <>
-inline constexpr CpuElementKind kindOf<std::int64_t> = CpuElementKind::Int64;
-template <>
-inline constexpr CpuElementKind kindOf<Half> = CpuElementKind::Half;
-template <>
-inline constexpr CpuElementKind kindOf<float> = CpuElementKind::Float32;
-template <>
-inline constexpr CpuElementKind kindOf<double> = CpuElementKind::Float64;
-
 inline std::string nameOf(CpuElementKind kind) {
-    constexpr const char* names[] = {"Unsupported", "Tribool", "Int32",  "Int64",
-                                     "Half",        "Float32", "Float64"};
-    return names[static_cast<int>(kind)];
+    return cpuElementKindName(kind);
 }
 
 /// Calls `visit.operator()<To, From>()` for every pair of numeric kinds.
 template <class Visit>
 void forEveryPair(const Visit& visit) {
-    const auto toAll = [&]<class From>() {
-        visit.template operator()<std::int32_t, From>();
-        visit.template operator()<std::int64_t, From>();
-        visit.template operator()<Half, From>();
-        visit.template operator()<float, From>();
-        visit.template operator()<double, From>();
-    };
-    toAll.template operator()<std::int32_t>();
-    toAll.template operator()<std::int64_t>();
-    toAll.template operator()<Half>();
-    toAll.template operator()<float>();
-    toAll.template operator()<double>();
+    NumericKinds::forEach([&]<class From>(int) {
+        NumericKinds::forEach([&]<class To>(int) { visit.template operator()<To, From>(); });
+    });
 }
 
 template <class T>

@@ -21,20 +21,9 @@ namespace {
 
 constexpr CpuElementKind tribool = CpuElementKind::Tribool;
 
-std::size_t positionOf(CpuElementKind kind) {
-    std::size_t position = 0;
-    while (numericKinds[position] != kind)
-        ++position;
-    return position;
-}
-
 template <const SelectKernels& kernels>
 bool runFrom(const SelectKinds& kinds, const SelectArgs& args) {
-    if (kinds.result == tribool)
-        kernels.tribool(args);
-    else
-        kernels.numeric[positionOf(kinds.result)]
-            .of[positionOf(kinds.whenTrue)][positionOf(kinds.whenFalse)](args);
+    kernels.find(kinds.result, kinds.whenTrue, kinds.whenFalse)(args);
     return true;
 }
 

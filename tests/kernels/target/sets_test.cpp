@@ -16,7 +16,7 @@ TEST(InstructionSets, BaselineIsAlwaysThere) {
 
 TEST(InstructionSets, NumbersOfNoSetAreNotThere) {
     EXPECT_FALSE(isAvailable(static_cast<InstructionSet>(-1)));
-    EXPECT_FALSE(isAvailable(static_cast<InstructionSet>(3)));
+    EXPECT_FALSE(isAvailable(static_cast<InstructionSet>(instructionSetCount)));
 }
 
 TEST(InstructionSets, ChosenSetRunsUntilTheNextChoice) {
@@ -29,7 +29,7 @@ TEST(InstructionSets, ChosenSetRunsUntilTheNextChoice) {
 
 TEST(InstructionSets, SetThatIsNotThereIsNotChosen) {
     const InstructionSet before = chosenInstructionSet;
-    EXPECT_FALSE(chooseInstructionSet(static_cast<InstructionSet>(3)));
+    EXPECT_FALSE(chooseInstructionSet(static_cast<InstructionSet>(instructionSetCount)));
     EXPECT_FALSE(chooseInstructionSet(static_cast<InstructionSet>(-1)));
     EXPECT_EQ(chosenInstructionSet, before);
 }

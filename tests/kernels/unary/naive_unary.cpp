@@ -24,17 +24,10 @@ namespace {
 constexpr CpuElementKind half = CpuElementKind::Half;
 constexpr CpuElementKind single = CpuElementKind::Float32;
 
-std::size_t positionOf(CpuElementKind kind) {
-    std::size_t position = 0;
-    while (unaryKinds[position] != kind)
-        ++position;
-    return position;
-}
-
 template <const UnaryKernels& kernels>
 bool runFrom(UnaryOp op, const UnaryKinds& kinds, const UnaryArgs& args) {
     const auto& table = op == UnaryOp::Negate ? kernels.negate : kernels.length;
-    table[positionOf(kinds.result)][positionOf(kinds.operand)](args);
+    table.find(kinds.result, kinds.operand)(args);
     return true;
 }
 

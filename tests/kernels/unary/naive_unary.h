@@ -13,8 +13,7 @@
 
 namespace Fenlet {
 
-inline constexpr CpuElementKind unaryKinds[] = {CpuElementKind::Int32, CpuElementKind::Half,
-                                                CpuElementKind::Float32, CpuElementKind::Float64};
+inline constexpr const auto& unaryKinds = KindsWithArithmetic::numbers;
 inline constexpr UnaryOp everyUnaryOp[] = {UnaryOp::Negate, UnaryOp::Length};
 
 struct UnaryKinds {
