@@ -1,6 +1,6 @@
 // The kernels of component extraction, one for each pair of kinds.
 #include "kernels/conversions/conversions.h"
-#include "kernels/conversions/wide_runs.h"
+#include "kernels/conversions/wide_lanes.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
 #include "sources/component.h"

@@ -3,7 +3,7 @@
 // A kernel lays its call out: how each operand's lanes reach the loop of the operation, the loop,
 // and how its lanes reach the result. One procedure runs every call, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
-#include "kernels/conversions/wide_runs.h"
+#include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
@@ -83,10 +83,8 @@ struct WordOf<std::int32_t> {
 /// Whether an operation goes vector by vector from the operands' kinds to that of the result, by
 /// conversions that compilers do not find.
 template <class Result, class Left, class Right>
-inline constexpr bool
-    isWhole = hasWideOperand<Result, Left>&& hasWideOperand<Result, Right> &&
-              (isSame<Result, Half> || isSame<Left, Half> || isSame<Right, Half> ||
-               (isSame<Result, std::int32_t> && !(isInteger<Left> && isInteger<Right>)));
+inline constexpr bool isWhole = hasWideOperand<Result, Left>&& hasWideOperand<Result, Right> &&
+                                (isHidden<Result, Left> || isHidden<Result, Right>);
 
 /// A run of a whole operation. The lanes must be independent, or `lanes` 1. Those that fill no
 /// vector go through one all the same, among zeros: a loop for them alone would be most of the

@@ -4,10 +4,10 @@
 // procedure follows every recipe, tile by tile: it compares all lanes from the first to the last
 // valid element, and then puts unknown over those of the invalid ones in between.
 #include "kernels/comparisons/comparisons.h"
-#include "kernels/comparisons/masked_comparisons.h"
-#include "kernels/conversions/wide_runs.h"
+#include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/scans.h"
+#include "kernels/target/instructions.h"
 #include "vocabulary/kinds.h"
 
 namespace Fenlet {

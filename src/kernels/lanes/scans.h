@@ -6,35 +6,10 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <immintrin.h>
-#elif defined(__aarch64__)
-#include <arm_neon.h>
-#endif
-
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
 using ByteVector = VectorOf<std::uint8_t>;
-
-/// Whether any bit of a vector is set. No compiler finds the instruction for that by itself.
-inline bool isAnySet(const ByteVector& bytes) {
-#if defined(__AVX512BW__)
-    const auto all = bitCast<__m512i>(bytes);
-    return _mm512_test_epi8_mask(all, all) != 0;
-#elif defined(__AVX2__)
-    const auto all = bitCast<__m256i>(bytes);
-    return _mm256_testz_si256(all, all) == 0;
-#elif defined(__SSE2__)
-    const __m128i zeros = _mm_cmpeq_epi8(bitCast<__m128i>(bytes), _mm_setzero_si128());
-    return _mm_movemask_epi8(zeros) != 0xFFFF;
-#elif defined(__aarch64__)
-    return vmaxvq_u8(bitCast<uint8x16_t>(bytes)) != 0;
-#else
-    const auto words = bitCast<VectorOf<std::uint64_t>>(bytes);
-    return (words[0] | words[1]) != 0;
-#endif
-}
 
 /// Looks for a byte that is 0.
 struct Zeros {

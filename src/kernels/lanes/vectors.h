@@ -4,19 +4,12 @@
 #pragma once
 
 #include "kernels/lanes/lanes.h"
+#include "kernels/target/instructions.h"
 
 #include <cstdint>
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
-
-#if defined(__AVX512BW__)
-inline constexpr int vectorBytes = 64;
-#elif defined(__AVX2__)
-inline constexpr int vectorBytes = 32;
-#else
-inline constexpr int vectorBytes = 16;
-#endif
 
 template <class Lane>
 struct VectorType {

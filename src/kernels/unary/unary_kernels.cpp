@@ -1,5 +1,5 @@
 // The kernels of Negate and Length, one of each for every pair of kinds.
-#include "kernels/conversions/wide_runs.h"
+#include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"

@@ -1,0 +1,137 @@
+// One call of a select kernel: what it works on and what there is to know of it. A part of
+// select_kernels.cpp.
+#pragma once
+
+#include "kernels/lanes/tiles.h"
+#include "kernels/select/picks.h"
+#include "kernels/select/select.h"
+#include "kernels/select/ways.h"
+
+#include <cstdint>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+namespace {
+
+using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
+
+/// What a kernel does. A map is null where the arm is of the result kind already.
+struct Recipe {
+    LaneMap trueToResult;
+    LaneMap falseToResult;
+    std::int64_t trueBytes;
+    std::int64_t falseBytes;
+    std::int64_t resultBytes;
+    bool armsAreAlike;     ///< of one kind
+    unsigned char unknown; ///< every byte of an unknown lane
+};
+
+/// One arm of a call.
+struct Arm {
+    const unsigned char* lanes;
+    const unsigned char* validity; ///< may be null
+    std::int64_t bytes;
+    LaneMap toResult;
+
+    const unsigned char* lane(std::int64_t number) const { return lanes + number * bytes; }
+};
+
+/// Entries of `lanesEach` lanes, each with a way of its own.
+struct Batch {
+    const unsigned char* ways;
+    std::int64_t entries;
+    std::int64_t lanesEach;
+    std::int64_t firstLane;
+
+    std::int64_t lanes() const { return entries * lanesEach; }
+};
+
+/// The widest lanes, for tiles that serve any.
+using WidestTile = Tile<double>;
+
+/// The fewest lanes that pay for a run.
+constexpr std::int64_t fewestLanes = 32;
+
+/// One call on its way through a recipe.
+struct Run {
+    const SelectArgs& args;
+    const Recipe& recipe;
+    Arm whenTrue;
+    Arm whenFalse;
+    std::int64_t multiplicity;
+    bool oneCondition; ///< for all components of an element
+    bool independent;  ///< lanes of one another
+
+    bool lanesIndependent() const;
+    void selectByElement() const;
+    std::int64_t selectStraight() const;
+    void selectByLane() const;
+    void take(const Batch& batch, unsigned char way) const;
+    void takeRun(unsigned char way, std::int64_t firstLane, std::int64_t lanes) const;
+    void pick(const Batch& batch) const;
+    void pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arms,
+                     std::int64_t laneBytes) const;
+    const unsigned char* pickArm(const Arm& arm, unsigned char way, const Batch& batch,
+                                 WidestTile& picked, WidestTile& converted) const;
+    void findValidityByLane(unsigned char* valid, const unsigned char* ways, std::int64_t lanes,
+                            std::int64_t firstElement, std::int64_t elements) const;
+    void findValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
+                      const Stretch& stretch) const;
+    void pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
+                      std::int64_t elements) const;
+    void pickValidityStraight(const Tribool* conditions, std::int64_t firstElement,
+                              std::int64_t elements) const;
+
+    bool isPickedWide(std::int64_t lanesEach) const;
+    std::int64_t enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const;
+    /// Whether every element of either arm is valid.
+    bool areBothValid() const {
+        return whenTrue.validity == nullptr && whenFalse.validity == nullptr;
+    }
+    /// The arm's validity from an element on, for a tile.
+    static const unsigned char* validityOf(const Arm& arm, std::int64_t firstElement) {
+        return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
+    }
+    const unsigned char* unknownLanes() const {
+        return recipe.unknown == 0 ? zeros.bytes : unknowns.bytes;
+    }
+    unsigned char* resultLane(std::int64_t number) const {
+        return static_cast<unsigned char*>(args.result) + number * recipe.resultBytes;
+    }
+};
+
+// It is elements that are held against each other. Areas that begin together and have elements of
+// one size have lanes of one size, too.
+bool Run::lanesIndependent() const {
+    const auto ofElements = [this](const void* start, std::int64_t bytes) {
+        return LaneRange{start, start != nullptr ? args.count : 0, bytes};
+    };
+    const LaneRange result = ofElements(args.result, multiplicity * recipe.resultBytes);
+    const LaneRange validity = ofElements(args.resultValidity, 1);
+    const LaneRange read[] = {ofElements(args.condition, args.conditionMultiplicity),
+                              ofElements(whenTrue.lanes, multiplicity * whenTrue.bytes),
+                              ofElements(whenFalse.lanes, multiplicity * whenFalse.bytes),
+                              ofElements(whenTrue.validity, 1), ofElements(whenFalse.validity, 1)};
+    bool fits = lanesAreIndependent(result, validity) &&
+                (oneCondition || args.conditionMultiplicity == multiplicity);
+    for (const LaneRange& area : read)
+        fits = fits && lanesAreIndependent(result, area) && lanesAreIndependent(validity, area);
+    return fits;
+}
+
+/// Whether entries of so many lanes are picked a whole vector at a time. Then no run is shorter
+/// than a tile: to find one costs more.
+bool Run::isPickedWide(std::int64_t lanesEach) const {
+    return independent && lanesEach <= 4 && arePickedWide(whenTrue.bytes) &&
+           arePickedWide(whenFalse.bytes);
+}
+
+/// How many entries alike pay for a run. Where their validity, too, is picked a whole vector at a
+/// time only a tile does: to find a shorter run costs more than it saves.
+std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const {
+    return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
+}
+
+} // namespace
+} // namespace FENLET_TARGET
+} // namespace Fenlet

@@ -1,0 +1,123 @@
+// AVX2 with F16C.
+#pragma once
+
+#include "kernels/target/x86.h"
+
+#include <cstdint>
+#include <immintrin.h>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+inline constexpr int vectorBytes = 32;
+
+/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+template <class Vector>
+inline bool isAnySet(const Vector& bytes) {
+    const auto all = bitCast<__m256i>(bytes);
+    return _mm256_testz_si256(all, all) == 0;
+}
+
+/// Eight lanes at a time.
+struct WideLanes : Int64Truncation {
+    using Floats = __m256;
+    using Integers = __m256i;
+
+    static Floats loadHalves(const unsigned char* in) {
+        return _mm256_cvtph_ps(loadLane<__m128i>(in, 0));
+    }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<__m256>(in, 0); }
+    static Floats loadIntegers(const unsigned char* in) {
+        return _mm256_cvtepi32_ps(loadLane<__m256i>(in, 0));
+    }
+    static Integers truncated(Floats value) { return _mm256_cvttps_epi32(value); }
+    static Integers truncateDoubles(const unsigned char* in) {
+        return _mm256_set_m128i(_mm256_cvttpd_epi32(loadLane<__m256d>(in, 1)),
+                                _mm256_cvttpd_epi32(loadLane<__m256d>(in, 0)));
+    }
+    static void storeHalves(unsigned char* out, Floats value) {
+        storeLane(out, 0, inRegister(narrowed(value)));
+    }
+    static Floats rounded(Floats value) { return _mm256_cvtph_ps(narrowed(value)); }
+
+  private:
+    static __m128i narrowed(Floats value) {
+        return _mm256_cvtps_ph(value, _MM_FROUND_TO_NEAREST_INT);
+    }
+};
+
+/// Which of a few lanes go a way, as bytes of all bits or none.
+struct FewChoices {
+    using Bytes = __m128i;
+    static Bytes equal(const Bytes& choices, unsigned char choice) {
+        return _mm_cmpeq_epi8(choices, _mm_set1_epi8(static_cast<char>(choice)));
+    }
+    static Bytes neither(const Bytes& some, const Bytes& others) {
+        return _mm_andnot_si128(_mm_or_si128(some, others), _mm_set1_epi8(-1));
+    }
+};
+
+/// Thirty-two bytes of words, and loads of some of them; the others are zero.
+template <class Word>
+struct MaskedWords;
+
+template <>
+struct MaskedWords<std::uint32_t> : FewChoices {
+    static Bytes loadBytes(const void* choices) {
+        return _mm_loadl_epi64(static_cast<const __m128i*>(choices));
+    }
+    static __m256i widen(const Bytes& bytes) { return _mm256_cvtepi8_epi32(bytes); }
+    static __m256i all(std::uint32_t word) { return _mm256_set1_epi32(static_cast<int>(word)); }
+    static __m256i load(__m256i mask, const void* in) {
+        return _mm256_maskload_epi32(static_cast<const int*>(in), mask);
+    }
+};
+
+template <>
+struct MaskedWords<std::uint64_t> : FewChoices {
+    static Bytes loadBytes(const unsigned char* choices) {
+        return _mm_cvtsi32_si128(loadLane<std::int32_t>(choices, 0));
+    }
+    static __m256i widen(const Bytes& bytes) { return _mm256_cvtepi8_epi64(bytes); }
+    static __m256i all(std::uint64_t word) {
+        return _mm256_set1_epi64x(static_cast<long long>(word));
+    }
+    static __m256i load(__m256i mask, const void* in) {
+        return _mm256_maskload_epi64(static_cast<const long long*>(in), mask);
+    }
+};
+
+template <class Word, class Choice>
+requires requires {
+    MaskedWords<Word>::all(Word{});
+}
+struct MaskedPick<Word, Choice> {
+    static constexpr bool isWide = true;
+    static std::int64_t run(unsigned char* out, const unsigned char* choices, const TwoArms& arms,
+                            std::int64_t lanes) {
+        using Words = MaskedWords<Word>;
+        constexpr std::int64_t bytes = sizeof(Word);
+        constexpr std::int64_t together = 32 / bytes;
+        const __m256i unknown = Words::all(loadLane<Word>(arms.unknown, 0));
+        const auto sourceOf = [&](const unsigned char* arm) {
+            return arm != nullptr ? arm : arms.unknown;
+        };
+        const unsigned char* const whenTrue = sourceOf(arms.whenTrue);
+        const unsigned char* const whenFalse = sourceOf(arms.whenFalse);
+        std::int64_t i = 0;
+        for (; i + together <= lanes; i += together) {
+            const typename Words::Bytes some = Words::loadBytes(choices + i);
+            __m256i picked = unknown;
+            const auto take = [&](const unsigned char* arm, __m256i mask) {
+                picked = _mm256_blendv_epi8(picked, Words::load(mask, arm + i * bytes), mask);
+            };
+            take(whenTrue, Words::widen(Choice::template whenTrue<Words>(some)));
+            take(whenFalse, Words::widen(Choice::template whenFalse<Words>(some)));
+            storeLane(out + i * bytes, 0, picked);
+        }
+        return i;
+    }
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet

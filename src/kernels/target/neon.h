@@ -1,0 +1,42 @@
+// NEON, which every AArch64 processor has.
+#pragma once
+
+#include "kernels/target/offers.h"
+
+#include <arm_neon.h>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+inline constexpr int vectorBytes = 16;
+
+/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+template <class Vector>
+inline bool isAnySet(const Vector& bytes) {
+    return vmaxvq_u8(bitCast<uint8x16_t>(bytes)) != 0;
+}
+
+/// Four lanes at a time. Where there is no integer this processor has others, so that truncation is
+/// left to compilers.
+struct WideLanes {
+    using Floats = float32x4_t;
+
+    static Floats loadHalves(const unsigned char* in) {
+        return widened(loadLane<uint16x4_t>(in, 0));
+    }
+    static Floats loadFloats(const unsigned char* in) { return loadLane<float32x4_t>(in, 0); }
+    static Floats loadIntegers(const unsigned char* in) {
+        return vcvtq_f32_s32(loadLane<int32x4_t>(in, 0));
+    }
+    static void storeHalves(unsigned char* out, Floats value) {
+        storeLane(out, 0, narrowed(value));
+    }
+    static Floats rounded(Floats value) { return widened(narrowed(value)); }
+
+  private:
+    static Floats widened(uint16x4_t halves) { return vcvt_f32_f16(vreinterpret_f16_u16(halves)); }
+    static uint16x4_t narrowed(Floats value) { return vreinterpret_u16_f16(vcvt_f16_f32(value)); }
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet

@@ -1,0 +1,34 @@
+// SSE2, which every x86-64 processor has.
+#pragma once
+
+#include "kernels/target/x86.h"
+
+#include <immintrin.h>
+
+namespace Fenlet {
+inline namespace FENLET_TARGET {
+
+inline constexpr int vectorBytes = 16;
+
+/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+template <class Vector>
+inline bool isAnySet(const Vector& bytes) {
+    const __m128i zeros = _mm_cmpeq_epi8(bitCast<__m128i>(bytes), _mm_setzero_si128());
+    return _mm_movemask_epi8(zeros) != 0xFFFF;
+}
+
+/// Four lanes at a time. There are no halves in this set.
+struct WideLanes : Int64Truncation {
+    using Floats = __m128;
+    using Integers = __m128i;
+
+    static Floats loadFloats(const unsigned char* in) { return loadLane<__m128>(in, 0); }
+    static Integers truncated(Floats value) { return _mm_cvttps_epi32(value); }
+    static Integers truncateDoubles(const unsigned char* in) {
+        return _mm_unpacklo_epi64(_mm_cvttpd_epi32(loadLane<__m128d>(in, 0)),
+                                  _mm_cvttpd_epi32(loadLane<__m128d>(in, 1)));
+    }
+};
+
+} // namespace FENLET_TARGET
+} // namespace Fenlet
