@@ -1,8 +1,9 @@
 # Kernels with tiles of a few lanes, so that short tests reach every boundary between tiles.
 include_guard()
 
-# fenlet_add_small_tile_kernels(name source) compiles src/<source> once for each length, in the namespaces
-# Fenlet::Tiles1, Tiles2, Tiles3 and Tiles7. The object libraries are <name>_tiles1 to <name>_tiles7.
+# fenlet_add_small_tile_kernels(name source) compiles src/<source> once for each length, in the
+# namespaces Fenlet::Tiles1, Tiles2, Tiles3 and Tiles7. The object libraries are <name>_tiles1 to
+# <name>_tiles7.
 function(fenlet_add_small_tile_kernels name source)
   foreach(lanes 1 2 3 7)
     set(kernels ${name}_tiles${lanes})

@@ -1,4 +1,4 @@
-// Memory with an edge that nobody can cross unnoticed.
+// Memory with an edge: an access beyond it ends the program.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The memory in which kernels are held against lane-by-lane loops: one piece, with areas anywhere.
+// The memory in which kernels are compared with lane-by-lane loops: one piece, with areas anywhere.
 #pragma once
 
 #include "oracle/exact_conversions.h"
@@ -13,16 +13,16 @@
 
 namespace Fenlet {
 
-/// Bytes with areas laid out in them as a test likes: apart, misaligned, overlapping. A test runs a
-/// naive loop on one copy and the kernel on another, and compares them whole, so that every byte
-/// that the kernel should have left alone is looked at.
+/// Bytes with areas in them that a test places freely: apart, misaligned, overlapping. A test runs
+/// a naive loop on one copy and the kernel on another, and compares the two as a whole, including
+/// all bytes that the kernel should not touch.
 ///
-/// The naive loop loads and stores lanes here as bits. It stores a lane of which only "is a NaN"
-/// holds with `storeNan`; if it reads such a lane later, nothing can be said of what follows, and
-/// `isAmbiguous` tells so.
+/// The naive loop loads and stores lanes here as bits. Where a lane only has to be a NaN, the loop
+/// stores it with `storeNan`. If it reads such a lane later, the result is open, and `isAmbiguous`
+/// says so.
 class LaneMemory {
   public:
-    /// No two neighbouring bytes are alike, and none is 0 or 1.
+    /// Neighbouring bytes differ, and no byte is 0 or 1.
     explicit LaneMemory(std::size_t size) : bytes(size), openLanes(size, 0) {
         for (std::size_t i = 0; i < size; ++i)
             bytes[i] = static_cast<unsigned char>(0x60 + i % 29);
@@ -42,7 +42,7 @@ class LaneMemory {
         put(kind, offsetOf(kind, area, index), bits, 0);
     }
 
-    /// A lane that is to be a NaN, whichever. All of one memory are of one kind.
+    /// A lane that must be a NaN, with any bits. All such lanes of a memory have the same kind.
     void storeNan(CpuElementKind kind, std::size_t area, std::int64_t index) {
         const std::size_t start = offsetOf(kind, area, index);
         nanKind = kind;
@@ -102,13 +102,13 @@ class LaneMemory {
     bool ambiguous = false;
 };
 
-/// The offsets of areas that stand apart from each other, with guard bytes around each.
+/// The offsets of separate areas, with guard bytes around each.
 class AreaRow {
   public:
     /// The first area begins `misalignment` bytes past an aligned place.
     explicit AreaRow(int misalignment) : end(static_cast<std::size_t>(misalignment)) {}
 
-    /// Where the next area begins, of so many lanes.
+    /// The start of the next area, which has that many lanes.
     std::size_t place(CpuElementKind kind, std::int64_t lanes) {
         const std::size_t start = end + guardBytes;
         end = start + static_cast<std::size_t>(lanes * elementSize(kind));

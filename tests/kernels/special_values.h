@@ -1,4 +1,4 @@
-// The values that kernels are tested with: where kinds end, round, turn over or stop being numbers.
+// Test values for kernels: where kinds end, round, wrap or stop being numbers.
 #pragma once
 
 #include "oracle/lane_bits.h"
@@ -18,7 +18,7 @@ namespace Fenlet {
 /// The kinds that numbers are stored in, from the lowest rank to the highest.
 inline constexpr const auto& numericKinds = NumericKinds::numbers;
 
-/// The numbers of `more`, and after them those of all kinds.
+/// `more`, followed by all kinds.
 template <std::size_t count>
 constexpr auto withAllKinds(const CpuElementKind (&more)[count]) {
     std::array<CpuElementKind, count + AllKinds::count> kinds{};
@@ -29,7 +29,7 @@ constexpr auto withAllKinds(const CpuElementKind (&more)[count]) {
 
 inline constexpr auto everyKind = withAllKinds({CpuElementKind::Unsupported});
 
-/// All kinds and numbers that are no kind.
+/// All kinds, and numbers that are not kinds.
 inline constexpr auto everyKindAndStrays = withAllKinds(
     {CpuElementKind::Unsupported, static_cast<CpuElementKind>(-1),
      static_cast<CpuElementKind>(AllKinds::count + 1), static_cast<CpuElementKind>(100)});
@@ -50,7 +50,7 @@ class Draw {
         return mixed ^ (mixed >> 31);
     }
 
-    /// From 0 up to and without `limit`.
+    /// From 0 up to `limit`, exclusive.
     int below(int limit) { return static_cast<int>(next() % static_cast<std::uint64_t>(limit)); }
 
   private:

@@ -1,4 +1,4 @@
-// Bringing constants into registers.
+// Loading constants into registers.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -127,7 +127,7 @@ TEST(LoadConstant, ConvertsFromTheWidestValueInOneStep) {
     EXPECT_TRUE(std::signbit(loaded<float>(realConstant({-0.0}), RegisterFormat::Float32)[0]));
 }
 
-// What stands in the pool is not looked at beyond the multiplicity.
+// Values in the pool beyond the multiplicity are not read.
 TEST(LoadConstant, OfNoComponentsIsZero) {
     for (const int multiplicity : {0, -1, INT_MIN}) {
         Constant none;
@@ -139,7 +139,7 @@ TEST(LoadConstant, OfNoComponentsIsZero) {
         EXPECT_EQ(loaded<std::uint16_t>(none, RegisterFormat::Half), (Halves{0, 0}));
         EXPECT_EQ(loaded<float>(none, RegisterFormat::Float32, 2), (Floats{0, 0, 0, 0}));
         EXPECT_EQ(loaded<double>(none, RegisterFormat::Float64), (Doubles64{0, 0}));
-        // A Tribool has its byte all the same.
+        // A Tribool still has its byte.
         none.boolean = 255;
         EXPECT_EQ(loaded<unsigned char>(none, RegisterFormat::Tribool), (Bytes{255, 255}));
     }

@@ -1,4 +1,4 @@
-// Bringing uniforms into registers.
+// Loading uniforms into registers.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"

@@ -110,7 +110,7 @@ TEST(Faults, HaveTheirCodesAndWords) {
         EXPECT_STREQ(row.fault.message, row.words);
         words.insert(row.words);
     }
-    // Each text belongs to one of them alone.
+    // No two refusals have the same text.
     EXPECT_EQ(words.size(), std::size(rows));
 }
 

@@ -1,4 +1,4 @@
-// Which kinds have a kernel, and what a refused combination leaves alone.
+// Which kinds have a kernel, and that a refused combination changes nothing.
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 

@@ -65,7 +65,7 @@ TEST(IntegerDivision, DoesNotReadWhatItWouldDivideByZero) {
                 }
 }
 
-// The fence stands after the last lane that has a divisor, in the midst of a run of lanes.
+// The fence is after the last lane that has a divisor, in the middle of a run of lanes.
 TEST(IntegerDivision, ReadsItsLeftSideOnlyUpToTheLastDivisorThatIsNotZero) {
     constexpr std::int32_t lanes = 60;
     for (const CpuElementKind left : arithmeticKinds)

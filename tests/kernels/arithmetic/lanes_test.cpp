@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, with areas apart from each other.
+// Every kernel over lanes of all sorts, in separate areas.
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 
@@ -13,7 +13,7 @@ TEST(ArithmeticLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     int number = 0;
     for (const int multiplicity : everyMultiplicity)
         forEveryKernel([&](ArithmeticCall call) {
-            // Neighbouring cases have different lengths, and all cases together have all of them.
+            // Neighbouring cases differ in length, and together the cases have all lengths.
             const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 40 : 200;
             call.count = 1 + number * 37 % longest;
             call.multiplicity = multiplicity;

@@ -12,7 +12,7 @@ class ArithmeticSweep : public testing::TestWithParam<int> {};
 TEST_P(ArithmeticSweep, EqualsANaiveLoopAtEveryBlockLength) {
     const int multiplicity = GetParam();
     Draw draw(static_cast<std::uint64_t>(multiplicity));
-    // Every length where lanes are few, every so many of them where they are not.
+    // Every length where there are few lanes, and only some lengths where there are many.
     const int stride = multiplicity > 100 ? 67 : multiplicity > 4 ? 9 : 1;
     int number = 0;
     forEveryKernel([&](ArithmeticCall call) {

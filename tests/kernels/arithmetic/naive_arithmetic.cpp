@@ -1,4 +1,4 @@
-// Arithmetic one lane at a time, and the builds that are held against it.
+// Arithmetic one lane at a time, and the builds that are compared with it.
 #include "naive_arithmetic.h"
 
 #include <bit>
@@ -73,7 +73,7 @@ std::uint64_t operateOnKind(CpuElementKind kind, ArithmeticOp op, std::uint64_t 
     }
 }
 
-/// One call on its way through its lanes.
+/// One call that goes through its lanes.
 struct NaiveRun {
     const ArithmeticCall& call;
     LaneMemory& memory;

@@ -1,4 +1,4 @@
-// Arithmetic one lane at a time, with conversions of its own: what the kernels are held against.
+// Arithmetic one lane at a time, with separate conversions: the reference for the kernels.
 #pragma once
 
 #include "kernels/arithmetic/arithmetic.h"
@@ -34,7 +34,7 @@ struct ArithmeticPlaces {
     std::size_t right;
 };
 
-/// One call of a kernel, with offsets in the place of pointers.
+/// One call of a kernel, with offsets instead of pointers.
 struct ArithmeticCall {
     ArithmeticKinds kinds;
     ArithmeticOp op;
@@ -68,7 +68,8 @@ struct ArithmeticBuild {
     bool (*run)(const ArithmeticKinds& kinds, const ArithmeticArgs& args);
 };
 
-/// The library's own, through its dispatcher, and the same kernels with tiles of a few lanes.
+/// The kernels of the library, through its dispatcher, and the same kernels with tiles of a few
+/// lanes.
 const std::vector<ArithmeticBuild>& everyArithmeticBuild();
 
 /// Calls `visit` for all kinds that have a kernel, all operations and all shapes.
@@ -86,7 +87,7 @@ void forEveryKernel(const Visit& visit) {
 /// place, with guard bytes around each, and fills operands and validity with drawn values.
 LaneMemory layOutApart(ArithmeticCall& call, int misalignment, Draw& draw);
 
-/// What holding a build against the naive loop came to.
+/// The outcome of comparing a build with the naive loop.
 struct ArithmeticVerdict {
     bool isAmbiguous; ///< the naive loop read a NaN that may be any; nothing was compared
     std::string difference;
@@ -96,7 +97,7 @@ struct ArithmeticVerdict {
 ArithmeticVerdict holdAgainstNaive(const ArithmeticBuild& build, const ArithmeticCall& call,
                                    const LaneMemory& memory);
 
-/// `holdAgainstNaive` for areas that do not overlap, where nothing is ever ambiguous.
+/// `holdAgainstNaive` for areas that do not overlap: nothing is ambiguous there.
 inline void expectNaiveLanes(const ArithmeticBuild& build, const ArithmeticCall& call,
                              const LaneMemory& memory) {
     const ArithmeticVerdict verdict = holdAgainstNaive(build, call, memory);

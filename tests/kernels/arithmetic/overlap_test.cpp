@@ -8,7 +8,7 @@
 namespace Fenlet {
 namespace {
 
-/// Counts what a sweep could say nothing about, so that it cannot be everything.
+/// Counts the cases that a sweep could not compare: not all of them may be such.
 class Sweep {
   public:
     void hold(const ArithmeticBuild& build, const ArithmeticCall& call, const LaneMemory& memory) {
@@ -126,7 +126,7 @@ TEST(ArithmeticOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             const auto somewhere = [&draw](bool again, std::size_t other) {
                 return again ? other : static_cast<std::size_t>(draw.below(400));
             };
-            // Equal starts are what programs have most, and chance has least.
+            // Equal starts are common in programs and rare at random.
             const int equal = draw.below(6);
             call.places.left = somewhere(false, 0);
             call.places.right = somewhere(equal == 0 || equal == 1, call.places.left);
@@ -138,7 +138,7 @@ TEST(ArithmeticOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
     });
 }
 
-// A register that is its own operand, or both of them.
+// A register that is also one of its operands, or both.
 TEST(ArithmeticOverlap, OfEqualAreasGivesWhatAreasApartGive) {
     Draw draw(5);
     forEveryKernel([&](const ArithmeticCall& kernel) {

@@ -381,7 +381,7 @@ TEST(ArithmeticPrograms, LeaveValidityToTheFrameButForZeroDivisors) {
     }
 }
 
-// The lanes of an invalid element are computed like all others.
+// The lanes of an invalid element are computed like any others.
 TEST(ArithmeticPrograms, ComputeInvalidElementsToo) {
     Bench bench;
     const std::int32_t number = bench.addLoaded(CpuElementKind::Float64, 1);

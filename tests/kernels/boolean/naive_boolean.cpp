@@ -1,4 +1,4 @@
-// Three-valued logic one lane at a time, and the builds that are held against it.
+// Three-valued logic one lane at a time, and the builds that are compared with it.
 #include "naive_boolean.h"
 
 #include <cstddef>

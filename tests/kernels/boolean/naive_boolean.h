@@ -1,4 +1,4 @@
-// Three-valued logic one lane at a time: what the kernels are held against.
+// Three-valued logic one lane at a time: the reference for the kernels.
 #pragma once
 
 #include "kernels/boolean/boolean.h"
@@ -26,7 +26,7 @@ struct BooleanPlaces {
     std::size_t right;
 };
 
-/// One call of a kernel, with offsets in the place of pointers.
+/// One call of a kernel, with offsets instead of pointers.
 struct BooleanCall {
     BooleanOp op;
     std::int32_t count;
@@ -53,7 +53,7 @@ struct BooleanBuild {
     void run(const BooleanCall& call, LaneMemory& memory) const;
 };
 
-/// The library's own, as steps call them, and the same kernels with tiles of a few lanes.
+/// The kernels of the library, as steps call them, and the same kernels with tiles of a few lanes.
 const std::vector<BooleanBuild>& everyBooleanBuild();
 
 /// Fills lanes: half of them false, true and unknown, the others any byte.

@@ -75,7 +75,7 @@ TEST(BooleanOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             BooleanCall call{op, 1 + draw.below(60), 1 + draw.below(5), draw.below(6) != 0, {}};
             LaneMemory memory(800);
             drawTribools(memory.at(0), 800, draw);
-            // Equal starts are what programs have most, and chance has least.
+            // Equal starts are common in programs and rare at random.
             std::size_t start = 0;
             for (auto place : {&BooleanPlaces::result, &BooleanPlaces::left, &BooleanPlaces::right,
                                &BooleanPlaces::leftValidity, &BooleanPlaces::resultValidity}) {
@@ -87,7 +87,7 @@ TEST(BooleanOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
         }
 }
 
-// A register that is its own operand, or both of them.
+// A register that is also one of its operands, or both.
 TEST(BooleanOverlap, OfEqualAreasGivesWhatAreasApartGive) {
     Draw draw(5);
     for (const BooleanOp op : everyBooleanOp)

@@ -78,7 +78,7 @@ TEST(DispatchComparison, TouchesNothingForNoPredicateAndStillServes) {
     });
 }
 
-// Not even for elements that are invalid, to which no predicate is applied.
+// Not even for invalid elements, where no predicate is applied.
 TEST(DispatchComparison, WritesNothingForNoPredicateWhateverTheValidity) {
     forEveryComparedPair([](const ComparisonKinds& kinds) {
         for (const ComparisonBuild& build : everyComparisonBuild()) {

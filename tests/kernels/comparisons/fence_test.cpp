@@ -1,5 +1,5 @@
-// Which bytes the kernels touch: none past their areas, and no operand before the first or after
-// the last element of which both sides are valid.
+// Which bytes the kernels touch: none beyond their areas, and no operand before the first or after
+// the last element that both sides are valid in.
 #include "kernels/fenced_area.h"
 #include "naive_comparisons.h"
 
@@ -41,8 +41,8 @@ TEST(ComparisonFences, StandRightAtTheAreasEdges) {
     });
 }
 
-/// A call of which only the first or the last elements are valid, with the operands out of reach in
-/// all others.
+/// A call where only the first or only the last elements are valid. The operands of all others
+/// cannot be accessed.
 struct FencedCall {
     ComparisonKinds kinds;
     bool rightScalar;

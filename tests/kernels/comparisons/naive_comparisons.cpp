@@ -1,4 +1,4 @@
-// Comparisons one component at a time, and the builds that are held against them.
+// Comparisons one component at a time, and the builds that are compared with them.
 #include "naive_comparisons.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Comparisons one component at a time, on bit patterns: what the kernels are held against.
+// Comparisons one component at a time, on bit patterns: the reference for the kernels.
 #pragma once
 
 #include "kernels/comparisons/comparisons.h"
@@ -33,7 +33,7 @@ struct ComparisonPlaces {
     std::size_t rightValidity;
 };
 
-/// One call of a kernel, with offsets in the place of pointers.
+/// One call of a kernel, with offsets instead of pointers.
 struct ComparisonCall {
     ComparisonKinds kinds;
     Predicate predicate;
@@ -65,7 +65,8 @@ struct ComparisonBuild {
     bool (*run)(const ComparisonKinds& kinds, const ComparisonArgs& args);
 };
 
-/// The library's own, through its dispatcher, and the same kernels with tiles of a few lanes.
+/// The kernels of the library, through its dispatcher, and the same kernels with tiles of a few
+/// lanes.
 const std::vector<ComparisonBuild>& everyComparisonBuild();
 
 /// Calls `visit` for all pairs of kinds that have a kernel.

@@ -152,7 +152,7 @@ TEST(Comparison, RoundsIntegersToTheFloatThatTheyMeet) {
     EXPECT_EQ(answers(INT64_MAX, 0x1p63), equal);
 }
 
-// By way of Float64 it would be 2^60.
+// Through Float64 it would be 2^60.
 TEST(Comparison, RoundsAnInt64ToFloat32Once) {
     const std::int64_t integer = (std::int64_t{1} << 60) + (std::int64_t{1} << 36) + 1;
     EXPECT_EQ(answers(integer, 0x1p60f + 0x1p37f), equal);

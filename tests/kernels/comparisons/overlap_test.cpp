@@ -37,7 +37,7 @@ LaneMemory layOutPair(ComparisonCall& call, std::size_t ComparisonPlaces::*other
     return memory;
 }
 
-/// Gives the call a size of at most so many lanes, and validity or none.
+/// Gives the call a size of at most that many lanes, with or without validity.
 void drawShape(ComparisonCall& call, int mostLanes, Draw& draw) {
     call.multiplicity = 1 + draw.below(5);
     call.count = 1 + draw.below(mostLanes / call.multiplicity);
@@ -86,7 +86,7 @@ TEST(ComparisonOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             drawLanes(memory.at(0), kind, 1100 / elementSize(kind), draw);
             if (draw.below(2) == 0)
                 drawValidityRuns(memory.at(0), 1100, 1 + draw.below(20), draw);
-            // Equal starts are what programs have most, and chance has least.
+            // Equal starts are common in programs and rare at random.
             std::size_t start = 0;
             for (auto place :
                  {&ComparisonPlaces::result, &ComparisonPlaces::left, &ComparisonPlaces::right,

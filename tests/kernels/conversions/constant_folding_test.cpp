@@ -1,7 +1,7 @@
 // What the compiler works out while compiling is what the processor works out while running.
 //
-// A cast that is not defined for its value is where the two part: compilers fold it to one thing,
-// processors make another of it.
+// The two differ for a cast that is undefined for its value: compilers fold it to one result, and
+// processors compute another.
 #include "conversion_checks.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// How conversions are held against what they should give: by themselves and in runs, to the bit.
+// Checks of conversions, one by one and in runs, to the bit.
 #pragma once
 
 #include "kernels/conversions/conversions.h"
@@ -62,7 +62,7 @@ unsigned char* bytesOf(std::vector<T>& lanes) {
     return reinterpret_cast<unsigned char*>(lanes.data());
 }
 
-/// The first lane where `actual`, what became of `in` in the way that `how` names, differs in any
+/// The first lane where `actual`, the result for `in` in the way that `how` names, differs in any
 /// bit from `expected`, which `witness` says. Empty if there is none.
 template <class To, class From>
 std::string firstDifference(const std::vector<From>& in, const std::vector<To>& actual,

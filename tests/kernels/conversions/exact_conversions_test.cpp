@@ -1,4 +1,4 @@
-// Exact integer arithmetic itself, held against values written down by hand.
+// Checks exact integer arithmetic against values written by hand.
 #include "oracle/exact_conversions.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// The values at which conversions go wrong when they go wrong, each by name.
+// The values at which conversions usually go wrong, by name.
 #include "conversion_checks.h"
 
 #include <cmath>

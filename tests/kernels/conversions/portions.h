@@ -1,4 +1,4 @@
-// Going through billions of values a portion at a time, on two threads.
+// Goes through billions of values in portions, on two threads.
 #pragma once
 
 #include "witnesses.h"
@@ -46,7 +46,7 @@ std::string firstFault(const std::vector<From>& in) {
 }
 
 /// The first fault of converting what `draw(number, in)` appends to `in` for the numbers below
-/// `total`. Tells on the terminal whom the conversion is held against.
+/// `total`. Prints what the conversion is compared with.
 template <class To, class From, class Draw>
 std::string firstFaultAmong(std::uint64_t total, const Draw& draw) {
     std::cout << "[ AGAINST  ] integer arithmetic";

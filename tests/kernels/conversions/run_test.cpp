@@ -20,7 +20,7 @@ std::vector<T> sampleOf(int lanes) {
     return sample;
 }
 
-/// An area `offset` bytes off the alignment of the allocator, with guard bytes all round.
+/// An area `offset` bytes off the alignment of the allocator, with guard bytes around it.
 struct GuardedArea {
     GuardedArea(int offset, std::size_t size)
         : bytes(static_cast<std::size_t>(guard + offset) + size + guard, guardByte),

@@ -15,7 +15,7 @@ void storeAt(std::vector<unsigned char>& area, std::size_t place, Lane lane) {
     std::memcpy(area.data() + place * sizeof lane, &lane, sizeof lane);
 }
 
-/// Both areas stand a byte off any alignment.
+/// Both areas are misaligned by one byte.
 template <class To, class From>
 std::vector<unsigned char> extracted(CpuElementKind to, CpuElementKind from,
                                      const std::vector<unsigned char>& lanes) {

@@ -13,7 +13,7 @@
 
 namespace Fenlet {
 
-/// Converts all of the values in a way of its own, which `name` tells.
+/// Converts all values in another way, the one that `name` says.
 template <class To, class From>
 struct Witness {
     const char* name;
@@ -73,7 +73,7 @@ std::vector<To> convertedThroughFloat16(const std::vector<From>& in) {
 }
 #endif
 
-/// The ways that there are here. Integer arithmetic is always there besides.
+/// The ways that this machine and compiler have. Integer arithmetic is always there in addition.
 template <class To, class From>
 std::vector<Witness<To, From>> witnessesHere() {
     std::vector<Witness<To, From>> witnesses;

@@ -1,4 +1,4 @@
-// The loops over elements against naive ones, at every length around the widths of vectors.
+// Compares the loops over elements with naive ones, at every length around the widths of vectors.
 #include "kernels/elements/elements.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// Which kinds have a kernel, and what a refused combination leaves alone.
+// Which kinds have a kernel, and that a refused combination changes nothing.
 #include "naive_select.h"
 
 #include <algorithm>

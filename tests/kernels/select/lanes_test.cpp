@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, with areas apart from each other.
+// Every kernel over lanes of all sorts, in separate areas.
 #include "naive_select.h"
 
 #include <iterator>
@@ -34,7 +34,7 @@ TEST(SelectLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     for (const int multiplicity : everyMultiplicity)
         for (int turn = 0; turn < 10; ++turn)
             forEverySelectKernel([&](const SelectKinds& kinds) {
-                // All cases together have all lengths.
+                // Together the cases have all lengths.
                 const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 20 : 200;
                 Case one = caseOf(number, kinds, 1 + number * 37 % longest, multiplicity);
                 const LaneMemory memory =
@@ -78,8 +78,8 @@ TEST(SelectLanes, EqualANaiveLoopAroundTheLengthOfATile) {
     });
 }
 
-// A caller of the kernels may say that the conditions stand further apart than they need to, or
-// nearer together.
+// A caller of the kernels may give conditions that are further apart than needed, or closer
+// together.
 TEST(SelectLanes, EqualANaiveLoopWithConditionsOfAnotherStride) {
     Draw draw(4);
     int number = 0;

@@ -1,4 +1,4 @@
-// Select one component at a time, and the builds that are held against it.
+// Select one component at a time, and the builds that are compared with it.
 #include "naive_select.h"
 
 #include <cstddef>
@@ -31,7 +31,7 @@ bool runDispatcher(const SelectKinds& kinds, const SelectArgs& args) {
     return dispatchSelect(kinds.result, kinds.whenTrue, kinds.whenFalse, args);
 }
 
-/// One call on its way through its elements.
+/// One call that goes through its elements.
 struct NaiveRun {
     const SelectCall& call;
     LaneMemory& memory;

@@ -1,4 +1,4 @@
-// Select one component at a time, with conversions of its own: what the kernels are held against.
+// Select one component at a time, with separate conversions: the reference for the kernels.
 #pragma once
 
 #include "kernels/lane_memory.h"
@@ -30,7 +30,7 @@ struct SelectPlaces {
     std::size_t whenFalseValidity;
 };
 
-/// One call of a kernel, with offsets in the place of pointers.
+/// One call of a kernel, with offsets instead of pointers.
 struct SelectCall {
     SelectKinds kinds;
     std::int32_t count;
@@ -61,7 +61,8 @@ struct SelectBuild {
     bool (*run)(const SelectKinds& kinds, const SelectArgs& args);
 };
 
-/// The library's own, through its dispatcher, and the same kernels with tiles of a few lanes.
+/// The kernels of the library, through its dispatcher, and the same kernels with tiles of a few
+/// lanes.
 const std::vector<SelectBuild>& everySelectBuild();
 
 /// Calls `visit` for all kinds that have a kernel.

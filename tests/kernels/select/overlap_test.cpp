@@ -87,7 +87,7 @@ TEST(SelectOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             SelectCall call = drawCall(kinds, 60, draw);
             LaneMemory memory(1400);
             drawConditions(memory.at(0), 1400, 1 + draw.below(20), draw);
-            // Equal starts are what programs have most, and chance has least.
+            // Equal starts are common in programs and rare at random.
             std::size_t start = 0;
             for (auto place :
                  {&SelectPlaces::result, &SelectPlaces::whenTrue, &SelectPlaces::whenFalse,

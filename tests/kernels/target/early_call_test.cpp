@@ -38,7 +38,7 @@ struct EarlySums {
 // The first priority that is not the implementation's own.
 [[gnu::init_priority(101)]] const EarlySums early;
 
-/// The sign and payload of a NaN are the processor's own.
+/// The sign and payload of a NaN depend on the processor.
 std::uint16_t oneForNaN(std::uint16_t half) {
     return (half & 0x7FFF) > 0x7C00 ? std::uint16_t{0x7E00} : half;
 }

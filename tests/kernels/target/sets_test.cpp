@@ -1,4 +1,4 @@
-// Which instruction set runs.
+// Which instruction set is used.
 #include "kernels/target/sets.h"
 
 #include <gtest/gtest.h>

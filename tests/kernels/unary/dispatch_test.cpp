@@ -1,4 +1,4 @@
-// Which pairs of kinds have a kernel, and what a refused pair leaves alone.
+// Which pairs of kinds have a kernel, and that a refused pair changes nothing.
 #include "naive_unary.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, with areas apart from each other.
+// Every kernel over lanes of all sorts, in separate areas.
 #include "naive_unary.h"
 
 #include <iterator>

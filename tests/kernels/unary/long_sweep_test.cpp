@@ -1,4 +1,4 @@
-// Every kernel, multiplicity and block size: what the quick tests take samples of.
+// Every kernel, multiplicity and block size: the quick tests try samples of these.
 #include "naive_unary.h"
 
 namespace Fenlet {

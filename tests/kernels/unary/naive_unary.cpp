@@ -1,4 +1,4 @@
-// Negate and Length one lane at a time, and the builds that are held against them.
+// Negate and Length one lane at a time, and the builds that are compared with them.
 #include "naive_unary.h"
 
 #include <bit>

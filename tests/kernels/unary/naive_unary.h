@@ -21,7 +21,7 @@ struct UnaryKinds {
     CpuElementKind operand;
 };
 
-/// One call of a kernel, with offsets into a `LaneMemory` in the place of pointers.
+/// One call of a kernel, with offsets into a `LaneMemory` instead of pointers.
 struct UnaryCall {
     UnaryOp op;
     UnaryKinds kinds;
@@ -46,7 +46,8 @@ struct UnaryBuild {
     bool (*run)(UnaryOp op, const UnaryKinds& kinds, const UnaryArgs& args);
 };
 
-/// The library's own, through its dispatcher, and the same kernels with tiles of a few lanes.
+/// The kernels of the library, through its dispatcher, and the same kernels with tiles of a few
+/// lanes.
 const std::vector<UnaryBuild>& everyUnaryBuild();
 
 /// Calls `visit` for both operations and all kinds that have a kernel.
@@ -62,7 +63,7 @@ void forEveryUnaryKernel(const Visit& visit) {
 /// place, with guard bytes around each, and fills the operand with drawn values.
 LaneMemory layOutApart(UnaryCall& call, int misalignment, Draw& draw);
 
-/// What holding a build against the naive loop came to.
+/// The outcome of comparing a build with the naive loop.
 struct UnaryVerdict {
     bool isAmbiguous; ///< the naive loop read a NaN that may be any; nothing was compared
     std::string difference;
@@ -72,7 +73,7 @@ struct UnaryVerdict {
 UnaryVerdict holdAgainstNaive(const UnaryBuild& build, const UnaryCall& call,
                               const LaneMemory& memory);
 
-/// `holdAgainstNaive` for areas that do not overlap, where nothing is ever ambiguous.
+/// `holdAgainstNaive` for areas that do not overlap: nothing is ambiguous there.
 inline void expectNaiveLanes(const UnaryBuild& build, const UnaryCall& call,
                              const LaneMemory& memory) {
     const UnaryVerdict verdict = holdAgainstNaive(build, call, memory);

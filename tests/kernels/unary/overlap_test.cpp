@@ -4,7 +4,7 @@
 namespace Fenlet {
 namespace {
 
-/// Counts what a sweep could say nothing about, so that it cannot be everything.
+/// Counts the cases that a sweep could not compare: not all of them may be such.
 class Sweep {
   public:
     void hold(const UnaryBuild& build, const UnaryCall& call, const LaneMemory& memory) {
