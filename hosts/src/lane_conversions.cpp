@@ -1,4 +1,4 @@
-// The library's conversions, chosen by kind.
+// The evaluator's conversions, chosen by kind.
 #include "lane_conversions.h"
 
 #include "kernels/conversions/conversions.h"
@@ -15,13 +15,18 @@ constexpr LaneConversion conversionOf() {
         return nullptr;
 }
 
-constexpr auto conversions = pairTable<LaneConversion, AllKinds>(
-    []<class To, class From>() { return conversionOf<To, From>(); });
+/// By the kinds' numbers: fields look a conversion up for every block.
+constexpr auto conversions =
+    kindTable<KindTable<LaneConversion, AllKinds>, AllKinds>([]<class To>() {
+        return kindTable<LaneConversion, AllKinds>(
+            []<class From>() { return conversionOf<To, From>(); });
+    });
 
 } // namespace
 
 LaneConversion laneConversion(CpuElementKind to, CpuElementKind from) {
-    return conversions.find(to, from);
+    const auto number = static_cast<std::uint32_t>(to);
+    return number <= AllKinds::highest ? conversions.of[number].find(from) : nullptr;
 }
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// The library's conversions, chosen by kind.
+// The evaluator's conversions, chosen by kind.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -9,8 +9,8 @@ namespace Fenlet {
 
 using LaneConversion = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
 
-/// Converts lanes of kind `from` to kind `to`, between areas that do not overlap. Null for a pair
-/// that has no conversion: kinds without storage, and `Tribool` with a number.
+/// The function that converts lanes of kind `from` to kind `to`. Its areas must not overlap. Null
+/// if there is none: for kinds without storage, and between `Tribool` and numbers.
 LaneConversion laneConversion(CpuElementKind to, CpuElementKind from);
 
 } // namespace Fenlet

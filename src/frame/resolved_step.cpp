@@ -1,8 +1,6 @@
 // Looking up what a step needs to run.
 #include "frame/resolved_step.h"
 
-#include <limits>
-
 namespace Fenlet {
 namespace {
 
@@ -52,12 +50,11 @@ bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
         const RegisterSpec& spec = registers.specOf(number);
         return spec.kind == kind && spec.multiplicity == multiplicity;
     };
-    constexpr std::int64_t mostLanes = std::numeric_limits<std::int32_t>::max();
     return fits(step.result, step.resultKind, step.resultMultiplicity) &&
            fits(step.operands[0], step.operandKinds[0], step.operandMultiplicities[0]) &&
            fits(step.operands[1], step.operandKinds[1], step.operandMultiplicities[1]) &&
            !step.leftScalar && !step.rightScalar &&
-           std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostLanes;
+           std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostFlatLanes;
 }
 
 void findKernel(const Interpreter::Step& step, const Registers& registers, ResolvedStep& resolved) {

@@ -16,7 +16,7 @@ bool broadcastValue(void* destination, CpuElementKind kind, const void* value, i
     const std::size_t valueBytes = componentBytes * static_cast<std::size_t>(multiplicity);
     const std::size_t blockBytes = valueBytes * static_cast<std::size_t>(count);
     auto* const bytes = static_cast<unsigned char*>(destination);
-    // What is there already is copied behind itself, twice as much each time.
+    // Each copy doubles what there is.
     std::memcpy(bytes, value, valueBytes);
     for (std::size_t done = valueBytes; done < blockBytes;) {
         const std::size_t length = std::min(done, blockBytes - done);

@@ -1,4 +1,4 @@
-// Taking one component out of a register, in any kind.
+// Looks up the kernel that takes one component out of a register.
 #include "sources/component.h"
 
 #include "kernels/target/sets.h"

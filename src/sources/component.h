@@ -1,4 +1,4 @@
-// Taking one component out of a register, in any kind.
+// Taking one component out of a register, from any kind to any other.
 #pragma once
 
 #include "vocabulary/kinds.h"
@@ -9,8 +9,8 @@
 
 namespace Fenlet {
 
-/// result[e] = source[e * multiplicity + component] for e below `count`, counted in components of
-/// the areas' own kinds. `component` is at least 0 and below `multiplicity`.
+/// result[e] = source[e * multiplicity + component] for e below `count`. Indexes count components
+/// of the area's kind. `component` is at least 0 and below `multiplicity`.
 struct ComponentArgs {
     unsigned char* result;
     const unsigned char* source;
@@ -19,15 +19,14 @@ struct ComponentArgs {
     std::int32_t component;
 };
 
-/// Extracts and converts from the `source` kind to the `result` kind. Returns false, with nothing
-/// written, for a pair without a kernel. Every pair of numeric kinds has one; `Tribool` has one
-/// with itself alone, which keeps any byte as it is.
+/// Extracts a component and converts it. Returns false, and writes nothing, for a pair without a
+/// kernel. Every pair of numeric kinds has a kernel. `Tribool` has one with itself, which keeps
+/// every byte as it is.
 bool dispatchComponent(CpuElementKind result, CpuElementKind source, const ComponentArgs& args);
 
 using ComponentKernel = void (*)(const ComponentArgs&);
 
-/// The kernel that `dispatchComponent` runs, in the instruction set that runs now; null when there
-/// is none.
+/// The kernel that `dispatchComponent` runs, in the instruction set in use; null if there is none.
 ComponentKernel componentKernel(CpuElementKind result, CpuElementKind source);
 
 /// The kernels by result kind and source kind; null where there is none.

@@ -10,14 +10,14 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// out[e] = in[e * multiplicity + component]. Also right where both areas begin together: an
-/// element is written at or before the place that it is read from.
+/// out[e] = in[e * multiplicity + component]. The areas may begin together, since an element is
+/// never written after the place that it is read from.
 using ComponentRun = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements);
 
 template <class Lane, int multiplicity, int component>
 [[gnu::noinline]] void takeFixed(unsigned char* out, const unsigned char* in,
                                  std::int64_t elements) {
-    // Narrow registers come with no instruction that takes every third of small lanes.
+    // 16-byte registers have no instruction that takes every third of small lanes.
     constexpr bool isWide = multiplicity != 3 || sizeof(Lane) > 2 || vectorBytes > 16;
     const std::int64_t together = isWide ? elements - elements % lanesOfVector<Lane> : 0;
     const std::int64_t bytes = together * std::int64_t{sizeof(Lane)};
@@ -27,7 +27,7 @@ template <class Lane, int multiplicity, int component>
         storeLane(out, e, loadLane<Lane>(in, e * multiplicity + component));
 }
 
-/// The run for elements of a few components, null for others.
+/// The loop for elements of a few components; null for others.
 template <class Lane>
 ComponentRun takeRunOf(std::int64_t multiplicity, std::int64_t component) {
     static constexpr ComponentRun runs[3][4] = {

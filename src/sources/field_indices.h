@@ -7,8 +7,8 @@
 
 namespace Fenlet {
 
-/// Copies `count` element numbers from the data area `operand`, of kind `Int32` or `Int64`, to
-/// `out`. They are taken as they stand, valid or not.
+/// Copies `count` element numbers of kind `Int32` or `Int64` from the register data `operand` to
+/// `out`, valid or not.
 void copyIndices(std::int64_t* out, const unsigned char* operand, CpuElementKind kind, int count);
 
 } // namespace Fenlet

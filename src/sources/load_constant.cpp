@@ -1,4 +1,4 @@
-// Bringing a constant into a register.
+// Loading a constant into a register.
 #include "sources/load_constant.h"
 
 #include "kernels/conversions/conversions.h"
@@ -10,8 +10,8 @@
 namespace Fenlet {
 namespace {
 
-/// Stores the constant's components as lanes of one kind from `scratch` on. The kind alone decides
-/// which of the constant's values is asked for.
+/// Stores the components of a constant as lanes of one kind. The kind alone decides which of the
+/// constant's values is used.
 template <class Lane>
 void storeComponents(const Constant& constant, unsigned char* scratch) {
     if constexpr (isSame<Lane, Tribool>) {
@@ -26,13 +26,34 @@ void storeComponents(const Constant& constant, unsigned char* scratch) {
     }
 }
 
-using Store = void (*)(const Constant& constant, unsigned char* scratch);
+/// Stores the components in the register's kind. Returns false for a number that is no kind.
+bool materialise(const Constant& constant, CpuElementKind kind, unsigned char* scratch) {
+    switch (kind) {
+    case CpuElementKind::Unsupported:
+        return false;
+    case CpuElementKind::Tribool:
+        storeComponents<Tribool>(constant, scratch);
+        return true;
+    case CpuElementKind::Int32:
+        storeComponents<std::int32_t>(constant, scratch);
+        return true;
+    case CpuElementKind::Int64:
+        storeComponents<std::int64_t>(constant, scratch);
+        return true;
+    case CpuElementKind::Half:
+        storeComponents<Half>(constant, scratch);
+        return true;
+    case CpuElementKind::Float32:
+        storeComponents<float>(constant, scratch);
+        return true;
+    case CpuElementKind::Float64:
+        storeComponents<double>(constant, scratch);
+        return true;
+    }
+    return false;
+}
 
-constexpr auto stores =
-    kindTable<Store, AllKinds>([]<class Lane>() { return &storeComponents<Lane>; });
-
-/// As `broadcastValue`, for a register of more components than the scratch has: what the scratch
-/// does not hold is zero.
+/// As `broadcastValue`, for a register of more components than the scratch has. The rest is zero.
 bool broadcastPadded(unsigned char* result, CpuElementKind kind, const BlockScratch& scratch,
                      int count, int multiplicity) {
     const auto componentBytes = static_cast<std::size_t>(elementSize(kind));
@@ -50,10 +71,8 @@ bool broadcastPadded(unsigned char* result, CpuElementKind kind, const BlockScra
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
                    int multiplicity, bool isAlike) {
     BlockScratch scratch;
-    const Store store = stores.find(kind);
-    if (store == nullptr)
+    if (!materialise(constant, kind, scratch.bytes))
         return Faults::constantMaterialise;
-    store(constant, scratch.bytes);
     const bool stored =
         multiplicity <= mostScratchComponents
             ? updateBroadcast(result, kind, scratch.bytes, count, multiplicity, isAlike)

@@ -1,4 +1,4 @@
-// Bringing a constant into a register.
+// Loading a constant into a register.
 #pragma once
 
 #include "vocabulary/faults.h"
@@ -8,10 +8,10 @@
 
 namespace Fenlet {
 
-/// Converts `constant`, of at most `mostScratchComponents`, to `kind` and copies it over `count`
-/// elements of `multiplicity` components at `result`. Components that the constant does not have
-/// are zero; those that the register does not have are dropped. `isAlike` says what
-/// `updateBroadcast` asks.
+/// Converts `constant`, which has at most `mostScratchComponents` components, to `kind`, and copies
+/// it to `count` elements of `multiplicity` components at `result`. Components that the constant
+/// does not have are zero; those that the register does not have are dropped. `isAlike` is as for
+/// `updateBroadcast`.
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
                    int multiplicity, bool isAlike);
 

@@ -1,4 +1,4 @@
-// The storage kinds: their names, their sizes, and how register formats map onto them.
+// The names and sizes of the storage kinds, and the kind of each register format.
 #include "vocabulary/kinds.h"
 
 #include <fenletexec/element_kinds.h>
@@ -7,7 +7,7 @@ namespace Fenlet {
 
 namespace {
 
-/// The kind's name, null if it has no storage.
+/// The name of a kind with storage; null for other numbers.
 constexpr const char* nameOf(CpuElementKind kind) {
     switch (kind) {
     case CpuElementKind::Unsupported:
@@ -28,7 +28,7 @@ constexpr const char* nameOf(CpuElementKind kind) {
     return nullptr;
 }
 
-// The compiler refuses a switch that leaves an enumerator out, and this refuses a list that does.
+// The compiler rejects a switch that leaves out an enumerator. This rejects a list that does.
 static_assert(
     [] {
         for (int number = -1; number < 100; ++number) {

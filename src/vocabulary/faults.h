@@ -1,6 +1,6 @@
-// Everything that the library can refuse, each with its code and its words.
+// Everything that the library can refuse, with the code and the text of each refusal.
 //
-// A text stands here once, however many checks raise it. The texts are fixed and have static
+// Each text is here once, even if several checks use it. The texts are fixed and have static
 // lifetime: a host may keep them after the interpreter is gone.
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace Fenlet {
 
-/// A refusal in the making, or none.
+/// A refusal before it is reported, or none.
 struct Fault {
     ExecRefusal code = ExecRefusal::None;
     const char* message = nullptr;
@@ -30,7 +30,7 @@ inline constexpr Fault registerFormat{ExecRefusal::UnsupportedFormat,
 inline constexpr Fault registerMultiplicity{ExecRefusal::MultiplicityMismatch,
                                             "a register has non-positive multiplicity"};
 
-// The register file, which reports by the words alone.
+// The register file reports these as text alone.
 inline constexpr Fault blockSize{ExecRefusal::ScratchRefused, "block size must be positive"};
 inline constexpr Fault specMissing{ExecRefusal::ScratchRefused, "register specification missing"};
 inline constexpr Fault specKind{ExecRefusal::ScratchRefused, "register has no CPU representation"};
@@ -81,7 +81,7 @@ inline constexpr Fault andKinds{ExecRefusal::KindMismatch, "And/Or require boole
 inline constexpr Fault conditionKind{ExecRefusal::KindMismatch,
                                      "Select's condition must be a boolean register"};
 
-// Storage kinds without a kernel. Found out only when the step runs.
+// Storage kinds without a kernel. These are found only when the step runs.
 inline constexpr Fault constantMaterialise{
     ExecRefusal::KindMismatch, "constant cannot be materialised into the destination storage kind"};
 inline constexpr Fault constantBroadcast{
@@ -103,7 +103,7 @@ inline constexpr Fault selectKernel{ExecRefusal::KindMismatch,
 inline constexpr Fault opCode{ExecRefusal::KindMismatch,
                               "opcode has no implementation in this backend"};
 
-// The host's providers. A missing field or sampler reads differently before a run and in it.
+// The host's providers. A missing field or sampler has one text before a run and another in it.
 inline constexpr Fault fieldBinding{ExecRefusal::UnboundField,
                                     "no accessor bound for a field the program reads"};
 inline constexpr Fault fieldBindingOfStep{ExecRefusal::UnboundField, "no accessor bound for field"};

@@ -1,4 +1,4 @@
-// The storage kinds as types: the one list that every table over kinds follows.
+// The one list of storage kinds, as types. All tables over kinds follow it.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -48,7 +48,7 @@ struct KeptKind<false, Kind> {
     using Type = KindList<>;
 };
 
-/// The kinds of a list but for those whose numbers are left out.
+/// The kinds of a list without those that are left out.
 template <class List, CpuElementKind... leftOut>
 struct RemainingKinds {
     using Type = List;
@@ -60,7 +60,7 @@ struct RemainingKinds<KindList<First, Rest...>, leftOut...> {
                              typename RemainingKinds<KindList<Rest...>, leftOut...>::Type>::Type;
 };
 
-/// Where each kind of a list is in it, by the kind's number; -1 for those that are not there.
+/// The position of each kind in a list, by the number of the kind; -1 for a kind that is not there.
 template <std::size_t numbers>
 struct KindPositions {
     signed char of[numbers];
@@ -90,8 +90,9 @@ template <class... Kinds>
 struct KindList {
     static constexpr int count = sizeof...(Kinds);
     static constexpr CpuElementKind numbers[] = {Kinds::number...};
+    static constexpr std::size_t highest = highestNumber<Kinds...>; ///< of these numbers
 
-    /// The kind's position in this list, -1 if it is not there. Any number may be asked for.
+    /// The position of a kind in this list, or -1. Any number may be asked for.
     static constexpr int positionOf(CpuElementKind kind) {
         constexpr const auto& positions = positionsAmong<Kinds...>;
         const auto number = static_cast<std::uint32_t>(kind);
@@ -109,8 +110,8 @@ struct KindList {
     }
 };
 
-/// Every storage kind. A kind that is added to the enumeration and not here does not compile: see
-/// element_kinds.cpp.
+/// Every storage kind. A kind that is in the enumeration but not here does not compile:
+/// element_kinds.cpp checks that.
 using AllKinds =
     KindList<Kind<CpuElementKind::Tribool, Tribool>, Kind<CpuElementKind::Int32, std::int32_t>,
              Kind<CpuElementKind::Int64, std::int64_t>, Kind<CpuElementKind::Half, Half>,
@@ -128,22 +129,22 @@ inline constexpr CpuElementKind kindOf = [] {
 }();
 
 using NumericKinds = AllKinds::Without<CpuElementKind::Tribool>;
-/// Those that have arithmetic. Int64 is for element numbers.
+/// The kinds that arithmetic, Negate and Length serve. Int64 is for element numbers only.
 using KindsWithArithmetic = NumericKinds::Without<CpuElementKind::Int64>;
 
-/// Whether values pass between two kinds: Tribool is not a number.
+/// Whether values can be converted between two kinds. Tribool is not a number.
 template <class To, class From>
 inline constexpr bool hasConversion = isSame<To, Tribool> == isSame<From, Tribool>;
 
-/// An entry for each kind of a list.
+/// An entry for each kind of a list, by the number of the kind.
 template <class Entry, class Kinds>
 struct KindTable {
-    Entry of[Kinds::count];
+    Entry of[Kinds::highest + 1];
 
-    /// The entry of a kind, `Entry{}` if it is not in the list.
+    /// The entry of a kind, `Entry{}` if it is not in the list. Any number may be asked for.
     constexpr Entry find(CpuElementKind kind) const {
-        const int position = Kinds::positionOf(kind);
-        return position < 0 ? Entry{} : of[position];
+        const auto number = static_cast<std::uint32_t>(kind);
+        return number <= Kinds::highest ? of[number] : Entry{};
     }
 };
 
@@ -151,8 +152,10 @@ struct KindTable {
 template <class Entry, class Kinds, class Make>
 constexpr KindTable<Entry, Kinds> kindTable(Make make) {
     KindTable<Entry, Kinds> table{};
-    Kinds::forEach(
-        [&]<class Lane>(int position) { table.of[position] = make.template operator()<Lane>(); });
+    Kinds::forEach([&]<class Lane>(int position) {
+        table.of[static_cast<std::size_t>(Kinds::numbers[position])] =
+            make.template operator()<Lane>();
+    });
     return table;
 }
 

@@ -1,4 +1,4 @@
-// Choosing the arithmetic kernel for three kinds.
+// Looks up the arithmetic kernel for three kinds.
 #include "kernels/arithmetic/arithmetic.h"
 
 #include "kernels/target/sets.h"

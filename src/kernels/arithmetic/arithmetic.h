@@ -1,4 +1,4 @@
-// Add, Subtract, Multiply and Divide: two registers, lane by lane, into a third.
+// Add, Subtract, Multiply and Divide, lane by lane, of two registers into a third.
 #pragma once
 
 #include "vocabulary/kinds.h"
@@ -9,14 +9,14 @@
 
 namespace Fenlet {
 
-/// The kernels' operation numbers: the opcode's number less that of `OpCode::Add`.
+/// The number of an operation is that of the opcode minus that of `OpCode::Add`.
 enum class ArithmeticOp : std::uint32_t { Add = 0, Subtract = 1, Multiply = 2, Divide = 3 };
 
-/// One call of a kernel. Each area holds components of its own kind; any of them may overlap, and
-/// the result is then that of one lane at a time in ascending order.
+/// The arguments of a kernel. Each area holds components of its own kind. Areas may overlap: the
+/// result is then that of working lane by lane in ascending order.
 ///
-/// Lane (i, c) of the result, at index i * multiplicity + c, takes its inputs from the same index
-/// of either operand, but from index i of one that is a scalar.
+/// Lane (i, c) of the result is at index i * multiplicity + c. It takes its inputs from the same
+/// index of each operand, or from index i of an operand that is a scalar.
 struct ArithmeticArgs {
     void* result;
     unsigned char* resultValidity; ///< written by an `Int32` division alone
@@ -29,35 +29,38 @@ struct ArithmeticArgs {
     ArithmeticOp op;
 };
 
-/// Runs the kernel for these three kinds. Returns false, with nothing touched, when there is none:
-/// every combination of `Int32`, `Half`, `Float32` and `Float64` has one, and no other has.
+/// Runs the kernel for these three kinds. Returns false, and touches nothing, if there is none.
+/// Every combination of `Int32`, `Half`, `Float32` and `Float64` has a kernel; no other has.
 ///
-/// The result's kind decides the arithmetic: each operand is converted to it by itself, and the
-/// operation runs there. `Int32` wraps at 32 bits, and its quotients are truncated toward zero; a
-/// divisor of 0 stores 0 and makes the element invalid, and one of -1 stores the wrapping negation.
-/// The floating kinds follow IEEE 754, one operation and one rounding for each lane; a `Half` lane
-/// is computed in binary32 and rounded again.
+/// The kind of the result decides the arithmetic: each operand is converted to it separately before
+/// the operation. `Int32` wraps at 32 bits and truncates quotients toward zero. A divisor of 0
+/// gives 0 and makes the element invalid; a divisor of -1 gives the wrapping negation. The floating
+/// kinds follow IEEE 754, with one operation and one rounding for each lane. A `Half` lane is
+/// computed in binary32 and then rounded again.
 bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,
                         const ArithmeticArgs& args);
 
 using ArithmeticKernel = void (*)(const ArithmeticArgs&);
 
-/// The kernel that `dispatchArithmetic` runs, in the instruction set that runs now; null when there
-/// is none.
+/// The kernel that `dispatchArithmetic` runs, in the instruction set in use; null if there is none.
 ArithmeticKernel arithmeticKernel(CpuElementKind result, CpuElementKind left, CpuElementKind right);
 
-/// result[i] = left[i] op right[i] for every lane, straight from the operands to the result. The
-/// lanes must be independent of one another.
+/// The most lanes that a call without scalars can count. It counts them in 32 bits, so that a
+/// larger product of `count` and `multiplicity` wraps. Only integer division does not wrap.
+inline constexpr std::int64_t mostFlatLanes = INT32_MAX;
+
+/// result[i] = left[i] op right[i] for every lane, in one loop. The lanes must be independent of
+/// one another.
 using FlatArithmetic = void (*)(unsigned char* result, const unsigned char* left,
                                 const unsigned char* right, std::int64_t lanes);
 
-/// What the kernel comes down to where neither operand is a scalar and lanes are independent, so
-/// that a caller who knows that need not ask each time. Null where it is more than one loop: for
-/// `Int32` division and where halves take a pass of their own.
+/// The loop that the kernel runs if neither operand is a scalar and the lanes are independent. A
+/// caller who knows both can call it directly. Null if the kernel is more than one loop: for
+/// `Int32` division, and where halves are converted in a separate pass.
 FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElementKind left,
                               CpuElementKind right);
 
-/// The loop of an operation, for three kinds; null where `flatArithmetic` has none.
+/// The loop of an operation for three kinds; null where `flatArithmetic` has none.
 using FlatArithmeticOf = FlatArithmetic (*)(ArithmeticOp op);
 
 /// The kernels by result, left and right kind, and their loops.

@@ -1,7 +1,7 @@
 // The arithmetic kernels, one for each combination of three kinds.
 //
-// A kernel lays its call out: how each operand's lanes reach the loop of the operation, the loop,
-// and how its lanes reach the result. One procedure runs every call, tile by tile.
+// A kernel describes its call: how the lanes of each operand reach the operation's loop, the loop,
+// and how its lanes reach the result. One procedure runs all such calls, tile by tile.
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
@@ -30,7 +30,7 @@ struct Divide {
     static T apply(T left, T right) { return left / right; }
 };
 
-// Integers wrap, as their bits do when taken for unsigned numbers.
+// Integers wrap as unsigned numbers do.
 template <template <class> class Operation>
 struct Wrapping {
     static std::int32_t apply(std::int32_t left, std::int32_t right) {
@@ -45,9 +45,9 @@ struct Subtract<std::int32_t> : Wrapping<Subtract> {};
 template <>
 struct Multiply<std::int32_t> : Wrapping<Multiply> {};
 
-// The quotient of two 32-bit integers is never so near to a whole number that binary64 would round
-// it there, so truncating the binary64 quotient is exact, and it runs several lanes at a time. The
-// two divisors that no division may see are replaced before it.
+// Truncating the binary64 quotient of two 32-bit integers is exact, since the quotient is never so
+// close to a whole number that binary64 rounds to it. That also works on several lanes at a time.
+// The divisors 0 and -1 are replaced first.
 template <>
 struct Divide<std::int32_t> {
     static std::int32_t apply(std::int32_t left, std::int32_t right) {
@@ -59,7 +59,7 @@ struct Divide<std::int32_t> {
     }
 };
 
-/// An operation on lanes of type `T` that converts its operands on the way.
+/// An operation in type `T` that converts its operands first.
 template <template <class> class Operation, class T, class LeftLane, class RightLane>
 struct Converting {
     using Left = LeftLane;
@@ -70,7 +70,7 @@ struct Converting {
     }
 };
 
-/// The type whose vectors an operation takes for lanes of `T`: integers wrap without a sign.
+/// The type of vector lanes for an operation on `T`: integers wrap, so they are unsigned.
 template <class T>
 struct WordOf {
     using Type = T;
@@ -80,15 +80,15 @@ struct WordOf<std::int32_t> {
     using Type = std::uint32_t;
 };
 
-/// Whether an operation goes vector by vector from the operands' kinds to that of the result, by
-/// conversions that compilers do not find.
+/// Whether an operation loads, converts and stores whole vectors, by conversions that compilers do
+/// not find.
 template <class Result, class Left, class Right>
 inline constexpr bool isWhole = hasWideOperand<Result, Left>&& hasWideOperand<Result, Right> &&
                                 (isHidden<Result, Left> || isHidden<Result, Right>);
 
-/// A run of a whole operation. The lanes must be independent, or `lanes` 1. Those that fill no
-/// vector go through one all the same, among zeros: a loop for them alone would be most of the
-/// code.
+/// The loop of such an operation. The lanes must be independent, or `lanes` 1. The lanes that do
+/// not fill a vector go through one padded with zeros: a separate loop for them would be most of
+/// the code.
 template <template <class> class Operation, class Result, class Left, class Right>
 [[gnu::noinline]] void combineWhole(unsigned char* out, const unsigned char* left,
                                     const unsigned char* right, std::int64_t lanes) {
@@ -114,13 +114,13 @@ template <template <class> class Operation, class Result, class Left, class Righ
     }
 }
 
-/// A run of one operation between lanes and scalars of the working type, `combineScalars<...>`:
-/// each scalar meets all the components of its element.
+/// The loop of an operation between lanes and scalars of the working type, `combineScalars<...>`.
+/// Each scalar meets all components of its element.
 using ScalarOperation = void (*)(unsigned char* out, const unsigned char* lanes,
                                  const unsigned char* scalars, std::int64_t elements);
 
-/// The lanes must be independent of one another. Scalars are spread within registers; a pass of
-/// their own would store and load each of them once more.
+/// The lanes must be independent of one another. Scalars are spread within registers; a separate
+/// pass would store and load each of them once more.
 template <template <class> class Operation, class T, int multiplicity, bool leftIsScalar>
 [[gnu::noinline]] void combineScalars(unsigned char* out, const unsigned char* lanes,
                                       const unsigned char* scalars, std::int64_t elements) {
@@ -146,17 +146,22 @@ template <template <class> class Operation, class T, int multiplicity, bool left
             storeLane(out, i, apply(loadLane<Word>(lanes, i), loadLane<Word>(scalars, e)));
 }
 
-/// One side of a call.
+/// One operand of a call.
 struct Side : Operand {
     bool isScalar; ///< one lane for each element, which meets every component
 };
+
+/// A number of lanes as a call without scalars counts it, in 32 bits: see `mostFlatLanes`.
+std::int64_t countedFlat(std::int64_t lanes) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(lanes));
+}
 
 struct LaneSpan {
     std::int64_t first;
     std::int64_t count;
 };
 
-/// One call, laid out by its kinds, its operation and its shape.
+/// One call, described by its kinds, its operation and its shape.
 struct Call {
     const ArithmeticArgs& args;
     Side left;
@@ -187,9 +192,9 @@ struct Call {
 
 void Call::run() const {
     std::int64_t lanes = std::int64_t{args.count} * args.multiplicity;
-    // The full shape counts its lanes in 32 bits, except where it goes element by element.
+    // Integer division works element by element and counts all lanes.
     if (!hasScalar() && !dividesIntegers)
-        lanes = static_cast<std::int32_t>(static_cast<std::uint32_t>(lanes));
+        lanes = countedFlat(lanes);
     if (args.count < 1 || lanes < 1)
         return;
     const bool independent = lanesIndependent(lanes);
@@ -207,7 +212,7 @@ bool Call::lanesIndependent(std::int64_t lanes) const {
     const LaneRange validity{args.resultValidity, args.count, 1};
     const auto independentOf = [&](const Side& operand) {
         const LaneRange read{operand.lanes, operand.isScalar ? args.count : lanes, operand.bytes};
-        // A scalar's lane i is not the result's lane i, unless there is one component.
+        // Lane i of a scalar is not lane i of the result, unless there is one component.
         const bool resultFits = operand.isScalar && args.multiplicity > 1
                                     ? areDisjoint(result, read)
                                     : lanesAreIndependent(result, read);
@@ -222,20 +227,18 @@ void Call::fullShape(Pace pace, std::int64_t lanes) const {
         work(lane, atMost(pace.lanes, lanes - lane), nullptr);
 }
 
-// The scalar side is converted once for each element and repeated over its components; an element
-// of more components than a tile has lanes is worked off in pieces, all with the same repeats.
+// Converts the scalar operand once for each element and repeats it over the components. An element
+// that has more components than a tile has lanes is processed in pieces, all with the same repeats.
 void Call::scalarShape(Pace pace) const {
     const Side& scalar = left.isScalar ? left : right;
     const std::int64_t multiplicity = args.multiplicity;
     WidestTile converted;
     WidestTile repeated;
-    for (std::int64_t element = 0; element < args.count; element += pace.elements) {
-        const std::int64_t elements = atMost(pace.elements, args.count - element);
-        const std::int64_t lanes = elements * multiplicity;
+    for (const auto [element, elements] : Pieces{args.count, pace.elements}) {
         const std::int64_t repeats = atMost(tileLanes / elements, multiplicity);
         spread(repeated.bytes, scalar.fetch(element, elements, converted), elements, repeats);
-        for (std::int64_t done = 0; done < lanes; done += pace.lanes)
-            work(element * multiplicity + done, atMost(pace.lanes, lanes - done), repeated.bytes);
+        for (const auto [done, some] : Pieces{elements * multiplicity, pace.lanes})
+            work(element * multiplicity + done, some, repeated.bytes);
     }
 }
 
@@ -259,8 +262,8 @@ void Call::fewComponents() const {
     }
 }
 
-/// `count` lanes of the result from `first` on. `repeated` holds the scalar operand's, if there is
-/// one.
+/// Computes `count` lanes of the result, starting at `first`. `repeated` holds the scalar operand,
+/// if there is one.
 void Call::work(std::int64_t first, std::int64_t count, const unsigned char* repeated) const {
     WidestTile leftTile;
     WidestTile rightTile;
@@ -290,7 +293,7 @@ void Call::work(std::int64_t first, std::int64_t count, const unsigned char* rep
     return found != 0;
 }
 
-/// What the validity of an element becomes by a divisor of its own.
+/// The validity of an element that has its own divisor.
 struct ValidWhereDivided {
     using Left = unsigned char;
     using Right = std::int32_t;
@@ -298,9 +301,9 @@ struct ValidWhereDivided {
     static Out apply(Left validity, Right divisor) { return divisor == 0 ? Out{0} : validity; }
 };
 
-// Clears the elements that have a zero divisor, and stores the zeroes before the first divisor and
-// after the last one that are others: what stands on the left of them is not read, and may not be
-// there. The span of lanes in between is what remains to do.
+// Makes elements with a zero divisor invalid. Stores zeros before the first divisor that is not
+// zero, and after the last one: the left operand is not read there, and may not even exist. Returns
+// the span of lanes in between, which remains to be computed.
 LaneSpan Call::settleZeroDivisors(std::int64_t first, std::int64_t count,
                                   const unsigned char* divisors) const {
     if (!hasZero(divisors, count))
@@ -326,12 +329,12 @@ LaneSpan Call::settleZeroDivisors(std::int64_t first, std::int64_t count,
     return {begin, end - begin};
 }
 
-/// Whether lanes of `From` become a `Result` in a pass of their own. All other conversions are so
-/// short that the loops of the operations make them on the way.
+/// Whether lanes of `From` are converted to `Result` in a separate pass. All other conversions are
+/// short enough for the loop of the operation.
 template <class Result, class From>
 inline constexpr bool isStaged = isSame<Result, Half> || isSame<From, Half>;
 
-/// The type in which an operation takes an operand that is no scalar.
+/// The type of an operand's lanes when they reach the operation, unless it is a scalar.
 template <class Result, class From, bool staged = isStaged<Result, From>>
 struct TakenOf {
     using Type = From;
@@ -343,7 +346,7 @@ struct TakenOf<Result, From, true> {
 template <class Result, class From>
 using Taken = typename TakenOf<Result, From>::Type;
 
-/// The loop of an operation. Beside a scalar all lanes come in the working type.
+/// The loop of an operation. If one operand is a scalar, all lanes come in the working type.
 template <template <class> class Operation, class Result, class Left, class Right>
 LaneOperation loopOf(bool besideScalar) {
     using T = Working<Result>;
@@ -355,7 +358,7 @@ LaneOperation loopOf(bool besideScalar) {
         return &combineRun<Converting<Operation, T, Taken<Result, Left>, Taken<Result, Right>>>;
 }
 
-/// Null for a number that is no operation.
+/// Null for a number that is not an operation.
 template <class Result, class Left, class Right>
 LaneOperation operationOf(ArithmeticOp op, bool besideScalar) {
     switch (op) {
@@ -366,7 +369,7 @@ LaneOperation operationOf(ArithmeticOp op, bool besideScalar) {
     case ArithmeticOp::Multiply:
         return loopOf<Multiply, Result, Left, Right>(besideScalar);
     case ArithmeticOp::Divide:
-        // Divisors are looked at before they are divided by, so both sides come converted.
+        // Divisors are examined before the division, so both operands are converted first.
         if constexpr (isSame<Result, std::int32_t>)
             return &combineRun<Converting<Divide, Result, Result, Result>>;
         else
@@ -375,7 +378,7 @@ LaneOperation operationOf(ArithmeticOp op, bool besideScalar) {
     return nullptr;
 }
 
-/// Whether the loop of a call without scalars takes the operands as they are to the result.
+/// Whether the loop of a call without scalars reads the operands directly and writes the result.
 template <class Result, class Left, class Right>
 inline constexpr bool isFlat = isWhole<Result, Left, Right> ||
                                (!isStaged<Result, Left> && !isStaged<Result, Right>);
@@ -409,7 +412,7 @@ ScalarOperation scalarLoopOf(const ArithmeticArgs& args) {
                            : scalarLoopOf<Operation, T, false>(args.multiplicity);
 }
 
-/// The loop for elements of a few components beside scalars, if there is one.
+/// The loop for elements of a few components and a scalar operand; null if there is none.
 template <class T>
 ScalarOperation scalarOperationOf(const ArithmeticArgs& args) {
     if (!args.leftScalar && !args.rightScalar)
@@ -428,20 +431,11 @@ ScalarOperation scalarOperationOf(const ArithmeticArgs& args) {
     return nullptr;
 }
 
-template <class Result>
-constexpr LaneMap toResult() {
-    if constexpr (isSame<Result, Working<Result>>)
-        return nullptr;
-    else
-        return &mapRun<Convert<Result, Working<Result>>>;
-}
-
-/// The shape that most calls have, straight from the registers to the operation: no scalar, no pass
-/// of its own for any side. False where lanes depend on one another.
+/// Runs the most common calls, straight from the registers: no scalar and no separate pass. Returns
+/// false if lanes depend on one another.
 bool runFlat(const ArithmeticArgs& args, LaneOperation operation, std::int64_t resultBytes,
              std::int64_t leftBytes, std::int64_t rightBytes) {
-    const std::int64_t lanes = static_cast<std::int32_t>(
-        static_cast<std::uint32_t>(args.count) * static_cast<std::uint32_t>(args.multiplicity));
+    const std::int64_t lanes = countedFlat(std::int64_t{args.count} * args.multiplicity);
     const LaneRange result{args.result, lanes, resultBytes};
     if (args.count < 1 || lanes < 1)
         return true;
@@ -454,7 +448,7 @@ bool runFlat(const ArithmeticArgs& args, LaneOperation operation, std::int64_t r
     return true;
 }
 
-/// As `runFlat`, for lanes beside scalars.
+/// As `runFlat`, for calls with a scalar.
 bool runFlatScalars(const ArithmeticArgs& args, ScalarOperation operation, std::int64_t laneBytes) {
     const void* const scalars = args.leftScalar ? args.left : args.right;
     const void* const lanes = args.leftScalar ? args.right : args.left;
@@ -502,7 +496,7 @@ void arithmetic(const ArithmeticArgs& args) {
                     &spreadRun<ScalarBits>,
                     operation,
                     scalarOperation,
-                    goesWhole ? nullptr : toResult<Result>(),
+                    goesWhole ? nullptr : conversionRun<Result, Working<Result>>(),
                     sizeof(Working<Result>),
                     sizeof(Result),
                     dividesIntegers};

@@ -5,8 +5,8 @@
 
 namespace Fenlet {
 
-/// One call over `lanes` bytes that hold 0 for false, 1 for true and 255 for unknown. Any areas may
-/// overlap, and the result is then that of one lane at a time in ascending order.
+/// The arguments for `lanes` bytes of 0 (false), 1 (true) or 255 (unknown). Areas may overlap: the
+/// result is then that of working lane by lane in ascending order.
 struct LogicArgs {
     unsigned char* result;
     const unsigned char* left;
@@ -23,7 +23,8 @@ void logicalAnd(const LogicArgs& args);
 /// True where either side is 1; else unknown where either is 255; else false, whatever the bytes.
 void logicalOr(const LogicArgs& args);
 
-/// One call of `isTrue`, over `count` elements of `multiplicity` bytes and a validity byte each.
+/// The arguments of `isTrue`: `count` elements of `multiplicity` bytes, and a validity byte for
+/// each.
 struct IsTrueArgs {
     unsigned char* result;
     unsigned char* resultValidity;
@@ -33,8 +34,8 @@ struct IsTrueArgs {
     std::int32_t multiplicity;
 };
 
-/// 1 where the operand's byte is exactly 1 and its element valid, else 0. When all values are
-/// written, every element of the result becomes valid.
+/// 1 where the byte of the operand is exactly 1 and its element is valid, otherwise 0. Then all
+/// elements of the result become valid.
 void isTrue(const IsTrueArgs& args);
 
 /// The loops behind the four.

@@ -1,4 +1,4 @@
-// The loops of three-valued logic: maps of bytes, without branches.
+// The loops of three-valued logic: maps of bytes without branches.
 #include "kernels/boolean/boolean.h"
 #include "kernels/lanes/tiles.h"
 #include "vocabulary/kinds.h"
@@ -27,7 +27,7 @@ struct IsOne : OnTribools {
     static Tribool apply(Tribool x) { return x == 1; }
 };
 
-// The test is for zero: any other byte but unknown acts as true.
+// This tests for zero: any other byte except unknown counts as true.
 struct AndMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
         const Tribool lower = a < b ? a : b;
@@ -37,7 +37,7 @@ struct AndMap : OnTribools {
     }
 };
 
-// The test is for one: any other byte but unknown acts as false.
+// This tests for one: any other byte except unknown counts as false.
 struct OrMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
         const bool isTrue = (a == 1) | (b == 1);
@@ -47,7 +47,7 @@ struct OrMap : OnTribools {
     }
 };
 
-/// What is true of a valid element, and false of any other.
+/// True in a valid element, and false in any other.
 struct IsOneAndValid : OnTribools {
     static Tribool apply(Tribool x, Tribool validity) {
         return static_cast<Tribool>((x == 1) & (validity != 0));
@@ -80,8 +80,7 @@ bool lanesIndependent(const IsTrueArgs& args, std::int64_t lanes) {
     return lanesAreIndependent(result, {args.operand, lanes, 1}) && validityFits;
 }
 
-/// `elements` elements from `element` on, no more lanes than a tile has unless there is one element
-/// alone.
+/// `elements` elements from `element` on. Only a single element may have more lanes than a tile.
 void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t elements, Pace pace) {
     const std::int64_t multiplicity = args.multiplicity;
     Tile<Tribool> repeated;
@@ -98,7 +97,7 @@ void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t ele
                                   atMost(pace.lanes, lanes - done));
 }
 
-/// All elements have a value, so that only the bytes count.
+/// All elements are valid, so only the bytes count.
 void isTrueThroughout(const IsTrueArgs& args, std::int64_t lanes) {
     const bool independent = lanesIndependent(args, lanes);
     const std::int64_t pace = independent ? lanes : 1;
@@ -114,7 +113,7 @@ void runIsTrue(const IsTrueArgs& args) {
         isTrueThroughout(args, lanes);
     } else if (lanes > 0) {
         Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
-        // Nothing is repeated, and so there need not be tiles.
+        // Nothing is repeated, so no tiles are needed.
         if (pace.elements > 1 && args.multiplicity == 1)
             pace = {lanes, lanes};
         for (std::int64_t element = 0; element < args.count; element += pace.elements)

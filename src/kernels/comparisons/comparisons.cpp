@@ -1,4 +1,4 @@
-// Choosing the comparison kernel for two kinds.
+// Looks up the comparison kernel for two kinds.
 #include "kernels/comparisons/comparisons.h"
 
 #include "kernels/target/sets.h"

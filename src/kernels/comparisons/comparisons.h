@@ -1,4 +1,4 @@
-// The six comparisons: two registers, component by component, into a Tribool register.
+// The six comparisons, component by component, of two registers into a Tribool register.
 #pragma once
 
 #include "vocabulary/kinds.h"
@@ -9,12 +9,11 @@
 
 namespace Fenlet {
 
-/// One call of a kernel. The operands' areas hold components of their own kinds; any areas may
-/// overlap, and the result is then that of one lane at a time in ascending order.
+/// The arguments of a kernel. The operands hold components of their own kinds. Areas may overlap:
+/// the result is then that of working lane by lane in ascending order.
 ///
-/// Component (i, c) of the result, at index i * multiplicity + c, compares the same index of the
-/// left operand with the same index of the right one, or with index i of a right one that is a
-/// scalar.
+/// Component (i, c) of the result is at index i * multiplicity + c. It compares the same index of
+/// both operands, or index i of a right operand that is a scalar.
 struct ComparisonArgs {
     unsigned char* result;
     const void* left;
@@ -27,20 +26,19 @@ struct ComparisonArgs {
     std::uint32_t predicate; ///< the opcode's number less that of `OpCode::Less`
 };
 
-/// Runs the kernel for these two kinds. Returns false, with nothing touched, when there is none:
-/// every pair of numeric kinds has one, and no other has.
+/// Runs the kernel for these two kinds. Returns false, and touches nothing, if there is none. Every
+/// pair of numeric kinds has a kernel; no other pair has.
 ///
-/// Writes 0 for false, 1 for true, and 255 for unknown into all components of an element of which
-/// either side is invalid; the data of such an element decides nothing. Both values are converted
-/// to the higher of the two kinds, in the order of the enumeration, and compared there: integers as
-/// signed numbers, the floating kinds as IEEE 754 has it. A NaN on either side is unequal to
-/// everything, and that is false or true, never unknown. A predicate above 5 writes nothing.
+/// Writes 0 for false, 1 for true, and 255 for unknown. All components of an element are unknown if
+/// either operand is invalid there, whatever its data. Both values are converted to the higher of
+/// the two kinds, in the order of the enumeration, and compared in it: integers as signed numbers,
+/// floating kinds as in IEEE 754. A NaN is unequal to everything; that is false or true, never
+/// unknown. A predicate above 5 writes nothing.
 bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args);
 
 using ComparisonKernel = void (*)(const ComparisonArgs&);
 
-/// The kernel that `dispatchComparison` runs, in the instruction set that runs now; null when there
-/// is none.
+/// The kernel that `dispatchComparison` runs, in the instruction set in use; null if there is none.
 ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right);
 
 /// The kernels by left and right kind.

@@ -1,8 +1,8 @@
 // The comparison kernels, one for each pair of numeric kinds.
 //
-// A kernel is a recipe: how each side's lanes reach the type that they are compared in. One
-// procedure follows every recipe, tile by tile: it compares all lanes from the first to the last
-// valid element, and then puts unknown over those of the invalid ones in between.
+// A kernel is a recipe: how the lanes of each operand reach the type that they are compared in. One
+// procedure follows all recipes, tile by tile. It compares all lanes from the first valid element
+// to the last, and then marks the invalid ones in between as unknown.
 #include "kernels/comparisons/comparisons.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned char unknown = 255;
 
-// The predicates, each with the number that calls have for it.
+// The predicates, each with its number in a call.
 
 template <class T>
 struct Less {
@@ -55,9 +55,9 @@ struct NotEqual {
     static bool holds(T left, T right) { return left != right; }
 };
 
-/// 1 for true and 0 for false. Of two binary64 numbers g++ would compare one pair at a time if the
-/// truth became a byte directly; so it chooses between two numbers as wide as they are, of which
-/// the lowest bit is kept.
+/// 1 for true and 0 for false. With a plain conversion of the truth to a byte, g++ would compare
+/// binary64 numbers one pair at a time. So this chooses between two 64-bit numbers and keeps the
+/// lowest bit.
 template <class Lane>
 inline unsigned char truthByte(bool isTrue, Lane left) {
     if constexpr (isSame<Lane, double>) {
@@ -69,21 +69,19 @@ inline unsigned char truthByte(bool isTrue, Lane left) {
     }
 }
 
-/// out[i] = whether the predicate holds of left[i] and right[i], each converted to its lanes' type,
-/// for every lane. The lanes must be independent, or `lanes` 1.
+/// out[i] = whether the predicate holds for left[i] and right[i], both converted to the predicate's
+/// type, for every lane. The lanes must be independent, or `lanes` 1.
 template <class Predicate, class Left, class Right>
 [[gnu::noinline]] void compareRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {
     using Lane = typename Predicate::Lane;
-    if constexpr (MaskedComparison<Predicate, Left, Right>::isThere) {
+    const std::int64_t done =
         MaskedComparison<Predicate, Left, Right>::run(out, left, right, lanes);
-    } else {
-        FENLET_INDEPENDENT_BYTES
-        for (std::int64_t i = 0; i < lanes; ++i) {
-            const auto lane = convert<Lane>(loadLane<Left>(left, i));
-            const auto other = convert<Lane>(loadLane<Right>(right, i));
-            storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
-        }
+    FENLET_INDEPENDENT_BYTES
+    for (std::int64_t i = done; i < lanes; ++i) {
+        const auto lane = convert<Lane>(loadLane<Left>(left, i));
+        const auto other = convert<Lane>(loadLane<Right>(right, i));
+        storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
     }
 }
 
@@ -96,7 +94,7 @@ struct UnknownWhereEitherIsInvalid {
     }
 };
 
-/// Unknown has all bits set, and the mark of a valid element none.
+/// All bits of unknown are set, and the mark of a valid element is 0.
 struct PutMark {
     using Left = unsigned char;
     using Right = unsigned char;
@@ -124,7 +122,7 @@ struct TileValidity {
     bool hasMarks;             ///< whether any element of the tile is invalid
 };
 
-/// One call on its way through a recipe.
+/// One call that follows a recipe.
 struct Run {
     const ComparisonArgs& args;
     LaneOperation compare;
@@ -152,7 +150,7 @@ bool Run::lanesIndependent() const {
            validityFits(args.leftValidity) && validityFits(args.rightValidity);
 }
 
-/// Whether both sides of all these elements are valid.
+/// Whether both operands are valid in all of these elements.
 bool Run::isValidThroughout(std::int64_t element, std::int64_t elements) const {
     return (args.leftValidity == nullptr ||
             hasNone<Zeros>(args.leftValidity + element, elements)) &&
@@ -179,8 +177,8 @@ void Run::findValid(std::int64_t element, std::int64_t elements, TileValidity& v
         --validity.end;
 }
 
-/// Compares elements without a look at their validity. Only an element that is alone can have more
-/// lanes than a tile.
+/// Compares elements whatever their validity. Only a single element can have more lanes than a
+/// tile.
 void Run::compareElements(std::int64_t element, std::int64_t elements, Pace pace) const {
     const std::int64_t multiplicity = args.multiplicity;
     const std::int64_t lanes = elements * multiplicity;
@@ -191,8 +189,7 @@ void Run::compareElements(std::int64_t element, std::int64_t elements, Pace pace
     if (args.rightScalar)
         spread(repeated.bytes, right.fetch(element, elements, rightTile), elements,
                atMost(tileLanes / elements, multiplicity));
-    for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
-        const std::int64_t some = atMost(pace.lanes, lanes - done);
+    for (const auto [done, some] : Pieces{lanes, pace.lanes}) {
         const unsigned char* const rightLanes =
             args.rightScalar ? repeated.bytes : right.fetch(firstLane + done, some, rightTile);
         compare(args.result + firstLane + done, left.fetch(firstLane + done, some, leftTile),
@@ -213,7 +210,7 @@ void Run::compareTile(std::int64_t element, std::int64_t elements, Pace pace) co
     if (some > 0) {
         Tile<unsigned char> spreadMarks;
         const unsigned char* marks = validity.marks.bytes + validity.first;
-        // An element that has more lanes than a tile is alone, and so it is valid here.
+        // An element that has more lanes than a tile is processed alone, so it is valid here.
         const std::int64_t lanes = atMost(tileLanes, some * multiplicity);
         if (multiplicity > 1) {
             spreadRun<unsigned char>(spreadMarks.bytes, marks, some, lanes / some);
@@ -246,11 +243,11 @@ void follow(const ComparisonArgs& args, const Recipe& recipe) {
         return recipe.compare(args.result, run.left.lanes, run.right.lanes,
                               std::int64_t{args.count} * args.multiplicity);
     const Pace pace = paceOf(independent, args.multiplicity);
-    for (std::int64_t element = 0; element < args.count; element += pace.elements)
-        run.compareTile(element, atMost(pace.elements, args.count - element), pace);
+    for (const auto [element, elements] : Pieces{args.count, pace.elements})
+        run.compareTile(element, elements, pace);
 }
 
-/// The loop of one predicate, null for a number that is none.
+/// The loop of one predicate; null for a number that is not a predicate.
 template <class T, class Left, class Right>
 LaneOperation predicateOf(std::uint32_t predicate) {
     switch (predicate) {
@@ -280,9 +277,9 @@ struct Higher<false, Left, Right> {
     using Kind = Right;
 };
 
-/// Whether the loops convert on the way to `Compared`: where the set has loads for that, and else
-/// where the other kind is as wide. Lanes of all other kinds are converted in a pass of their own,
-/// and so is what a Half has to round.
+/// Whether the loop converts its operands to `Compared`: if the set has loads for that, or between
+/// Int32 and Float32, which are equally wide. All other conversions take a separate pass, and so
+/// does rounding to Half.
 template <class Compared, class Left, class Right>
 inline constexpr bool
     isConvertedOnTheWay = (isSame<Left, std::int32_t> && isSame<Right, float>) ||

@@ -1,11 +1,10 @@
-// The one way in which a value passes from one storage kind to another.
+// Conversions between storage kinds. All values that change their kind go through here.
 //
-// Integers and floats round to nearest, ties to even, in one step from the value itself. A float
-// becomes an integer by truncation toward zero, and one that has no such integer (NaN, an infinity,
-// out of range) becomes the most negative one. `Half` is IEEE 754 binary16. All of it is free of
-// branches, so that loops over it run several lanes at a time, and none of it depends on what a
-// processor does with a value that does not fit. The floating-point environment must be the default
-// one.
+// Integers and floats round to nearest, ties to even, once. Floats are truncated toward zero to
+// become integers; a float without such an integer (NaN, infinite, out of range) becomes the most
+// negative one. `Half` is IEEE 754 binary16. There are no branches, so that loops work on several
+// lanes at a time, and nothing depends on what a processor does with a value that does not fit. The
+// floating-point environment must be the default one.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -26,7 +25,7 @@ inline float halfToFloat32(Half value) {
     const std::uint32_t normal = (magnitude << 13) + (112u << 23);
     const std::uint32_t special =
         (magnitude << 13) | 0x7F800000u | (magnitude > 0x7C00u ? 0x00400000u : 0u);
-    // A subnormal is its fraction times 2 to the power -24, and that product is exact and normal.
+    // A subnormal is its fraction times 2 to the power -24. That product is exact and normal.
     const auto subnormal =
         bitCast<std::uint32_t>(static_cast<float>(static_cast<std::int32_t>(magnitude)) * 0x1p-24f);
     const std::uint32_t finite = magnitude < 0x0400u ? subnormal : normal;
@@ -52,12 +51,12 @@ inline Half float32ToHalf(float value) {
     const auto bits = bitCast<std::uint32_t>(value);
     const std::uint32_t magnitude = bits & 0x7FFFFFFFu;
     const std::uint32_t sign = (bits >> 16) & 0x8000u;
-    // Adding just under half of the last kept place, and the kept place's own bit, rounds ties to
-    // even. A carry runs into the exponent, up to infinity, as it should.
+    // This adds just under half of the last place that is kept, and the bit in that place, so that
+    // ties round to even. A carry runs into the exponent, up to infinity, as it should.
     const std::uint32_t normal =
         (magnitude - (112u << 23) + 0x0FFFu + ((magnitude >> 13) & 1u)) >> 13;
-    // Below 2 to the power -14 the last place is 2 to the power -24, which is that of 0.5 in
-    // binary32: the sum's own rounding is the one that is wanted.
+    // Below 2 to the power -14 the last place is 2 to the power -24, which is the last place of 0.5
+    // in binary32. So the addition rounds as required.
     const auto shifted = bitCast<std::uint32_t>(bitCast<float>(magnitude) + 0.5f);
     const std::uint32_t subnormal = shifted - bitCast<std::uint32_t>(0.5f);
     const std::uint32_t nan = 0x7E00u | ((magnitude >> 13) & 0x03FFu);
@@ -73,12 +72,12 @@ inline Half float64ToHalf(double value) {
     const auto low = static_cast<std::uint32_t>(bits);
     const auto high = static_cast<std::uint32_t>(bits >> 32);
     const std::uint32_t sign = high & 0x80000000u;
-    // The upper word, its last bit set if the lower one has any. Its twenty fraction bits are
-    // enough to round to ten from: a tie stays one, every other value stays off the ties, a NaN
-    // stays one.
+    // The upper word, with its last bit set if the lower word has any. Twenty fraction bits are
+    // enough to round to ten: ties stay ties, other values do not become ties, and a NaN stays a
+    // NaN.
     const std::uint32_t magnitude = (high & 0x7FFFFFFFu) | (low != 0 ? 1u : 0u);
-    // Below 2 to the power -26 everything rounds to zero; from 2 to the power 17 on everything is
-    // infinity; and a NaN brings its own bits. In between the exponent fits that of a binary32.
+    // Below 2 to the power -26 everything rounds to zero, from 2 to the power 17 on everything is
+    // infinite, and a NaN keeps its bits. In between the exponent fits binary32.
     const std::uint32_t rebiased = (magnitude - (std::uint32_t{1023 - 127} << 20)) << 3;
     const std::uint32_t nan = 0x7FC00000u | (rebiased & 0x007FFFFFu);
     const std::uint32_t inRange = magnitude < (std::uint32_t{1023 - 26} << 20) ? 0u : rebiased;
@@ -91,20 +90,19 @@ inline Half float64ToHalf(double value) {
 /// Rounds the integer itself, once; magnitudes of 65520 and above become infinity.
 template <class Integer>
 inline Half integerToHalf(Integer value) {
-    // Beyond the clamp everything is infinity, and within it every integer is exact in binary32.
+    // Beyond the limit everything is infinite. Within it every integer is exact in binary32.
     constexpr std::int32_t limit = 131072;
     const Integer above = value < -limit ? Integer{-limit} : value;
     const auto clamped = static_cast<std::int32_t>(above > limit ? Integer{limit} : above);
     return float32ToHalf(static_cast<float>(clamped));
 }
 
-/// Truncates toward zero; a value that has no such integer gives the most negative one. The range
-/// is tested before the cast, because a cast of what does not fit means something else on every
-/// processor.
+/// Truncates toward zero. A value without such an integer gives the most negative one. The range is
+/// tested before the cast, since the cast of a value that does not fit differs between processors.
 template <class Integer, class Float>
 inline Integer truncate(Float value) {
-    // The least integer's magnitude, a power of two, is exact in both float kinds; the greatest
-    // integer is not.
+    // The magnitude of the least integer, a power of two, is exact in both float kinds. The
+    // greatest integer is not.
     constexpr Integer indefinite = isSame<Integer, std::int32_t> ? INT32_MIN : INT64_MIN;
     constexpr auto limit = -static_cast<Float>(indefinite);
     bool inside = value >= -limit && value < limit;
@@ -114,7 +112,7 @@ inline Integer truncate(Float value) {
     return inside ? truncated : indefinite;
 }
 
-/// The value in the storage kind `To`. Equal kinds keep every bit.
+/// Converts a value to the storage kind `To`. Equal kinds keep every bit.
 template <class To, class From>
 inline To convert(From value) {
     if constexpr (isSame<To, From>)
@@ -139,7 +137,7 @@ inline To convert(From value) {
         return static_cast<To>(value);
 }
 
-/// `convert` as the map of a run.
+/// `convert` as a map for `mapRun`.
 template <class To, class From>
 struct Convert {
     using In = From;

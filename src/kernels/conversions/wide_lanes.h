@@ -1,6 +1,6 @@
-// Operands and results of the loops that go vector by vector, by the instructions that the set has
-// for conversions. Compilers do not find these instructions: to them a float that no integer stands
-// for is undefined.
+// Vectors of operands and results, with the conversion instructions of the set. Compilers do not
+// find these instructions, because the conversion of a float that does not fit an integer is
+// undefined to them.
 #pragma once
 
 #include "kernels/conversions/working.h"
@@ -10,8 +10,8 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// How a vector of an operand's lanes is loaded in the working type of an operation with this
-/// result. There is a way for the pairs of kinds below, in sets that have the instructions.
+/// Loads a vector of an operand's lanes in the working type of `Result`. It exists for the pairs of
+/// kinds below, in sets that have the instructions.
 template <class Result, class From, class Set = WideLanes>
 struct WideOperand;
 
@@ -29,8 +29,8 @@ requires requires {
 struct WideOperand<Half, float, Set> {
     static auto load(const unsigned char* in) { return Set::rounded(Set::loadFloats(in)); }
 };
-/// Rounded twice but with the result of rounding once: whatever binary32 cannot hold is infinite as
-/// a Half.
+/// This rounds twice, but the result is that of rounding once: an integer that binary32 cannot hold
+/// is infinite as a Half.
 template <class Set>
 requires requires {
     Set::loadHalves(nullptr);
@@ -86,7 +86,7 @@ struct WideOperand<std::int32_t, std::int32_t, Set> {
     static auto load(const unsigned char* in) { return loadLane<typename Set::Integers>(in, 0); }
 };
 
-/// How a vector of the working type becomes lanes of the result.
+/// Stores a vector of the working type as lanes of the result.
 template <class Result, class Set = WideLanes>
 struct WideResult {
     template <class Vector>
@@ -110,12 +110,12 @@ inline constexpr bool hasWideOperand = requires {
     WideOperand<Result, From>::load(nullptr);
 };
 
-/// Conversions that compilers do not find the instructions for.
+/// Conversions whose instructions compilers do not find.
 template <class Result, class From>
 inline constexpr bool isHidden = isSame<Result, Half> || isSame<From, Half> ||
                                  (isSame<Result, std::int32_t> && !isInteger<From>);
 
-/// Lanes of `From` to the working type of `Result`.
+/// Converts lanes of `From` to the working type of `Result`.
 template <class Result, class From>
 struct ConvertOperands {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
@@ -126,7 +126,8 @@ struct ConvertOperands {
     }
 };
 
-/// Lanes of `From`, which binary32 has no less room for than a Half, to halves.
+/// Converts lanes of `From` to halves. Infinities come out right although the value passes through
+/// binary32.
 template <class From>
 struct NarrowToHalves {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
@@ -136,7 +137,7 @@ struct NarrowToHalves {
     }
 };
 
-/// Several lanes at a time only in sets that have an instruction for that.
+/// Works on several lanes at a time only in sets that have an instruction for that.
 template <class From, class Set = WideLanes>
 struct TruncateToInt64 {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {

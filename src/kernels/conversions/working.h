@@ -1,4 +1,4 @@
-// The types that kernels compute in, where the result's kind decides the arithmetic.
+// The types that kernels compute in, and how operands reach them.
 #pragma once
 
 #include "kernels/conversions/conversions.h"
@@ -9,8 +9,7 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// The type that an operation with this result kind works in. `Half` has no arithmetic of its own
-/// and borrows that of binary32.
+/// The type that an operation with this result computes in. `Half` is computed in binary32.
 template <class Result>
 struct WorkingOf {
     using Type = Result;
@@ -30,16 +29,16 @@ struct ToWorking {
     static Out apply(In value) { return convert<Out>(convert<Result>(value)); }
 };
 
-/// A run of one map, `mapRun<...>`.
+/// A loop over one map: `mapRun<...>`.
 using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
-/// A run of one operation, `combineRun<...>` or one like it.
+/// A loop over one operation: `combineRun<...>` or one like it.
 using LaneOperation = void (*)(unsigned char* out, const unsigned char* left,
                                const unsigned char* right, std::int64_t lanes);
 /// `spreadRun<...>`.
 using LaneSpread = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements,
                             std::int64_t multiplicity);
 
-/// The run that takes lanes to the working type, null where they are of it already.
+/// Converts lanes to the working type; null if they have it already.
 template <class Result, class From>
 constexpr LaneMap toWorking() {
     if constexpr (isSame<From, Working<Result>> && !isSame<Result, Half>)
@@ -48,7 +47,16 @@ constexpr LaneMap toWorking() {
         return &mapRun<ToWorking<Result, From>>;
 }
 
-/// The widest working type, for tiles that serve any of them.
+/// Converts lanes from one kind to another; null if the kinds are the same.
+template <class To, class From>
+constexpr LaneMap conversionRun() {
+    if constexpr (isSame<To, From>)
+        return nullptr;
+    else
+        return &mapRun<Convert<To, From>>;
+}
+
+/// A tile for lanes of any type.
 using WidestTile = Tile<double>;
 
 /// One operand of a call: where its lanes are, and how they reach the working type.
@@ -57,7 +65,8 @@ struct Operand {
     std::int64_t bytes; ///< of one lane
     LaneMap toWorking;
 
-    /// `count` lanes from `first` on in the working type: in `tile`, or where they stand.
+    /// `count` lanes, starting at `first`, in the working type: in `tile`, or in place if there is
+    /// nothing to convert.
     const unsigned char* fetch(std::int64_t first, std::int64_t count, WidestTile& tile) const {
         const unsigned char* const start = lanes + first * bytes;
         if (toWorking == nullptr)

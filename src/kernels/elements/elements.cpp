@@ -1,4 +1,4 @@
-// Choosing the loops over elements.
+// Calls the loops over elements in the instruction set in use.
 #include "kernels/elements/elements.h"
 
 #include "kernels/target/sets.h"

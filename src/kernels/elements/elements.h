@@ -1,18 +1,18 @@
-// The loops over elements, which look at no component: their numbers and their validity.
+// Loops over elements that read no component: element numbers and validity.
 #pragma once
 
 #include <cstdint>
 
 namespace Fenlet {
 
-/// Writes `start`, `start` + 1, ... as Int64 to `count` places from `out` on, wrapping.
+/// Writes `count` consecutive numbers as Int64, beginning with `start` and wrapping.
 void countUp(unsigned char* out, std::int64_t start, std::int64_t count);
 
 /// out[i] = the Int32 at place i of `in`.
 void widenIndices(std::int64_t* out, const unsigned char* in, std::int64_t count);
 
-/// Whether all of `count` positions are valid and their numbers run on by exactly one, wrapping.
-/// `validity` may be null, which counts as all valid.
+/// Whether all of `count` elements are valid and their numbers are consecutive, wrapping.
+/// `validity` may be null if all are valid.
 bool isContiguous(const std::int64_t* indices, const unsigned char* validity, std::int64_t count);
 
 /// result[i] = 1 where both are not 0, else 0. The result may be either operand.

@@ -18,7 +18,7 @@ VectorOf<std::uint64_t> ascending(std::uint64_t first) {
     (numbersBelow<lanesOfVector<std::uint64_t>>);
 }
 
-// Four vectors at a time. A compiler takes one, and then as long for the loop as for the stores.
+// Four vectors at a time: with one, as compilers would do it, the loop takes as long as the stores.
 void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
     using Number = std::uint64_t;
     constexpr int lanes = lanesOfVector<Number>;
@@ -60,7 +60,7 @@ bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
             std::memcpy(&numbers, indices + i + part * lanes, sizeof numbers);
             breaks |= numbers ^ (expected + Number{static_cast<Number>(part * lanes)});
         }
-        // Scattered numbers are found out early.
+        // Scattered numbers usually show early.
         if (isAnySet(bitCast<ByteVector>(breaks)))
             return false;
         expected += Number{lanes * together};

@@ -1,4 +1,4 @@
-// Runs over lanes, and when several lanes may be worked on at once.
+// Loops over lanes, and when they may work on several lanes at once.
 #pragma once
 
 #include "kernels/target/lane_access.h"
@@ -29,24 +29,24 @@ inline bool areDisjoint(const LaneRange& a, const LaneRange& b) {
     return endOf(a) <= startOf(b) || endOf(b) <= startOf(a);
 }
 
-/// Whether working on many lanes at once gives the bytes that one lane at a time in ascending order
-/// gives, as far as writing `written` and reading `read` goes: the ranges do not overlap, or lane i
-/// of one is lane i of the other.
+/// Whether a kernel that writes `written` and reads `read` may work on many lanes at once and still
+/// give the bytes of working lane by lane in ascending order. That holds if the ranges do not
+/// overlap, or if lane i of one is lane i of the other.
 inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read) {
     return (written.start == read.start && written.laneBytes == read.laneBytes) ||
            areDisjoint(written, read);
 }
 
-/// The lanes of a run of `Map` that are done by instructions which only this set has: how many,
-/// from the first on. Most maps have none.
+/// Applies a map with instructions that only this set has, starting with the first lane, and
+/// returns how many lanes it did. Most maps have no such instructions.
 template <class Map>
 struct WideRun {
     static std::int64_t run(unsigned char*, const unsigned char*, std::int64_t) { return 0; }
 };
 
-/// out[i] = Map::apply(in[i]) for every lane. `Map` names its types `In` and `Out`. The lanes must
-/// be independent, or `lanes` 1. Maps that change a lane's size and those of long lanes have enough
-/// to do in each round as it is.
+/// out[i] = Map::apply(in[i]) for every lane. `Map` defines the types `In` and `Out`. The lanes
+/// must be independent, or `lanes` 1. Maps that change the size of a lane, and maps of 8-byte
+/// lanes, are not unrolled: each round does enough work already.
 template <class Map>
 [[gnu::noinline]] void mapRun(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
     const std::int64_t done = WideRun<Map>::run(out, in, lanes);
@@ -63,8 +63,8 @@ template <class Map>
     }
 }
 
-/// out[i] = Operation::apply(left[i], right[i]) for every lane. `Operation` names its types `Left`,
-/// `Right` and `Out`. The lanes must be independent, or `lanes` 1.
+/// out[i] = Operation::apply(left[i], right[i]) for every lane. `Operation` defines the types
+/// `Left`, `Right` and `Out`. The lanes must be independent, or `lanes` 1.
 template <class Operation>
 [[gnu::noinline]] void combineRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {

@@ -1,4 +1,4 @@
-// Looking through an area for what is not as it should be, whole vectors at a time.
+// Scans an area for unusual bytes, a vector at a time.
 #pragma once
 
 #include "kernels/lanes/vectors.h"
@@ -25,8 +25,8 @@ struct OthersThanOne {
     static bool areIn(const ByteVector& seen) { return isAnySet(seen); }
 };
 
-/// Whether none of `count` bytes is one that `Sought` looks for, which a 1 never is. It asks every
-/// four vectors: what is missing is often missing early.
+/// Whether none of `count` bytes is one that `Sought` looks for; a 1 never is. It decides after
+/// every four vectors, since what it looks for often comes early.
 template <class Sought>
 [[gnu::noinline]] bool hasNone(const unsigned char* bytes, std::int64_t count) {
     const auto seen = [bytes](std::int64_t i) {

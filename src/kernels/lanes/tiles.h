@@ -1,5 +1,5 @@
-// Working a block off in tiles: runs of lanes short enough to stay in the first-level cache between
-// one pass over them and the next.
+// Processing a block in tiles: runs of lanes that are short enough to stay in the first-level cache
+// from one pass to the next.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -11,22 +11,22 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Lanes of one tile. Tests compile kernels with smaller ones, so that every boundary is met.
+/// Lanes in a tile. Tests compile the kernels with smaller tiles to reach every boundary.
 #ifdef FENLET_TILE_LANES
 inline constexpr std::int64_t tileLanes = FENLET_TILE_LANES;
 #else
 inline constexpr std::int64_t tileLanes = 512;
 #endif
 
-/// Room for a tile's lanes, on the stack and without a value at first.
+/// Uninitialised room for a tile's lanes, on the stack.
 template <class Lane>
 struct Tile {
     alignas(64) unsigned char bytes[static_cast<std::size_t>(tileLanes) * sizeof(Lane)];
 };
 
-/// How a call goes through its lanes: `elements` whole elements at a time in the shapes that
-/// broadcast an operand, and within them `lanes` lanes at a time. Where lanes depend on one another
-/// both are 1, which is lane order.
+/// How many elements and lanes a call takes at a time. `elements` is for the shapes that broadcast
+/// an operand; `lanes` is for the lanes of those elements. Both are 1 where lanes depend on one
+/// another, which gives lane order.
 struct Pace {
     std::int64_t elements;
     std::int64_t lanes;
@@ -35,11 +35,11 @@ struct Pace {
 inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
     if (!lanesIndependent)
         return {1, 1};
-    // No division for the shape that most programs have.
+    // Avoids a division in the most common shape.
     if (multiplicity == 1)
         return {tileLanes, tileLanes};
     const std::int64_t elements = tileLanes / multiplicity;
-    // Where there is room for it, as many as fill whole vectors.
+    // Whole vectors, if there is room for them.
     if (elements >= 64)
         return {elements / 64 * 64, tileLanes};
     return {elements > 0 ? elements : 1, tileLanes};
@@ -49,7 +49,30 @@ inline std::int64_t atMost(std::int64_t limit, std::int64_t value) {
     return value < limit ? value : limit;
 }
 
-/// `value` 2 or 4 times, in an integer that has just the room for it.
+/// Some consecutive elements or lanes.
+struct Piece {
+    std::int64_t first;
+    std::int64_t length;
+};
+
+/// All pieces of `count` elements or lanes, for a loop over them. Each has `pace` of them, and the
+/// last one what remains.
+struct Pieces {
+    std::int64_t count;
+    std::int64_t pace;
+
+    struct Iterator {
+        std::int64_t first;
+        const Pieces& all;
+        Piece operator*() const { return {first, atMost(all.pace, all.count - first)}; }
+        void operator++() { first += all.pace; }
+        bool operator!=(const Iterator& end) const { return first < end.first; }
+    };
+    Iterator begin() const { return {0, *this}; }
+    Iterator end() const { return {count, *this}; }
+};
+
+/// `value` repeated 2 or 4 times, in an integer of just that size.
 template <int times>
 inline UnsignedOfSize<times> repeated(std::uint8_t value) {
     using Wide = UnsignedOfSize<times>;
@@ -60,12 +83,12 @@ inline UnsignedOfSize<times> repeated(std::uint8_t value) {
         return twice | twice << 16;
 }
 
-// No compiler finds the best loop for every size by itself.
+// Compilers do not find the best loop for every size.
 template <class Lane, int multiplicity>
 [[gnu::noinline]] void spreadFixed(unsigned char* out, const unsigned char* in,
                                    std::int64_t elements) {
     constexpr bool fitsInteger = sizeof(Lane) == 1 && (multiplicity == 2 || multiplicity == 4);
-    // Narrow registers come with no instruction that brings small lanes into any order.
+    // 16-byte registers have no instruction for arbitrary orders of small lanes.
     constexpr bool isWide = multiplicity > 1 && (sizeof(Lane) > 2 || vectorBytes > 16);
     constexpr std::int64_t laneBytes = sizeof(Lane);
     const std::int64_t done = isWide ? elements - elements % lanesOfVector<Lane> : 0;
@@ -88,8 +111,8 @@ template <class Lane, int multiplicity>
     }
 }
 
-/// out[e * multiplicity + c] = in[e]: each element's one value, repeated over its components. The
-/// areas do not overlap.
+/// out[e * multiplicity + c] = in[e]: repeats each element's value over its components. The areas
+/// must not overlap.
 template <class Lane>
 [[gnu::noinline]] void spreadRun(unsigned char* out, const unsigned char* in, std::int64_t elements,
                                  std::int64_t multiplicity) {

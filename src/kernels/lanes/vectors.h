@@ -1,6 +1,5 @@
-// Whole vectors of lanes, as wide as the set's registers, and the orders that lanes are brought
-// into between elements of several components and elements of one. No compiler finds those by
-// itself.
+// Vectors of lanes, as wide as the registers of the set, and the shuffles between elements of one
+// component and elements of several. Compilers do not find these shuffles.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -15,14 +14,14 @@ template <class Lane>
 struct VectorType {
     using Type [[gnu::vector_size(vectorBytes)]] = Lane;
 };
-/// As many lanes as a register holds. `loadLane` and `storeLane` move a vector as they do a lane.
+/// As many lanes as a register holds. `loadLane` and `storeLane` work on a vector as on a lane.
 template <class Lane>
 using VectorOf = typename VectorType<Lane>::Type;
 
 template <class Lane>
 inline constexpr int lanesOfVector = vectorBytes / static_cast<int>(sizeof(Lane));
 
-/// The numbers of a vector's lanes, for naming them one by one.
+/// The numbers of a vector's lanes, as a parameter pack.
 template <int... number>
 struct Numbers {};
 template <int count, int... number>
@@ -34,8 +33,8 @@ struct NumbersBelow<0, number...> {
 template <int count>
 inline constexpr typename NumbersBelow<count>::Type numbersBelow{};
 
-/// Calls `body(first)` for each vector of `together` lanes and answers how many lanes those are.
-/// Four in a row, since the loop itself would take as long as a vector that is only converted.
+/// Calls `body(first)` for each vector of `together` lanes and returns how many lanes that makes.
+/// It is unrolled four times: the loop would otherwise take as long as a simple conversion.
 template <std::int64_t together, class Body>
 inline std::int64_t forEachVector(std::int64_t lanes, Body body) {
     std::int64_t first = 0;
@@ -50,7 +49,7 @@ inline std::int64_t forEachVector(std::int64_t lanes, Body body) {
     return first;
 }
 
-/// One lane for each element, each `multiplicity` times in a row: vector `part` of as many of them.
+/// Repeats the lane of each element `multiplicity` times, and returns vector `part` of the result.
 template <int multiplicity, int part, class Lane>
 inline VectorOf<Lane> spreadPart(const VectorOf<Lane>& elements) {
     constexpr int lanes = lanesOfVector<Lane>;
@@ -61,7 +60,7 @@ inline VectorOf<Lane> spreadPart(const VectorOf<Lane>& elements) {
     (numbersBelow<lanes>);
 }
 
-/// Every other lane of two vectors that follow one another, from lane `first` on, which is 0 or 1.
+/// Every other lane of two consecutive vectors, starting with lane `first`, 0 or 1.
 template <int first, class Lane>
 inline VectorOf<Lane> everyOther(const VectorOf<Lane>& low, const VectorOf<Lane>& high) {
     return [&]<int... lane>(Numbers<lane...>) {
@@ -70,9 +69,9 @@ inline VectorOf<Lane> everyOther(const VectorOf<Lane>& low, const VectorOf<Lane>
     (numbersBelow<lanesOfVector<Lane>>);
 }
 
-/// Every third lane of three vectors that follow one another, from lane `first` on. The number of a
-/// vector's lanes is no multiple of three, so that no two of those stand in the same place of their
-/// vectors: they come together without moving, and into order afterwards.
+/// Every third lane of three consecutive vectors, starting with lane `first`. The number of lanes
+/// in a vector is not a multiple of three, so no two of the wanted lanes have the same place in
+/// their vectors. They are blended first, and then put in order.
 template <int first, class Lane>
 inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>& middle,
                                  const VectorOf<Lane>& high) {
@@ -88,8 +87,8 @@ inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>
     (numbersBelow<lanes>);
 }
 
-/// Every fourth lane of four vectors that follow one another, from lane `first` on. Lanes move
-/// within their 16 bytes and once across them, which AVX2 does best, and best of all with floats.
+/// Every fourth lane of four consecutive vectors, starting with lane `first`. Lanes move within
+/// their 16 bytes and then once across them. That suits AVX2 best, and floats most of all.
 template <int first, class Lane>
 inline VectorOf<Lane> everyFourth(const VectorOf<Lane>& a, const VectorOf<Lane>& b,
                                   const VectorOf<Lane>& c, const VectorOf<Lane>& d) {
@@ -107,8 +106,8 @@ inline VectorOf<Lane> everyFourth(const VectorOf<Lane>& a, const VectorOf<Lane>&
     (numbersBelow<lanes>);
 }
 
-/// Component `number` of as many elements as a vector has lanes. From `in` on stand all of their
-/// `multiplicity` components: 2, 3 or 4.
+/// Component `number` of as many elements as a vector has lanes. `in` points to all components of
+/// these elements, `multiplicity` each: 2, 3 or 4.
 template <class Lane, int multiplicity, int number>
 inline VectorOf<Lane> loadComponent(const unsigned char* in) {
     using Vector = VectorOf<Lane>;

@@ -1,4 +1,4 @@
-// Picking entries one by one or many at once, each from where its way leads. A part of
+// Picks entries, one by one or many at once, from where their ways lead. A part of
 // select_kernels.cpp.
 #pragma once
 
@@ -14,8 +14,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// Where lanes take their values, by a byte for each: that of one arm, that of the other, or any
-/// other byte for neither.
+/// Which arm a lane takes, by a byte: one arm, the other, or neither for any other byte.
 template <unsigned char falseWay, unsigned char trueWay>
 struct ByWay {
     template <class Words>
@@ -28,7 +27,8 @@ struct ByWay {
     }
 };
 
-/// The same by a lane's condition: 1 for one arm, 255 for neither, any other byte for the other.
+/// The same by the condition of a lane: 1 for one arm, 255 for neither, any other byte for the
+/// other arm.
 struct ByCondition {
     template <class Words>
     static auto whenTrue(const typename Words::Bytes& conditions) {
@@ -40,10 +40,10 @@ struct ByCondition {
     }
 };
 
-/// The most components of an element that is picked. One that has more is a run by itself.
+/// The most components of an element that is picked. A larger element is copied as a run.
 constexpr std::int64_t mostPicked = 32;
 
-/// Bytes that are all the same, as many as entries that are picked together have.
+/// Equal bytes, enough for all entries that are picked together.
 template <unsigned char value, std::int64_t laneBytes>
 struct SameBytes {
     static constexpr std::int64_t lanes = tileLanes > mostPicked ? tileLanes : mostPicked;
@@ -58,7 +58,7 @@ constexpr SameBytes<0, 8> zeros;
 constexpr SameBytes<1, 1> ones;
 constexpr SameBytes<255, 1> unknowns;
 
-/// Where each way leads: to entry e of an area, for every e.
+/// The area that each way leads to. Entry e takes its value from entry e of that area.
 struct Sources {
     const unsigned char* of[wayCount];
 };
@@ -76,7 +76,7 @@ void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sou
     }
 }
 
-/// Entry e of `out` becomes that of the source that its way leads to.
+/// Copies entry e, for every e, from the source that its way leads to.
 [[gnu::noinline]] void pickRun(unsigned char* out, const unsigned char* ways,
                                const Sources& sources, std::int64_t entries,
                                std::int64_t entryBytes) {
@@ -125,7 +125,7 @@ void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& a
     pickFixed<Word, 1>(out + done * bytes, ways + done, sources, lanes - done);
 }
 
-/// Whether lanes of so many bytes are picked a whole vector at a time.
+/// Whether lanes of that many bytes are picked a whole vector at a time.
 bool arePickedWide(std::int64_t laneBytes) {
     switch (laneBytes) {
     case 1:
@@ -139,7 +139,7 @@ bool arePickedWide(std::int64_t laneBytes) {
     }
 }
 
-/// As `pickRun`, for entries of one lane, each of which goes one way.
+/// As `pickRun`, for entries of one lane that each go one way.
 [[gnu::noinline]] void pickLanes(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                                  std::int64_t lanes, std::int64_t laneBytes) {
     switch (laneBytes) {
@@ -154,7 +154,8 @@ bool arePickedWide(std::int64_t laneBytes) {
     }
 }
 
-/// As `pickLanes`, by the lanes' conditions. They must fill whole vectors, and `arePickedWide`.
+/// As `pickLanes`, by conditions instead of ways. `arePickedWide` must hold, and the lanes must
+/// fill whole vectors.
 [[gnu::noinline]] void pickByCondition(unsigned char* out, const unsigned char* conditions,
                                        const TwoArms& arms, std::int64_t lanes,
                                        std::int64_t laneBytes) {

@@ -1,4 +1,4 @@
-// Choosing the select kernel for three kinds.
+// Looks up the select kernel for three kinds.
 #include "kernels/select/select.h"
 
 #include "kernels/target/sets.h"

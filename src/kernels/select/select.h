@@ -1,4 +1,4 @@
-// Select: for each component one of two registers, as a condition says.
+// Select: takes each component from one of two registers, as a condition says.
 #pragma once
 
 #include "vocabulary/kinds.h"
@@ -9,13 +9,13 @@
 
 namespace Fenlet {
 
-/// One call of a kernel. Each area holds components of its own kind; any of them may overlap, and
-/// the result is then that of one lane at a time in ascending order, an element's validity byte
-/// after its components.
+/// The arguments of a kernel. Each area holds components of its own kind. Areas may overlap: the
+/// result is then that of working lane by lane in ascending order, with the validity byte of an
+/// element after its components.
 ///
-/// Component c of element i stands at index i * multiplicity + c of the result and of both arms.
-/// Its condition stands at index i if the condition has one component, else at index
-/// i * conditionMultiplicity + c.
+/// Component c of element i is at index i * multiplicity + c of the result and of both arms. Its
+/// condition is at index i if the condition has one component, and otherwise at index i *
+/// conditionMultiplicity + c.
 struct SelectArgs {
     void* result;
     unsigned char* resultValidity; ///< every element's byte is written, none is read
@@ -29,25 +29,23 @@ struct SelectArgs {
     std::int32_t multiplicity; ///< of the result
 };
 
-/// Runs the kernel for these three kinds. Returns false, with nothing touched, when there is none:
-/// every combination of the five numeric kinds has one, three times `Tribool` has one, and no other
-/// combination has.
+/// Runs the kernel for these three kinds. Returns false, and touches nothing, if there is none.
+/// Every combination of the five numeric kinds has a kernel, and so has `Tribool` for all three; no
+/// other combination has.
 ///
-/// A condition byte of 1 takes the component of `whenTrue`, one of 255 (unknown) takes neither, and
-/// any other byte takes that of `whenFalse`. What is taken is converted to the result kind from its
-/// own kind, whatever the other arm's is; equal kinds keep every bit. What is not taken is not
-/// read, neither its value nor its validity. Unknown gives zero bits, in a `Tribool` result again
-/// unknown.
+/// A condition byte of 1 takes the component from `whenTrue`, 255 (unknown) takes neither, and any
+/// other byte takes it from `whenFalse`. The component is converted from the kind of its arm to
+/// that of the result; equal kinds keep every bit. What is not taken is not read, neither its value
+/// nor its validity. Unknown gives zero bits, or unknown in a `Tribool` result.
 ///
-/// An element's validity byte becomes 1 if none of its components was unknown and every arm that
-/// one of them came from is valid there, else 0.
+/// The validity byte of an element becomes 1 if none of its components was unknown and every arm
+/// that it took a component from is valid there; otherwise 0.
 bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse,
                     const SelectArgs& args);
 
 using SelectKernel = void (*)(const SelectArgs&);
 
-/// The kernel that `dispatchSelect` runs, in the instruction set that runs now; null when there is
-/// none.
+/// The kernel that `dispatchSelect` runs, in the instruction set in use; null if there is none.
 SelectKernel selectKernel(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse);
 
 /// The kernels by the result's kind and those of the arms; null where there is none.

@@ -1,7 +1,7 @@
-// One call of a select kernel: what it works on and what there is to know of it. A part of
-// select_kernels.cpp.
+// One call of a select kernel: its areas and what follows from them. A part of select_kernels.cpp.
 #pragma once
 
+#include "kernels/conversions/working.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/select/picks.h"
 #include "kernels/select/select.h"
@@ -13,9 +13,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-using LaneMap = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
-
-/// What a kernel does. A map is null where the arm is of the result kind already.
+/// What a kernel does. A map is null if the arm has the kind of the result.
 struct Recipe {
     LaneMap trueToResult;
     LaneMap falseToResult;
@@ -36,7 +34,7 @@ struct Arm {
     const unsigned char* lane(std::int64_t number) const { return lanes + number * bytes; }
 };
 
-/// Entries of `lanesEach` lanes, each with a way of its own.
+/// Entries of `lanesEach` lanes. Each has its own way.
 struct Batch {
     const unsigned char* ways;
     std::int64_t entries;
@@ -46,13 +44,10 @@ struct Batch {
     std::int64_t lanes() const { return entries * lanesEach; }
 };
 
-/// The widest lanes, for tiles that serve any.
-using WidestTile = Tile<double>;
-
-/// The fewest lanes that pay for a run.
+/// The fewest lanes that are worth a run.
 constexpr std::int64_t fewestLanes = 32;
 
-/// One call on its way through a recipe.
+/// One call that follows a recipe.
 struct Run {
     const SelectArgs& args;
     const Recipe& recipe;
@@ -88,7 +83,7 @@ struct Run {
     bool areBothValid() const {
         return whenTrue.validity == nullptr && whenFalse.validity == nullptr;
     }
-    /// The arm's validity from an element on, for a tile.
+    /// The validity of an arm from an element on, for the length of a tile.
     static const unsigned char* validityOf(const Arm& arm, std::int64_t firstElement) {
         return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
     }
@@ -100,8 +95,8 @@ struct Run {
     }
 };
 
-// It is elements that are held against each other. Areas that begin together and have elements of
-// one size have lanes of one size, too.
+// This compares elements. Areas that start together and have elements of the same size also have
+// lanes of the same size.
 bool Run::lanesIndependent() const {
     const auto ofElements = [this](const void* start, std::int64_t bytes) {
         return LaneRange{start, start != nullptr ? args.count : 0, bytes};
@@ -119,15 +114,15 @@ bool Run::lanesIndependent() const {
     return fits;
 }
 
-/// Whether entries of so many lanes are picked a whole vector at a time. Then no run is shorter
-/// than a tile: to find one costs more.
+/// Whether entries of that many lanes are picked a whole vector at a time. Then no run is shorter
+/// than a tile, since finding one would cost more than it saves.
 bool Run::isPickedWide(std::int64_t lanesEach) const {
     return independent && lanesEach <= 4 && arePickedWide(whenTrue.bytes) &&
            arePickedWide(whenFalse.bytes);
 }
 
-/// How many entries alike pay for a run. Where their validity, too, is picked a whole vector at a
-/// time only a tile does: to find a shorter run costs more than it saves.
+/// How many equal ways in a row are worth a run. Where validity is also picked a whole vector at a
+/// time, only a whole tile is.
 std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const {
     return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
 }

@@ -1,9 +1,10 @@
 // The select kernels, one for each combination of kinds.
 //
-// An entry (an element, or a lane that has a condition of its own) goes one of three ways, and many
-// in a row often go the same way: such a run is taken from its arm in one go. Where the ways change
-// too often for that, entries are picked one by one, by looking up where each one's way leads, so
-// that no processor has to guess it. Either way nothing of an arm is read but what is taken.
+// An entry is an element, or a lane that has its own condition. It goes one of three ways, and
+// often many entries in a row go the same way. Such a run is copied from its arm at once. Where the
+// ways change too often, entries are picked one by one through a table of where each way leads, so
+// that the processor does not have to predict a branch. Nothing of an arm is read but what is
+// taken.
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/lanes/tiles.h"
@@ -25,19 +26,19 @@ struct EitherBits {
     static Out apply(Left left, Right right) { return left | right; }
 };
 
-/// Elements from the first on that are picked straight by their conditions, as many as fill whole
-/// vectors, and how many that were: where arms need no conversion and validity is as quick to find.
+/// Picks elements directly by their conditions, starting with the first, and returns how many:
+/// those that fill whole vectors. Only for arms that need no conversion, and where validity can be
+/// picked as fast.
 std::int64_t Run::selectStraight() const {
     constexpr std::int64_t wholeVectors = 64;
-    // Only tiles of tests have no room for whole vectors of elements of four components.
+    // Only the small tiles of tests have no room for whole vectors of elements of four components.
     constexpr bool tilesAreWhole = tileLanes / 4 >= wholeVectors;
     if (!tilesAreWhole || !isPickedWide(multiplicity) || !recipe.armsAreAlike ||
         whenTrue.toResult != nullptr || !(areBothValid() || arePickedWide(1)))
         return 0;
     const Pace pace = paceOf(independent, multiplicity);
     const std::int64_t straight = args.count / wholeVectors * wholeVectors;
-    for (std::int64_t element = 0; element < straight; element += pace.elements) {
-        const std::int64_t elements = atMost(pace.elements, straight - element);
+    for (const auto [element, elements] : Pieces{straight, pace.elements}) {
         const std::int64_t lane = element * multiplicity;
         const Tribool* const conditions = args.condition + element;
         if (alikeFromFirst(conditions, elements) == elements) {
@@ -47,8 +48,7 @@ std::int64_t Run::selectStraight() const {
             continue;
         }
         const Tribool* ofLanes = conditions;
-        // Spread over the components of their elements, or copied where the result takes their
-        // place.
+        // Spread over the components of each element, or copied if the result replaces them.
         Tile<Tribool> spread;
         if (multiplicity > 1 || args.result == args.condition) {
             spreadRun<Tribool>(spread.bytes, conditions, elements, multiplicity);
@@ -81,15 +81,13 @@ void Run::selectByElement() const {
     }
 }
 
-// Only an element that is alone goes in several pieces. It is valid if it is in each of them.
+// Only a single element is processed in several pieces. It is valid if it is valid in each of them.
 void Run::selectByLane() const {
     const Pace pace = paceOf(independent, multiplicity);
-    for (std::int64_t element = 0; element < args.count; element += pace.elements) {
-        const std::int64_t elements = atMost(pace.elements, args.count - element);
+    for (const auto [element, elements] : Pieces{args.count, pace.elements}) {
         const std::int64_t lanes = elements * multiplicity;
         unsigned char valid = 1;
-        for (std::int64_t done = 0; done < lanes; done += pace.lanes) {
-            const std::int64_t some = atMost(pace.lanes, lanes - done);
+        for (const auto [done, some] : Pieces{lanes, pace.lanes}) {
             Tile<unsigned char> ways;
             mapRun<WayOf>(ways.bytes, args.condition + element * args.conditionMultiplicity + done,
                           some);
@@ -140,8 +138,8 @@ void Run::takeRun(unsigned char way, std::int64_t firstLane, std::int64_t lanes)
     }
 }
 
-// Arms of one kind are picked together. Of two kinds each is picked and converted by itself, among
-// zeros where the other one is taken: zeros are zeros in every kind.
+// Arms of one kind are picked together. Arms of two kinds are picked and converted separately, with
+// zeros for the lanes that the other arm gives: zero has the same bytes in every kind.
 void Run::pick(const Batch& batch) const {
     unsigned char* const out = resultLane(batch.firstLane);
     WidestTile picked;
@@ -164,7 +162,7 @@ void Run::pick(const Batch& batch) const {
     }
 }
 
-/// What the batch's entries take from two arms of the same kind.
+/// What the entries of the batch take from two arms of the same kind.
 void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arms,
                       std::int64_t laneBytes) const {
     if (batch.lanesEach == 1)
@@ -184,7 +182,7 @@ void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arm
     pickRun(out, batch.ways, sources, batch.entries, batch.lanesEach * laneBytes);
 }
 
-/// The lanes of the arm that `way` leads to, as lanes of the result's kind, among zeros.
+/// The lanes of the arm that `way` leads to, in the result's kind, with zeros for all others.
 const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch& batch,
                                   WidestTile& picked, WidestTile& converted) const {
     const unsigned char* const lanes = arm.lane(batch.firstLane);
@@ -220,18 +218,10 @@ const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch
         run.selectByLane();
 }
 
-template <class Result, class From>
-constexpr LaneMap toResult() {
-    if constexpr (isSame<Result, From>)
-        return nullptr;
-    else
-        return &mapRun<Convert<Result, From>>;
-}
-
 template <class Result, class WhenTrue, class WhenFalse>
 void select(const SelectArgs& args) {
-    follow(args, {toResult<Result, WhenTrue>(), toResult<Result, WhenFalse>(), sizeof(WhenTrue),
-                  sizeof(WhenFalse), sizeof(Result), isSame<WhenTrue, WhenFalse>,
+    follow(args, {conversionRun<Result, WhenTrue>(), conversionRun<Result, WhenFalse>(),
+                  sizeof(WhenTrue), sizeof(WhenFalse), sizeof(Result), isSame<WhenTrue, WhenFalse>,
                   static_cast<unsigned char>(isSame<Result, Tribool> ? 255 : 0)});
 }
 

@@ -12,7 +12,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-// The ways, as bits: an element whose components have conditions of their own can go several.
+// The ways, as bits: an element whose components have their own conditions can go several ways.
 constexpr unsigned char takesFalse = 1;
 constexpr unsigned char takesTrue = 2;
 constexpr unsigned char takesNeither = 4;
@@ -27,14 +27,14 @@ struct WayOf {
     }
 };
 
-/// Entries that are worked on together: all of them go the one way, or `way` is 0.
+/// Entries that are processed together: all go the same way, or `way` is 0.
 struct Stretch {
     std::int64_t length;
     unsigned char way;
 };
 
-/// How many entries from the first on go the same way as it does, or a few less: the ways are
-/// looked at eight at a time.
+/// How many entries go the same way as the first, up to the first that does not. The count may be a
+/// few too low, since eight are compared at a time.
 std::int64_t alikeFromFirst(const unsigned char* ways, std::int64_t count) {
     const std::uint64_t alike = ways[0] * std::uint64_t{0x0101010101010101};
     std::int64_t length = 0;
@@ -47,7 +47,7 @@ std::int64_t alikeFromFirst(const unsigned char* ways, std::int64_t count) {
     return length;
 }
 
-/// The stretch that these entries begin with. Fewer of them than `enough` do not pay for a run.
+/// The stretch that the entries begin with. Fewer than `enough` are not worth a run.
 Stretch nextStretch(const unsigned char* ways, std::int64_t count, std::int64_t enough) {
     const std::int64_t alike = alikeFromFirst(ways, count);
     if (alike >= atMost(enough, count))
@@ -82,7 +82,7 @@ inline void uniteFixed(unsigned char* out, const unsigned char* ways, std::int64
     }
 }
 
-/// All the ways that each element's `components` components go.
+/// The union of the ways that the components of each element go.
 [[gnu::noinline]] void uniteWays(unsigned char* out, const unsigned char* ways,
                                  std::int64_t elements, std::int64_t components) {
     switch (components) {

@@ -11,7 +11,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 32;
 
-/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+/// Whether any bit of a vector is set. Compilers do not find this instruction.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     const auto all = bitCast<__m256i>(bytes);
@@ -46,7 +46,7 @@ struct WideLanes : Int64Truncation {
     }
 };
 
-/// Which of a few lanes go a way, as bytes of all bits or none.
+/// Which lanes go a way: a byte for each, with all bits set or none.
 struct FewChoices {
     using Bytes = __m128i;
     static Bytes equal(const Bytes& choices, unsigned char choice) {
@@ -57,7 +57,7 @@ struct FewChoices {
     }
 };
 
-/// Thirty-two bytes of words, and loads of some of them; the others are zero.
+/// Thirty-two bytes of words. Loads take only some of them, and the others become zero.
 template <class Word>
 struct MaskedWords;
 

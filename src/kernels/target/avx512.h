@@ -1,4 +1,4 @@
-// AVX-512 with F, BW, DQ and VL.
+// AVX-512: F, BW, DQ and VL.
 #pragma once
 
 #include "kernels/target/x86.h"
@@ -12,7 +12,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 64;
 
-/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+/// Whether any bit of a vector is set. Compilers do not find this instruction.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     const auto all = bitCast<__m512i>(bytes);
@@ -23,7 +23,7 @@ inline bool isAnySet(const Vector& bytes) {
 struct WideLanes : Int64Truncation {
     using Floats = __m512;
     using Integers = __m512i;
-    // g++ 12 takes the forms without a mask for reads of what was never written.
+    // g++ 12 warns that the forms without a mask read uninitialised values.
     static constexpr __mmask16 all = 0xFFFF;
     static constexpr __mmask8 half = 0xFF;
 
@@ -57,8 +57,8 @@ struct WideLanes : Int64Truncation {
     }
 };
 
-/// How some lanes of an operand are loaded in the type that both are compared in: those that have a
-/// bit in the mask. No others are read.
+/// Loads lanes of an operand in the type that both operands are compared in. Lanes that have no bit
+/// in the mask are not read.
 template <class Lane, class From>
 struct ComparedLanes;
 template <>
@@ -110,7 +110,8 @@ struct ComparedLanes<double, double> {
     }
 };
 
-// The processor's numbers for the predicates, by ours. Of floats, only "not equal" holds for a NaN.
+// The processor's number for each of our predicates. Of the predicates on floats, only "not equal"
+// holds for a NaN.
 inline constexpr int floatOrders[] = {_CMP_LT_OQ, _CMP_LE_OQ, _CMP_GT_OQ,
                                       _CMP_GE_OQ, _CMP_EQ_OQ, _CMP_NEQ_UQ};
 inline constexpr int integerOrders[] = {_MM_CMPINT_LT,  _MM_CMPINT_LE, _MM_CMPINT_NLE,
@@ -142,8 +143,8 @@ requires requires {
 struct MaskedComparison<Predicate, Left, Right> {
     static constexpr bool isThere = true;
 
-    static void run(unsigned char* out, const unsigned char* left, const unsigned char* right,
-                    std::int64_t lanes) {
+    static std::int64_t run(unsigned char* out, const unsigned char* left,
+                            const unsigned char* right, std::int64_t lanes) {
         const __m512i ones = _mm512_set1_epi8(1);
         std::int64_t i = 0;
         for (; i + 64 <= lanes; i += 64) {
@@ -160,6 +161,7 @@ struct MaskedComparison<Predicate, Left, Right> {
             const __m128i truths = _mm_maskz_mov_epi8(mask(left, right, i, some), _mm_set1_epi8(1));
             _mm_mask_storeu_epi8(out + i, some, truths);
         }
+        return lanes;
     }
 
   private:
@@ -185,7 +187,7 @@ struct MaskedComparison<Predicate, Left, Right> {
     }
 };
 
-/// Which of sixty-four lanes go a way, as bits.
+/// Which of sixty-four lanes go a way, as a bit for each.
 struct ManyChoices {
     using Bytes = __m512i;
     static __mmask64 equal(const Bytes& choices, unsigned char choice) {
@@ -194,7 +196,7 @@ struct ManyChoices {
     static __mmask64 neither(__mmask64 some, __mmask64 others) { return ~(some | others); }
 };
 
-/// Sixty-four bytes of words: all the same, and loads and stores of some of them.
+/// Sixty-four bytes of words: a word in every place, and loads and stores of some of them.
 template <class Word>
 struct MaskedWords;
 

@@ -1,4 +1,4 @@
-// The instructions of the set that is being compiled for. This is the one place that asks which.
+// The instruction set that is being compiled for. No other file asks the compiler which one it is.
 #pragma once
 
 #if defined(__AVX512F__) && defined(__AVX512BW__) && defined(__AVX512DQ__) && defined(__AVX512VL__)

@@ -9,8 +9,8 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Lane `index` of an area. Areas are aligned as the allocator aligns and no more, so lanes are
-/// read and written through `memcpy`, which costs nothing.
+/// Lane `index` of an area. The allocator's alignment is all that areas have, so lanes are read and
+/// written through `memcpy`. That costs nothing.
 template <class Lane>
 inline Lane loadLane(const unsigned char* area, std::int64_t index) {
     Lane value;
@@ -29,7 +29,7 @@ inline To bitCast(From value) {
     return __builtin_bit_cast(To, value);
 }
 
-/// The unsigned integer of so many bytes, for moving lanes without looking at them.
+/// The unsigned integer of that many bytes, for moving lanes whatever they hold.
 template <int bytes>
 struct UnsignedOf;
 template <>

@@ -1,4 +1,4 @@
-// NEON, which every AArch64 processor has.
+// NEON. Every AArch64 processor has it.
 #pragma once
 
 #include "kernels/target/offers.h"
@@ -10,14 +10,14 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 16;
 
-/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+/// Whether any bit of a vector is set. Compilers do not find this instruction.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     return vmaxvq_u8(bitCast<uint8x16_t>(bytes)) != 0;
 }
 
-/// Four lanes at a time. Where there is no integer this processor has others, so that truncation is
-/// left to compilers.
+/// Four lanes at a time. Truncation is left to the compiler: this processor gives other results for
+/// floats that do not fit an integer.
 struct WideLanes {
     using Floats = float32x4_t;
 

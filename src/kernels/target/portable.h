@@ -1,4 +1,4 @@
-// No instructions that compilers do not find.
+// A processor of which nothing is known: everything is left to the compiler.
 #pragma once
 
 #include "kernels/target/offers.h"
@@ -10,7 +10,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 16;
 
-/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+/// Whether any bit of a vector is set.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     using Words [[gnu::vector_size(vectorBytes)]] = std::uint64_t;
@@ -18,7 +18,7 @@ inline bool isAnySet(const Vector& bytes) {
     return (words[0] | words[1]) != 0;
 }
 
-/// None.
+/// There are no conversions here.
 struct WideLanes {};
 
 } // namespace FENLET_TARGET

@@ -1,4 +1,4 @@
-// Asking the processor which instruction sets it has. No operating system is asked.
+// Finds out which instruction sets the processor has, without asking the operating system.
 #include "kernels/target/sets.h"
 
 #ifdef FENLET_X86_SETS
@@ -11,7 +11,7 @@ constinit InstructionSet chosenInstructionSet = InstructionSet::Baseline;
 
 namespace {
 
-// The sets that the build compiles kernels for, and those that the list has.
+// The build and the list must have the same sets in the same order.
 static_assert(
     [] {
         using enum InstructionSet;
@@ -33,7 +33,7 @@ struct Registers {
     unsigned d = 0;
 };
 
-/// All zero for a leaf that the processor does not have: the registers are then left alone.
+/// All zero for a leaf that the processor does not have: it then leaves the registers alone.
 Registers cpuid(unsigned leaf) {
     Registers r;
     __get_cpuid_count(leaf, 0, &r.a, &r.b, &r.c, &r.d);
@@ -44,8 +44,8 @@ bool hasAll(unsigned word, unsigned bits) {
     return (word & bits) == bits;
 }
 
-/// The register state that the system keeps between threads: without it wide registers lose their
-/// upper parts. A system that keeps none does not let it be asked for.
+/// The register state that the system saves for each thread. Without it, wide registers lose their
+/// upper parts. A system that saves none does not allow the question.
 unsigned keptState(unsigned basicFeatures) {
     unsigned low = 0;
     unsigned high = 0;

@@ -1,4 +1,4 @@
-// SSE2, which every x86-64 processor has.
+// SSE2. Every x86-64 processor has it.
 #pragma once
 
 #include "kernels/target/x86.h"
@@ -10,14 +10,14 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 16;
 
-/// Whether any bit of a vector is set. No compiler finds the instruction for that.
+/// Whether any bit of a vector is set. Compilers do not find this instruction.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     const __m128i zeros = _mm_cmpeq_epi8(bitCast<__m128i>(bytes), _mm_setzero_si128());
     return _mm_movemask_epi8(zeros) != 0xFFFF;
 }
 
-/// Four lanes at a time. There are no halves in this set.
+/// Four lanes at a time. This set has no conversions of halves.
 struct WideLanes : Int64Truncation {
     using Floats = __m128;
     using Integers = __m128i;

@@ -1,8 +1,9 @@
-// Names the instruction set that a kernel source is being compiled for.
+// Names what a source is compiled for, in FENLET_TARGET: an instruction set, or a library.
 //
-// Kernel sources are compiled once per instruction set, each time with another FENLET_TARGET, and
-// everything in them and in the headers that they share stands in the namespace of that name. So no
-// function compiled for a newer processor can ever be linked in the place of an older one.
+// Kernel sources are compiled once for each instruction set. The evaluator's other sources and the
+// hosts use some of the same headers. Each compilation defines another FENLET_TARGET, and the
+// shared code is in the namespace of that name. So the linker can never replace a function with one
+// that was compiled for a newer processor or with other flags.
 #pragma once
 
 #ifndef FENLET_TARGET
@@ -16,18 +17,19 @@
 #error "The x87 unit rounds twice: compile for SSE2, with -mfpmath=sse."
 #endif
 
-// FENLET_INDEPENDENT_LANES stands before a loop of which no lane reads what another lane writes.
-// The compiler then needs no overlap test of its own, which would keep a register that is its own
-// operand from going wide.
+// FENLET_INDEPENDENT_LANES goes before a loop in which no lane reads what another lane writes. The
+// compiler then needs no overlap test. Such a test would keep a register that is its own operand
+// from being vectorised.
 //
-// FENLET_INDEPENDENT_BYTES is the same for a loop in which wide lanes become bytes. Sixteen of them
-// go at once, so that they leave in one piece; by itself clang takes no more lanes at once than a
-// register holds of the widest ones.
+// FENLET_INDEPENDENT_BYTES is the same for a loop that turns wide lanes into bytes. It works on
+// sixteen lanes at a time, so that the bytes are stored together. Without it clang takes only as
+// many lanes as fit a register of the widest type.
 //
-// FENLET_FOUR_IN_A_ROW makes a round of the loop of four vectors, since many operations are done
-// before the loop itself is. Clang does so of its own accord.
+// FENLET_FOUR_IN_A_ROW unrolls the loop to four vectors: many operations take less time than the
+// loop around them. Clang does this without being told.
 //
-// Who defines the first one as nothing gets loops that go lane by lane if the compiler is told so.
+// Define the first one as nothing, together with the compiler's options against vectorisation, to
+// get loops that work lane by lane.
 #ifdef FENLET_INDEPENDENT_LANES
 #define FENLET_INDEPENDENT_BYTES
 #define FENLET_FOUR_IN_A_ROW

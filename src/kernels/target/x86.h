@@ -1,4 +1,4 @@
-// What all x86 sets have.
+// What all instruction sets of x86 share.
 #pragma once
 
 #include "kernels/target/offers.h"
@@ -8,15 +8,15 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// A value that is in a register now. Compilers would narrow halves and store them by one
-/// instruction, which some processors take in many more steps than they do the two.
+/// Keeps a value in a register. Compilers would narrow halves and store them in one instruction,
+/// which takes many more steps on some processors than two instructions do.
 template <class Vector>
 inline Vector inRegister(Vector value) {
     asm("" : "+x"(value));
     return value;
 }
 
-/// Truncation to Int64, of one lane: there has been no instruction for several before AVX-512.
+/// Truncates one lane to Int64. Only AVX-512 has an instruction for several.
 struct Int64Truncation {
 #ifdef __x86_64__
     static long long truncatedToInt64(float value) {

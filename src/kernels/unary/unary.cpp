@@ -1,4 +1,4 @@
-// Choosing the kernel of Negate or Length for two kinds.
+// Looks up the kernel of Negate or Length for two kinds.
 #include "kernels/unary/unary.h"
 
 #include "kernels/target/sets.h"

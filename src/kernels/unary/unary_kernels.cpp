@@ -10,7 +10,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// A lane converted and its sign turned: that of a float is a bit, and an integer wraps.
+/// Converts a lane and changes its sign: a bit of a float; an integer wraps.
 template <class To, class From>
 struct Negated {
     using In = From;
@@ -39,7 +39,7 @@ void negate(const UnaryArgs& args) {
                                   operand + lane * std::int64_t{sizeof(From)}, pace);
 }
 
-/// How a length is made of its components: the sum so far, one component more, and the root.
+/// The steps of a length: add a component to the sum, and take the root.
 template <class Result>
 struct Norm {
     using Lane = Result;
@@ -57,11 +57,11 @@ inline float roundedToHalf(float sum) {
     const std::uint32_t normal = (bits + 0x0FFFu + ((bits >> 13) & 1u)) & 0xFFFFE000u;
     // Below 2 to the power -14 the last place is that of 0.5 in binary32.
     const float finite = sum < 0x1p-14f ? (sum + 0.5f) - 0.5f : bitCast<float>(normal);
-    // What is too large becomes infinity, and a NaN stays one.
+    // A sum that is too large becomes infinite, and a NaN stays a NaN.
     return sum < 65520.0f ? finite : sum + __builtin_inff();
 }
 
-// The sum is a binary16 value throughout, held as the binary32 value that it equals.
+// The sum is always a binary16 value, held in binary32.
 template <>
 struct Norm<Half> {
     using Lane = float;
@@ -86,8 +86,9 @@ struct Root {
     static Out apply(In sum) { return Norm<Result>::root(sum); }
 };
 
-/// Adds the squares of each element's `components` components to its sum, in their order. Each sum
-/// must wait for the one before it, so it is elements that go abreast; few of them gain nothing.
+/// Adds the squares of the components of each element to its sum, in component order. Each addition
+/// needs the one before it, so this works on many elements at a time; with few there is nothing to
+/// gain.
 template <class Result>
 [[gnu::noinline]] void addSquares(unsigned char* sums, const unsigned char* lanes,
                                   std::int64_t elements, std::int64_t components) {
@@ -110,8 +111,8 @@ template <class Result>
     }
 }
 
-/// The length of each element of `components` components, in which those of a register's width of
-/// elements are brought together first.
+/// The length of each element of `components` components. The components of as many elements as
+/// fill a register are brought together first.
 template <class Result, int components>
 [[gnu::noinline]] void measureFixed(unsigned char* out, const unsigned char* lanes,
                                     std::int64_t elements) {
@@ -145,8 +146,8 @@ template <class Result, int components>
 /// A run of `measureFixed`.
 using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
 
-/// Null where sums and roots in passes of their own are sooner done: for results of other kinds
-/// than Float32 and Float64, and for elements of one or many components.
+/// Null where separate passes for sums and roots are faster: for results other than Float32 and
+/// Float64, and for elements of one or many components.
 template <class Result>
 LengthRun measureOf(std::int64_t components) {
     if constexpr (isSame<Result, float> || isSame<Result, double>) {
@@ -164,7 +165,7 @@ LengthRun measureOf(std::int64_t components) {
     return nullptr;
 }
 
-/// What a length kernel does. The map is null where the components are of the right type already.
+/// What a length kernel does. The map is null if the components already have the working type.
 struct LengthRecipe {
     LaneMap toWorking;
     void (*addSquares)(unsigned char* sums, const unsigned char* lanes, std::int64_t elements,
@@ -184,8 +185,7 @@ void measure(const UnaryArgs& args, const LengthRecipe& recipe) {
         return recipe.measure(result, operand, args.count);
     Tile<double> converted;
     const std::int64_t pace = paceOf(true, args.multiplicity).elements;
-    for (std::int64_t element = 0; element < args.count; element += pace) {
-        const std::int64_t elements = atMost(pace, args.count - element);
+    for (const auto [element, elements] : Pieces{args.count, pace}) {
         recipe.toWorking(converted.bytes,
                          operand + element * args.multiplicity * recipe.operandBytes,
                          elements * args.multiplicity);
@@ -205,13 +205,11 @@ void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
     const std::int64_t pace = paceOf(independent, multiplicity > 0 ? multiplicity : 1).elements;
     Tile<double> sums;
     Tile<double> converted;
-    for (std::int64_t element = 0; element < args.count; element += pace) {
-        const std::int64_t elements = atMost(pace, args.count - element);
+    for (const auto [element, elements] : Pieces{args.count, pace}) {
         const std::int64_t lanes = elements * multiplicity;
         std::memset(sums.bytes, 0, static_cast<std::size_t>(elements * recipe.workingBytes));
-        // Only an element that is alone can have more lanes than a tile.
-        for (std::int64_t done = 0; done < lanes; done += tileLanes) {
-            const std::int64_t some = atMost(tileLanes, lanes - done);
+        // Only a single element can have more lanes than a tile.
+        for (const auto [done, some] : Pieces{lanes, tileLanes}) {
             const unsigned char* in =
                 operand + (element * multiplicity + done) * recipe.operandBytes;
             if (recipe.toWorking != nullptr) {
