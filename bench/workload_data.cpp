@@ -183,8 +183,8 @@ WorkloadData::WorkloadData(const std::string& folder)
               static_cast<std::int32_t>(file.shape().size() == 2 ? file.shape()[1] : 1);
           const ArrayView view = file.view(components);
           const auto* const first = static_cast<const unsigned char*>(view.data);
-          const std::int64_t bytes = view.count * components * elementSize(view.kind);
-          return DataArray{view.kind, components, {first, first + bytes}};
+          const std::int64_t bytes = view.count() * components * elementSize(file.kind());
+          return DataArray{file.kind(), components, {first, first + bytes}};
       }) {}
 
 const DataArray& WorkloadData::operator[](const std::string& name) {

@@ -19,7 +19,7 @@ class Sketch {
         const std::string presence = name + "_present";
         work.arrays.push_back(presence);
         ArrayView view = data[name].view();
-        view.validity = data[presence].as<unsigned char>();
+        view.presence.data = data[presence].as<unsigned char>();
         return field(name, view, format, 1);
     }
     Register single(const std::string& name) { return field(name, Format::Float32); }

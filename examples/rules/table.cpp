@@ -128,7 +128,7 @@ ArrayView Column::view() const {
             truths.data(), CpuElementKind::Tribool, static_cast<std::int64_t>(truths.size()), 1, 0,
             nullptr};
     ArrayView view = ArrayView::of(numbers.data(), static_cast<std::int64_t>(numbers.size()));
-    view.validity = present.data();
+    view.presence.data = present.data();
     return view;
 }
 

@@ -1,4 +1,5 @@
 // A field over an array in memory.
+#include "element_copies.h"
 #include "fetch_ahead.h"
 #include "lane_conversions.h"
 
@@ -10,144 +11,306 @@
 namespace Fenlet {
 namespace {
 
-std::int64_t packedBytes(CpuElementKind kind, std::int32_t components) {
-    return std::int64_t{elementSize(kind)} * components;
+/// A read and what is derived from it.
+struct Reading {
+    const ArrayLayout& array;
+    const FieldRead& request;
+    LaneConversion convert;  ///< null if lanes are copied unchanged
+    std::int64_t valueBytes; ///< size of an element in the request
+
+    unsigned char* valueAt(std::int64_t position) const {
+        return request.values + position * valueBytes;
+    }
+};
+
+/// An element that is too large for the conversion buffer is converted where it lies.
+struct ConvertedElement {
+    const Reading& reading;
+    std::int64_t bytes;
+
+    void pack(unsigned char* out, const unsigned char* in) const {
+        const ArrayLayout& array = reading.array;
+        convertSpread(reading.convert, out, elementSize(reading.request.kind), in,
+                      array.laneBytes(), array.componentStride(), array.components());
+    }
+    void clear(unsigned char* out) const { std::memset(out, 0, static_cast<std::size_t>(bytes)); }
+};
+
+/// Fills the values of positions `start` to `start + count - 1` by calls of
+/// pack(element, out, position, count), which stores packed elements of the array at `out`: in the
+/// request itself, or in a buffer from which they are then converted.
+template <class Pack>
+void packValues(const Reading& reading, std::int64_t start, std::int64_t count, Pack pack) {
+    constexpr std::int64_t areaBytes = 2048;
+    const ArrayLayout& array = reading.array;
+    if (reading.convert == nullptr) {
+        withElementCopy(array, [&](const auto& element) {
+            pack(element, reading.valueAt(start), start, count);
+        });
+    } else if (array.elementBytes() > areaBytes) {
+        pack(ConvertedElement{reading, reading.valueBytes}, reading.valueAt(start), start, count);
+    } else {
+        withElementCopy(array, [&](const auto& element) {
+            unsigned char area[areaBytes];
+            const std::int64_t fitting = areaBytes / array.elementBytes();
+            for (std::int64_t done = 0; done < count; done += fitting) {
+                const std::int64_t turn = std::min(fitting, count - done);
+                pack(element, area, start + done, turn);
+                reading.convert(reading.valueAt(start + done), area, turn * array.components());
+            }
+        });
+    }
 }
 
-/// Clears the validity of elements that are missing.
-void keepWhereValid(unsigned char* validity, const unsigned char* present, std::int64_t count) {
+// ---------------------------------------------------------------------------------------------
+// One ascending run of element numbers
+
+/// Clears the validity of missing elements, which adjacent presence bytes tell.
+void keepWherePresent(unsigned char* __restrict validity, const unsigned char* __restrict present,
+                      std::int64_t count) {
+    fetchAhead(present + count, static_cast<std::size_t>(count));
     for (std::int64_t i = 0; i < count; ++i)
         validity[i] = present[i] == 0 ? static_cast<unsigned char>(0) : validity[i];
 }
 
-/// Reads adjacent elements with ascending numbers.
-void readRun(const ArrayView& array, LaneConversion convert, const FieldRead& request) {
-    const std::int64_t start = request.indices[0];
-    const std::int64_t count = request.count;
-    // The part of the request that lies within the array: positions `before` to `end`.
-    const std::int64_t before = start >= 0 ? 0 : start <= -count ? count : -start;
-    const bool isInside = start + before >= 0 && start + before < array.count;
-    const std::int64_t end =
-        isInside ? before + std::min(count - before, array.count - (start + before)) : before;
-    constexpr unsigned char invalid = 0;
-    std::fill(request.validity, request.validity + before, invalid);
-    std::fill(request.validity + end, request.validity + count, invalid);
+/// The same with adjacent presence bits, starting at bit `first`.
+void keepWhereBitsSay(unsigned char* validity, const unsigned char* bits, std::int64_t first,
+                      std::int64_t count) {
+    std::int64_t i = 0;
+    const auto one = [&] { validity[i] = bitAt(bits, first + i) ? validity[i] : 0; };
+    for (; i < count && ((first + i) & 7) != 0; ++i)
+        one();
+    for (; i + 8 <= count; i += 8) {
+        std::uint64_t eight;
+        std::memcpy(&eight, validity + i, sizeof eight);
+        eight &= bytesOfBits(bits[(first + i) >> 3]);
+        std::memcpy(validity + i, &eight, sizeof eight);
+    }
+    for (; i < count; ++i)
+        one();
+}
 
-    if (end == before)
-        return;
-    const auto* const elements = static_cast<const unsigned char*>(array.data);
-    const std::int64_t valueBytes = packedBytes(request.kind, array.components);
-    unsigned char* const values = request.values + before * valueBytes;
-    const unsigned char* const stored = elements + (start + before) * array.stride;
-    const auto elementCount = static_cast<std::size_t>(end - before);
-    const std::size_t bytes = elementCount * static_cast<std::size_t>(array.stride);
-    if (request.kind == array.kind) {
-        copyAndFetchAhead(values, stored, bytes, stored + bytes);
+void clearPositions(const Reading& reading, std::int64_t start, std::int64_t count) {
+    std::memset(reading.valueAt(start), 0, static_cast<std::size_t>(count * reading.valueBytes));
+    std::memset(reading.request.validity + start, 0, static_cast<std::size_t>(count));
+}
+
+/// Reads a run whose elements, or their components, are not adjacent.
+[[gnu::noinline]] void takeStrided(const Reading& reading, std::int64_t start,
+                                   const unsigned char* stored, std::int64_t count) {
+    const std::int64_t stride = reading.array.values().stride();
+    const bool isAsking = !sharesLines(stride) && reachesFar(reading.array.values());
+    packValues(
+        reading, start, count,
+        [&](const auto& element, unsigned char* out, std::int64_t position, std::int64_t turn) {
+            const unsigned char* const from = stored + (position - start) * stride;
+            if (isAsking)
+                packFarRun(element, out, from, turn, stride);
+            else
+                packRun(element, out, from, turn, stride);
+        });
+}
+
+/// Reads elements that lie inside the array at equal distances.
+void takeRun(const Reading& reading, std::int64_t start, const unsigned char* stored,
+             std::int64_t count) {
+    const ArrayLayout& array = reading.array;
+    if (array.values().stride() != reading.array.elementBytes() || !array.hasAdjacentComponents())
+        return takeStrided(reading, start, stored, count);
+    const auto bytes = static_cast<std::size_t>(count * array.elementBytes());
+    if (reading.convert == nullptr) {
+        copyAndFetchAhead(reading.valueAt(start), stored, bytes, stored + bytes);
     } else {
         fetchAhead(stored + bytes, bytes);
-        convert(values, stored, (end - before) * array.components);
-    }
-    if (array.validity != nullptr) {
-        const unsigned char* const present = array.validity + (start + before);
-        fetchAhead(present + elementCount, elementCount);
-        keepWhereValid(request.validity + before, present, end - before);
+        reading.convert(reading.valueAt(start), stored, count * array.components());
     }
 }
 
-/// Elements are prefetched in arrays that are larger than this; smaller arrays stay in the nearer
-/// caches.
-constexpr std::int64_t farBytes = 1 << 20;
-constexpr int prefetchDistance = 32;
-
-/// Prefetches an element. Its number may be any: nothing is read.
-void fetchElement(const unsigned char* elements, std::int64_t index, std::int64_t stride) {
-    const auto offset = static_cast<std::uintptr_t>(index) * static_cast<std::uintptr_t>(stride);
-    fetchLine(reinterpret_cast<std::uintptr_t>(elements) + offset);
+/// Clears the validity of positions `start` on whose elements, numbered from `first` on, are not
+/// present.
+[[gnu::noinline]] void takePresence(const Reading& reading, std::int64_t start, std::int64_t first,
+                                    std::int64_t count) {
+    const ArrayLayout& array = reading.array;
+    const unsigned char* const presence = array.presenceAddress();
+    const std::int64_t stride = array.presence().stride();
+    for (std::int64_t done = 0; done < count;) {
+        const ElementPlaces::Run run = array.presence().runFrom(first + done, count - done);
+        unsigned char* const validity = reading.request.validity + start + done;
+        done += run.count;
+        if (!run.isInside)
+            continue;
+        if (array.hasPresenceBits() && stride == 1) {
+            keepWhereBitsSay(validity, presence, run.place, run.count);
+        } else if (array.hasPresenceBits()) {
+            for (std::int64_t i = 0; i < run.count; ++i)
+                validity[i] = bitAt(presence, run.place + i * stride) ? validity[i] : 0;
+        } else if (stride == 1) {
+            keepWherePresent(validity, presence + run.place, run.count);
+        } else {
+            for (std::int64_t i = 0; i < run.count; ++i)
+                validity[i] = presence[run.place + i * stride] != 0 ? validity[i] : 0;
+        }
+    }
 }
 
-/// Copies elements that have the size of `Word`, without conversion.
+/// Reads a run that is not one piece inside the array.
+[[gnu::noinline]] void readPieces(const Reading& reading, std::int64_t start, std::int64_t count) {
+    const ElementPlaces& places = reading.array.values();
+    // Positions `before` to `end` - 1 have an element of the view.
+    const std::int64_t before = start >= 0 ? 0 : start <= -count ? count : -start;
+    const bool isWithin = before < count && start + before < places.count();
+    const std::int64_t end =
+        isWithin ? before + std::min(count - before, places.count() - (start + before)) : before;
+    clearPositions(reading, 0, before);
+    clearPositions(reading, end, count - end);
+    for (std::int64_t done = before; done < end;) {
+        const ElementPlaces::Run run = places.runFrom(start + done, end - done);
+        if (run.isInside)
+            takeRun(reading, done, reading.array.data() + run.place, run.count);
+        else
+            clearPositions(reading, done, run.count);
+        done += run.count;
+    }
+    if (reading.array.hasPresence() && before < end)
+        takePresence(reading, before, start + before, end - before);
+}
+
+void readRun(const Reading& reading) {
+    const ArrayLayout& array = reading.array;
+    const ElementPlaces::Axis& axis = array.values().axis(0);
+    const std::int64_t start = reading.request.indices[0];
+    const std::int64_t count = reading.request.count;
+    if (array.values().axisCount() != 1 || start < axis.from || start > axis.to - count)
+        return readPieces(reading, start, count);
+    const std::int64_t place = array.values().origin() + (start - axis.from) * axis.stride;
+    takeRun(reading, 0, array.data() + place, count);
+    if (!array.hasPresence())
+        return;
+    const ElementPlaces& presence = array.presence();
+    if (presence.axisCount() == 1 && presence.stride() == 1 && !array.hasPresenceBits())
+        keepWherePresent(reading.request.validity,
+                         array.presenceAddress() + presence.origin() + (start - axis.from), count);
+    else
+        takePresence(reading, 0, start, count);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Numbers in any order
+
+/// Reads elements of the size of a word, unchanged, from an array with one axis.
 template <class Word>
-void gather(const ArrayView& array, const FieldRead& request) {
-    // Local copies: for all the compiler knows, a byte store may change any member.
-    const auto* const elements = static_cast<const unsigned char*>(array.data);
-    const unsigned char* const present = array.validity;
-    const std::int64_t stride = array.stride;
-    const auto limit = static_cast<std::uint64_t>(array.count);
+[[gnu::noinline]] void gatherWords(const ArrayLayout& array, const FieldRead& request) {
+    // Local copies: the compiler must assume that storing a byte changes any other memory.
+    const ElementPlaces::Axis axis = array.values().axis(0);
+    const auto from = static_cast<std::uint64_t>(axis.from);
+    const auto limit = static_cast<std::uint64_t>(axis.to - axis.from);
+    const auto stride = static_cast<std::uint64_t>(axis.stride);
+    const unsigned char* const data = array.data() + array.values().origin();
     const std::int64_t* const indices = request.indices;
     unsigned char* const values = request.values;
     unsigned char* const validity = request.validity;
-    const int count = request.count;
-    const int prefetched = array.count * stride > farBytes ? count - prefetchDistance : 0;
-    for (int i = 0; i < count; ++i) {
-        if (i < prefetched)
-            fetchElement(elements, indices[i + prefetchDistance], stride);
-        const std::int64_t index = indices[i];
-        const bool isThere = validity[i] != 0 && static_cast<std::uint64_t>(index) < limit &&
-                             (present == nullptr || present[index] != 0);
-        if (isThere)
-            std::memcpy(values + i * std::int64_t{sizeof(Word)}, elements + index * stride,
-                        sizeof(Word));
+    const std::int64_t count = request.count;
+    const auto takeOne = [=](std::int64_t i) {
+        const std::uint64_t along = static_cast<std::uint64_t>(indices[i]) - from;
+        Word word = 0;
+        if (validity[i] != 0 && along < limit)
+            std::memcpy(&word, data + static_cast<std::int64_t>(along * stride), sizeof word);
         else
             validity[i] = 0;
+        std::memcpy(values + i * std::int64_t{sizeof word}, &word, sizeof word);
+    };
+    const std::int64_t asking = reachesFar(array.values()) ? count - turnsBefore : 0;
+    std::int64_t i = 0;
+    for (; i < asking; ++i) {
+        // The number may be any: a prefetch reads nothing.
+        const std::uint64_t along = static_cast<std::uint64_t>(indices[i + turnsBefore]) - from;
+        fetchLine(reinterpret_cast<std::uintptr_t>(data) + along * stride);
+        takeOne(i);
     }
+    for (; i < count; ++i)
+        takeOne(i);
 }
 
-using Gather = void (*)(const ArrayView&, const FieldRead&);
-
-/// Null if elements must be converted, or do not have the size of a word.
-Gather gatherFor(const ArrayView& array, CpuElementKind asked) {
-    if (asked != array.kind)
-        return nullptr;
-    switch (packedBytes(array.kind, array.components)) {
-    case 1:
-        return &gather<std::uint8_t>;
-    case 2:
-        return &gather<std::uint16_t>;
-    case 4:
-        return &gather<std::uint32_t>;
-    case 8:
-        return &gather<std::uint64_t>;
-    default:
-        return nullptr;
-    }
-}
-
-void readSingly(const ArrayView& array, LaneConversion convert, const FieldRead& request) {
-    const auto* const elements = static_cast<const unsigned char*>(array.data);
-    const std::int64_t valueBytes = packedBytes(request.kind, array.components);
-    for (std::int64_t i = 0; i < request.count; ++i) {
-        const std::int64_t index = request.indices[i];
-        if (request.validity[i] == 0)
-            continue;
-        if (index < 0 || index >= array.count ||
-            (array.validity != nullptr && array.validity[index] == 0))
-            request.validity[i] = 0;
+/// Finds the elements of positions `start` to `start + count - 1` and prefetches them. Positions
+/// without an element get null, and their validity is cleared.
+void findElements(const Reading& reading, std::int64_t start, std::int64_t count,
+                  const unsigned char** addresses) {
+    const FieldRead& request = reading.request;
+    for (std::int64_t i = 0; i < count; ++i) {
+        const std::int64_t position = start + i;
+        addresses[i] = request.validity[position] == 0
+                           ? nullptr
+                           : reading.array.addressOf(request.indices[position]);
+        if (addresses[i] != nullptr)
+            fetchLine(reinterpret_cast<std::uintptr_t>(addresses[i]));
         else
-            convert(request.values + i * valueBytes, elements + index * array.stride,
-                    array.components);
+            request.validity[position] = 0;
     }
+}
+
+[[gnu::noinline]] void gather(const Reading& reading) {
+    constexpr std::int64_t mostAtOnce = turnsBefore;
+    packValues(
+        reading, 0, reading.request.count,
+        [&](const auto& element, unsigned char* out, std::int64_t position, std::int64_t turn) {
+            const unsigned char* addresses[mostAtOnce];
+            for (std::int64_t done = 0; done < turn; done += mostAtOnce) {
+                const std::int64_t found = std::min(mostAtOnce, turn - done);
+                findElements(reading, position + done, found, addresses);
+                packFound(element, out + done * element.bytes, addresses, found);
+            }
+        });
+}
+
+/// Clears the validity of positions whose elements are not present.
+[[gnu::noinline]] void takeScatteredPresence(const ArrayLayout& array, const FieldRead& request) {
+    for (std::int32_t i = 0; i < request.count; ++i)
+        if (request.validity[i] != 0 && !array.isPresent(request.indices[i]))
+            request.validity[i] = 0;
+}
+
+void readScattered(const Reading& reading) {
+    const ArrayLayout& array = reading.array;
+    const bool isKept = reading.convert == nullptr && array.hasAdjacentComponents() &&
+                        array.values().axisCount() == 1;
+    switch (isKept ? array.elementBytes() : 0) {
+    case 1:
+        gatherWords<std::uint8_t>(array, reading.request);
+        break;
+    case 2:
+        gatherWords<std::uint16_t>(array, reading.request);
+        break;
+    case 4:
+        gatherWords<std::uint32_t>(array, reading.request);
+        break;
+    case 8:
+        gatherWords<std::uint64_t>(array, reading.request);
+        break;
+    default:
+        gather(reading);
+    }
+    if (array.hasPresence())
+        takeScatteredPresence(array, reading.request);
 }
 
 } // namespace
 
-ArrayField::ArrayField(const ArrayView& newArray) : array(newArray) {
-    if (array.stride == 0)
-        array.stride = packedBytes(array.kind, array.components);
-}
+ArrayField::ArrayField(const ArrayView& newArray) : array(newArray) {}
 
 ArrayField::~ArrayField() = default;
 
 bool ArrayField::read(const FieldRead& request) {
-    const LaneConversion convert = laneConversion(request.kind, array.kind);
-    if (convert == nullptr || request.multiplicity != array.components)
+    const bool isKept = arrayKind(request.kind) == array.kind();
+    const LaneConversion convert = isKept ? nullptr : laneConversion(request.kind, array.kind());
+    const bool isServed = isKept ? array.kind() != ArrayKind::Unsupported : convert != nullptr;
+    if (!isServed || request.multiplicity != array.components())
         return false;
-    const bool isPacked = array.stride == packedBytes(array.kind, array.components);
-    if (request.contiguous && request.count > 0 && isPacked)
-        readRun(array, convert, request);
-    else if (const Gather gatherWords = gatherFor(array, request.kind))
-        gatherWords(array, request);
+    const Reading reading{array, request, convert,
+                          std::int64_t{elementSize(request.kind)} * array.components()};
+    if (request.contiguous && request.count > 0)
+        readRun(reading);
     else
-        readSingly(array, convert, request);
+        readScattered(reading);
     return true;
 }
 

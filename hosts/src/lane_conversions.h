@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fenletexec/element_kinds.h>
+#include <fenlethosts/array_view.h>
 
 #include <cstdint>
 
@@ -12,5 +13,20 @@ using LaneConversion = void (*)(unsigned char* out, const unsigned char* in, std
 /// The function that converts lanes of kind `from` to kind `to`. Its areas must not overlap. Null
 /// if there is none: for kinds without storage, and between `Tribool` and numbers.
 LaneConversion laneConversion(CpuElementKind to, CpuElementKind from);
+
+/// The same for lanes of an array. They are converted to `registerKind(from)`, which keeps every
+/// value, and from there to `to`.
+LaneConversion laneConversion(CpuElementKind to, ArrayKind from);
+
+/// Converts `lanes` lanes of `laneBytes` bytes, which lie `stride` bytes apart, to adjacent lanes
+/// of `outBytes` bytes.
+inline void convertSpread(LaneConversion convert, unsigned char* out, std::int64_t outBytes,
+                          const unsigned char* in, std::int64_t laneBytes, std::int64_t stride,
+                          std::int64_t lanes) {
+    if (stride == laneBytes)
+        return convert(out, in, lanes);
+    for (std::int64_t i = 0; i < lanes; ++i)
+        convert(out + i * outBytes, in + i * stride, 1);
+}
 
 } // namespace Fenlet

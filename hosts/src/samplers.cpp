@@ -102,12 +102,14 @@ bool RampSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
 GridSampler::GridSampler(const ArrayView& newCells, std::int64_t newWidth, std::int64_t newHeight,
                          Filter newFilter)
     : cells(newCells), width(newWidth), height(newHeight), filter(newFilter) {
-    if (width < 1 || height < 1 || cells.count % width != 0 || cells.count / width != height)
+    const std::int64_t count = newCells.count();
+    if (width < 1 || height < 1 || count % width != 0 || count / width != height)
         throw std::invalid_argument("a grid needs width times height cells");
-    if (cells.components < 1 || static_cast<std::size_t>(cells.components) > sampleComponents)
+    if (newCells.components < 1 || static_cast<std::size_t>(newCells.components) > sampleComponents)
         throw std::invalid_argument("the cells of a grid need 1 to 16 components");
-    if (cells.stride == 0)
-        cells.stride = std::int64_t{elementSize(cells.kind)} * cells.components;
+    const std::string fault = faultOfView(newCells);
+    if (!fault.empty() && componentSize(newCells.kind) != 0)
+        throw std::invalid_argument("the cells of a grid: " + fault);
 }
 
 GridSampler::~GridSampler() = default;
@@ -115,9 +117,9 @@ GridSampler::~GridSampler() = default;
 bool GridSampler::sample(const void* coordinates, CpuElementKind coordinateKind,
                          int coordinateMultiplicity, void* values, CpuElementKind valueKind,
                          int valueMultiplicity, unsigned char* validity, int count) {
-    if (!isNumeric(coordinateKind) || !isNumeric(valueKind) || !isNumeric(cells.kind) ||
-        coordinateMultiplicity != 2 || valueMultiplicity != cells.components ||
-        coordinates == nullptr)
+    if (!isNumeric(coordinateKind) || !isNumeric(valueKind) ||
+        !isNumeric(registerKind(cells.kind())) || coordinateMultiplicity != 2 ||
+        valueMultiplicity != cells.components() || coordinates == nullptr)
         return false;
     const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, coordinateKind);
     const auto* in = static_cast<const unsigned char*>(coordinates);
@@ -145,10 +147,10 @@ bool GridSampler::nearest(double x, double y, CpuElementKind kind, unsigned char
         return false;
     const std::int64_t cell =
         static_cast<std::int64_t>(row) * width + static_cast<std::int64_t>(column);
-    if (cells.validity != nullptr && cells.validity[cell] == 0)
+    if (!cells.isPresent(cell))
         return false;
-    laneConversion(kind, cells.kind)(
-        out, static_cast<const unsigned char*>(cells.data) + cell * cells.stride, cells.components);
+    convertSpread(laneConversion(kind, cells.kind()), out, elementSize(kind), cells.addressOf(cell),
+                  cells.laneBytes(), cells.componentStride(), cells.components());
     return true;
 }
 
@@ -158,8 +160,8 @@ bool GridSampler::bilinear(double x, double y, CpuElementKind kind, unsigned cha
         return false;
     const double left = std::floor(x);
     const double top = std::floor(y);
-    const auto components = static_cast<std::size_t>(cells.components);
-    const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, cells.kind);
+    const auto components = static_cast<std::size_t>(cells.components());
+    const LaneConversion toDouble = laneConversion(CpuElementKind::Float64, cells.kind());
     std::array<double, sampleComponents> sum{};
     for (int corner = 0; corner < 4; ++corner) {
         const double dx = corner & 1 ? x - left : 1 - (x - left);
@@ -169,12 +171,12 @@ bool GridSampler::bilinear(double x, double y, CpuElementKind kind, unsigned cha
             continue;
         const std::int64_t cell = (static_cast<std::int64_t>(top) + (corner >> 1)) * width +
                                   static_cast<std::int64_t>(left) + (corner & 1);
-        if (cells.validity != nullptr && cells.validity[cell] == 0)
+        if (!cells.isPresent(cell))
             return false;
         std::array<double, sampleComponents> value;
-        toDouble(reinterpret_cast<unsigned char*>(value.data()),
-                 static_cast<const unsigned char*>(cells.data) + cell * cells.stride,
-                 cells.components);
+        convertSpread(toDouble, reinterpret_cast<unsigned char*>(value.data()), sizeof(double),
+                      cells.addressOf(cell), cells.laneBytes(), cells.componentStride(),
+                      cells.components());
         for (std::size_t c = 0; c < components; ++c)
             sum[c] += value[c] * (dx * dy);
     }

@@ -45,8 +45,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         const NpyFile mapped(file.path());
         const ArrayView view = mapped.view();
-        const auto bytes = static_cast<std::size_t>(view.count * elementSize(view.kind));
-        if (!error.empty() || view.kind != array.kind || mapped.shape() != array.shape ||
+        const auto bytes = static_cast<std::size_t>(view.count() * componentSize(view.kind));
+        if (!error.empty() || mapped.kind() != array.kind || mapped.shape() != array.shape ||
             bytes != array.bytes.size() ||
             (bytes != 0 && std::memcmp(view.data, array.bytes.data(), bytes) != 0))
             std::abort();

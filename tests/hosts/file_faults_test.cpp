@@ -88,7 +88,7 @@ ReadResult readMapped(const std::string& path) {
         const NpyFile file(path);
         const ArrayView view = file.view();
         const auto* const bytes = static_cast<const unsigned char*>(view.data);
-        const std::int64_t count = view.count * elementSize(view.kind);
+        const std::int64_t count = view.count() * componentSize(view.kind);
         return {file.kind(), file.shape(), Bytes(bytes, bytes + count), {}};
     } catch (const FileError& error) {
         return {CpuElementKind::Unsupported, {}, {}, error.what()};

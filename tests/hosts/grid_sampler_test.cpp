@@ -161,7 +161,7 @@ TEST(BilinearGridSampler, HasNoValueBeyondTheOutermostCentres) {
 TEST(BilinearGridSampler, NeedsOnlyTheCellsThatCount) {
     Bytes present = {1, 1, 0, 1, 2, 1};
     ArrayView cells = ArrayView::of(sixCells.data(), 6);
-    cells.validity = present.data();
+    cells.presence.data = present.data();
     GridSampler grid(cells, 3, 2, Filter::Bilinear);
     EXPECT_EQ(valueAt(grid, 1, 0), 2);
     EXPECT_EQ(valueAt(grid, 1, 0.5), 9);

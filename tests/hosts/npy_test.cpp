@@ -30,14 +30,15 @@ void expectSame(const Fenlet::NpyFile& file, const NpyArray& array) {
     EXPECT_EQ(file.shape(), array.shape);
     for (const std::int32_t components : {1, 3}) {
         const ArrayView view = file.view(components);
-        EXPECT_EQ(view.kind, array.kind);
-        EXPECT_EQ(view.count, array.entryCount() / components);
+        EXPECT_EQ(view.kind, arrayKind(array.kind));
+        EXPECT_EQ(view.count(), array.entryCount() / components);
         EXPECT_EQ(view.components, components);
-        EXPECT_EQ(view.stride, 0);
-        EXPECT_EQ(view.validity, nullptr);
+        EXPECT_EQ(view.axisCount, 1);
+        EXPECT_EQ(view.axes[0].stride, elementSize(array.kind) * components);
+        EXPECT_EQ(view.presence.data, nullptr);
         const auto* const bytes = static_cast<const unsigned char*>(view.data);
         const std::size_t size =
-            static_cast<std::size_t>(view.count * components * elementSize(view.kind));
+            static_cast<std::size_t>(view.count() * components * elementSize(array.kind));
         EXPECT_TRUE(std::equal(bytes, bytes + size, array.bytes.begin()));
     }
 }
@@ -174,10 +175,10 @@ TEST_F(NpyFile, ViewsItsEntriesAsElements) {
     EXPECT_EQ(array.entryCount(), 12);
     const ArrayView view = array.view(3);
     EXPECT_EQ(view.data, array.bytes.data());
-    EXPECT_EQ(view.kind, CpuElementKind::Float32);
-    EXPECT_EQ(view.count, 4);
+    EXPECT_EQ(view.kind, ArrayKind::Float32);
+    EXPECT_EQ(view.count(), 4);
     EXPECT_EQ(view.components, 3);
-    EXPECT_EQ(view.validity, nullptr);
+    EXPECT_EQ(view.presence.data, nullptr);
     EXPECT_EQ(NpyArray().entryCount(), 0);
 }
 
@@ -366,7 +367,7 @@ bool isMapped(const TemporaryFolder& folder, const std::string& content) {
     const Fenlet::NpyFile file(path);
     const ArrayView view = file.view();
     const unsigned char* const last =
-        static_cast<const unsigned char*>(view.data) + view.count * elementSize(view.kind) - 1;
+        static_cast<const unsigned char*>(view.data) + view.count() * componentSize(view.kind) - 1;
     const unsigned char before = *last;
     std::fstream later(path, std::ios::in | std::ios::out | std::ios::binary);
     later.seekp(static_cast<std::streamoff>(content.size()) - 1);

@@ -48,7 +48,7 @@ struct Bench {
 
     ArrayView arrayView() const {
         ArrayView view = ArrayView::of(values.data(), 10, 2);
-        view.validity = present.data();
+        view.presence.data = present.data();
         return view;
     }
 

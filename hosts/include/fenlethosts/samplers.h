@@ -2,7 +2,7 @@
 #pragma once
 
 #include <fenletexec/providers.h>
-#include <fenlethosts/array_field.h>
+#include <fenlethosts/array_layout.h>
 #include <fenlethosts/export.h>
 
 #include <cstdint>
@@ -49,8 +49,9 @@ class FENLETHOSTS_API GridSampler final : public FenletSampler {
   public:
     enum class Filter { Nearest, Bilinear };
 
-    /// The array has `width` * `height` elements of 1 to 16 components, and must outlive the
-    /// sampler. Throws `std::invalid_argument` otherwise.
+    /// The view has `width` * `height` elements of 1 to 16 components, and its array must outlive
+    /// the sampler. Throws `std::invalid_argument` otherwise, and if `faultOfView` finds a fault. A
+    /// kind without storage does not count as one: with it the sampler declines.
     GridSampler(const ArrayView& cells, std::int64_t width, std::int64_t height, Filter filter);
     ~GridSampler() override;
 
@@ -62,7 +63,7 @@ class FENLETHOSTS_API GridSampler final : public FenletSampler {
     bool nearest(double x, double y, CpuElementKind kind, unsigned char* out) const;
     bool bilinear(double x, double y, CpuElementKind kind, unsigned char* out) const;
 
-    ArrayView cells;
+    ArrayLayout cells;
     std::int64_t width;
     std::int64_t height;
     Filter filter;
