@@ -1,0 +1,8 @@
+// What the shared library of array runs shows. Everything else is hidden.
+#pragma once
+
+#if defined(FENLETARRAYS_STATIC) || defined(_WIN32)
+#define FENLETARRAYS_API
+#else
+#define FENLETARRAYS_API __attribute__((visibility("default")))
+#endif

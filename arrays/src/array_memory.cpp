@@ -1,0 +1,104 @@
+// Which memory a view reaches.
+#include "array_memory.h"
+
+#include <cstdlib>
+#include <numeric>
+
+namespace Fenlet {
+namespace {
+
+MemoryPieces piecesOf(const MemoryRange& range, std::int64_t width, const ElementPlaces& places) {
+    MemoryPieces pieces{range, width, 0};
+    for (int number = 0; number < places.axisCount(); ++number) {
+        const ElementPlaces::Axis& axis = places.axis(number);
+        if (axis.to - axis.from > 1)
+            pieces.step = std::gcd(pieces.step, std::abs(axis.stride));
+    }
+    return pieces;
+}
+
+bool isInside(const ElementPlaces& places) {
+    for (int number = 0; number < places.axisCount(); ++number)
+        if (places.axis(number).from > 0 || places.axis(number).to < places.axis(number).size)
+            return false;
+    return true;
+}
+
+std::int64_t lengthOf(const MemoryRange& range) {
+    return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(range.end) -
+                                     reinterpret_cast<std::uintptr_t>(range.begin));
+}
+
+} // namespace
+
+ArrayMemory memoryOf(const ArrayLayout& layout) {
+    ArrayMemory memory;
+    const std::int64_t width =
+        layout.laneBytes() + std::abs(layout.componentStride()) * (layout.components() - 1);
+    memory.values = piecesOf(layout.valueMemory(), width, layout.values());
+    if (layout.hasPresence())
+        memory.presence = piecesOf(layout.presenceMemory(), 1, layout.presence());
+    // Bits share bytes.
+    if (layout.hasPresenceBits())
+        memory.presence.step = 1;
+    return memory;
+}
+
+bool areDisjoint(const MemoryPieces& a, const MemoryPieces& b) {
+    const auto address = [](const unsigned char* byte) {
+        return reinterpret_cast<std::uintptr_t>(byte);
+    };
+    if (lengthOf(a.range) == 0 || lengthOf(b.range) == 0 ||
+        address(a.range.end) <= address(b.range.begin) ||
+        address(b.range.end) <= address(a.range.begin))
+        return true;
+    // Pieces that take turns, such as columns of one table.
+    const std::int64_t step = std::gcd(a.step, b.step);
+    if (step == 0)
+        return false;
+    const auto widthOf = [](const MemoryPieces& one) {
+        return one.step == 0 ? lengthOf(one.range) : one.width;
+    };
+    const std::int64_t distance =
+        static_cast<std::int64_t>(address(b.range.begin) - address(a.range.begin)) % step;
+    const std::int64_t between = distance < 0 ? distance + step : distance;
+    return between >= widthOf(a) && between + widthOf(b) <= step;
+}
+
+bool isSameLayout(const ArrayView& a, const ArrayView& b) {
+    const auto bytesOf = [](const ArrayView& view) { return componentSize(view.kind); };
+    if (a.data != b.data || bytesOf(a) != bytesOf(b) || a.components != b.components ||
+        (a.components > 1 && a.componentStride != b.componentStride) || a.axisCount != b.axisCount)
+        return false;
+    const bool bothPresent = a.presence.data != nullptr && b.presence.data != nullptr;
+    if (bothPresent &&
+        (a.presence.isBits != b.presence.isBits ||
+         (a.presence.data == b.presence.data && a.presence.firstBit != b.presence.firstBit)))
+        return false;
+    for (int axis = 0; axis < a.axisCount; ++axis) {
+        const ArrayAxis& one = a.axes[axis];
+        const ArrayAxis& other = b.axes[axis];
+        if (one.size != other.size || one.stride != other.stride || one.offset != other.offset ||
+            one.extent != other.extent ||
+            (bothPresent && one.presenceStride != other.presenceStride))
+            return false;
+    }
+    return true;
+}
+
+FlatArray flatArray(const ArrayLayout& layout) {
+    const std::int64_t count = layout.count();
+    if (count < 1 || !layout.hasAdjacentComponents())
+        return {};
+    const FlatRun values = layout.flatRun(0, count, layout.elementBytes());
+    const FlatRun presence = layout.flatPresence(0, count);
+    if (values.count < count || (layout.hasPresence() && presence.count < count))
+        return {};
+    return {values.data, presence.data};
+}
+
+bool canBeMissing(const ArrayLayout& layout) {
+    return layout.hasPresence() || !isInside(layout.values());
+}
+
+} // namespace Fenlet

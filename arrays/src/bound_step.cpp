@@ -1,0 +1,161 @@
+// What each bound step does with a block.
+#include "bound_step.h"
+
+#include <cstring>
+
+namespace Fenlet::Steps {
+namespace {
+
+std::int64_t lanes(const BoundStep& step, const Block& block) {
+    return std::int64_t{block.count} * step.multiplicity;
+}
+
+/// Where a step writes validity: into the result's, or where nobody reads it.
+unsigned char* validityOf(const BoundStep& step, const Place* places) {
+    return step.scratch == noPlace ? places[step.result].validity : places[step.scratch].data;
+}
+
+} // namespace
+
+bool combineValidity(const BoundStep& step, Place* places, const Block& block) {
+    const unsigned char* left = places[step.operands[0]].validity;
+    const unsigned char* right = places[step.operands[1]].validity;
+    left = left == nullptr ? right : left;
+    right = right == nullptr ? left : right;
+    if (left == nullptr)
+        return allValid(step, places, block);
+    bothValid(places[step.result].validity, left, right, block.count);
+    return true;
+}
+
+bool allValid(const BoundStep& step, Place* places, const Block& block) {
+    std::memset(places[step.result].validity, 1, static_cast<std::size_t>(block.count));
+    return true;
+}
+
+bool elementIndex(const BoundStep& step, Place* places, const Block& block) {
+    countUp(places[step.result].data, block.first, block.count);
+    return true;
+}
+
+bool constant(const BoundStep& step, Place* places, const Block& block) {
+    return !loadConstant(*step.work.constant, step.resultKind, places[step.result].data,
+                         block.count, step.multiplicity, false);
+}
+
+bool spread(const BoundStep& step, Place* places, const Block& block) {
+    return broadcastValue(places[step.result].data, step.resultKind,
+                          places[step.operands[0]].data, block.count, step.multiplicity);
+}
+
+bool arrayAtOwnNumbers(const BoundStep& step, Place* places, const Block& block) {
+    return step.work.field->read({places[step.result].data, validityOf(step, places),
+                                  step.resultKind, step.multiplicity, &block.first, true,
+                                  block.count});
+}
+
+bool locateArray(const BoundStep& step, Place* places, const Block& block) {
+    const ArrayLayout& layout = step.work.located->layout();
+    Place& result = places[step.result];
+    const FlatRun values = layout.flatRun(block.first, block.count, layout.elementBytes());
+    const FlatRun presence = layout.flatPresence(block.first, block.count);
+    if (values.count == block.count && (!layout.hasPresence() || presence.count == block.count)) {
+        // Steps only ever write places that are their results.
+        result.data = const_cast<unsigned char*>(values.data);
+        result.validity = const_cast<unsigned char*>(presence.data);
+        return true;
+    }
+    result = places[step.scratch];
+    std::memset(result.validity, 1, static_cast<std::size_t>(block.count));
+    return step.work.located->read({result.data, result.validity, step.resultKind,
+                                    step.multiplicity, &block.first, true, block.count});
+}
+
+bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block) {
+    const Place& result = places[step.result];
+    const auto* const numbers =
+        static_cast<const std::int64_t*>(static_cast<const void*>(places[step.operands[0]].data));
+    return step.work.field->read({result.data, result.validity, step.resultKind, step.multiplicity,
+                                  numbers, true, block.count});
+}
+
+bool fieldByNumber(const BoundStep& step, Place* places, const Block& block) {
+    const Place& result = places[step.result];
+    const Place& operand = places[step.operands[0]];
+    // Element numbers are read where they lie, unless they have another width or the values that
+    // are read would overwrite them.
+    auto* numbers = static_cast<std::int64_t*>(static_cast<void*>(operand.data));
+    if (step.scratch != noPlace) {
+        numbers = static_cast<std::int64_t*>(static_cast<void*>(places[step.scratch].data));
+        copyIndices(numbers, operand.data, step.operandKind, block.count);
+    }
+    return step.work.field->read({result.data, result.validity, step.resultKind, step.multiplicity,
+                                  numbers, isContiguous(numbers, operand.validity, block.count),
+                                  block.count});
+}
+
+bool sample(const BoundStep& step, Place* places, const Block& block) {
+    const Place& result = places[step.result];
+    return step.work.sampler->sample(places[step.operands[0]].data, step.operandKind,
+                                     step.operandMultiplicity, result.data, step.resultKind,
+                                     step.multiplicity, result.validity, block.count);
+}
+
+bool component(const BoundStep& step, Place* places, const Block& block) {
+    step.work.component({places[step.result].data, places[step.operands[0]].data, block.count,
+                         step.operandMultiplicity, step.immediate});
+    return true;
+}
+
+bool unary(const BoundStep& step, Place* places, const Block& block) {
+    step.work.unary({places[step.result].data, places[step.operands[0]].data, block.count,
+                     step.operandMultiplicity});
+    return true;
+}
+
+bool flatArithmetic(const BoundStep& step, Place* places, const Block& block) {
+    step.work.flat(places[step.result].data, places[step.operands[0]].data,
+                   places[step.operands[1]].data, lanes(step, block));
+    return true;
+}
+
+bool arithmetic(const BoundStep& step, Place* places, const Block& block) {
+    step.work.arithmetic({places[step.result].data, places[step.result].validity,
+                          places[step.operands[0]].data, places[step.operands[1]].data, block.count,
+                          step.multiplicity, step.leftScalar, step.rightScalar,
+                          static_cast<ArithmeticOp>(step.immediate)});
+    return true;
+}
+
+bool comparison(const BoundStep& step, Place* places, const Block& block) {
+    step.work.comparison({places[step.result].data, places[step.operands[0]].data,
+                          places[step.operands[0]].validity, places[step.operands[1]].data,
+                          places[step.operands[1]].validity, block.count, step.multiplicity,
+                          step.rightScalar, static_cast<std::uint32_t>(step.immediate)});
+    return true;
+}
+
+bool logic(const BoundStep& step, Place* places, const Block& block) {
+    step.work.logic({places[step.result].data, places[step.operands[0]].data,
+                     places[step.operands[1]].data, lanes(step, block)});
+    return true;
+}
+
+bool isTrue(const BoundStep& step, Place* places, const Block& block) {
+    Fenlet::isTrue({places[step.result].data, validityOf(step, places),
+                    places[step.operands[0]].data, places[step.operands[0]].validity, block.count,
+                    step.multiplicity});
+    return true;
+}
+
+bool select(const BoundStep& step, Place* places, const Block& block) {
+    const Place& result = places[step.result];
+    const Place& whenTrue = places[step.operands[1]];
+    const Place& whenFalse = places[step.operands[2]];
+    step.work.select({result.data, validityOf(step, places), places[step.operands[0]].data,
+                      step.operandMultiplicity, whenTrue.data, whenTrue.validity, whenFalse.data,
+                      whenFalse.validity, block.count, step.multiplicity});
+    return true;
+}
+
+} // namespace Fenlet::Steps

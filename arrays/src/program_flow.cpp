@@ -1,0 +1,62 @@
+// What flows where in a program.
+#include "program_flow.h"
+
+#include <fenletir/verify.h>
+
+namespace Fenlet {
+namespace {
+
+/// Whether a finding says that what a block gives could depend on the block before it.
+bool dependsOnEarlierBlock(const Finding& finding) {
+    return finding.code == FindingCode::NeverWritten || finding.code == FindingCode::PartlyWritten ||
+           finding.code == FindingCode::MisreadOperand;
+}
+
+/// The code of the refusal that a finding stands for. Those of a backend have its numbers.
+ExecRefusal refusalOf(const Finding& finding) {
+    switch (finding.severity) {
+    case FindingClass::Refused:
+    case FindingClass::RefusedInRun:
+        return static_cast<ExecRefusal>(finding.code);
+    default:
+        return ExecRefusal::MultiplicityMismatch;
+    }
+}
+
+} // namespace
+
+ProgramFlow::ProgramFlow(const FenletProgram& newProgram) : program(newProgram) {
+    for (const Finding& finding : verifyProgram(program)) {
+        if (finding.severity == FindingClass::ProbablyAMistake && !dependsOnEarlierBlock(finding))
+            continue;
+        error = "the program cannot run over arrays: " + describeFinding(finding);
+        refusal = refusalOf(finding);
+        return;
+    }
+    findWriters();
+}
+
+void ProgramFlow::findWriters() {
+    registers.resize(program.registers.size());
+    for (std::size_t number = 0; number < registers.size(); ++number) {
+        const RegisterInfo& info = program.registers[number];
+        registers[number].kind = blockElement(info.format);
+        registers[number].multiplicity = info.multiplicity;
+    }
+    for (std::int32_t i = 0; i < program.instructionCount(); ++i) {
+        const Instruction& instruction = program.instructions[static_cast<std::size_t>(i)];
+        if (instruction.op == OpCode::Nop)
+            continue;
+        RegisterFlow& result = of(instruction.result);
+        if (result.writer >= 0)
+            result.isRewritten = true;
+        else
+            result.writer = i;
+        forEachOperand(instruction, [&](std::int32_t, std::int32_t number) {
+            if (number == instruction.result)
+                result.isRewritten = true;
+        });
+    }
+}
+
+} // namespace Fenlet

@@ -1,0 +1,611 @@
+// Turning a bound program into a flat list of steps.
+#include "step_binder.h"
+
+#include "array_memory.h"
+#include "words.h"
+
+#include <algorithm>
+
+namespace Fenlet {
+namespace {
+
+/// Elements worked on at a time where nothing speaks against it. Scratch of a few registers then
+/// lies in the nearest cache.
+constexpr std::int32_t usualBlock = 1024;
+constexpr std::int32_t smallestBlock = 256;
+constexpr std::int64_t roomForScratch = 32 * 1024;
+
+/// Blocks whose areas all begin with a cache line.
+constexpr std::int64_t lineElements = 64;
+
+ArithmeticOp arithmeticOp(OpCode op) {
+    return static_cast<ArithmeticOp>(static_cast<std::uint32_t>(op) -
+                                     static_cast<std::uint32_t>(OpCode::Add));
+}
+
+} // namespace
+
+StepBinder::StepBinder(ArrayPlan& newPlan)
+    : plan(newPlan),
+      program(newPlan.program),
+      flow(newPlan.flow),
+      values(newPlan.program.registers.size() + 1) {
+    for (std::int32_t number = 0; number < program.registerCount(); ++number)
+        valueOf(number).bytes =
+            std::int64_t{elementSize(flow.of(number).kind)} * flow.of(number).multiplicity;
+}
+
+bool StepBinder::asksProvider(const Instruction& instruction) const {
+    return instruction.op == OpCode::Sample ||
+           (instruction.op == OpCode::LoadField &&
+            plan.fields[static_cast<std::size_t>(instruction.immediate)].accessor != nullptr);
+}
+
+void StepBinder::findNeeds() {
+    std::vector<std::int32_t> outputs;
+    for (const OutputTarget& output : plan.targets)
+        outputs.push_back(output.number);
+    flow.need(outputs, [this](const Instruction& one) { return asksProvider(one); });
+    for (std::int32_t i = 0; i < program.instructionCount(); ++i)
+        if (flow.isNeeded[static_cast<std::size_t>(i)] &&
+            asksProvider(program.instructions[static_cast<std::size_t>(i)]))
+            lastDecline = i;
+}
+
+/// Until when an array is read: where it is lent, until the last instruction that reads the
+/// register.
+void StepBinder::findTouches() {
+    for (FieldSource& field : plan.fields)
+        field.lastTouch = -1;
+    for (std::int32_t i = 0; i < program.instructionCount(); ++i) {
+        const Instruction& instruction = program.instructions[static_cast<std::size_t>(i)];
+        if (instruction.op != OpCode::LoadField || !flow.isNeeded[static_cast<std::size_t>(i)])
+            continue;
+        FieldSource& field = plan.fields[static_cast<std::size_t>(instruction.immediate)];
+        field.lastTouch = std::max({field.lastTouch, i, flow.of(instruction.result).lastRead});
+    }
+}
+
+bool StepBinder::bind() {
+    findNeeds();
+    findTouches();
+    plan.steps.clear();
+    plan.moving.clear();
+    plan.constants.clear();
+    plan.uniformBytes.clear();
+    plan.figures = {};
+    for (OutputTarget& output : plan.targets)
+        output.isInPlace = false;
+    // Registers that several instructions write keep memory of their own, and begin each block
+    // valid.
+    for (std::int32_t number = 0; number < program.registerCount(); ++number) {
+        Value& value = valueOf(number);
+        if (!flow.of(number).isRewritten)
+            continue;
+        value.data = {Home::Kind::Scratch, takeScratch(value.bytes), nullptr, 0};
+        value.validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+        BoundStep begin;
+        begin.result = placeOf(number);
+        emit(begin, &Steps::allValid);
+    }
+    for (std::int32_t i = 0; i < program.instructionCount(); ++i) {
+        if (program.instructions[static_cast<std::size_t>(i)].op == OpCode::Nop)
+            continue;
+        if (flow.isNeeded[static_cast<std::size_t>(i)])
+            bindInstruction(i);
+        else
+            ++plan.figures.droppedSteps;
+    }
+    if (!settleOutputs())
+        return false;
+    settleMemory();
+    plan.figures.steps = static_cast<int>(plan.steps.size());
+    return true;
+}
+
+void StepBinder::emit(BoundStep step, BoundStep::Run run) {
+    step.run = run;
+    plan.steps.push_back(step);
+}
+
+std::int64_t StepBinder::takeScratch(std::int64_t bytes) {
+    const std::int64_t offset = scratchBytes;
+    scratchBytes += bytes;
+    return offset;
+}
+
+/// Scratch that somebody has given back, if there is some of that size or larger.
+std::int64_t StepBinder::takeShared(std::int64_t bytes) {
+    auto best = gaps.end();
+    for (auto gap = gaps.begin(); gap != gaps.end(); ++gap)
+        if (gap->bytes >= bytes && (best == gaps.end() || gap->bytes < best->bytes))
+            best = gap;
+    if (best == gaps.end())
+        return takeScratch(bytes);
+    const std::int64_t offset = best->offset;
+    best->offset += bytes;
+    best->bytes -= bytes;
+    if (best->bytes == 0)
+        gaps.erase(best);
+    return offset;
+}
+
+std::uint32_t StepBinder::addPlace(std::int64_t bytes) {
+    Value value;
+    value.bytes = bytes;
+    value.data = {Home::Kind::Scratch, takeScratch(bytes), nullptr, 0};
+    values.push_back(value);
+    return static_cast<std::uint32_t>(values.size() - 1);
+}
+
+bool StepBinder::isOutput(std::int32_t number) const {
+    return std::any_of(plan.targets.begin(), plan.targets.end(), [number](const OutputTarget& one) {
+        return one.number == number;
+    });
+}
+
+/// Whether storing a block could change what register `number`, which would lie in this field's
+/// array, still has to give: its values, if it is an output, or the validity that others share.
+bool StepBinder::meetsOutput(const FieldSource& field, std::int32_t number) const {
+    const ArrayMemory read = memoryOf(field.reader->layout());
+    return std::any_of(plan.targets.begin(), plan.targets.end(), [&](const OutputTarget& one) {
+        const ArrayMemory written = memoryOf(ArrayLayout(one.array));
+        return !areDisjoint(read.presence, written.presence) ||
+               (isOutput(number) && !areDisjoint(read.values, written.values));
+    });
+}
+
+/// Whether the register's last step may write into an output although an array that is read lies
+/// there, too.
+bool StepBinder::mayWriteBehind(const BoundStep& step, const OutputTarget& output) const {
+    const ArrayMemory written = memoryOf(ArrayLayout(output.array));
+    for (const FieldSource& field : plan.fields) {
+        if (!field.isBound || field.accessor != nullptr || field.lastTouch < 0 ||
+            areDisjoint(memoryOf(field.reader->layout()).values, written.values))
+            continue;
+        // The step itself may read there if it goes lane by lane, over lanes of one size.
+        const bool isLaneByLane = step.multiplicity == field.array.components &&
+                                  elementSize(step.resultKind) == componentSize(field.array.kind);
+        if (field.lastTouch > step.instruction ||
+            (field.lastTouch == step.instruction && !isLaneByLane))
+            return false;
+    }
+    return true;
+}
+
+/// Puts the result where an output lies, if it can lie there.
+bool StepBinder::placeInOutput(const BoundStep& step) {
+    if (!plan.options.inPlace || step.instruction <= lastDecline)
+        return false;
+    for (OutputTarget& output : plan.targets) {
+        if (placeOf(output.number) != step.result || output.isInPlace)
+            continue;
+        const ArrayLayout layout(output.array);
+        const FlatArray flat = flatArray(layout);
+        if (flat.data == nullptr || output.rules.fill || output.array.kind != arrayKind(step.resultKind) ||
+            output.array.components != step.multiplicity || !mayWriteBehind(step, output))
+            continue;
+        output.isInPlace = true;
+        values[step.result].data = {Home::Kind::Moving, 0, const_cast<unsigned char*>(flat.data),
+                                    layout.elementBytes()};
+        ++plan.figures.outputsInPlace;
+        return true;
+    }
+    return false;
+}
+
+void StepBinder::placeResult(const BoundStep& step) {
+    Value& result = values[step.result];
+    if (result.data.kind != Home::Kind::Nowhere || placeInOutput(step))
+        return;
+    result.data = {Home::Kind::Scratch, takeShared(result.bytes), nullptr, 0};
+}
+
+/// Gives back the scratch of registers that nobody reads any more.
+void StepBinder::releaseOperands(const Instruction& instruction, std::int32_t number) {
+    const auto isFixed = [this](std::int32_t one) {
+        const OpCode op =
+            program.instructions[static_cast<std::size_t>(flow.of(one).writer)].op;
+        return flow.of(one).isRewritten || op == OpCode::LoadConstant ||
+               op == OpCode::LoadUniform || op == OpCode::LoadField || op == OpCode::Sample;
+    };
+    const auto release = [&](std::int32_t one) {
+        Value& value = valueOf(one);
+        if (value.data.kind != Home::Kind::Scratch || value.isGivenBack ||
+            flow.of(one).lastRead > number || isOutput(one) || isFixed(one))
+            return;
+        gaps.push_back({value.data.offset, value.bytes});
+        value.isGivenBack = true;
+    };
+    forEachOperand(instruction, [&](std::int32_t, std::int32_t one) { release(one); });
+}
+
+/// The result's validity is that of operands 0 and 1 together, and is not written by the step.
+void StepBinder::shareValidity(const BoundStep& step) {
+    Value& result = values[step.result];
+    const Home& left = values[step.operands[0]].validity;
+    const Home& right = values[step.operands[1]].validity;
+    const auto isRewritten = [this](std::uint32_t place) {
+        return place != noPlace && flow.of(static_cast<std::int32_t>(place) - 1).isRewritten;
+    };
+    const bool canShare = !isRewritten(step.result) && !isRewritten(step.operands[0]) &&
+                          !isRewritten(step.operands[1]) && left.kind != Home::Kind::Varying &&
+                          right.kind != Home::Kind::Varying;
+    if (canShare && (left.kind == Home::Kind::Nowhere || left == right)) {
+        result.validity = right.kind == Home::Kind::Nowhere ? left : right;
+        return;
+    }
+    if (canShare && right.kind == Home::Kind::Nowhere) {
+        result.validity = left;
+        return;
+    }
+    ownValidity(step);
+}
+
+/// The same, but in memory that the step may change.
+void StepBinder::ownValidity(const BoundStep& step) {
+    Value& result = values[step.result];
+    if (result.validity.kind == Home::Kind::Nowhere)
+        result.validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    emit(step, &Steps::combineValidity);
+}
+
+/// Every element of the result has a value, whatever the step writes about that.
+void StepBinder::noValidity(const BoundStep& step) {
+    if (values[step.result].validity.kind != Home::Kind::Nowhere)
+        emit(step, &Steps::allValid);
+}
+
+void StepBinder::bindInstruction(std::int32_t number) {
+    const Instruction& instruction = program.instructions[static_cast<std::size_t>(number)];
+    const RegisterFlow& result = flow.of(instruction.result);
+    BoundStep step;
+    step.instruction = number;
+    step.result = placeOf(instruction.result);
+    step.multiplicity = result.multiplicity;
+    step.resultKind = result.kind;
+    step.immediate = instruction.immediate;
+    forEachOperand(instruction, [&](std::int32_t slot, std::int32_t operand) {
+        step.operands[slot] = placeOf(operand);
+    });
+    if (step.operands[0] != noPlace) {
+        step.operandKind = flow.of(instruction.operands[0]).kind;
+        step.operandMultiplicity = flow.of(instruction.operands[0]).multiplicity;
+    }
+
+    switch (instruction.op) {
+    case OpCode::Nop:
+        break;
+    case OpCode::ElementIndex:
+        if (!result.isReadAsValue)
+            break;
+        placeResult(step);
+        emit(step, &Steps::elementIndex);
+        break;
+    case OpCode::LoadConstant:
+        bindConstant(step, instruction);
+        break;
+    case OpCode::LoadUniform:
+        bindUniform(step, instruction);
+        break;
+    case OpCode::LoadField:
+        bindField(step, instruction);
+        break;
+    case OpCode::Sample:
+        ownValidity(step);
+        if (!result.isRewritten)
+            values[step.result].data = {Home::Kind::Scratch, takeScratch(values[step.result].bytes),
+                                        nullptr, 0};
+        step.work.sampler = plan.samplers[static_cast<std::size_t>(instruction.immediate)];
+        emit(step, &Steps::sample);
+        break;
+    case OpCode::Component:
+        shareValidity(step);
+        placeResult(step);
+        step.work.component = componentKernel(step.resultKind, step.operandKind);
+        emit(step, &Steps::component);
+        break;
+    case OpCode::Negate:
+    case OpCode::Length:
+        shareValidity(step);
+        placeResult(step);
+        step.work.unary =
+            unaryKernel(instruction.op == OpCode::Negate ? UnaryOp::Negate : UnaryOp::Length,
+                        step.resultKind, step.operandKind);
+        emit(step, &Steps::unary);
+        break;
+    case OpCode::Add:
+    case OpCode::Subtract:
+    case OpCode::Multiply:
+    case OpCode::Divide:
+        bindArithmetic(step, instruction);
+        break;
+    case OpCode::Less:
+    case OpCode::LessEqual:
+    case OpCode::Greater:
+    case OpCode::GreaterEqual:
+    case OpCode::Equal:
+    case OpCode::NotEqual:
+        bindComparison(step, instruction);
+        break;
+    case OpCode::Not:
+    case OpCode::IsTrue:
+    case OpCode::And:
+    case OpCode::Or:
+        bindLogic(step, instruction);
+        break;
+    case OpCode::Select:
+        bindSelect(step, instruction);
+        break;
+    }
+    releaseOperands(instruction, number);
+}
+
+void StepBinder::bindConstant(const BoundStep& step, const Instruction& instruction) {
+    BoundStep filling = step;
+    filling.work.constant = &program.constants[static_cast<std::size_t>(instruction.immediate)];
+    Value& result = values[step.result];
+    const unsigned char truth = filling.work.constant->boolean;
+    result.neverUnknown = truth <= 1;
+    if (flow.of(instruction.result).isRewritten) {
+        emit(filling, &Steps::constant);
+        return;
+    }
+    result.data = {Home::Kind::Scratch, takeScratch(result.bytes), nullptr, 0};
+    constantBytes += result.bytes;
+    plan.constants.push_back({step.result, filling, -1});
+}
+
+void StepBinder::bindUniform(const BoundStep& step, const Instruction& instruction) {
+    const auto number = static_cast<std::int32_t>(plan.uniformBytes.size());
+    plan.uniformBytes.emplace_back();
+    // It fits, since `uniformsFit` has tried.
+    static_cast<void>(plan.uniforms.fetch(instruction.immediate, step.resultKind, step.multiplicity,
+                                          plan.uniformBytes.back().bytes));
+    if (flow.of(instruction.result).isRewritten) {
+        // The value lies in a separate place, and each block copies it from there.
+        BoundStep copying = step;
+        copying.operands[0] = addPlace(values[step.result].bytes);
+        plan.constants.push_back({copying.operands[0], step, number});
+        emit(copying, &Steps::spread);
+        return;
+    }
+    Value& result = values[step.result];
+    result.data = {Home::Kind::Scratch, takeScratch(result.bytes), nullptr, 0};
+    constantBytes += result.bytes;
+    plan.constants.push_back({step.result, step, number});
+}
+
+/// Lets the register lie where the field's array does, if it can.
+bool StepBinder::lendField(const Instruction& instruction, const FieldSource& field) {
+    const RegisterFlow& result = flow.of(instruction.result);
+    const FlatArray flat = flatArray(field.reader->layout());
+    if (!plan.options.inPlace || result.isRewritten || flat.data == nullptr ||
+        field.array.kind != arrayKind(result.kind) || meetsOutput(field, instruction.result))
+        return false;
+    Value& value = valueOf(instruction.result);
+    // Steps only ever write places that are results.
+    value.data = {Home::Kind::Moving, 0, const_cast<unsigned char*>(flat.data),
+                  field.reader->layout().elementBytes()};
+    if (flat.presence != nullptr)
+        value.validity = {Home::Kind::Moving, 0, const_cast<unsigned char*>(flat.presence), 1};
+    ++plan.figures.fieldsInPlace;
+    return true;
+}
+
+/// Lets the register lie where the field's array does for blocks that lie there in one piece, such
+/// as those inside a shifted grid. Others are copied.
+bool StepBinder::locateField(BoundStep step, const Instruction& instruction, FieldSource& field) {
+    const ArrayLayout& layout = field.reader->layout();
+    if (!plan.options.inPlace || flow.of(instruction.result).isRewritten ||
+        field.array.kind != arrayKind(step.resultKind) || !layout.hasAdjacentComponents() ||
+        layout.hasPresenceBits() || meetsOutput(field, instruction.result))
+        return false;
+    Value& result = values[step.result];
+    result.neverUnknown = false;
+    result.validity = {Home::Kind::Varying, 0, nullptr, 0};
+    step.scratch = addPlace(0);
+    values[step.scratch].data = result.data;
+    values[step.scratch].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    step.work.located = field.reader.get();
+    emit(step, &Steps::locateArray);
+    ++plan.figures.fieldsInPlace;
+    return true;
+}
+
+void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
+    FieldSource& field = plan.fields[static_cast<std::size_t>(instruction.immediate)];
+    const bool ownNumbers = flow.readsOwnNumbers(instruction);
+    const bool isArray = field.accessor == nullptr;
+    Value& result = values[step.result];
+    result.neverUnknown = isArray && field.array.kind == ArrayKind::Bool;
+    if (isArray && ownNumbers && lendField(instruction, field))
+        return;
+    step.work.field = isArray ? field.reader.get() : field.accessor;
+    if (!flow.of(instruction.result).isRewritten)
+        result.data = {Home::Kind::Scratch, takeScratch(result.bytes), nullptr, 0};
+    if (isArray && ownNumbers && !canBeMissing(field.reader->layout()) &&
+        result.validity.kind == Home::Kind::Nowhere) {
+        // The array writes no validity then, but is given room for it.
+        discarded = discarded == noPlace ? addPlace(1) : discarded;
+        step.scratch = discarded;
+        emit(step, &Steps::arrayAtOwnNumbers);
+        return;
+    }
+    if (isArray && ownNumbers && locateField(step, instruction, field))
+        return;
+    ownValidity(step);
+    if (isArray && ownNumbers) {
+        emit(step, &Steps::arrayAtOwnNumbers);
+    } else if (ownNumbers) {
+        emit(step, &Steps::fieldAtOwnNumbers);
+    } else {
+        if (step.operandKind != CpuElementKind::Int64 || step.operands[0] == step.result)
+            step.scratch = addPlace(8);
+        emit(step, &Steps::fieldByNumber);
+    }
+}
+
+void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) {
+    const RegisterFlow& left = flow.of(instruction.operands[0]);
+    const RegisterFlow& right = flow.of(instruction.operands[1]);
+    const ArithmeticOp op = arithmeticOp(instruction.op);
+    step.leftScalar = left.multiplicity == 1 && right.multiplicity != 1;
+    step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
+    step.immediate = static_cast<std::int32_t>(op);
+    // Divisors that are zero make elements missing.
+    if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
+        ownValidity(step);
+    else
+        shareValidity(step);
+    placeResult(step);
+    const bool isFlat = !step.leftScalar && !step.rightScalar;
+    step.work.flat = isFlat ? Fenlet::flatArithmetic(op, step.resultKind, left.kind, right.kind)
+                            : nullptr;
+    if (step.work.flat != nullptr && !flow.of(instruction.result).isRewritten)
+        return emit(step, &Steps::flatArithmetic);
+    step.work.arithmetic = arithmeticKernel(step.resultKind, left.kind, right.kind);
+    emit(step, &Steps::arithmetic);
+}
+
+void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) {
+    const RegisterFlow& left = flow.of(instruction.operands[0]);
+    const RegisterFlow& right = flow.of(instruction.operands[1]);
+    step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
+    step.immediate = static_cast<std::int32_t>(instruction.op) -
+                     static_cast<std::int32_t>(OpCode::Less);
+    // The evaluator combines the operands' validity first, also where the result is one of them.
+    if (flow.of(instruction.result).isRewritten)
+        ownValidity(step);
+    placeResult(step);
+    values[step.result].neverUnknown =
+        values[step.operands[0]].validity.kind == Home::Kind::Nowhere &&
+        values[step.operands[1]].validity.kind == Home::Kind::Nowhere;
+    step.work.comparison = comparisonKernel(left.kind, right.kind);
+    emit(step, &Steps::comparison);
+    noValidity(step);
+}
+
+void StepBinder::bindLogic(BoundStep step, const Instruction& instruction) {
+    Value& result = values[step.result];
+    if (instruction.op == OpCode::IsTrue) {
+        if (flow.of(instruction.result).isRewritten)
+            ownValidity(step);
+        placeResult(step);
+        discarded = discarded == noPlace ? addPlace(1) : discarded;
+        step.scratch = discarded;
+        values[step.result].neverUnknown = true;
+        emit(step, &Steps::isTrue);
+        noValidity(step);
+        return;
+    }
+    shareValidity(step);
+    placeResult(step);
+    result.neverUnknown = values[step.operands[0]].neverUnknown &&
+                          (instruction.op == OpCode::Not || values[step.operands[1]].neverUnknown);
+    step.work.logic = instruction.op == OpCode::Not   ? &logicalNot
+                      : instruction.op == OpCode::And ? &logicalAnd
+                                                      : &logicalOr;
+    emit(step, &Steps::logic);
+}
+
+void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
+    const Value& condition = values[step.operands[0]];
+    const Value& whenTrue = values[step.operands[1]];
+    const Value& whenFalse = values[step.operands[2]];
+    const bool isAlwaysValid = condition.neverUnknown &&
+                               whenTrue.validity.kind == Home::Kind::Nowhere &&
+                               whenFalse.validity.kind == Home::Kind::Nowhere;
+    if (flow.of(instruction.result).isRewritten) {
+        ownValidity(step);
+    } else if (isAlwaysValid) {
+        discarded = discarded == noPlace ? addPlace(1) : discarded;
+        step.scratch = discarded;
+    } else {
+        values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    }
+    placeResult(step);
+    values[step.result].neverUnknown = isAlwaysValid && values[step.operands[1]].neverUnknown &&
+                                       values[step.operands[2]].neverUnknown;
+    step.work.select = selectKernel(step.resultKind, flow.of(instruction.operands[1]).kind,
+                                    flow.of(instruction.operands[2]).kind);
+    emit(step, &Steps::select);
+}
+
+bool StepBinder::settleOutputs() {
+    for (OutputTarget& output : plan.targets) {
+        const RegisterFlow& about = flow.of(output.number);
+        const Value& value = valueOf(output.number);
+        const bool canBeMissing = value.validity.kind != Home::Kind::Nowhere;
+        const bool canBeUnknown = about.kind == CpuElementKind::Tribool &&
+                                  (about.isRewritten || !value.neverUnknown);
+        OutputRules rules = output.rules;
+        if (!canBeUnknown && rules.unknown == UnknownAs::Refuse)
+            rules.unknown = UnknownAs::False;
+        const std::string fault = ArrayStore::faultOf(output.array, about.kind, about.multiplicity,
+                                                      canBeMissing, rules);
+        if (!fault.empty())
+            return plan.refuse("the output " + quoted(output.name) + ": " + fault);
+        output.store.emplace(output.array, about.kind, about.multiplicity, canBeMissing, rules);
+    }
+    return true;
+}
+
+void StepBinder::settleMemory() {
+    std::int32_t size = plan.options.blockSize;
+    if (size <= 0)
+        for (size = usualBlock; size > smallestBlock &&
+                                (scratchBytes - constantBytes) * size > roomForScratch;
+             size /= 2) {
+        }
+    plan.blockSize = static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(std::min<std::int64_t>(size, plan.elements), 1, 65536));
+    const std::int64_t capacity =
+        (plan.blockSize + lineElements - 1) / lineElements * lineElements;
+    plan.scratchBytes = scratchBytes * capacity;
+    plan.figures.scratchBytes = plan.scratchBytes;
+    plan.homes.assign(values.size(), {});
+    for (std::size_t place = 0; place < values.size(); ++place) {
+        const Value& value = values[place];
+        if (value.data.kind == Home::Kind::Scratch)
+            plan.homes[place].dataOffset = value.data.offset * capacity;
+        if (value.validity.kind == Home::Kind::Scratch)
+            plan.homes[place].validityOffset = value.validity.offset * capacity;
+        const bool movesData = value.data.kind == Home::Kind::Moving;
+        const bool movesValidity = value.validity.kind == Home::Kind::Moving;
+        if (movesData || movesValidity)
+            plan.moving.push_back({static_cast<std::uint32_t>(place),
+                                   movesData ? value.data.start : nullptr, value.data.bytes,
+                                   movesValidity ? value.validity.start : nullptr});
+    }
+}
+
+bool ArrayPlan::prepare(const ArrayInput* inputs, std::size_t inputCount,
+                             const ArrayOutput* outputs, std::size_t outputCount) {
+    isPrepared = false;
+    elements = 0;
+    blockSize = 0;
+    if (!flow.error.empty())
+        return refuse(flow.error, flow.refusal);
+    own.error.clear();
+    own.refusal = ExecRefusal::None;
+    fields.clear();
+    fields.resize(program.fields.size());
+    isUniformBound.assign(program.uniforms.size(), false);
+    samplers.assign(program.samplers.size(), nullptr);
+    targets.clear();
+    for (std::size_t i = 0; i < inputCount; ++i)
+        if (!bindInput(inputs[i]))
+            return false;
+    for (std::size_t i = 0; i < outputCount; ++i)
+        if (!bindOutput(outputs[i]))
+            return false;
+    if (!isEverythingBound() || !fieldsFit() || !uniformsFit() || !settleShape() ||
+        !memoryFits() || !StepBinder(*this).bind())
+        return false;
+    setUp(own);
+    isPrepared = true;
+    return true;
+}
+
+} // namespace Fenlet

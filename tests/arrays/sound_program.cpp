@@ -1,0 +1,207 @@
+// Programs by chance that every verifier passes.
+#include "sound_program.h"
+
+#include <fenletir/program_builder.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace Fenlet {
+namespace {
+
+using Model::Chance;
+
+class SoundProgram {
+  public:
+    explicit SoundProgram(Chance& newChance) : chance(newChance) {}
+
+    FenletProgram write() {
+        for (int i = 0; i < 3; ++i) {
+            fields.push_back({builder.field("f" + std::to_string(i)), width(), chance.oneIn(4)});
+            uniforms.push_back({builder.uniform("u" + std::to_string(i)), width()});
+        }
+        fields[0].multiplicity = 1;
+        fields[0].isTruth = false;
+        const SamplerHandle sampler = builder.sampler("s0");
+        keep(builder.elementIndex(), 1);
+        keep(builder.loadField(fields[0].handle, registers[0].handle, Format::Float32), 1);
+        for (int left = 3 + chance.below(27); left > 0;) {
+            try {
+                addInstruction(sampler);
+                --left;
+            } catch (const ProgramError&) {
+                // What does not fit has not been written.
+            }
+        }
+        FenletProgram program = builder.build().program;
+        while (chance.oneIn(2))
+            reuseRegister(program);
+        return program;
+    }
+
+  private:
+    struct Known {
+        Register handle;
+        std::int32_t multiplicity;
+    };
+
+    void keep(Register handle, std::int32_t multiplicity) {
+        registers.push_back({handle, multiplicity});
+    }
+    // The newest registers are drawn most often, so that chains become long.
+    const Known& some() {
+        const int count = static_cast<int>(registers.size());
+        const int back = chance.oneIn(2) ? chance.below(std::min(count, 4)) : chance.below(count);
+        return registers[static_cast<std::size_t>(count - 1 - back)];
+    }
+    Format number() {
+        constexpr Format formats[] = {Format::Int8,  Format::Int32,   Format::Int64,
+                                      Format::Half,  Format::Float32, Format::Float32,
+                                      Format::Int16, Format::Float64};
+        return formats[chance.below(8)];
+    }
+    std::int32_t width() { return chance.oneIn(2) ? 1 : 1 + chance.below(4); }
+    void load();
+    void calculate();
+    void decide();
+    void addInstruction(SamplerHandle sampler);
+    void reuseRegister(FenletProgram& program);
+
+    Chance& chance;
+    ProgramBuilder builder{ProgramBuilder::OnError::Throw};
+    // A field or uniform is always read as truth or as numbers, and with as many components.
+    struct FieldUse {
+        FieldHandle handle;
+        std::int32_t multiplicity;
+        bool isTruth;
+    };
+    struct UniformUse {
+        UniformHandle handle;
+        std::int32_t multiplicity;
+    };
+    std::vector<FieldUse> fields;
+    std::vector<UniformUse> uniforms;
+    std::vector<Known> registers;
+};
+
+void SoundProgram::load() {
+    const FieldUse& field = fields[static_cast<std::size_t>(chance.below(3))];
+    const UniformUse& uniform = uniforms[static_cast<std::size_t>(chance.below(3))];
+    const Format format = field.isTruth ? Format::Tribool : number();
+    switch (chance.below(5)) {
+    case 0:
+        return chance.oneIn(4) ? keep(builder.truthConstant(Truth::Unknown), 1)
+                               : keep(builder.constant(number(), {chance.below(9) - 4.0}), 1);
+    case 1:
+        return keep(builder.loadUniform(uniform.handle, number(), uniform.multiplicity),
+                    uniform.multiplicity);
+    case 2:
+        return keep(builder.loadField(field.handle, some().handle, format, field.multiplicity),
+                    field.multiplicity);
+    default:
+        return keep(
+            builder.loadField(field.handle, registers[0].handle, format, field.multiplicity),
+            field.multiplicity);
+    }
+}
+
+void SoundProgram::calculate() {
+    const Known left = some();
+    const Known right = some();
+    const std::int32_t wider = std::max(left.multiplicity, right.multiplicity);
+    const Format format = number();
+    switch (chance.below(7)) {
+    case 0:
+        return keep(builder.add(left.handle, right.handle, format), wider);
+    case 1:
+        return keep(builder.subtract(left.handle, right.handle, format), wider);
+    case 2:
+        return keep(builder.multiply(left.handle, right.handle, format), wider);
+    case 3:
+        return keep(builder.divide(left.handle, right.handle, format), wider);
+    case 4:
+        return keep(builder.negate(left.handle, format), left.multiplicity);
+    case 5:
+        return keep(builder.length(left.handle, format), 1);
+    default:
+        return keep(builder.component(left.handle, chance.below(left.multiplicity)), 1);
+    }
+}
+
+void SoundProgram::decide() {
+    const Known left = some();
+    const Known right = some();
+    const Known third = some();
+    const std::int32_t wider = std::max(left.multiplicity, right.multiplicity);
+    switch (chance.below(8)) {
+    case 0:
+        return keep(builder.less(left.handle, right.handle), wider);
+    case 1:
+        return keep(builder.greaterEqual(left.handle, right.handle), wider);
+    case 2:
+        return keep(builder.notEqual(left.handle, right.handle), wider);
+    case 3:
+        return keep(builder.logicalAnd(left.handle, right.handle), left.multiplicity);
+    case 4:
+        return keep(builder.logicalOr(left.handle, right.handle), left.multiplicity);
+    case 5:
+        return keep(builder.logicalNot(left.handle), left.multiplicity);
+    case 6:
+        return keep(builder.isTrue(left.handle), left.multiplicity);
+    default:
+        return keep(chance.oneIn(2)
+                        ? builder.select(left.handle, right.handle, third.handle)
+                        : builder.select(left.handle, right.handle, third.handle, number()),
+                    right.multiplicity);
+    }
+}
+
+void SoundProgram::addInstruction(SamplerHandle sampler) {
+    switch (chance.below(8)) {
+    case 0:
+    case 1:
+        return load();
+    case 2:
+    case 3:
+    case 4:
+        return calculate();
+    case 5:
+        if (chance.oneIn(6))
+            return keep(builder.sample(sampler, some().handle, number(), 1), 1);
+        if (chance.oneIn(12))
+            return builder.nop();
+        [[fallthrough]];
+    default:
+        return decide();
+    }
+}
+
+/// From some instruction on, its result goes by the number of an older register like it.
+void SoundProgram::reuseRegister(FenletProgram& program) {
+    const int from = chance.below(program.instructionCount());
+    const std::int32_t result = program.instructions[static_cast<std::size_t>(from)].result;
+    if (result < 1)
+        return;
+    const std::int32_t older = chance.below(result);
+    const RegisterInfo& one = program.registerInfo(result);
+    const RegisterInfo& other = program.registerInfo(older);
+    if (one.format != other.format || one.multiplicity != other.multiplicity)
+        return;
+    for (std::size_t i = static_cast<std::size_t>(from); i < program.instructions.size(); ++i) {
+        Instruction& instruction = program.instructions[i];
+        for (std::int32_t& operand : instruction.operands)
+            if (operand == result && i > static_cast<std::size_t>(from))
+                operand = older;
+        if (instruction.result == result)
+            instruction.result = older;
+    }
+}
+
+} // namespace
+
+FenletProgram soundProgram(Chance& chance) {
+    return SoundProgram(chance).write();
+}
+
+} // namespace Fenlet
