@@ -1,0 +1,36 @@
+// The threads of a parallel run.
+#include "crew.h"
+
+#ifdef FENLET_HAVE_TBB
+#include <algorithm>
+#include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+#endif
+
+namespace Fenlet {
+
+#ifdef FENLET_HAVE_TBB
+void standardCrew(int threads, const std::function<void(int worker)>& work) {
+    // Whoever starts late finds nothing left to do, so it does not matter who that is.
+    tbb::task_arena arena(std::min(threads, standardCrewSize()));
+    arena.execute([&] {
+        tbb::parallel_for(
+            0, threads, [&](int worker) { work(worker); }, tbb::simple_partitioner());
+    });
+}
+
+int standardCrewSize() {
+    return std::max(1, tbb::this_task_arena::max_concurrency());
+}
+#else
+void standardCrew(int, const std::function<void(int worker)>& work) {
+    work(0);
+}
+
+int standardCrewSize() {
+    return 1;
+}
+#endif
+
+} // namespace Fenlet

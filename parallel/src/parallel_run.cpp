@@ -1,0 +1,104 @@
+// One run on every core.
+#include <fenletparallel/parallel_run.h>
+
+#include "pieces.h"
+#include "run_by_crew.h"
+
+#include <algorithm>
+
+namespace Fenlet {
+namespace {
+
+/// Elements in a piece: few enough that no thread waits long for the last one, and enough that
+/// taking it costs nothing beside it.
+constexpr std::int64_t usualGrain = 32768;
+
+std::int64_t grainOf(const ParallelOptions& options, std::int64_t blockSize) {
+    const std::int64_t wish = options.grain > 0 ? options.grain : usualGrain;
+    return (wish + blockSize - 1) / blockSize * blockSize;
+}
+
+int threadsOf(const ParallelOptions& options) {
+    return options.threads > 0 ? options.threads : defaultThreads();
+}
+
+} // namespace
+
+ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first,
+                              std::int64_t count, const ParallelOptions& options) {
+    // Asks for nothing but says what is wrong with the range, or that nothing is prepared.
+    ArrayRun::Worker asking(run);
+    if (!run.isPrepared() || first < 0 || count < 0 || first > run.count() ||
+        count > run.count() - first) {
+        ParallelOutcome refused;
+        static_cast<void>(asking.run(first, count));
+        refused.refusal = asking.refusal();
+        refused.error = asking.error();
+        return refused;
+    }
+    return runPieces(first, count, grainOf(options, run.blockSize()), threadsOf(options), options,
+                     crew, [&run]() -> PieceWork {
+                         auto worker = std::make_shared<ArrayRun::Worker>(run);
+                         return [worker](std::int64_t start, std::int64_t some) -> PieceOutcome {
+                             if (worker->run(start, some))
+                                 return {};
+                             return {false, worker->refusal(), worker->error()};
+                         };
+                     });
+}
+
+ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int blockSize,
+                                   std::int64_t first, std::int64_t count, const Bindings& bindings,
+                                   const SinkFactory& makeSink, const ParallelOptions& options) {
+    struct Thread {
+        Interpreter interpreter;
+        std::unique_ptr<BlockSink> sink;
+    };
+    {
+        // What cannot be planned is refused before any thread begins, also for an empty range.
+        Interpreter planning;
+        if (!planning.configure(program, blockSize) || !planning.checkBindings(bindings)) {
+            ParallelOutcome refused;
+            refused.refusal = planning.lastRefusal();
+            refused.error = planning.lastRefusalMessage();
+            return refused;
+        }
+    }
+    return runPieces(first, count, grainOf(options, blockSize), threadsOf(options), options, crew,
+                     [&]() -> PieceWork {
+                         auto thread = std::make_shared<Thread>();
+                         static_cast<void>(thread->interpreter.configure(program, blockSize));
+                         thread->sink = makeSink(thread->interpreter);
+                         return [thread, &bindings](std::int64_t start,
+                                                    std::int64_t some) -> PieceOutcome {
+                             Interpreter& interpreter = thread->interpreter;
+                             if (interpreter.evaluate(start, some, bindings, *thread->sink))
+                                 return {};
+                             const char* const words = interpreter.lastRefusalMessage();
+                             return {false, interpreter.lastRefusal(),
+                                     words != nullptr ? words : "the sink ended the run"};
+                         };
+                     });
+}
+
+ParallelOutcome runParallel(const ArrayRun& run, std::int64_t first, std::int64_t count,
+                            const ParallelOptions& options) {
+    return runByCrew(&standardCrew, run, first, count, options);
+}
+
+ParallelOutcome runParallel(const ArrayRun& run, const ParallelOptions& options) {
+    return runParallel(run, 0, run.count(), options);
+}
+
+ParallelOutcome evaluateParallel(const FenletProgram& program, int blockSize, std::int64_t first,
+                                 std::int64_t count, const Bindings& bindings,
+                                 const SinkFactory& makeSink, const ParallelOptions& options) {
+    return evaluateByCrew(&standardCrew, program, blockSize, first, count, bindings, makeSink,
+                              options);
+}
+
+int defaultThreads() {
+    return standardCrewSize();
+}
+
+} // namespace Fenlet
