@@ -33,7 +33,8 @@ bool isSameLayout(const ArrayView& a, const ArrayView& b);
 /// array: `data` null if it is not one.
 struct FlatArray {
     const unsigned char* data = nullptr;
-    const unsigned char* presence = nullptr; ///< a byte for each element, null where all have values
+    const unsigned char* presence =
+        nullptr; ///< a byte for each element, null where all have values
 };
 FlatArray flatArray(const ArrayLayout& layout);
 

@@ -23,9 +23,9 @@ using LineBytes = std::vector<unsigned char, LineAllocator<unsigned char>>;
 struct FieldSource {
     std::string_view name;
     bool isBound = false;
-    ArrayView array;                     ///< where `accessor` is null
+    ArrayView array;                      ///< where `accessor` is null
     CpuFieldAccessor* accessor = nullptr; ///< a provider of the host; it may decline
-    std::unique_ptr<ArrayField> reader;  ///< reads `array` where it cannot be read in place
+    std::unique_ptr<ArrayField> reader;   ///< reads `array` where it cannot be read in place
 
     /// The last instruction at which the array's memory is read, -1 for none.
     std::int32_t lastTouch = -1;

@@ -89,10 +89,9 @@ bool ArrayPlan::bindInput(const ArrayInput& input) {
     if (sampler >= 0)
         return refuse(quoted(input.name) + " is a sampler; bind a sampler to it");
     std::string known;
-    for (const std::string& names :
-         {listNames(program.fields, "the fields", poolMark),
-          listNames(program.uniforms, "the uniforms", poolMark),
-          listNames(program.samplers, "the samplers", poolMark)})
+    for (const std::string& names : {listNames(program.fields, "the fields", poolMark),
+                                     listNames(program.uniforms, "the uniforms", poolMark),
+                                     listNames(program.samplers, "the samplers", poolMark)})
         if (!names.empty())
             known += (known.empty() ? "; it has " : ", and ") + names;
     return refuse("the program reads nothing by the name " + quoted(input.name) +
@@ -189,8 +188,8 @@ bool ArrayPlan::uniformsFit() {
             return refuse(
                 "the value of the uniform " +
                     quoted(nameOf(
-                        program.uniforms[static_cast<std::size_t>(instruction.immediate)].name, poolMark,
-                        instruction.immediate)) +
+                        program.uniforms[static_cast<std::size_t>(instruction.immediate)].name,
+                        poolMark, instruction.immediate)) +
                     " does not fit " + instructionInWords(program, i) + ", which reads " +
                     inWords(result.multiplicity) + " of " + cpuElementKindName(result.kind),
                 ExecRefusal::ProviderFailed);
@@ -198,8 +197,7 @@ bool ArrayPlan::uniformsFit() {
     return true;
 }
 
-bool ArrayPlan::takeShape(const ArrayAxis* axes, std::int32_t axisCount,
-                               const std::string& what) {
+bool ArrayPlan::takeShape(const ArrayAxis* axes, std::int32_t axisCount, const std::string& what) {
     std::int64_t sizes[mostAxes] = {};
     std::int64_t count = 1;
     for (std::int32_t axis = 0; axis < axisCount; ++axis) {
@@ -209,8 +207,7 @@ bool ArrayPlan::takeShape(const ArrayAxis* axes, std::int32_t axisCount,
     const bool isFirst = shapeAxes < 0;
     const bool isFlat = axisCount == 1 && !isFirst && count == elements;
     const bool wasFlat = shapeAxes == 1 && count == elements;
-    const bool isAlike =
-        axisCount == shapeAxes && std::equal(sizes, sizes + axisCount, shape);
+    const bool isAlike = axisCount == shapeAxes && std::equal(sizes, sizes + axisCount, shape);
     if (!isFirst && !isFlat && !wasFlat && !isAlike)
         return refuse(what + " has the shape " + shapeInWords(sizes, axisCount) + ", and " +
                       shapeFrom + " has " + shapeInWords(shape, shapeAxes) +
@@ -232,8 +229,7 @@ bool ArrayPlan::settleShape() {
             continue;
         const FieldSource& field = fields[static_cast<std::size_t>(instruction.immediate)];
         if (field.accessor == nullptr &&
-            !takeShape(field.array.axes, field.array.axisCount,
-                       "the field " + quoted(field.name)))
+            !takeShape(field.array.axes, field.array.axisCount, "the field " + quoted(field.name)))
             return false;
     }
     for (const OutputTarget& output : targets)
@@ -249,10 +245,11 @@ bool ArrayPlan::readAndWriteFit(const FieldSource& field, const OutputTarget& ou
     const ArrayMemory read = memoryOf(field.reader->layout());
     const ArrayMemory written = memoryOf(ArrayLayout(output.array));
     const bool sameElements = isSameLayout(field.array, output.array);
-    const bool overlaps = !areDisjoint(read.values, written.values) ||
-                          !areDisjoint(read.presence, written.presence);
+    const bool overlaps =
+        !areDisjoint(read.values, written.values) || !areDisjoint(read.presence, written.presence);
     if (!areDisjoint(read.values, written.presence) || !areDisjoint(read.presence, written.values))
-        return refuse(words + ", values on one side and presence on the other; give it other memory");
+        return refuse(words +
+                      ", values on one side and presence on the other; give it other memory");
     if (overlaps && !sameElements)
         return refuse(words + " and its elements lie elsewhere; give it other memory, or the very "
                               "elements of the field");

@@ -44,8 +44,8 @@ bool constant(const BoundStep& step, Place* places, const Block& block) {
 }
 
 bool spread(const BoundStep& step, Place* places, const Block& block) {
-    return broadcastValue(places[step.result].data, step.resultKind,
-                          places[step.operands[0]].data, block.count, step.multiplicity);
+    return broadcastValue(places[step.result].data, step.resultKind, places[step.operands[0]].data,
+                          block.count, step.multiplicity);
 }
 
 bool arrayAtOwnNumbers(const BoundStep& step, Place* places, const Block& block) {

@@ -54,7 +54,7 @@ struct BoundStep {
     std::uint32_t operands[3] = {noPlace, noPlace, noPlace};
     /// Whose data takes element numbers, or validity that nobody reads.
     std::uint32_t scratch = noPlace;
-    std::int32_t multiplicity = 1;   ///< of the result
+    std::int32_t multiplicity = 1;        ///< of the result
     std::int32_t operandMultiplicity = 1; ///< of operand 0
     std::int32_t immediate = 0;           ///< component number, or the kernel's operation number
     CpuElementKind resultKind = CpuElementKind::Unsupported;

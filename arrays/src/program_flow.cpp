@@ -8,7 +8,8 @@ namespace {
 
 /// Whether a finding says that what a block gives could depend on the block before it.
 bool dependsOnEarlierBlock(const Finding& finding) {
-    return finding.code == FindingCode::NeverWritten || finding.code == FindingCode::PartlyWritten ||
+    return finding.code == FindingCode::NeverWritten ||
+           finding.code == FindingCode::PartlyWritten ||
            finding.code == FindingCode::MisreadOperand;
 }
 

@@ -54,9 +54,7 @@ class ProgramFlow {
                    OpCode::ElementIndex;
     }
 
-    RegisterFlow& of(std::int32_t number) {
-        return registers[static_cast<std::size_t>(number)];
-    }
+    RegisterFlow& of(std::int32_t number) { return registers[static_cast<std::size_t>(number)]; }
     const RegisterFlow& of(std::int32_t number) const {
         return registers[static_cast<std::size_t>(number)];
     }
@@ -96,8 +94,8 @@ void ProgramFlow::need(const std::vector<std::int32_t>& outputs, CanDecline canD
         if (!declines && !isWanted[static_cast<std::size_t>(instruction.result)])
             continue;
         isNeeded[place] = true;
-        const bool readsNumbers = instruction.op == OpCode::LoadField && !declines &&
-                                  readsOwnNumbers(instruction);
+        const bool readsNumbers =
+            instruction.op == OpCode::LoadField && !declines && readsOwnNumbers(instruction);
         forEachOperand(instruction, [&](std::int32_t, std::int32_t number) {
             RegisterFlow& operand = of(number);
             isWanted[static_cast<std::size_t>(number)] = true;

@@ -139,9 +139,8 @@ std::uint32_t StepBinder::addPlace(std::int64_t bytes) {
 }
 
 bool StepBinder::isOutput(std::int32_t number) const {
-    return std::any_of(plan.targets.begin(), plan.targets.end(), [number](const OutputTarget& one) {
-        return one.number == number;
-    });
+    return std::any_of(plan.targets.begin(), plan.targets.end(),
+                       [number](const OutputTarget& one) { return one.number == number; });
 }
 
 /// Whether storing a block could change what register `number`, which would lie in this field's
@@ -182,7 +181,8 @@ bool StepBinder::placeInOutput(const BoundStep& step) {
             continue;
         const ArrayLayout layout(output.array);
         const FlatArray flat = flatArray(layout);
-        if (flat.data == nullptr || output.rules.fill || output.array.kind != arrayKind(step.resultKind) ||
+        if (flat.data == nullptr || output.rules.fill ||
+            output.array.kind != arrayKind(step.resultKind) ||
             output.array.components != step.multiplicity || !mayWriteBehind(step, output))
             continue;
         output.isInPlace = true;
@@ -204,8 +204,7 @@ void StepBinder::placeResult(const BoundStep& step) {
 /// Gives back the scratch of registers that nobody reads any more.
 void StepBinder::releaseOperands(const Instruction& instruction, std::int32_t number) {
     const auto isFixed = [this](std::int32_t one) {
-        const OpCode op =
-            program.instructions[static_cast<std::size_t>(flow.of(one).writer)].op;
+        const OpCode op = program.instructions[static_cast<std::size_t>(flow.of(one).writer)].op;
         return flow.of(one).isRewritten || op == OpCode::LoadConstant ||
                op == OpCode::LoadUniform || op == OpCode::LoadField || op == OpCode::Sample;
     };
@@ -460,8 +459,8 @@ void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) 
         shareValidity(step);
     placeResult(step);
     const bool isFlat = !step.leftScalar && !step.rightScalar;
-    step.work.flat = isFlat ? Fenlet::flatArithmetic(op, step.resultKind, left.kind, right.kind)
-                            : nullptr;
+    step.work.flat =
+        isFlat ? Fenlet::flatArithmetic(op, step.resultKind, left.kind, right.kind) : nullptr;
     if (step.work.flat != nullptr && !flow.of(instruction.result).isRewritten)
         return emit(step, &Steps::flatArithmetic);
     step.work.arithmetic = arithmeticKernel(step.resultKind, left.kind, right.kind);
@@ -472,8 +471,8 @@ void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) 
     const RegisterFlow& left = flow.of(instruction.operands[0]);
     const RegisterFlow& right = flow.of(instruction.operands[1]);
     step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
-    step.immediate = static_cast<std::int32_t>(instruction.op) -
-                     static_cast<std::int32_t>(OpCode::Less);
+    step.immediate =
+        static_cast<std::int32_t>(instruction.op) - static_cast<std::int32_t>(OpCode::Less);
     // The evaluator combines the operands' validity first, also where the result is one of them.
     if (flow.of(instruction.result).isRewritten)
         ownValidity(step);
@@ -537,13 +536,13 @@ bool StepBinder::settleOutputs() {
         const RegisterFlow& about = flow.of(output.number);
         const Value& value = valueOf(output.number);
         const bool canBeMissing = value.validity.kind != Home::Kind::Nowhere;
-        const bool canBeUnknown = about.kind == CpuElementKind::Tribool &&
-                                  (about.isRewritten || !value.neverUnknown);
+        const bool canBeUnknown =
+            about.kind == CpuElementKind::Tribool && (about.isRewritten || !value.neverUnknown);
         OutputRules rules = output.rules;
         if (!canBeUnknown && rules.unknown == UnknownAs::Refuse)
             rules.unknown = UnknownAs::False;
-        const std::string fault = ArrayStore::faultOf(output.array, about.kind, about.multiplicity,
-                                                      canBeMissing, rules);
+        const std::string fault =
+            ArrayStore::faultOf(output.array, about.kind, about.multiplicity, canBeMissing, rules);
         if (!fault.empty())
             return plan.refuse("the output " + quoted(output.name) + ": " + fault);
         output.store.emplace(output.array, about.kind, about.multiplicity, canBeMissing, rules);
@@ -554,14 +553,13 @@ bool StepBinder::settleOutputs() {
 void StepBinder::settleMemory() {
     std::int32_t size = plan.options.blockSize;
     if (size <= 0)
-        for (size = usualBlock; size > smallestBlock &&
-                                (scratchBytes - constantBytes) * size > roomForScratch;
+        for (size = usualBlock;
+             size > smallestBlock && (scratchBytes - constantBytes) * size > roomForScratch;
              size /= 2) {
         }
     plan.blockSize = static_cast<std::int32_t>(
         std::clamp<std::int64_t>(std::min<std::int64_t>(size, plan.elements), 1, 65536));
-    const std::int64_t capacity =
-        (plan.blockSize + lineElements - 1) / lineElements * lineElements;
+    const std::int64_t capacity = (plan.blockSize + lineElements - 1) / lineElements * lineElements;
     plan.scratchBytes = scratchBytes * capacity;
     plan.figures.scratchBytes = plan.scratchBytes;
     plan.homes.assign(values.size(), {});
@@ -581,7 +579,7 @@ void StepBinder::settleMemory() {
 }
 
 bool ArrayPlan::prepare(const ArrayInput* inputs, std::size_t inputCount,
-                             const ArrayOutput* outputs, std::size_t outputCount) {
+                        const ArrayOutput* outputs, std::size_t outputCount) {
     isPrepared = false;
     elements = 0;
     blockSize = 0;
@@ -600,8 +598,8 @@ bool ArrayPlan::prepare(const ArrayInput* inputs, std::size_t inputCount,
     for (std::size_t i = 0; i < outputCount; ++i)
         if (!bindOutput(outputs[i]))
             return false;
-    if (!isEverythingBound() || !fieldsFit() || !uniformsFit() || !settleShape() ||
-        !memoryFits() || !StepBinder(*this).bind())
+    if (!isEverythingBound() || !fieldsFit() || !uniformsFit() || !settleShape() || !memoryFits() ||
+        !StepBinder(*this).bind())
         return false;
     setUp(own);
     isPrepared = true;

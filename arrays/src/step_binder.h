@@ -95,10 +95,10 @@ class StepBinder {
     ProgramFlow& flow;
     std::vector<Value> values; ///< by place
     std::vector<Gap> gaps;
-    std::int64_t scratchBytes = 0;   ///< for each element
-    std::int64_t constantBytes = 0;  ///< of these, such as are read only
+    std::int64_t scratchBytes = 0;     ///< for each element
+    std::int64_t constantBytes = 0;    ///< of these, such as are read only
     std::uint32_t discarded = noPlace; ///< whose data takes validity bytes that nobody reads
-    std::int32_t lastDecline = -1;   ///< the last instruction that asks a provider
+    std::int32_t lastDecline = -1;     ///< the last instruction that asks a provider
 };
 
 } // namespace Fenlet

@@ -1,8 +1,8 @@
 // One run on every core.
-#include <fenletparallel/parallel_run.h>
-
 #include "pieces.h"
 #include "run_by_crew.h"
+
+#include <fenletparallel/parallel_run.h>
 
 #include <algorithm>
 
@@ -24,8 +24,8 @@ int threadsOf(const ParallelOptions& options) {
 
 } // namespace
 
-ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first,
-                              std::int64_t count, const ParallelOptions& options) {
+ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, std::int64_t count,
+                          const ParallelOptions& options) {
     // Asks for nothing but says what is wrong with the range, or that nothing is prepared.
     ArrayRun::Worker asking(run);
     if (!run.isPrepared() || first < 0 || count < 0 || first > run.count() ||
@@ -48,8 +48,8 @@ ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first,
 }
 
 ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int blockSize,
-                                   std::int64_t first, std::int64_t count, const Bindings& bindings,
-                                   const SinkFactory& makeSink, const ParallelOptions& options) {
+                               std::int64_t first, std::int64_t count, const Bindings& bindings,
+                               const SinkFactory& makeSink, const ParallelOptions& options) {
     struct Thread {
         Interpreter interpreter;
         std::unique_ptr<BlockSink> sink;
@@ -94,7 +94,7 @@ ParallelOutcome evaluateParallel(const FenletProgram& program, int blockSize, st
                                  std::int64_t count, const Bindings& bindings,
                                  const SinkFactory& makeSink, const ParallelOptions& options) {
     return evaluateByCrew(&standardCrew, program, blockSize, first, count, bindings, makeSink,
-                              options);
+                          options);
 }
 
 int defaultThreads() {

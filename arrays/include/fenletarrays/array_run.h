@@ -53,7 +53,7 @@ class ArrayInput {
 
   private:
     friend class ArrayPlan;
-struct RunState;
+    struct RunState;
 
     enum class Sort { Array, Field, Value, Sampler };
 
@@ -104,10 +104,10 @@ struct ArrayRunOptions {
 ///     if (!run.evaluate({{"red", red}, {"nir", nir}}, {{"ndvi", ndvi}}))
 ///         std::fprintf(stderr, "%s\n", run.error().c_str());
 ///
-/// Every value and every presence byte that comes out equals what an `Interpreter` over `ArrayField`s
-/// gives. A program that a backend refuses is refused, and so is one with a finding of
-/// `verifyProgram` by which a block's results could depend on an earlier block: a register that is
-/// read but never written, written in part, or misread.
+/// Every value and every presence byte that comes out equals what an `Interpreter` over
+/// `ArrayField`s gives. A program that a backend refuses is refused, and so is one with a finding
+/// of `verifyProgram` by which a block's results could depend on an earlier block: a register that
+/// is read but never written, written in part, or misread.
 ///
 /// A step whose result no output needs does not run, unless a provider is asked by it or for it.
 ///
@@ -165,10 +165,10 @@ class FENLETARRAYS_API ArrayRun {
 
     /// What became of the arrays and steps, for whoever wants to know where the time goes.
     struct Figures {
-        int steps = 0;           ///< that run for each block, moves of data included
-        int droppedSteps = 0;    ///< of the program, whose results nobody needs
-        int fieldsInPlace = 0;   ///< fields that are read where they lie
-        int outputsInPlace = 0;  ///< outputs that are written where they lie
+        int steps = 0;                 ///< that run for each block, moves of data included
+        int droppedSteps = 0;          ///< of the program, whose results nobody needs
+        int fieldsInPlace = 0;         ///< fields that are read where they lie
+        int outputsInPlace = 0;        ///< outputs that are written where they lie
         std::int64_t scratchBytes = 0; ///< memory for what lies in no array
     };
     Figures figures() const;
