@@ -96,7 +96,7 @@ void countFixedCosts(const std::string& set, WorkloadData& data) {
 int main() {
     using namespace Fenlet;
     using namespace Fenlet::Bench;
-    // Valgrind does not know AVX-512, so that it is not available there.
+    // Valgrind does not know AVX-512, so it is not available there.
     WorkloadData data(elements);
     for (int set = 0; set < instructionSetCount; ++set) {
         if (!chooseInstructionSet(static_cast<InstructionSet>(set)))

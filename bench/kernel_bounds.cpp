@@ -91,8 +91,8 @@ struct Turned {
     }
 };
 
-/// Vector number `part` of as many as there are components, in which each scalar is repeated that
-/// often.
+/// One of the `multiplicity` vectors of the result, vector number `part`. Each scalar is repeated
+/// for all components of its element.
 template <class Operation, class Value, int multiplicity, int part, int... lane>
 void partByScalar(Value* result, const Value* left, const typename VectorOf<Value>::Type& scalars,
                   std::integer_sequence<int, lane...> /*lanes*/) {
@@ -238,7 +238,8 @@ void less(const LoopAreas& areas) {
                           leftValidity[i], rightValidity[i]);
 }
 
-/// Vector number `part` of those that elements' bytes are spread over: 255 means unknown.
+/// Marks unknown lanes in vector `part` of the result with 255. `known` has a byte for each
+/// element, which is repeated over the element's components.
 template <int multiplicity, int part, int... lane>
 void hideUnknown(Byte* result, const VectorOf<Byte>::Type& known,
                  std::integer_sequence<int, lane...> /*lanes*/) {
@@ -257,7 +258,7 @@ void hideUnknownElements(Byte* result, const VectorOf<Byte>::Type& known,
      ...);
 }
 
-/// First all lanes as if they were known, then the unknown elements.
+/// First compares all lanes as if they were known, then marks the unknown elements.
 template <class Value, int multiplicity>
 void lessOfVectors(const LoopAreas& areas) {
     using Vector = VectorOf<Byte>;
@@ -482,8 +483,8 @@ void negate(const LoopAreas& areas) {
         result[i] = -left[i];
 }
 
-/// Where lane `lane` of component `number` is within vector `part` of those that hold whole
-/// elements; its place in `taken` if it is in an earlier vector or a later one.
+/// The shuffle that gathers component `number`: the index of lane `lane`, in vector `part` of the
+/// whole elements if the lane comes from there. Otherwise the lane stays as it is in `taken`.
 constexpr int placeOf(int lane, int number, int part, int lanes, int multiplicity) {
     const int place = lane * multiplicity + number;
     return place / lanes == part ? lanes + place % lanes : lane;

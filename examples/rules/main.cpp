@@ -109,7 +109,7 @@ int main(int argumentCount, char** arguments) {
     app.add_option("--block-size", options.blockSize, "rows to evaluate at a time")
         ->check(CLI::Range(1, 1 << 20))
         ->default_str("chosen for the program");
-    app.add_option("--limit", options.limit, "print at most so many rows")
+    app.add_option("--limit", options.limit, "print at most this many rows")
         ->check(Terminal::notNegative())
         ->capture_default_str();
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))

@@ -35,7 +35,7 @@ struct PngWriter {
     [[noreturn]] static void error(png_structp, png_const_charp message) {
         throw Fenlet::FileError(errno != 0 ? std::strerror(errno) : message);
     }
-    // Whatever matters is an error as well, and only one line goes to standard error.
+    // Ignored: whatever matters is also an error, and only one line goes to standard error.
     static void warning(png_structp, png_const_charp) {}
 };
 
@@ -47,7 +47,7 @@ void writePng(const Picture& picture, const std::string& path) {
         errno = 0;
         PngWriter writer;
         png_init_io(writer.png, file.handle());
-        // A picture may be as large as its grid makes it.
+        // Large grids make pictures larger than libpng allows by default.
         png_set_user_limits(writer.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
         png_set_IHDR(writer.png, writer.info, static_cast<png_uint_32>(picture.width),
                      static_cast<png_uint_32>(picture.height), 8, PNG_COLOR_TYPE_RGBA,

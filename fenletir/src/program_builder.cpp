@@ -37,7 +37,7 @@ std::int32_t append(std::vector<Entry>& entries, Entry entry) {
     return static_cast<std::int32_t>(entries.size()) - 1;
 }
 
-/// Why the first component that does not fit into `format` does not; empty if all fit.
+/// Says why the first component that does not fit into `format` does not fit. Empty if all fit.
 template <class Number>
 std::string firstMisfit(const std::vector<Number>& components, RegisterFormat format,
                         std::string (*misfit)(Number, RegisterFormat)) {
@@ -185,7 +185,7 @@ Register ProgramBuilder::elementIndex() {
     return emit(OpCode::ElementIndex, {}, Format::Int64, 1);
 }
 
-/// Whether so many numbers can be a constant of this format.
+/// Whether a constant of this format can have that many numbers. Reports an error if not.
 bool ProgramBuilder::constantStands(Format format, std::size_t components) {
     constexpr OpCode op = OpCode::LoadConstant;
     if (!known(op, {}) || !isFormatAsked(op, format))
@@ -309,8 +309,8 @@ Register ProgramBuilder::unary(OpCode op, Register operand, Format format) {
     if (!known(op, {operand}) || !isFormatAsked(op, format))
         return {};
     if (!isArithmetic(info(operand).format) || !isArithmetic(format))
-        return refuse(op, describe(operand) + " into " + registerFormatName(format) +
-                              " has no kernel; use " + formatsInWords(isArithmetic));
+        return refuse(op, "there is no kernel for " + describe(operand) + " into " +
+                              registerFormatName(format) + "; use " + formatsInWords(isArithmetic));
     return emit(op, {operand}, format, op == OpCode::Length ? 1 : info(operand).multiplicity);
 }
 

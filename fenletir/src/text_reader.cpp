@@ -119,8 +119,8 @@ class Reader {
             return readInstruction();
         const std::size_t begin = cursor.offset();
         const std::string_view keyword = cursor.bareName();
-        // No word is reserved: a register can be called `field`, and a line that writes it begins
-        // so.
+        // No word is reserved: a register can be called `field`, so a line that writes this
+        // register begins with `field`.
         if (cursor.peek() == ':' || cursor.peek() == '=' || keyword.empty()) {
             cursor.goBack(begin);
             return cursor.isAtName() ? readInstruction()

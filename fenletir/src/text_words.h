@@ -10,9 +10,9 @@
 
 namespace Fenlet::Text {
 
-/// How many bytes the character at `offset` has if a text can contain it as it is, else 0. Such a
-/// character is printable ASCII or well-formed, visible UTF-8. Spaces other than the ASCII one,
-/// invisible marks and marks that change the direction of writing are excluded.
+/// The length in bytes of the character at `offset` if a text can contain it without an escape,
+/// else 0. Such a character is printable ASCII or well-formed, visible UTF-8. Spaces other than the
+/// ASCII one, invisible marks and marks that change the direction of writing are excluded.
 std::size_t visibleCharacter(std::string_view text, std::size_t offset);
 
 /// The length in bytes of the bare name that begins at `offset`; 0 if none does.

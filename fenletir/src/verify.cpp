@@ -52,8 +52,8 @@ bool hasResult(const FenletProgram& program, const Instruction& instruction) {
     return instruction.op != OpCode::Nop && program.isValidRegister(instruction.result);
 }
 
-/// For each instruction, whether its result is read before it is overwritten, or is still there at
-/// the end and an output.
+/// For each instruction, whether its result is used: read before it is overwritten, or left in an
+/// output register at the end.
 std::vector<bool> readResults(const FenletProgram& program) {
     std::vector<bool> wanted(program.registers.size());
     for (std::size_t i = 0; i < wanted.size(); ++i)

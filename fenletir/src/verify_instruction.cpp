@@ -313,8 +313,8 @@ void InstructionCheck::kernels() {
 }
 
 /// How many components the instruction reads per element of the operand. Some step through an
-/// operand by its number of components, others by that of the result. And and Or use the latter
-/// even for a scalar.
+/// operand by its number of components, others by that of the result. `And` and `Or` use that of
+/// the result even for a scalar.
 std::int32_t InstructionCheck::componentsRead(int slot) const {
     const std::int32_t own = operand(slot).multiplicity;
     switch (group) {
@@ -404,7 +404,7 @@ void InstructionCheck::constantFits() {
                  "; both need the same number.");
 }
 
-/// Why the first component that does not fit into the result does not; empty if all fit.
+/// Says why the first component that does not fit into the result does not fit. Empty if all fit.
 std::string InstructionCheck::misfitOf(const Constant& constant) const {
     const RegisterFormat format = result().format;
     if (isTribool(format))

@@ -1,9 +1,9 @@
 // How many elements to work on at a time.
 //
-// Long blocks share what each step costs once a block; short blocks keep the registers in the
-// caches. The advice is the block size at which both together cost least. The numbers below were
-// fitted to measurements of the programs that bench/block_sizes.cpp has; only their relations
-// count.
+// Long blocks share the fixed cost of each step among more elements; short blocks keep the
+// registers in the caches. The advice is the block size at which both together cost least. The
+// numbers below were fitted to measurements of the programs in bench/block_sizes.cpp; only their
+// ratios matter.
 #include <fenletexec/element_kinds.h>
 #include <fenlethosts/block_size.h>
 
@@ -19,18 +19,18 @@ constexpr int largest = 2048;
 /// Blocks that are longer than the smallest take no more memory than this.
 constexpr double mostBytes = 1024 * 1024;
 
-// Nanoseconds that a step costs once a block, whatever the block's length is.
+// Nanoseconds that a step costs per block, whatever the block's length is.
 constexpr double arithmeticCost = 6; ///< a single loop
 constexpr double fieldCost = 4;
 constexpr double constantCost = 40;
 constexpr double uniformCost = 120;
 constexpr double otherCost = 18;
 
-/// Nanoseconds for each byte of an element that comes from the second-level cache instead of the
-/// first, and again where it comes from behind the second.
+/// Nanoseconds for each byte of an element that misses the first-level cache, and the same again if
+/// it misses the second level, too.
 constexpr double missCost = 1.0 / 64;
 
-/// From how many bytes on a cache begins to miss, and from how many it always does.
+/// A cache begins to miss at `begins` bytes. From `ends` bytes on it always misses.
 struct CacheLimits {
     double begins;
     double ends;
@@ -47,7 +47,7 @@ bool isArithmetic(OpCode op) {
            op == OpCode::Divide;
 }
 
-/// Whether the instruction's registers exist and all have as many components.
+/// Whether the instruction's registers exist and all have the same number of components.
 bool hasEqualMultiplicities(const FenletProgram& program, const Instruction& instruction) {
     for (const std::int32_t number :
          {instruction.result, instruction.operands[0], instruction.operands[1]})
@@ -77,12 +77,12 @@ double costOfStep(const FenletProgram& program, const Instruction& instruction) 
 
 /// What the cost of a program depends on.
 struct Work {
-    double costOfBlock = 0;    ///< nanoseconds, whatever the block's length is
-    double bytesOfElement = 0; ///< that are written anew in each block
+    double costOfBlock = 0;    ///< nanoseconds per block, whatever its length is
+    double bytesOfElement = 0; ///< bytes of an element that each block writes
 };
 
 // A register that holds a constant or a uniform is filled in the first block and stays as it is.
-// Validity does not count: it is rarely written either, for most elements are valid.
+// Validity does not count: it is rarely written either, as most elements are valid.
 Work workOf(const FenletProgram& program) {
     Work work;
     std::vector<bool> isCounted(program.registers.size());
@@ -102,7 +102,7 @@ Work workOf(const FenletProgram& program) {
     return work;
 }
 
-/// Nanoseconds for each element that depend on the block size.
+/// The part of an element's cost that depends on the block size, in nanoseconds.
 double costOfElement(const Work& work, int blockSize) {
     const double bytes = work.bytesOfElement * blockSize;
     return work.costOfBlock / blockSize +

@@ -25,8 +25,8 @@ inline void fetchAhead(const void* next, std::size_t bytes) {
         fetchLine(address + i);
 }
 
-/// Copies `bytes` bytes and prefetches as many from `next` on. It alternates line by line: one copy
-/// after all the prefetches would wait for them.
+/// Copies `bytes` bytes and prefetches as many from `next` on. Alternates line by line: a copy that
+/// began after all the prefetches would have to wait for them.
 inline void copyAndFetchAhead(unsigned char* __restrict out, const unsigned char* __restrict in,
                               std::size_t bytes, const void* next) {
     const auto address = reinterpret_cast<std::uintptr_t>(next);

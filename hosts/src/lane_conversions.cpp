@@ -17,7 +17,7 @@ constexpr LaneConversion conversionOf() {
         return nullptr;
 }
 
-/// By the kinds' numbers: fields look a conversion up for every block.
+/// A table by the kinds' numbers, because fields look up a conversion for every block.
 constexpr auto conversions =
     kindTable<KindTable<LaneConversion, AllKinds>, AllKinds>([]<class To>() {
         return kindTable<LaneConversion, AllKinds>(

@@ -10,8 +10,8 @@ namespace Fenlet {
 
 using LaneConversion = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
 
-/// The function that converts lanes of kind `from` to kind `to`. Its areas must not overlap. Null
-/// if there is none: for kinds without storage, and between `Tribool` and numbers.
+/// The function that converts lanes of kind `from` to kind `to`. Its input and its output must not
+/// overlap. Null if there is none: for kinds without storage, and between `Tribool` and numbers.
 LaneConversion laneConversion(CpuElementKind to, CpuElementKind from);
 
 /// The same for lanes of an array. They are converted to `registerKind(from)`, which keeps every

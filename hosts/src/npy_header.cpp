@@ -198,7 +198,7 @@ std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
     std::vector<unsigned char> bytes;
     bool isMore = true;
     while (isMore && bytes.size() < wanted) {
-        // The header may promise more than the file has: memory grows with what is there.
+        // The header may promise more than the file has, so memory grows with what was read.
         const std::size_t had = bytes.size();
         const std::uint64_t step = std::min<std::uint64_t>(wanted - had, had + (1 << 16));
         bytes.resize(had + static_cast<std::size_t>(step));

@@ -35,7 +35,7 @@ std::uint64_t bytesOf(CpuElementKind kind, const std::vector<std::int64_t>& shap
         if (size < 0)
             throw std::invalid_argument("an array cannot have a negative size");
         if (size != 0 && entries > (std::uint64_t{1} << 60) / static_cast<std::uint64_t>(size))
-            throw std::invalid_argument("an array cannot have so many entries");
+            throw std::invalid_argument("an array cannot have that many entries");
         entries *= static_cast<std::uint64_t>(size);
     }
     return entries * static_cast<std::uint64_t>(elementSize(kind));

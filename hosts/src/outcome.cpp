@@ -1,4 +1,4 @@
-// What came of a program, in a sentence for a person.
+// Describes the outcome of `configure` or `evaluate` in a sentence for a person.
 #include <fenlethosts/outcome.h>
 #include <fenletir/verify.h>
 
@@ -81,7 +81,7 @@ std::string entryInWords(const char* sort, const std::vector<Entry>& pool, std::
     return words + " " + std::to_string(number);
 }
 
-/// What brings the step's values in from the host, empty for a step that needs no provider.
+/// The provider of the step's values, in words; empty for a step that needs no provider.
 std::string providerInWords(const FenletProgram& program, const Interpreter::Step& step) {
     switch (step.op) {
     case OpCode::LoadField:
@@ -112,10 +112,10 @@ bool hasUnequalOperands(const FenletProgram& program, const Instruction& instruc
            multiplicities[1] != 1;
 }
 
-/// The finding about what `configure` stumbled over. It goes through the program several times and
-/// stops at the first fault, so that the first finding with its code is about that one. The code
-/// for multiplicities alone comes from two such passes: unequal operands are refused before any
-/// other mismatch in an instruction.
+/// The finding that explains why `configure` refused. It goes through the program several times and
+/// stops at the first fault, so the first finding with its code is the one. Only the code for
+/// multiplicities can come from two of these passes: unequal operands are refused before any other
+/// mismatch in an instruction.
 std::optional<Finding> findCulprit(const FenletProgram& program, ExecRefusal refusal) {
     std::vector<Finding> findings = verifyProgram(program);
     const auto fits = [&](const Finding& finding) {
@@ -168,7 +168,7 @@ long long blockCount(const Interpreter& interpreter, long long count) {
     return stride < 1 || count < 1 ? 0 : (count - 1) / stride + 1;
 }
 
-/// Block `number` of the run, if it has so many. Element numbers wrap as those of a run do.
+/// Block `number` of the run, if it has that many. Element numbers wrap around, as in a run.
 std::optional<Block> blockAt(const Interpreter& interpreter, const EvaluateCall& call,
                              std::uint64_t number) {
     const long long blocks = blockCount(interpreter, call.count);

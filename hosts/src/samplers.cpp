@@ -11,7 +11,7 @@
 namespace Fenlet {
 namespace {
 
-/// The most components of a sample; so many have room on the stack.
+/// The most components of a sample. Samples are computed on the stack.
 constexpr std::size_t sampleComponents = 16;
 
 bool isNumeric(CpuElementKind kind) {

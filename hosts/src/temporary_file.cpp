@@ -22,8 +22,8 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
-/// What the names of all temporary files for `target` begin with. A long name is shortened, so that
-/// there is room for the rest; it is not cut within a UTF-8 character.
+/// The beginning of the names of all temporary files for `target`. A long name is shortened to
+/// leave room for the rest, but not within a UTF-8 character.
 std::string nameStem(const std::string& target) {
     constexpr std::size_t longest = 200;
     std::string stem = target.substr(target.rfind('/') + 1);
@@ -74,7 +74,7 @@ bool isLockedByAnother(int descriptor) {
 /// open for writing, so that comes first.
 int openToLock(const std::string& path) {
     for (const int access : {O_RDWR, O_RDONLY, O_WRONLY}) {
-        // Follows no link and waits for no pipe that happens to have the name.
+        // Does not follow a link and does not wait for a pipe that happens to have the name.
         const int descriptor = open(path.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (descriptor >= 0 || errno != EACCES)
             return descriptor;

@@ -9,14 +9,15 @@ namespace Fenlet {
 /// A new file in the folder of `target`, locked as long as this object exists.
 ///
 /// Where the system allows it, the file has no name until it is finished, so that nothing remains
-/// of it if the process is killed. A file with a name remains then, but unlocked: the next
-/// `removeLeftovers` for the same target removes it.
+/// of it if the process is killed. Elsewhere it has a name from the start. If the process is
+/// killed, such a file remains without a lock, and the next `removeLeftovers` for the same target
+/// removes it.
 class TemporaryFile {
   public:
     enum class Named { WhenFinished, FromTheStart };
 
-    /// Opens the file. If that fails, `handle()` is null and errno has the reason. A file that is
-    /// to be named when it is finished is named from the start where the system cannot do better.
+    /// Opens the file. If that fails, `handle()` is null and errno has the reason. Names it at once
+    /// if that is asked for, or if the system has no files without a name.
     TemporaryFile(std::string newTarget, Named when);
     /// Removes the file unless `replaceTarget` succeeded.
     ~TemporaryFile();
@@ -27,11 +28,11 @@ class TemporaryFile {
     std::FILE* handle() const { return file; }
 
     /// Closes the handle, gives the file the mode and the owner of a file that is already at the
-    /// target, and names it. Returns 0, or the system's reason why this failed. A write that
-    /// failed is reported by every call; what else went wrong is tried again.
+    /// target, and names it. Returns 0, or the system's reason why this failed. After a failed
+    /// write every further call fails, too; anything else that failed is tried again.
     int finish();
 
-    /// Renames the finished file to the target. Returns 0, also if that was done before, or the
+    /// Renames the finished file to the target. Returns 0, even if that was done before, or the
     /// system's reason why this failed; it may be tried again then.
     int replaceTarget();
 

@@ -19,8 +19,8 @@ void UniformTable::set(std::int32_t index, Constant value) {
     if ((!value.reals.empty() && !value.integers.empty()) || value.multiplicity < 1 ||
         static_cast<std::size_t>(value.multiplicity) != components)
         throw std::invalid_argument(
-            "a uniform's value must have as many components as it says, all of "
-            "one sort");
+            "a uniform's value must have as many components as its multiplicity "
+            "says, all of one sort");
     const auto place = static_cast<std::size_t>(index);
     if (place >= entries.size())
         entries.resize(place + 1);

@@ -94,7 +94,7 @@ class RegisterFile {
     /// Layout of register `number`, which must exist.
     const RegisterSlot& slotOf(int number) const { return slots[static_cast<std::size_t>(number)]; }
 
-    /// Bytes of all areas together, with what aligns them.
+    /// Bytes of all areas together, including padding.
     std::size_t byteCount() const { return storage.size(); }
 
     /// Elements that fit into every area; 0 if nothing is laid out.

@@ -11,8 +11,8 @@ namespace Fenlet {
 namespace {
 
 /// Makes every element of every register valid, so that nothing carries over from the block before.
-/// A register known to be valid is left alone: it is so for at least as many elements, as blocks
-/// never grow within a run.
+/// Skips registers that are known to be valid: blocks never grow within a run, so this holds for
+/// all elements of the new block.
 void beginBlock(RegisterFile& registers, BlockKnowledge& known) {
     const auto length = static_cast<std::size_t>(registers.liveElements());
     known.makeAllValid(registers.registerCount(),
@@ -26,7 +26,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
                            BlockSink& sink) {
     if (!configured)
         return false;
-    // After an exception out of `configure` there may be no room for a block.
+    // If `configure` threw, there may be no room for a block.
     long long stride = registers.elementCapacity();
     if (stride < 1)
         return false;
@@ -53,7 +53,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
                 return false;
             stride = std::min<long long>(stride, registers.elementCapacity());
         }
-        // The sink or a provider may also have run steps that are not of this run.
+        // The sink or a provider may also have run steps that do not belong to this run.
         if (planNumber != plan || stepsExecuted != stepsAfterBlock)
             known.startOver(registerFacts);
     }

@@ -63,7 +63,7 @@ const std::int64_t* indicesOf(const StepFrame& frame) {
         countUp(reinterpret_cast<unsigned char*>(frame.block.elementIndices),
                 frame.block.blockStart, frame.block.count);
     else if (step.operandKinds[0] == CpuElementKind::Int64 && step.operands[0] != step.result)
-        // The cast by way of void is safe: every register begins on a cache line.
+        // The cast through void is safe: every register begins on a cache line.
         return static_cast<const std::int64_t*>(
             static_cast<const void*>(frame.resolved.operands[0]));
     else

@@ -33,8 +33,8 @@ struct ResolvedStep {
     };
 };
 
-/// Looks up what `step` needs, with kernels of the instruction set in use now. Any step will do:
-/// what it names and does not exist is null.
+/// Looks up what `step` needs, with kernels of the instruction set in use now. Accepts any step:
+/// whatever it names that does not exist is null.
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers);
 
 /// Does the same for all steps of a plan. `resolved` must be empty and have the capacity, so that

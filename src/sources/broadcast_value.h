@@ -20,7 +20,7 @@ struct BlockScratch {
 bool broadcastValue(void* destination, CpuElementKind kind, const void* value, int count,
                     int multiplicity);
 
-/// As `broadcastValue`. If `isAlike`, all elements of `destination` already have the same
+/// Like `broadcastValue`. If `isAlike`, all elements of `destination` already have the same
 /// components. Nothing is written if those are the components of `value`, as in every block after
 /// the first.
 bool updateBroadcast(void* destination, CpuElementKind kind, const void* value, int count,

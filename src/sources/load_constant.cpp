@@ -53,7 +53,8 @@ bool materialise(const Constant& constant, CpuElementKind kind, unsigned char* s
     return false;
 }
 
-/// As `broadcastValue`, for a register of more components than the scratch has. The rest is zero.
+/// Like `broadcastValue`, for a register of more components than the scratch has room for. The
+/// others become zero.
 bool broadcastPadded(unsigned char* result, CpuElementKind kind, const BlockScratch& scratch,
                      int count, int multiplicity) {
     const auto componentBytes = static_cast<std::size_t>(elementSize(kind));

@@ -1,5 +1,4 @@
-// The bytes of an input mean a program and a block size. Reads any bytes, and writes the bytes of a
-// given program.
+// Decodes an input of any bytes into a program and a block size, and encodes a given program.
 #pragma once
 
 #include <fenletir/program.h>

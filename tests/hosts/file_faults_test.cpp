@@ -237,7 +237,7 @@ void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goO
         },
         attempt,
         [&](auto& one) {
-            // The message that there was no memory for comes with the next attempt.
+            // The next attempt gives the message that there was no memory for.
             attempt(one);
             EXPECT_EQ(one->failure, words);
             goOn(one->subject);

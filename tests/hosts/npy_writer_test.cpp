@@ -161,9 +161,9 @@ TEST_F(NpyWriterTest, RefusesArraysThatCannotBe) {
     EXPECT_EQ(refusal(wide, {3, -1}), "an array cannot have a negative size");
     EXPECT_EQ(refusal(wide, {0, -1}), "an array cannot have a negative size");
     EXPECT_EQ(refusal(wide, {most}), "(is written)");
-    EXPECT_EQ(refusal(wide, {most + 1}), "an array cannot have so many entries");
+    EXPECT_EQ(refusal(wide, {most + 1}), "an array cannot have that many entries");
     EXPECT_EQ(refusal(wide, {std::int64_t{1} << 32, std::int64_t{1} << 32}),
-              "an array cannot have so many entries");
+              "an array cannot have that many entries");
     EXPECT_EQ(refusal(wide, Shape(32, 1)), "(is written)");
     EXPECT_EQ(refusal(wide, Shape(33, 1)), "an array cannot have more than 32 dimensions");
     EXPECT_EQ(folder.names(), Names{});

@@ -1,4 +1,4 @@
-// What came of a program, in words: every refusal, the sink's stop, and success.
+// The outcome of a program in words: every refusal, the sink's stop, and success.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 

@@ -131,8 +131,8 @@ class TemporaryFileTest : public testing::TestWithParam<Named> {
   protected:
     std::string target() const { return folder.path("file"); }
 
-    /// Runs `work` in a process of its own up to where it has `reached` called, and kills it there.
-    /// `meanwhile` runs in this process before that.
+    /// Runs `work` in another process until it calls `reached`, and kills that process there.
+    /// Before that, `meanwhile` runs in this process.
     static void killIn(
         const std::function<void(const std::function<void()>& reached)>& work,
         const std::function<void()>& meanwhile = [] {}) {
@@ -310,7 +310,7 @@ TEST_P(TemporaryFileTest, OfANameThatIsTakenGetsTheNext) {
     EXPECT_EQ(folder.read("file"), "");
 }
 
-// What has no such name is somebody's own, and so is what is no plain file.
+// Files with other names, and whatever is not a plain file, belong to somebody else.
 TEST(Leftovers, AreOnlyFilesOfTheseNames) {
     const TemporaryFolder folder;
     const Names others = {"file",

@@ -13,7 +13,8 @@ namespace {
 using Builder = ProgramBuilder;
 
 /// The message with which `call` is refused on a new bench. It is the same whether it is thrown or
-/// returned by `build()`. A call that throws leaves the program unchanged; otherwise there is none.
+/// returned by `build()`. A call that throws leaves the program unchanged; after one that
+/// reports, there is none.
 template <class Call>
 std::string refused(Call&& call) {
     Bench throwing(Builder::OnError::Throw);
@@ -214,19 +215,23 @@ TEST(BuilderRefuses, ToMakeTruthOfNumbersAndNumbersOfTruth) {
 }
 
 TEST(BuilderRefuses, NegateAndLengthOfKindsWithoutAKernel) {
-    const std::string rest = " has no kernel; use Int8, Int16, Int32, Half, Float32 or Float64";
+    const std::string rest = "; use Int8, Int16, Int32, Half, Float32 or Float64";
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index); }),
-              "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Int64" +
+              "instruction 14 (Negate): there is no kernel for register %0 \"index\" (Int64, 1 "
+              "component) into Int64" +
                   rest);
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.negate(b.index, Format::Float64); }),
-              "instruction 14 (Negate): register %0 \"index\" (Int64, 1 component) into Float64" +
+              "instruction 14 (Negate): there is no kernel for register %0 \"index\" (Int64, 1 "
+              "component) into Float64" +
                   rest);
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.length(b.truth2); }),
-              "instruction 14 (Length): register %2 \"truth2\" (Tribool, 2 components) into "
+              "instruction 14 (Length): there is no kernel for register %2 \"truth2\" (Tribool, 2 "
+              "components) into "
               "Tribool" +
                   rest);
     EXPECT_EQ(refused([](Builder& p, Bench& b) { return p.length(b.real3, Format::Int64); }),
-              "instruction 14 (Length): register %11 \"real3\" (Float32, 3 components) into "
+              "instruction 14 (Length): there is no kernel for register %11 \"real3\" (Float32, 3 "
+              "components) into "
               "Int64" +
                   rest);
 }

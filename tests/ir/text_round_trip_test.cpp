@@ -125,7 +125,7 @@ TEST(ProgramText, HasNoByteThatDisturbsATerminal) {
         }
 }
 
-/// The processor time to build, write and read a program of so many lines.
+/// The processor time to build, write and read a program of that many lines.
 std::clock_t timeOfLines(int lines) {
     const std::clock_t begin = std::clock();
     ProgramBuilder builder;

@@ -68,7 +68,7 @@ class Promise {
     bool refusedInRun = false;
 
   private:
-    // A refusal hides those after it, so each instruction is also planned alone.
+    // A refusal hides later ones, so each instruction is also planned alone.
     std::string refusedForAReason(int blockSize) {
         if (isSound(findings))
             return "refused without a finding: " + inWords(interpreter);

@@ -57,7 +57,7 @@ class Draw {
     std::uint64_t state;
 };
 
-/// Bits of the values of a kind that deserve a test; those of `Tribool` hold stray bytes too.
+/// Bits of the special values of a kind; those of `Tribool` hold stray bytes too.
 inline const std::vector<std::uint64_t>& specialBits(CpuElementKind kind) {
     static const std::vector<std::uint64_t> none{0};
     static const std::vector<std::uint64_t> tribools{0, 1, 255, 2, 42, 127, 128, 254};

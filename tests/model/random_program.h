@@ -66,10 +66,10 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
   public:
     explicit RandomHost(const Case& run);
 
-    /// As field 0, for callers without an evaluator.
+    /// Like field 0, for callers without an evaluator.
     bool read(const FieldRead& request) override { return readField(0, request); }
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
-    /// As sampler 0, for callers without an evaluator.
+    /// Like sampler 0, for callers without an evaluator.
     bool sample(const void* coordinates, CpuElementKind coordinateKind, int coordinateMultiplicity,
                 void* values, CpuElementKind valueKind, int valueMultiplicity,
                 unsigned char* validity, int count) override {

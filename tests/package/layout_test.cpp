@@ -1,6 +1,6 @@
 // Pins the layout of the records and the numbers of the enumerations that cross library boundaries:
 // code built against one version of these headers must not misread another's. Most of it tests by
-// compiling; what stands where in a class with private fields is seen through its references.
+// compiling. The layout of private fields is tested through references that the class returns.
 #include <fenletexec/interpreter.h>
 #include <fenletir/number_fit.h>
 #include <fenletir/program.h>
@@ -93,7 +93,7 @@ static_assert(sizeof(FieldBinding) == sizeof(std::string));
 static_assert(sizeof(UniformDeclaration) == sizeof(std::string));
 static_assert(sizeof(SamplerDeclaration) == sizeof(std::string));
 
-// The registers stand between the instructions and the pools.
+// The registers lie between the instructions and the pools.
 static_assert(std::is_standard_layout_v<FenletProgram>);
 static_assert(ascending({offsetof(FenletProgram, instructions), offsetof(FenletProgram, registers),
                          offsetof(FenletProgram, constants), offsetof(FenletProgram, fields),
@@ -198,7 +198,7 @@ TEST(InterpreterLayout, HasThePlanAndTheRegistersInTheirPlaces) {
               static_cast<std::ptrdiff_t>(offsetof(InterpreterFields, registers)));
 }
 
-/// A field that stands at `offset` bytes in the object and that nothing gives out.
+/// The field at `offset` bytes in the object, for private fields that no function returns.
 template <class Field, class Object>
 Field fieldAt(const Object& object, std::size_t offset) {
     Field field;

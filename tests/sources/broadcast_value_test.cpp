@@ -12,7 +12,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned char guard = 0xEE;
 
-// Every byte pattern passes through, so the values are bytes that no kind gives a meaning to.
+// Every byte pattern passes through unchanged, so these bytes need no meaning in any kind.
 Bytes valueOf(std::size_t bytes) {
     Bytes value(bytes);
     for (std::size_t i = 0; i < bytes; ++i)

@@ -480,7 +480,7 @@ TEST_F(FenletCommand, CountsTheElementsItself) {
               "no field says how many elements there are; give --count");
     EXPECT_EQ(refusedRun("v : f64x3 = LoadConstant (1.0, 2.0, 3.0)\n",
                          {"--out", "v=v.npy", "--count", "1152921504606846976"}),
-              "v.npy: an array cannot have so many entries");
+              "v.npy: an array cannot have that many entries");
 }
 
 TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {

@@ -3,7 +3,7 @@
 // belong to none, MemorySanitizer reports it when the values reach a provider or the sink, or
 // decide a branch.
 //
-// The program has a host of its own and uses no streams: the C++ library is not instrumented, so
+// The program has its own host and uses no streams: the C++ library is not instrumented, so
 // whatever it writes would count as uninitialised.
 #include "kernels/target/sets.h"
 #include "model/random_program.h"

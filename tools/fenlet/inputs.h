@@ -43,7 +43,7 @@ class Inputs {
     /// uniform that does not fit into its register's format is only a warning.
     void check(bool isForced) const;
 
-    /// The number of elements of the fields; none if there is no field.
+    /// The number of elements of the fields; empty if there is no field.
     std::optional<long long> elementCount() const { return count; }
 
     Fenlet::Bindings bindings();

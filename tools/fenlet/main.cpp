@@ -53,10 +53,9 @@ constexpr const char* runOptions = R"(
 
 constexpr const char* files = R"(
 Files are .npy arrays of bool, of integers (8 to 64 bits, unsigned up to 32) or of floats (16, 32 or
-64 bits), in either byte order. NAME is a name in the program. What has no unique name is called by
-its number: %7 for a register, @0 for a field, uniform or sampler. Elements without a value are
-written as NaN, 0 or false. The output files appear together when the run is complete; an output may
-replace an input.
+64 bits), in either byte order. NAME is a name in the program, or a number: %7 for a register, @0 for
+a field, uniform or sampler. Elements without a value are written as NaN, 0 or false. The output
+files appear together when the run is complete; an output may replace an input.
 
   fenlet run shade.fenlet --field height=dem.npy --uniform sun=0.5,0,1 --out shade=shade.npy
 )";
@@ -148,7 +147,7 @@ void admit(const ParseResult& text, const std::string& path, bool isForced) {
     throw std::runtime_error(nameOf(path) + ": not run: " + reason);
 }
 
-/// The findings are the answer of this command, so that they go to standard output.
+/// The findings are the answer of this command, so they go to standard output.
 int check(const std::string& path) {
     const ParseResult text = readProgram(path);
     return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;
@@ -213,12 +212,13 @@ int main(int argumentCount, char** arguments) {
     assignments("--mask", options.masks, "NAME=FILE",
                 "write which elements of a register have a value");
     running
-        ->add_option("--count", options.count, "evaluate N elements; by default, all of the fields")
+        ->add_option("--count", options.count,
+                     "evaluate the first N elements; by default, all elements of the fields")
         ->type_name("N")
         ->check(CLI::Range(0LL, 1LL << 60).description(""));
     for (CLI::App* const sub : {running, timing}) {
         sub->add_option("--block", options.blockSize,
-                        "elements per block; by default, what suits the program")
+                        "elements per block; by default, a size that suits the program")
             ->type_name("N")
             ->check(CLI::Range(1, 1 << 20).description(""));
         sub->add_flag("--force", options.isForced, "go on even if the results would be wrong");

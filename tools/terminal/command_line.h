@@ -16,8 +16,8 @@ inline std::string oneLine(std::string text) {
     return text;
 }
 
-/// Accepts the finite numbers that `accepts` does; `words` describes them. Text that is not a
-/// number is left to the option to refuse.
+/// Accepts the finite numbers that `accepts` accepts; `words` describes them. If a text is not a
+/// number, the option itself refuses it.
 template <class Accepts>
 CLI::Validator finiteNumber(const std::string& words, Accepts accepts) {
     const auto check = [words, accepts](const std::string& text) {
@@ -49,8 +49,9 @@ inline CLI::Validator fileName() {
         "");
 }
 
-/// Reads the options. If the program has to end, because the help was printed or an argument is
-/// wrong (which one line on standard error says), returns what `main` has to return.
+/// Reads the options. If the program has to end, because it printed the help or an argument is
+/// wrong, returns the exit status for `main`. A wrong argument is reported in one line on standard
+/// error.
 inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char** arguments) {
     app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
         return oneLine(failed->get_name() + ": " + error.what()) + "\n";

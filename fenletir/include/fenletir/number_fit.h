@@ -12,7 +12,7 @@ namespace Fenlet {
 /// Why a number does not fit into a format.
 enum class NumberFit : std::int32_t {
     Fits = 0,
-    NoNumber = 1,   ///< the format is Tribool or no format, or the number is a NaN for integers
+    NoNumber = 1,   ///< the format has no numbers, or it has only integers and the value is a NaN
     OutOfRange = 2, ///< beyond the format's range; a float would become infinite
     Fraction = 3,   ///< not whole, and the format is one of integers
     Inexact = 4,    ///< whole, and the format has only numbers near it
@@ -23,9 +23,8 @@ enum class NumberFit : std::int32_t {
 /// - Whole numbers within its range fit into an integer format. -0.0 is such a number.
 /// - Infinities, NaNs and fractions that do not round to an infinity fit into a float format.
 /// - Whole numbers fit into a float format only if it holds them exactly: 16777217 does not fit
-/// into
-///   Float32. Real numbers of magnitude 2^53 or more, such as 1e30, are exempt: at this size all of
-///   them are whole, so being whole does not mean that the exact value matters.
+/// into Float32. Real numbers of magnitude 2^53 or more, such as 1e30, are exempt: at this size all
+/// of them are whole, so being whole does not mean that the exact value matters.
 FENLETIR_API NumberFit fitOfInteger(std::int64_t value, RegisterFormat format);
 FENLETIR_API NumberFit fitOfReal(double value, RegisterFormat format);
 

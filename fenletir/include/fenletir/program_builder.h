@@ -94,8 +94,8 @@ class FENLETIR_API ProgramBuilder {
     /// its nearest number. Any other number that `format` cannot hold is refused; `fitOfReal`
     /// decides.
     Register constant(Format format, const std::vector<double>& components);
-    /// A constant of 1 to `mostScratchComponents` whole numbers, also of those that a double cannot
-    /// hold. A number that `format` cannot hold is refused; `fitOfInteger` decides.
+    /// A constant of 1 to `mostScratchComponents` whole numbers, including those that a double
+    /// cannot hold. A number that `format` cannot hold is refused; `fitOfInteger` decides.
     Register integerConstant(Format format, const std::vector<std::int64_t>& components);
     /// A constant of one truth value. There are no constants of several.
     Register truthConstant(Truth value);

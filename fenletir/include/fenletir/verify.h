@@ -15,7 +15,7 @@ enum class FindingClass : std::int32_t {
     Refused = 0,          ///< a backend refuses to plan the program
     RefusedInRun = 1,     ///< a backend refuses the first block: it has no kernel for these formats
     OutsideItsArea = 2,   ///< the program runs, but reads or writes outside its registers
-    ProbablyAMistake = 3, ///< the program runs safely, but is hardly what was meant
+    ProbablyAMistake = 3, ///< the program runs safely, but probably not as it was meant
 };
 
 /// What a finding is about. The first six have the numbers of a backend's refusals.
@@ -30,7 +30,7 @@ enum class FindingCode : std::int32_t {
     ReadsPastOperand = 100, ///< reads more components of an operand than it has
     WritesPastResult = 101, ///< writes more components than the result has
 
-    NeverWritten = 200,     ///< a register is read or is an output, but is not written before
+    NeverWritten = 200,     ///< a register is read, or is an output, but nothing has written it
     NeverRead = 201,        ///< a result is not used and is not an output
     MirrorComparison = 202, ///< a comparison that would be accepted with its sides exchanged
     ConstantWidth = 203,    ///< a constant and its register differ in their number of components

@@ -7,8 +7,8 @@
 namespace Fenlet {
 
 /// A block size for `program` that serves well on most machines: a power of two from 128 to 2,048.
-/// It weighs what each step costs once a block against the caches, which the registers of a long
-/// block do not fit into. Results do not depend on the block size.
+/// Longer blocks share the fixed cost of each step among more elements, but their registers fit
+/// into the caches less well. Results do not depend on the block size.
 ///
 /// Any program may be passed, even one that `Interpreter::configure` refuses. Throws only the
 /// allocator's exception.

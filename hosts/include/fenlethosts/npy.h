@@ -48,9 +48,8 @@ struct NpyArray {
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
 /// A .npy file whose entries stay in the file and are read as they are needed, so that it may be
-/// larger than memory. The entries are read into memory at once if they are not stored as the
-/// storage kind is (other byte order, integers of 8 or 16 bits), or if the path is not a plain
-/// file.
+/// larger than memory. The entries are read into memory at once if they are stored in another way
+/// than in memory (other byte order, integers of 8 or 16 bits), or if the path is not a plain file.
 ///
 /// Nobody may shorten the file while this object exists: the system ends a process that reads
 /// beyond the end of a mapped file.

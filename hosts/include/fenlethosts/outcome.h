@@ -1,4 +1,4 @@
-// What came of a program, in a sentence for a person.
+// Describes the outcome of `configure` or `evaluate` in a sentence for a person.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -20,9 +20,9 @@ struct EvaluateCall {
     bool returned = false;
 };
 
-/// Says in one sentence what came of the last `configure` of `interpreter`, which got `program`. If
-/// the program was refused, the sentence has the refusal's words, the place in the program, and
-/// what would be right there.
+/// Describes in one sentence the outcome of the last `configure` of `interpreter`, which was given
+/// `program`. If the program was refused, the sentence has the refusal's words, the place in the
+/// program, and what would be right there.
 ///
 /// For an interpreter that was never configured it says so. Any program may be passed: if it is not
 /// the one that was refused, the sentence names no place, or the wrong one, and nothing worse
@@ -30,7 +30,7 @@ struct EvaluateCall {
 FENLETHOSTS_API std::string describeOutcome(const Interpreter& interpreter,
                                             const FenletProgram& program);
 
-/// Says in one sentence what came of `call`, the last `evaluate` of `interpreter`:
+/// Describes in one sentence the outcome of `call`, the last `evaluate` of `interpreter`:
 ///
 ///     const EvaluateCall call{0, count, bindings};
 ///     if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
@@ -38,13 +38,13 @@ FENLETHOSTS_API std::string describeOutcome(const Interpreter& interpreter,
 ///
 /// If the run was refused, the sentence has the refusal's words, the step with its registers, the
 /// name of the provider and what was asked of it, and the block with its elements. If the sink
-/// ended the run, it names the block after which that happened. If no plan stands, it says the same
-/// as for `configure`.
+/// ended the run, it names the block after which that happened. If there is no plan, it says the
+/// same as for `configure`.
 ///
-/// `program` is the one that `configure` got, unchanged. Between the start of the call and this
-/// function nobody else may have used the interpreter. If a provider or the sink did so, the
-/// numbers of steps tell nothing: the sentence is then without the place, or names the wrong one if
-/// they look right by chance. Throws only the allocator's exception.
+/// `program` must be the one that `configure` was given, unchanged. Nothing else may use the
+/// interpreter between the start of the call and this function. If a provider or the sink did, the
+/// step counts do not show where the run ended: the sentence then names no place, or by chance a
+/// wrong one. Throws only the allocator's exception.
 FENLETHOSTS_API std::string describeOutcome(const Interpreter& interpreter,
                                             const FenletProgram& program, const EvaluateCall& call);
 

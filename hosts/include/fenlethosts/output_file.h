@@ -11,23 +11,23 @@ namespace Fenlet {
 
 class TemporaryFile;
 
-/// Writes a new file beside the one that it will replace, and takes that file's place when
-/// everything is written. Until then, and if it never comes to that, the old file stays as it was.
+/// Writes a new file beside the one that it will replace. When everything is written, the new file
+/// takes the old one's place. Until then, and if writing fails, the old file stays as it was.
 ///
 /// The new file gets the mode of the file that it replaces, and its owner and group where the
 /// system permits that; if there was none, it gets the mode that the umask leaves. While it is
-/// written it has no name where the system supports this, and is locked in any case. If the process
-/// is killed, nothing is left of it, or a file named after the target with the ending
-/// `.fenlet-*.part`; the next `OutputFile` for the same target removes that. It never removes the
-/// file of a process that still runs.
+/// written it has no name where the system supports this, and is locked in any case. A process that
+/// is killed leaves nothing, or else a file named after the target with the ending
+/// `.fenlet-*.part`; the next `OutputFile` for the same target removes that file. It never removes
+/// the file of a process that still runs.
 ///
-/// The constructor and the words of a `FileError` need memory. If there is none, the allocator's
-/// exception is thrown instead of that error, with the same effect otherwise.
+/// The constructor and the message of a `FileError` need memory. If there is none, the allocator's
+/// exception is thrown instead of that error, with the same effect on the files.
 class FENLETHOSTS_API OutputFile {
   public:
-    /// Follows symbolic links, also those to a file that does not exist yet. Throws `FileError` if
-    /// the file cannot be made, and if the path leads to something other than a plain file, such as
-    /// a device or a folder.
+    /// Follows symbolic links, including those to a file that does not exist yet. Throws
+    /// `FileError` if the file cannot be made, and if the path leads to something other than a
+    /// plain file, such as a device or a folder.
     explicit OutputFile(const std::string& newPath);
     /// Removes the new file unless `keep` succeeded.
     ~OutputFile();

@@ -20,8 +20,8 @@ class FENLETHOSTS_API UniformTable final : public UniformSource {
     ~UniformTable() override;
 
     /// Sets or replaces the value of uniform `index`: `table.set(0, Constant::ofReals({0.5}))`.
-    /// Throws `std::invalid_argument` for a negative number, and for a constant whose number of
-    /// components is not the one that it says. If it throws, the table stays as it was.
+    /// Throws `std::invalid_argument` for a negative number, and for a constant whose
+    /// `multiplicity` is not its number of values. If it throws, the table stays as it was.
     void set(std::int32_t index, Constant value);
 
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;

@@ -9,11 +9,11 @@
 
 namespace Fenlet {
 
-/// The number of an operation is that of the opcode minus that of `OpCode::Add`.
+/// An operation's number is its opcode's number minus that of `OpCode::Add`.
 enum class ArithmeticOp : std::uint32_t { Add = 0, Subtract = 1, Multiply = 2, Divide = 3 };
 
 /// The arguments of a kernel. Each area holds components of its own kind. Areas may overlap: the
-/// result is then that of working lane by lane in ascending order.
+/// result is then as if lanes were processed in ascending order, one at a time.
 ///
 /// Lane (i, c) of the result is at index i * multiplicity + c. It takes its inputs from the same
 /// index of each operand, or from index i of an operand that is a scalar.

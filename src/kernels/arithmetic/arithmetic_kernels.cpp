@@ -80,14 +80,14 @@ struct WordOf<std::int32_t> {
     using Type = std::uint32_t;
 };
 
-/// Whether an operation loads, converts and stores whole vectors, by conversions that compilers do
-/// not find.
+/// Whether an operation loads, converts and stores whole vectors, with conversion instructions that
+/// compilers do not emit for a plain loop.
 template <class Result, class Left, class Right>
 inline constexpr bool isWhole = hasWideOperand<Result, Left>&& hasWideOperand<Result, Right> &&
                                 (isHidden<Result, Left> || isHidden<Result, Right>);
 
-/// The loop of such an operation. The lanes must be independent, or `lanes` 1. The lanes that do
-/// not fill a vector go through one padded with zeros: a separate loop for them would be most of
+/// The loop of such an operation. The lanes must be independent, or `lanes` 1. Lanes left over at
+/// the end are copied into a vector padded with zeros: a separate loop for them would be most of
 /// the code.
 template <template <class> class Operation, class Result, class Left, class Right>
 [[gnu::noinline]] void combineWhole(unsigned char* out, const unsigned char* left,
@@ -115,12 +115,12 @@ template <template <class> class Operation, class Result, class Left, class Righ
 }
 
 /// The loop of an operation between lanes and scalars of the working type, `combineScalars<...>`.
-/// Each scalar meets all components of its element.
+/// Each scalar is combined with all components of its element.
 using ScalarOperation = void (*)(unsigned char* out, const unsigned char* lanes,
                                  const unsigned char* scalars, std::int64_t elements);
 
-/// The lanes must be independent of one another. Scalars are spread within registers; a separate
-/// pass would store and load each of them once more.
+/// The lanes must be independent of one another. Scalars are repeated in registers; a separate pass
+/// would have to store them and load them again.
 template <template <class> class Operation, class T, int multiplicity, bool leftIsScalar>
 [[gnu::noinline]] void combineScalars(unsigned char* out, const unsigned char* lanes,
                                       const unsigned char* scalars, std::int64_t elements) {
@@ -148,10 +148,10 @@ template <template <class> class Operation, class T, int multiplicity, bool left
 
 /// One operand of a call.
 struct Side : Operand {
-    bool isScalar; ///< one lane for each element, which meets every component
+    bool isScalar; ///< one lane for each element, combined with every component
 };
 
-/// A number of lanes as a call without scalars counts it, in 32 bits: see `mostFlatLanes`.
+/// Cuts a number of lanes to 32 bits, as calls without scalars count them: see `mostFlatLanes`.
 std::int64_t countedFlat(std::int64_t lanes) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(lanes));
 }
@@ -166,10 +166,10 @@ struct Call {
     const ArithmeticArgs& args;
     Side left;
     Side right;
-    LaneSpread spread; ///< of the working type, in which a scalar reaches the operation
+    LaneSpread spread; ///< repeats a scalar that has been converted to the working type
     LaneOperation operation;
     ScalarOperation scalarOperation; ///< null where scalars are spread before the operation
-    LaneMap toResult;                ///< null where the operation gives lanes of the result
+    LaneMap toResult;                ///< null if the operation gives lanes of the result's kind
     std::int64_t workingBytes;
     std::int64_t resultBytes;
     bool dividesIntegers;
@@ -448,7 +448,7 @@ bool runFlat(const ArithmeticArgs& args, LaneOperation operation, std::int64_t r
     return true;
 }
 
-/// As `runFlat`, for calls with a scalar.
+/// Like `runFlat`, for calls with a scalar.
 bool runFlatScalars(const ArithmeticArgs& args, ScalarOperation operation, std::int64_t laneBytes) {
     const void* const scalars = args.leftScalar ? args.left : args.right;
     const void* const lanes = args.leftScalar ? args.right : args.left;

@@ -6,7 +6,7 @@
 namespace Fenlet {
 
 /// The arguments for `lanes` bytes of 0 (false), 1 (true) or 255 (unknown). Areas may overlap: the
-/// result is then that of working lane by lane in ascending order.
+/// result is then as if lanes were processed in ascending order, one at a time.
 struct LogicArgs {
     unsigned char* result;
     const unsigned char* left;

@@ -80,7 +80,8 @@ bool lanesIndependent(const IsTrueArgs& args, std::int64_t lanes) {
     return lanesAreIndependent(result, {args.operand, lanes, 1}) && validityFits;
 }
 
-/// `elements` elements from `element` on. Only a single element may have more lanes than a tile.
+/// Tests `elements` elements, starting at `element`. Only a single element may have more lanes than
+/// a tile.
 void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t elements, Pace pace) {
     const std::int64_t multiplicity = args.multiplicity;
     Tile<Tribool> repeated;
@@ -97,7 +98,7 @@ void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t ele
                                   atMost(pace.lanes, lanes - done));
 }
 
-/// All elements are valid, so only the bytes count.
+/// For calls in which all elements are valid, so that only the operand's bytes decide.
 void isTrueThroughout(const IsTrueArgs& args, std::int64_t lanes) {
     const bool independent = lanesIndependent(args, lanes);
     const std::int64_t pace = independent ? lanes : 1;
@@ -113,7 +114,7 @@ void runIsTrue(const IsTrueArgs& args) {
         isTrueThroughout(args, lanes);
     } else if (lanes > 0) {
         Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
-        // Nothing is repeated, so no tiles are needed.
+        // With one component validity is not repeated, so no tiles are needed.
         if (pace.elements > 1 && args.multiplicity == 1)
             pace = {lanes, lanes};
         for (std::int64_t element = 0; element < args.count; element += pace.elements)

@@ -10,7 +10,7 @@
 namespace Fenlet {
 
 /// The arguments of a kernel. The operands hold components of their own kinds. Areas may overlap:
-/// the result is then that of working lane by lane in ascending order.
+/// the result is then as if lanes were processed in ascending order, one at a time.
 ///
 /// Component (i, c) of the result is at index i * multiplicity + c. It compares the same index of
 /// both operands, or index i of a right operand that is a scalar.
@@ -23,7 +23,7 @@ struct ComparisonArgs {
     std::int32_t count;
     std::int32_t multiplicity; ///< of the result
     bool rightScalar;
-    std::uint32_t predicate; ///< the opcode's number less that of `OpCode::Less`
+    std::uint32_t predicate; ///< the opcode's number minus that of `OpCode::Less`
 };
 
 /// Runs the kernel for these two kinds. Returns false, and touches nothing, if there is none. Every

@@ -94,7 +94,7 @@ struct UnknownWhereEitherIsInvalid {
     }
 };
 
-/// All bits of unknown are set, and the mark of a valid element is 0.
+/// Marks unknown lanes. An OR is enough: unknown has all bits set, and a valid element's mark is 0.
 struct PutMark {
     using Left = unsigned char;
     using Right = unsigned char;
@@ -104,11 +104,11 @@ struct PutMark {
     }
 };
 
-/// What a kernel does.
+/// One kernel: how it converts, repeats and compares lanes.
 struct Recipe {
     LaneMap leftToWorking;
     LaneMap rightToWorking;
-    LaneSpread spread; ///< of what the loop takes on the right
+    LaneSpread spread; ///< repeats a scalar right operand, in the type that `compare` reads
     LaneOperation compare;
     std::int64_t leftBytes;
     std::int64_t rightBytes;

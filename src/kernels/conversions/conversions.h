@@ -1,10 +1,10 @@
 // Conversions between storage kinds. All values that change their kind go through here.
 //
 // Integers and floats round to nearest, ties to even, once. Floats are truncated toward zero to
-// become integers; a float without such an integer (NaN, infinite, out of range) becomes the most
-// negative one. `Half` is IEEE 754 binary16. There are no branches, so that loops work on several
-// lanes at a time, and nothing depends on what a processor does with a value that does not fit. The
-// floating-point environment must be the default one.
+// become integers; NaN, infinities and floats out of range become the most negative integer. `Half`
+// is IEEE 754 binary16. There are no branches, so that loops work on several lanes at a time, and
+// nothing depends on what a processor does with a value that does not fit. The floating-point
+// environment must be the default one.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -66,7 +66,7 @@ inline Half float32ToHalf(float value) {
     return {static_cast<std::uint16_t>(sign | result)};
 }
 
-/// As `float32ToHalf`, rounding the binary64 value itself, once.
+/// Like `float32ToHalf`, but rounds the binary64 value directly, once.
 inline Half float64ToHalf(double value) {
     const auto bits = bitCast<std::uint64_t>(value);
     const auto low = static_cast<std::uint32_t>(bits);
@@ -97,8 +97,9 @@ inline Half integerToHalf(Integer value) {
     return float32ToHalf(static_cast<float>(clamped));
 }
 
-/// Truncates toward zero. A value without such an integer gives the most negative one. The range is
-/// tested before the cast, since the cast of a value that does not fit differs between processors.
+/// Truncates toward zero. NaN, infinities and values out of range give the most negative integer.
+/// The range is tested before the cast, since processors differ in how they cast a value that does
+/// not fit.
 template <class Integer, class Float>
 inline Integer truncate(Float value) {
     // The magnitude of the least integer, a power of two, is exact in both float kinds. The

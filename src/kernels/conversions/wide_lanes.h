@@ -1,6 +1,6 @@
 // Vectors of operands and results, with the conversion instructions of the set. Compilers do not
-// find these instructions, because the conversion of a float that does not fit an integer is
-// undefined to them.
+// emit these instructions for plain loops: C++ leaves the cast of a float that does not fit an
+// integer undefined, so plain loops must test the range first.
 #pragma once
 
 #include "kernels/conversions/working.h"
@@ -110,7 +110,7 @@ inline constexpr bool hasWideOperand = requires {
     WideOperand<Result, From>::load(nullptr);
 };
 
-/// Conversions whose instructions compilers do not find.
+/// Conversions whose instructions compilers do not emit for plain loops.
 template <class Result, class From>
 inline constexpr bool isHidden = isSame<Result, Half> || isSame<From, Half> ||
                                  (isSame<Result, std::int32_t> && !isInteger<From>);

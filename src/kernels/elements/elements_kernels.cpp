@@ -18,7 +18,8 @@ VectorOf<std::uint64_t> ascending(std::uint64_t first) {
     (numbersBelow<lanesOfVector<std::uint64_t>>);
 }
 
-// Four vectors at a time: with one, as compilers would do it, the loop takes as long as the stores.
+// Four vectors at a time. With one at a time, as compilers would do it, counting takes as long as
+// storing.
 void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
     using Number = std::uint64_t;
     constexpr int lanes = lanesOfVector<Number>;
@@ -60,7 +61,7 @@ bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
             std::memcpy(&numbers, indices + i + part * lanes, sizeof numbers);
             breaks |= numbers ^ (expected + Number{static_cast<Number>(part * lanes)});
         }
-        // Scattered numbers usually show early.
+        // If the numbers are scattered, that usually shows early.
         if (isAnySet(bitCast<ByteVector>(breaks)))
             return false;
         expected += Number{lanes * together};

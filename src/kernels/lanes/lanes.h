@@ -38,7 +38,7 @@ inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read)
 }
 
 /// Applies a map with instructions that only this set has, starting with the first lane, and
-/// returns how many lanes it did. Most maps have no such instructions.
+/// returns how many lanes it has processed. Most maps have no such instructions.
 template <class Map>
 struct WideRun {
     static std::int64_t run(unsigned char*, const unsigned char*, std::int64_t) { return 0; }

@@ -25,8 +25,8 @@ struct OthersThanOne {
     static bool areIn(const ByteVector& seen) { return isAnySet(seen); }
 };
 
-/// Whether none of `count` bytes is one that `Sought` looks for; a 1 never is. It decides after
-/// every four vectors, since what it looks for often comes early.
+/// Whether `Sought` finds none of `count` bytes. It must not look for 1, which pads the last
+/// vector. Tests after every four vectors, since such a byte often comes early.
 template <class Sought>
 [[gnu::noinline]] bool hasNone(const unsigned char* bytes, std::int64_t count) {
     const auto seen = [bytes](std::int64_t i) {

@@ -24,9 +24,9 @@ struct Tile {
     alignas(64) unsigned char bytes[static_cast<std::size_t>(tileLanes) * sizeof(Lane)];
 };
 
-/// How many elements and lanes a call takes at a time. `elements` is for the shapes that broadcast
-/// an operand; `lanes` is for the lanes of those elements. Both are 1 where lanes depend on one
-/// another, which gives lane order.
+/// How many elements or lanes a loop processes at a time. Loops over elements use `elements`, and
+/// loops over the lanes of these elements use `lanes`. Both are 1 if lanes depend on one another,
+/// so that they are processed in order.
 struct Pace {
     std::int64_t elements;
     std::int64_t lanes;
@@ -39,7 +39,7 @@ inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
     if (multiplicity == 1)
         return {tileLanes, tileLanes};
     const std::int64_t elements = tileLanes / multiplicity;
-    // Whole vectors, if there is room for them.
+    // A multiple of 64 elements fills whole vectors.
     if (elements >= 64)
         return {elements / 64 * 64, tileLanes};
     return {elements > 0 ? elements : 1, tileLanes};
@@ -55,8 +55,8 @@ struct Piece {
     std::int64_t length;
 };
 
-/// All pieces of `count` elements or lanes, for a loop over them. Each has `pace` of them, and the
-/// last one what remains.
+/// Cuts `count` elements or lanes into pieces for a range-based `for`. Each piece has `pace` of
+/// them, except that the last one has what remains.
 struct Pieces {
     std::int64_t count;
     std::int64_t pace;
@@ -83,12 +83,12 @@ inline UnsignedOfSize<times> repeated(std::uint8_t value) {
         return twice | twice << 16;
 }
 
-// Compilers do not find the best loop for every size.
+// Repeats lanes with a shuffle of vectors where the set has a suitable one.
 template <class Lane, int multiplicity>
 [[gnu::noinline]] void spreadFixed(unsigned char* out, const unsigned char* in,
                                    std::int64_t elements) {
     constexpr bool fitsInteger = sizeof(Lane) == 1 && (multiplicity == 2 || multiplicity == 4);
-    // 16-byte registers have no instruction for arbitrary orders of small lanes.
+    // With 16-byte registers there is no instruction that shuffles small lanes into any order.
     constexpr bool isWide = multiplicity > 1 && (sizeof(Lane) > 2 || vectorBytes > 16);
     constexpr std::int64_t laneBytes = sizeof(Lane);
     const std::int64_t done = isWide ? elements - elements % lanesOfVector<Lane> : 0;

@@ -1,5 +1,5 @@
 // Vectors of lanes, as wide as the registers of the set, and the shuffles between elements of one
-// component and elements of several. Compilers do not find these shuffles.
+// component and elements of several. Compilers do not emit these shuffles for plain loops.
 #pragma once
 
 #include "kernels/lanes/lanes.h"

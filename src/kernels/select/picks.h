@@ -1,5 +1,5 @@
-// Picks entries, one by one or many at once, from where their ways lead. A part of
-// select_kernels.cpp.
+// Copies each entry of a Select from the source that its way names, one by one or a vector at a
+// time. A part of select_kernels.cpp.
 #pragma once
 
 #include "kernels/lanes/tiles.h"
@@ -14,7 +14,8 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// Which arm a lane takes, by a byte: one arm, the other, or neither for any other byte.
+/// Decides by way: a lane takes the false arm if its byte is `falseWay`, the true arm if it is
+/// `trueWay`, and otherwise neither.
 template <unsigned char falseWay, unsigned char trueWay>
 struct ByWay {
     template <class Words>
@@ -27,8 +28,8 @@ struct ByWay {
     }
 };
 
-/// The same by the condition of a lane: 1 for one arm, 255 for neither, any other byte for the
-/// other arm.
+/// Decides by condition: a lane takes the true arm if its byte is 1, neither arm if it is 255, and
+/// otherwise the false arm.
 struct ByCondition {
     template <class Words>
     static auto whenTrue(const typename Words::Bytes& conditions) {
@@ -40,10 +41,10 @@ struct ByCondition {
     }
 };
 
-/// The most components of an element that is picked. A larger element is copied as a run.
+/// The most components of an element that is picked. Larger elements are copied as runs.
 constexpr std::int64_t mostPicked = 32;
 
-/// Equal bytes, enough for all entries that are picked together.
+/// Equal bytes, enough for all entries that are picked at once.
 template <unsigned char value, std::int64_t laneBytes>
 struct SameBytes {
     static constexpr std::int64_t lanes = tileLanes > mostPicked ? tileLanes : mostPicked;
@@ -58,7 +59,7 @@ constexpr SameBytes<0, 8> zeros;
 constexpr SameBytes<1, 1> ones;
 constexpr SameBytes<255, 1> unknowns;
 
-/// The area that each way leads to. Entry e takes its value from entry e of that area.
+/// The source of each way. Entry e takes its value from entry e of its way's source.
 struct Sources {
     const unsigned char* of[wayCount];
 };
@@ -76,7 +77,7 @@ void pickFixed(unsigned char* out, const unsigned char* ways, const Sources& sou
     }
 }
 
-/// Copies entry e, for every e, from the source that its way leads to.
+/// Copies every entry e from entry e of its way's source.
 [[gnu::noinline]] void pickRun(unsigned char* out, const unsigned char* ways,
                                const Sources& sources, std::int64_t entries,
                                std::int64_t entryBytes) {
@@ -125,7 +126,7 @@ void pickLanesOf(unsigned char* out, const unsigned char* ways, const TwoArms& a
     pickFixed<Word, 1>(out + done * bytes, ways + done, sources, lanes - done);
 }
 
-/// Whether lanes of that many bytes are picked a whole vector at a time.
+/// Whether lanes of `laneBytes` bytes are picked a whole vector at a time.
 bool arePickedWide(std::int64_t laneBytes) {
     switch (laneBytes) {
     case 1:
@@ -139,7 +140,7 @@ bool arePickedWide(std::int64_t laneBytes) {
     }
 }
 
-/// As `pickRun`, for entries of one lane that each go one way.
+/// Like `pickRun`, for entries of one lane and one way each.
 [[gnu::noinline]] void pickLanes(unsigned char* out, const unsigned char* ways, const TwoArms& arms,
                                  std::int64_t lanes, std::int64_t laneBytes) {
     switch (laneBytes) {
@@ -154,8 +155,8 @@ bool arePickedWide(std::int64_t laneBytes) {
     }
 }
 
-/// As `pickLanes`, by conditions instead of ways. `arePickedWide` must hold, and the lanes must
-/// fill whole vectors.
+/// Like `pickLanes`, but decides by conditions instead of ways. `arePickedWide` must hold, and the
+/// lanes must fill whole vectors.
 [[gnu::noinline]] void pickByCondition(unsigned char* out, const unsigned char* conditions,
                                        const TwoArms& arms, std::int64_t lanes,
                                        std::int64_t laneBytes) {

@@ -10,8 +10,8 @@
 namespace Fenlet {
 
 /// The arguments of a kernel. Each area holds components of its own kind. Areas may overlap: the
-/// result is then that of working lane by lane in ascending order, with the validity byte of an
-/// element after its components.
+/// result is then as if lanes were processed in ascending order, one at a time, with the validity
+/// byte of an element after its components.
 ///
 /// Component c of element i is at index i * multiplicity + c of the result and of both arms. Its
 /// condition is at index i if the condition has one component, and otherwise at index i *

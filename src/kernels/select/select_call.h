@@ -13,14 +13,14 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// What a kernel does. A map is null if the arm has the kind of the result.
+/// One kernel. A map is null if its arm has the kind of the result.
 struct Recipe {
     LaneMap trueToResult;
     LaneMap falseToResult;
     std::int64_t trueBytes;
     std::int64_t falseBytes;
     std::int64_t resultBytes;
-    bool armsAreAlike;     ///< of one kind
+    bool armsAreAlike;     ///< both arms have the same kind
     unsigned char unknown; ///< every byte of an unknown lane
 };
 
@@ -34,7 +34,7 @@ struct Arm {
     const unsigned char* lane(std::int64_t number) const { return lanes + number * bytes; }
 };
 
-/// Entries of `lanesEach` lanes. Each has its own way.
+/// Entries of `lanesEach` lanes, with one way each.
 struct Batch {
     const unsigned char* ways;
     std::int64_t entries;
@@ -44,7 +44,7 @@ struct Batch {
     std::int64_t lanes() const { return entries * lanesEach; }
 };
 
-/// The fewest lanes that are worth a run.
+/// Runs of fewer lanes are not worth copying at once.
 constexpr std::int64_t fewestLanes = 32;
 
 /// One call that follows a recipe.
@@ -55,7 +55,7 @@ struct Run {
     Arm whenFalse;
     std::int64_t multiplicity;
     bool oneCondition; ///< for all components of an element
-    bool independent;  ///< lanes of one another
+    bool independent;  ///< whether the lanes are independent of one another
 
     bool lanesIndependent() const;
     void selectByElement() const;
@@ -79,11 +79,11 @@ struct Run {
 
     bool isPickedWide(std::int64_t lanesEach) const;
     std::int64_t enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const;
-    /// Whether every element of either arm is valid.
+    /// Whether every element of both arms is valid.
     bool areBothValid() const {
         return whenTrue.validity == nullptr && whenFalse.validity == nullptr;
     }
-    /// The validity of an arm from an element on, for the length of a tile.
+    /// The arm's validity bytes from `firstElement` on, as many as a tile needs.
     static const unsigned char* validityOf(const Arm& arm, std::int64_t firstElement) {
         return arm.validity != nullptr ? arm.validity + firstElement : ones.bytes;
     }
@@ -95,8 +95,8 @@ struct Run {
     }
 };
 
-// This compares elements. Areas that start together and have elements of the same size also have
-// lanes of the same size.
+// Comparing elements is enough: areas that start together and have elements of the same size also
+// have lanes of the same size.
 bool Run::lanesIndependent() const {
     const auto ofElements = [this](const void* start, std::int64_t bytes) {
         return LaneRange{start, start != nullptr ? args.count : 0, bytes};
@@ -114,14 +114,14 @@ bool Run::lanesIndependent() const {
     return fits;
 }
 
-/// Whether entries of that many lanes are picked a whole vector at a time. Then no run is shorter
-/// than a tile, since finding one would cost more than it saves.
+/// Whether entries of `lanesEach` lanes are picked a whole vector at a time. Runs shorter than a
+/// tile are then ignored, since finding one would cost more than it saves.
 bool Run::isPickedWide(std::int64_t lanesEach) const {
     return independent && lanesEach <= 4 && arePickedWide(whenTrue.bytes) &&
            arePickedWide(whenFalse.bytes);
 }
 
-/// How many equal ways in a row are worth a run. Where validity is also picked a whole vector at a
+/// How many equal ways in a row are worth a run. If validity is also picked a whole vector at a
 /// time, only a whole tile is.
 std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const {
     return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;

@@ -1,10 +1,10 @@
 // The select kernels, one for each combination of kinds.
 //
-// An entry is an element, or a lane that has its own condition. It goes one of three ways, and
-// often many entries in a row go the same way. Such a run is copied from its arm at once. Where the
-// ways change too often, entries are picked one by one through a table of where each way leads, so
-// that the processor does not have to predict a branch. Nothing of an arm is read but what is
-// taken.
+// An entry is an element, or a lane that has its own condition. The way of an entry is what it
+// takes: the true arm, the false arm, or neither. Often many entries in a row have the same way;
+// such a run is copied from its arm at once. Where the ways change too often, entries are picked
+// one by one through a table of the source of each way, so that the processor has no branch to
+// predict. Only what is taken is read from an arm.
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/lanes/tiles.h"
@@ -26,9 +26,9 @@ struct EitherBits {
     static Out apply(Left left, Right right) { return left | right; }
 };
 
-/// Picks elements directly by their conditions, starting with the first, and returns how many:
-/// those that fill whole vectors. Only for arms that need no conversion, and where validity can be
-/// picked as fast.
+/// Picks elements directly by their conditions, starting with the first. Returns how many it has
+/// picked: those that fill whole vectors, or none if the arms need a conversion or if validity
+/// cannot be picked as fast.
 std::int64_t Run::selectStraight() const {
     constexpr std::int64_t wholeVectors = 64;
     // Only the small tiles of tests have no room for whole vectors of elements of four components.
@@ -48,7 +48,7 @@ std::int64_t Run::selectStraight() const {
             continue;
         }
         const Tribool* ofLanes = conditions;
-        // Spread over the components of each element, or copied if the result replaces them.
+        // The conditions, repeated for each component; copied if the result overwrites them.
         Tile<Tribool> spread;
         if (multiplicity > 1 || args.result == args.condition) {
             spreadRun<Tribool>(spread.bytes, conditions, elements, multiplicity);
@@ -162,7 +162,7 @@ void Run::pick(const Batch& batch) const {
     }
 }
 
-/// What the entries of the batch take from two arms of the same kind.
+/// Picks the batch's entries from two arms of the same kind.
 void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arms,
                       std::int64_t laneBytes) const {
     if (batch.lanesEach == 1)
@@ -182,7 +182,8 @@ void Run::pickEntries(unsigned char* out, const Batch& batch, const TwoArms& arm
     pickRun(out, batch.ways, sources, batch.entries, batch.lanesEach * laneBytes);
 }
 
-/// The lanes of the arm that `way` leads to, in the result's kind, with zeros for all others.
+/// The lanes that take this arm, whose way is `way`, in the result's kind; all other lanes are
+/// zeros.
 const unsigned char* Run::pickArm(const Arm& arm, unsigned char way, const Batch& batch,
                                   WidestTile& picked, WidestTile& converted) const {
     const unsigned char* const lanes = arm.lane(batch.firstLane);

@@ -23,7 +23,7 @@ struct IsValid {
     static Out apply(In validity) { return validity != 0; }
 };
 
-/// For an element that goes one way or to both arms.
+/// 1 for an element without an unknown component.
 struct GoesToArms {
     using In = unsigned char;
     using Out = unsigned char;
@@ -39,8 +39,8 @@ struct BothValid {
     }
 };
 
-/// Writes 1 for an element that is valid on every way that it goes, and otherwise 0. `ways` may be
-/// null if the stretch goes one way.
+/// Writes 1 for each element that has no unknown component and is valid in each arm that it takes
+/// from, otherwise 0. `ways` may be null if all elements have the same way.
 void Run::findValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                        const Stretch& stretch) const {
     const auto bytes = static_cast<std::size_t>(stretch.length);
@@ -57,7 +57,7 @@ void Run::findValidity(unsigned char* valid, const unsigned char* ways, std::int
     }
 }
 
-// An element that goes to both arms takes a byte from each.
+// An element that takes from both arms needs the validity of both.
 void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int64_t firstElement,
                        std::int64_t elements) const {
     if (areBothValid()) {
@@ -87,7 +87,7 @@ void Run::pickValidity(unsigned char* valid, const unsigned char* ways, std::int
     combineRun<BothValid>(valid, picked.bytes, otherPicked.bytes, elements);
 }
 
-/// As `findValidity`, for elements whose components have their own ways, `lanes` in all.
+/// Like `findValidity`, for elements whose components have their own ways, `lanes` of them in all.
 void Run::findValidityByLane(unsigned char* valid, const unsigned char* ways, std::int64_t lanes,
                              std::int64_t firstElement, std::int64_t elements) const {
     if (alikeFromFirst(ways, lanes) == lanes) {

@@ -1,5 +1,5 @@
-// The ways that entries of a Select go, and stretches of entries that go the same way. A part of
-// select_kernels.cpp.
+// The ways of a Select's entries: which arm each one takes, or neither. Also finds stretches, which
+// are consecutive entries with the same way. A part of select_kernels.cpp.
 #pragma once
 
 #include "kernels/lanes/tiles.h"
@@ -12,7 +12,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-// The ways, as bits: an element whose components have their own conditions can go several ways.
+// The ways, as bits: an element whose components have their own conditions can have several ways.
 constexpr unsigned char takesFalse = 1;
 constexpr unsigned char takesTrue = 2;
 constexpr unsigned char takesNeither = 4;
@@ -27,14 +27,15 @@ struct WayOf {
     }
 };
 
-/// Entries that are processed together: all go the same way, or `way` is 0.
+/// Consecutive entries that are processed together. All have the way `way`, or it is 0 and their
+/// ways differ.
 struct Stretch {
     std::int64_t length;
     unsigned char way;
 };
 
-/// How many entries go the same way as the first, up to the first that does not. The count may be a
-/// few too low, since eight are compared at a time.
+/// How many entries at the start have the same way as the first. The count may be up to seven too
+/// low, since eight are compared at a time.
 std::int64_t alikeFromFirst(const unsigned char* ways, std::int64_t count) {
     const std::uint64_t alike = ways[0] * std::uint64_t{0x0101010101010101};
     std::int64_t length = 0;
@@ -47,7 +48,8 @@ std::int64_t alikeFromFirst(const unsigned char* ways, std::int64_t count) {
     return length;
 }
 
-/// The stretch that the entries begin with. Fewer than `enough` are not worth a run.
+/// The stretch at the start of the entries. It joins entries of different ways where fewer than
+/// `enough` in a row have the same one.
 Stretch nextStretch(const unsigned char* ways, std::int64_t count, std::int64_t enough) {
     const std::int64_t alike = alikeFromFirst(ways, count);
     if (alike >= atMost(enough, count))
@@ -82,7 +84,7 @@ inline void uniteFixed(unsigned char* out, const unsigned char* ways, std::int64
     }
 }
 
-/// The union of the ways that the components of each element go.
+/// For each element, the union of the ways of its components.
 [[gnu::noinline]] void uniteWays(unsigned char* out, const unsigned char* ways,
                                  std::int64_t elements, std::int64_t components) {
     switch (components) {

@@ -11,7 +11,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 32;
 
-/// Whether any bit of a vector is set. Compilers do not find this instruction.
+/// Whether any bit of a vector is set. Compilers do not emit this instruction for a plain loop.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     const auto all = bitCast<__m256i>(bytes);
@@ -46,7 +46,7 @@ struct WideLanes : Int64Truncation {
     }
 };
 
-/// Which lanes go a way: a byte for each, with all bits set or none.
+/// Marks the lanes with a given choice: a byte for each lane, with all bits set or none.
 struct FewChoices {
     using Bytes = __m128i;
     static Bytes equal(const Bytes& choices, unsigned char choice) {
@@ -57,7 +57,8 @@ struct FewChoices {
     }
 };
 
-/// Thirty-two bytes of words. Loads take only some of them, and the others become zero.
+/// Vectors of words, 32 bytes long. A masked load reads only some of the words and sets the others
+/// to zero.
 template <class Word>
 struct MaskedWords;
 

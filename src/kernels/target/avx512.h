@@ -12,7 +12,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 64;
 
-/// Whether any bit of a vector is set. Compilers do not find this instruction.
+/// Whether any bit of a vector is set. Compilers do not emit this instruction for a plain loop.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     const auto all = bitCast<__m512i>(bytes);
@@ -187,7 +187,7 @@ struct MaskedComparison<Predicate, Left, Right> {
     }
 };
 
-/// Which of sixty-four lanes go a way, as a bit for each.
+/// Marks the lanes among sixty-four with a given choice: a bit for each lane.
 struct ManyChoices {
     using Bytes = __m512i;
     static __mmask64 equal(const Bytes& choices, unsigned char choice) {
@@ -196,7 +196,7 @@ struct ManyChoices {
     static __mmask64 neither(__mmask64 some, __mmask64 others) { return ~(some | others); }
 };
 
-/// Sixty-four bytes of words: a word in every place, and loads and stores of some of them.
+/// Vectors of words, 64 bytes long: one word repeated, and masked loads and stores.
 template <class Word>
 struct MaskedWords;
 
@@ -276,7 +276,7 @@ struct MaskedPick<Word, Choice> {
     }
 
   private:
-    /// `count` lanes from `first` on: sixty-four if `isWhole`, or fewer.
+    /// Picks `count` lanes, starting at `first`: sixty-four if `isWhole`, otherwise fewer.
     template <bool isWhole>
     static void pick(unsigned char* out, const __m512i& choices, const TwoArms& arms,
                      const __m512i& unknown, std::int64_t first, std::int64_t count) {

@@ -29,7 +29,7 @@ inline To bitCast(From value) {
     return __builtin_bit_cast(To, value);
 }
 
-/// The unsigned integer of that many bytes, for moving lanes whatever they hold.
+/// The unsigned integer of that many bytes, to move lanes of any type.
 template <int bytes>
 struct UnsignedOf;
 template <>

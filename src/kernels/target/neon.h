@@ -10,7 +10,7 @@ inline namespace FENLET_TARGET {
 
 inline constexpr int vectorBytes = 16;
 
-/// Whether any bit of a vector is set. Compilers do not find this instruction.
+/// Whether any bit of a vector is set. Compilers do not emit this instruction for a plain loop.
 template <class Vector>
 inline bool isAnySet(const Vector& bytes) {
     return vmaxvq_u8(bitCast<uint8x16_t>(bytes)) != 0;

@@ -2,7 +2,7 @@
 // set has a file in this folder. It defines the width of a register (`vectorBytes`), a test for any
 // set bit (`isAnySet`) and the conversions of lanes (`WideLanes`, with those functions that the set
 // has instructions for), and it specialises the templates below where it can. Code that uses them
-// asks what there is and falls back on plain loops.
+// checks what is available and otherwise uses plain loops.
 #pragma once
 
 #include "kernels/target/lane_access.h"
@@ -12,16 +12,16 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Both arms, and the value of an unknown lane, where every lane goes one way. A null arm gives the
-/// value of an unknown lane.
+/// The sources of lanes that each take one arm or neither. A null arm gives the value of an unknown
+/// lane.
 struct TwoArms {
     const unsigned char* whenFalse;
     const unsigned char* whenTrue;
     const unsigned char* unknown;
 };
 
-/// Picks lanes, starting with the first, and returns how many: those that fill whole vectors.
-/// `Choice` tells from the bytes `choices` which arm each lane takes.
+/// Picks as many lanes as fill whole vectors, starting with the first, and returns how many.
+/// `Choice` decides by a byte for each lane which arm the lane takes.
 template <class Word, class Choice>
 struct MaskedPick {
     static constexpr bool isWide = false;
@@ -30,8 +30,8 @@ struct MaskedPick {
     }
 };
 
-/// Compares lanes, starting with the first, and returns how many: all of them, or none where the
-/// set has no masks or no loads for these kinds.
+/// Compares all lanes and returns how many there are. Returns 0 and compares none if the set has no
+/// masks or no loads for these kinds.
 template <class Predicate, class Left, class Right>
 struct MaskedComparison {
     static constexpr bool isThere = false;

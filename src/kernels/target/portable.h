@@ -1,4 +1,4 @@
-// A processor of which nothing is known: everything is left to the compiler.
+// An unknown processor: everything is left to the compiler.
 #pragma once
 
 #include "kernels/target/offers.h"

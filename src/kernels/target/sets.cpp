@@ -33,7 +33,7 @@ struct Registers {
     unsigned d = 0;
 };
 
-/// All zero for a leaf that the processor does not have: it then leaves the registers alone.
+/// All zero for a leaf that the processor does not have: `__get_cpuid_count` then changes nothing.
 Registers cpuid(unsigned leaf) {
     Registers r;
     __get_cpuid_count(leaf, 0, &r.a, &r.b, &r.c, &r.d);
@@ -44,8 +44,8 @@ bool hasAll(unsigned word, unsigned bits) {
     return (word & bits) == bits;
 }
 
-/// The register state that the system saves for each thread. Without it, wide registers lose their
-/// upper parts. A system that saves none does not allow the question.
+/// Which registers the operating system saves when it switches threads. Wide registers that it does
+/// not save would lose their upper parts. xgetbv is not allowed if the system saves none.
 unsigned keptState(unsigned basicFeatures) {
     unsigned low = 0;
     unsigned high = 0;

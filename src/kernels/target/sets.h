@@ -50,7 +50,7 @@ bool chooseInstructionSet(InstructionSet set);
 struct ProcessorWords {
     unsigned basicFeatures;    ///< register c of cpuid's leaf 1
     unsigned extendedFeatures; ///< register b of its leaf 7, 0 where there is none
-    unsigned keptState;        ///< the low word of xgetbv 0, 0 where that cannot be asked for
+    unsigned keptState; ///< the low word of xgetbv 0; 0 where the system does not allow xgetbv
 };
 
 /// The widest set that a processor with these words can run.

@@ -28,8 +28,8 @@
 // FENLET_FOUR_IN_A_ROW unrolls the loop to four vectors: many operations take less time than the
 // loop around them. Clang does this without being told.
 //
-// Define the first one as nothing, together with the compiler's options against vectorisation, to
-// get loops that work lane by lane.
+// To get loops that work lane by lane, define FENLET_INDEPENDENT_LANES as nothing and give the
+// compiler its options against vectorisation.
 #ifdef FENLET_INDEPENDENT_LANES
 #define FENLET_INDEPENDENT_BYTES
 #define FENLET_FOUR_IN_A_ROW

@@ -12,8 +12,8 @@ namespace Fenlet {
 enum class UnaryOp : std::uint32_t { Negate = 0, Length = 1 };
 
 /// The arguments of a kernel. The two areas hold components of their own kinds. They may overlap:
-/// the result is then that of working lane by lane in ascending order, where a length is written
-/// after its components have been read.
+/// the result is then as if lanes were processed in ascending order, one at a time, where a length
+/// is written after its components have been read.
 ///
 /// `Negate` writes `count` * `multiplicity` lanes, lane i from lane i. `Length` writes one value
 /// for each element, packed, from the `multiplicity` components at index i * multiplicity.

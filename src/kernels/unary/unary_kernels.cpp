@@ -10,7 +10,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// Converts a lane and changes its sign: a bit of a float; an integer wraps.
+/// Converts a lane and changes its sign. For a float that flips the sign bit; an integer wraps.
 template <class To, class From>
 struct Negated {
     using In = From;
@@ -87,8 +87,8 @@ struct Root {
 };
 
 /// Adds the squares of the components of each element to its sum, in component order. Each addition
-/// needs the one before it, so this works on many elements at a time; with few there is nothing to
-/// gain.
+/// needs the one before it, so this works on many elements at a time. With only a few elements that
+/// would gain nothing.
 template <class Result>
 [[gnu::noinline]] void addSquares(unsigned char* sums, const unsigned char* lanes,
                                   std::int64_t elements, std::int64_t components) {
@@ -111,8 +111,8 @@ template <class Result>
     }
 }
 
-/// The length of each element of `components` components. The components of as many elements as
-/// fill a register are brought together first.
+/// Computes the length of each element of `components` components, for as many elements at a time
+/// as fill a register. First it gathers their components, each in a separate register.
 template <class Result, int components>
 [[gnu::noinline]] void measureFixed(unsigned char* out, const unsigned char* lanes,
                                     std::int64_t elements) {
@@ -143,7 +143,7 @@ template <class Result, int components>
     measure(whole, elements - whole);
 }
 
-/// A run of `measureFixed`.
+/// The type of `measureFixed`.
 using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
 
 /// Null where separate passes for sums and roots are faster: for results other than Float32 and
@@ -165,19 +165,19 @@ LengthRun measureOf(std::int64_t components) {
     return nullptr;
 }
 
-/// What a length kernel does. The map is null if the components already have the working type.
+/// One kernel of Length. `toWorking` is null if the components already have the working type.
 struct LengthRecipe {
     LaneMap toWorking;
     void (*addSquares)(unsigned char* sums, const unsigned char* lanes, std::int64_t elements,
                        std::int64_t components);
     LaneMap root;
-    LengthRun measure; ///< in place of sums and roots, if not null
+    LengthRun measure; ///< used instead of `addSquares` and `root` if not null
     std::int64_t operandBytes;
-    std::int64_t workingBytes; ///< of a sum, too
+    std::int64_t workingBytes; ///< of a component in the working type, and of a sum
     std::int64_t resultBytes;
 };
 
-/// Independent elements of a few components.
+/// Runs `recipe.measure`, for elements of a few components that are independent of one another.
 void measure(const UnaryArgs& args, const LengthRecipe& recipe) {
     auto* const result = static_cast<unsigned char*>(args.result);
     const auto* const operand = static_cast<const unsigned char*>(args.operand);

@@ -53,7 +53,7 @@ TEST(ArithmeticLanes, EqualANaiveLoopAroundTheLengthOfATile) {
     });
 }
 
-// An integer division that meets no zero takes another way than one that does.
+// The kernel divides in one way if no divisor is zero, and in another if one is.
 TEST(ArithmeticLanes, EqualANaiveLoopWhateverTheShareOfZeroDivisors) {
     Draw draw(4);
     forEveryKernel([&](ArithmeticCall call) {

@@ -75,8 +75,8 @@ TEST(ArithmeticOverlap, OfResultAndOperandGivesWhatLaneOrderGives) {
     });
 }
 
-// So far away that the lanes in between fill a tile. Numbers are tame, as one NaN too many leaves
-// nothing to compare.
+// So far away that the lanes in between fill a tile. The numbers are small, since with too many
+// NaNs nothing is left to compare.
 TEST(ArithmeticOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(2);
@@ -95,7 +95,7 @@ TEST(ArithmeticOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     });
 }
 
-// Only an integer division writes validity, so only there can it get in anyone's way.
+// Only an integer division writes validity, so only there does it matter what validity overlaps.
 TEST(ArithmeticOverlap, OfValidityAndAnythingElseGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(3);
@@ -126,7 +126,7 @@ TEST(ArithmeticOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             const auto somewhere = [&draw](bool again, std::size_t other) {
                 return again ? other : static_cast<std::size_t>(draw.below(400));
             };
-            // Equal starts are common in programs and rare at random.
+            // Areas with equal starts are common in programs but rare at random.
             const int equal = draw.below(6);
             call.places.left = somewhere(false, 0);
             call.places.right = somewhere(equal == 0 || equal == 1, call.places.left);

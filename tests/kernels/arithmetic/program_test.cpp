@@ -243,8 +243,8 @@ TEST(ArithmeticPrograms, EqualANaiveLoopWithRegistersThatFit) {
     });
 }
 
-// Every register may be the result, an operand or both operands, whatever the multiplicities: none
-// of them is compared with the result's.
+// Every register may be the result, an operand or both operands, with any multiplicities: the
+// evaluator does not compare those of the operands with the result's.
 TEST(ArithmeticPrograms, EqualANaiveLoopWhicheverRegistersMeet) {
     constexpr int widths[][2] = {{1, 1}, {3, 3}, {1, 3}, {3, 1}, {1, 4}, {2, 1}};
     int cases = 0;
@@ -272,8 +272,8 @@ TEST(ArithmeticPrograms, EqualANaiveLoopWhicheverRegistersMeet) {
     EXPECT_GT(compared, cases * 9 / 10);
 }
 
-// The registers in every order, so that reads which run on past an operand's area reach the
-// result's area, before and after it is written, or another register's.
+// Uses the registers in every order. Reads that run on past an operand's area then reach the
+// result's area, before and after it is written, or another register's area.
 TEST(ArithmeticPrograms, EqualANaiveLoopWhereMultiplicitiesDoNotFit) {
     constexpr int widths[][3] = {{3, 1, 1}, {1, 1, 3}, {1, 3, 1}, {4, 1, 1}, {2, 1, 3},
                                  {2, 5, 1}, {5, 3, 3}, {1, 2, 2}, {7, 1, 4}};
@@ -317,8 +317,8 @@ TEST(ArithmeticPrograms, ReadAWideOperandFlatlyForANarrowResult) {
         EXPECT_EQ(sums[i], 100.0f + static_cast<float>(i));
 }
 
-// Both operands end after one component for each element, and are read on through the registers
-// that lie behind them: first the left one's validity, then the right one, then the result itself.
+// Both operands have only one component for each element, so reads run on through the registers
+// behind them: first the left one's validity, then the right one, then the result itself.
 TEST(ArithmeticPrograms, ReadNarrowOperandsOnPastTheirEndsForAWideResult) {
     Bench bench;
     const std::int32_t left = bench.addLoaded(CpuElementKind::Int32, 1);

@@ -38,8 +38,8 @@ struct BooleanCall {
     std::string name() const;
 };
 
-/// The byte that a lane's rule gives. `IsTrue` is asked about a lane of a valid element, and takes
-/// no notice of `right`; neither does `Not`.
+/// The byte that the rule of a lane gives. For `IsTrue` the lane must belong to a valid element.
+/// `Not` and `IsTrue` ignore `right`.
 unsigned char decide(BooleanOp op, unsigned char left, unsigned char right);
 
 /// Runs the call in `memory`, lane by lane in ascending order; the result's validity comes last.
@@ -63,7 +63,8 @@ void drawTribools(unsigned char* area, std::int64_t lanes, Draw& draw);
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(BooleanCall& call, int misalignment, Draw& draw);
 
-/// What is different when the call runs both ways, each in a copy of `memory`; empty for nothing.
+/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
+/// there is none.
 std::string differenceFromNaive(const BooleanBuild& build, const BooleanCall& call,
                                 const LaneMemory& memory);
 

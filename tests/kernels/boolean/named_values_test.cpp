@@ -1,4 +1,4 @@
-// Single values whose results are known by name, and all there are.
+// Single values with known results, and all pairs of bytes.
 #include "naive_boolean.h"
 
 namespace Fenlet {

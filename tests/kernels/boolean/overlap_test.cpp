@@ -75,7 +75,7 @@ TEST(BooleanOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             BooleanCall call{op, 1 + draw.below(60), 1 + draw.below(5), draw.below(6) != 0, {}};
             LaneMemory memory(800);
             drawTribools(memory.at(0), 800, draw);
-            // Equal starts are common in programs and rare at random.
+            // Areas with equal starts are common in programs but rare at random.
             std::size_t start = 0;
             for (auto place : {&BooleanPlaces::result, &BooleanPlaces::left, &BooleanPlaces::right,
                                &BooleanPlaces::leftValidity, &BooleanPlaces::resultValidity}) {

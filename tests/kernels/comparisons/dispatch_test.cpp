@@ -1,5 +1,5 @@
-// Which pairs of kinds have a kernel, and what a call leaves alone that has none, no elements or no
-// predicate.
+// Which pairs of kinds have a kernel. A call without a kernel, without elements or without a
+// predicate changes nothing.
 #include "naive_comparisons.h"
 
 #include <algorithm>

@@ -64,7 +64,8 @@ void FencedCall::expectReadsOnlyWhatIsValid(const ComparisonBuild& build, Draw& 
     std::vector<unsigned char> expected;
     for (std::int32_t element = 0; element < count; ++element) {
         const bool isReached = element >= first && element < first + reached;
-        // Within reach both sides are valid, or one is not; beyond it one is not, or neither.
+        // Elements within reach are valid on both sides or on one. All others are valid on one side
+        // or on neither.
         const int way = draw.below(isReached ? 8 : 3);
         const auto at = static_cast<std::size_t>(element);
         leftValidity[at] = isReached ? way != 1 : way == 1;

@@ -80,7 +80,7 @@ TEST(ComparisonLanes, EqualANaiveLoopAroundTheLengthOfATile) {
     });
 }
 
-// Each value that deserves a test meets each other, in every pair of kinds.
+// Compares each special value with every other one, in every pair of kinds.
 TEST(ComparisonLanes, EqualANaiveLoopForEveryPairOfSpecialValues) {
     forEveryComparedPair([&](const ComparisonKinds& kinds) {
         const std::vector<std::uint64_t>& lefts = specialBits(kinds.left);

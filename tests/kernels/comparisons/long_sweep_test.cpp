@@ -26,7 +26,7 @@ TEST(ComparisonSweep, EqualsANaiveLoopInEveryKernelMultiplicityAndBlockSize) {
             });
 }
 
-// Every Half there is, against every value that deserves a test, on either side.
+// Compares every Half with every special value, on either side.
 TEST(ComparisonSweep, EqualsANaiveLoopForEveryHalf) {
     constexpr CpuElementKind half = CpuElementKind::Half;
     constexpr std::int32_t count = 65536;

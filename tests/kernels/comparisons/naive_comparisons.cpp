@@ -41,8 +41,7 @@ bool runDispatcher(const ComparisonKinds& kinds, const ComparisonArgs& args) {
     return dispatchComparison(kinds.left, kinds.right, args);
 }
 
-/// An integer that is ordered among those of its kind as the value is among the values. A value
-/// that is a NaN has none.
+/// An integer for each value of a kind, in the same order as the values. A NaN has none.
 std::int64_t orderOf(CpuElementKind kind, std::uint64_t bits) {
     if (kind == CpuElementKind::Int64)
         return static_cast<std::int64_t>(bits);

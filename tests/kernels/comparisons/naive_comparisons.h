@@ -87,19 +87,20 @@ void forEveryComparison(const Visit& visit) {
     });
 }
 
-/// Fills validity bytes: runs of valid and of invalid elements, `runLength` long on average. What
-/// counts as valid is any byte but 0.
+/// Fills validity bytes: runs of valid and of invalid elements, `runLength` long on average. Every
+/// byte except 0 counts as valid.
 void drawValidityRuns(unsigned char* area, std::int64_t elements, int runLength, Draw& draw);
 
-/// Fills both operands with drawn values. In every other lane the right value is about equal to the
-/// left one: it, or a neighbour of it, in its own kind.
+/// Fills both operands with drawn values. In every other lane the right value is the left one
+/// converted to its kind, or a neighbour of that.
 void drawOperands(const ComparisonCall& call, LaneMemory& memory, Draw& draw);
 
 /// Lays the call's areas out apart from each other, beginning `misalignment` bytes past an aligned
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(ComparisonCall& call, int misalignment, int runLength, Draw& draw);
 
-/// What is different when the call runs both ways, each in a copy of `memory`; empty for nothing.
+/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
+/// there is none.
 std::string differenceFromNaive(const ComparisonBuild& build, const ComparisonCall& call,
                                 const LaneMemory& memory);
 

@@ -86,7 +86,7 @@ TEST(ComparisonOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             drawLanes(memory.at(0), kind, 1100 / elementSize(kind), draw);
             if (draw.below(2) == 0)
                 drawValidityRuns(memory.at(0), 1100, 1 + draw.below(20), draw);
-            // Equal starts are common in programs and rare at random.
+            // Areas with equal starts are common in programs but rare at random.
             std::size_t start = 0;
             for (auto place :
                  {&ComparisonPlaces::result, &ComparisonPlaces::left, &ComparisonPlaces::right,
@@ -101,8 +101,8 @@ TEST(ComparisonOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
     });
 }
 
-// Elements of more components than a tile has lanes, with the result on the way of a scalar or of
-// the validity that the element has been given already.
+// Elements of more components than a tile has lanes. The result overlaps a scalar, or the validity,
+// that is still needed for later components.
 TEST(ComparisonOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     Draw draw(4);
     forEveryComparedPair([&](const ComparisonKinds& kinds) {

@@ -165,8 +165,8 @@ TEST(ComparisonStep, IsCheckedAgainWhenItRuns) {
     expectRefused(ExecRefusal::KindMismatch, noBoolean);
 }
 
-// Every pair of formats passes `configure`; those without a kernel refuse with the first block, and
-// not before there is one.
+// Every pair of formats passes `configure`. Those without a kernel are refused in the first block,
+// so a run without blocks is not refused.
 TEST(ComparisonStep, RefusesKindsWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
                                           RegisterFormat::Int64,   RegisterFormat::Half,

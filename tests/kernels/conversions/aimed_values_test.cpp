@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::uint64_t draws = 100'000'000;
 
-/// 64 even bits for every number (Steele, Lea and Flood 2014, SplitMix).
+/// 64 evenly distributed bits for every number (Steele, Lea and Flood 2014, SplitMix).
 constexpr std::uint64_t scatter(std::uint64_t number) {
     std::uint64_t bits = (number + 1) * 0x9E3779B97F4A7C15;
     bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
@@ -14,7 +14,7 @@ constexpr std::uint64_t scatter(std::uint64_t number) {
     return bits ^ (bits >> 31);
 }
 
-/// Numbers in small ranges, one after another, out of the same 64 bits.
+/// Draws several small numbers from the same 64 bits.
 struct Choices {
     std::uint64_t bits;
 
@@ -25,16 +25,16 @@ struct Choices {
     }
 };
 
-/// `bits` with everything below the upper `kept` of its lowest `width` bits replaced by one half of
-/// the last kept place, or by the values just beside that.
+/// Makes a tie, or a value just beside one. Of the lowest `width` bits of `bits`, the upper `kept`
+/// stay; the rest becomes one half of the last place kept, or that plus or minus 1.
 std::uint64_t nearTie(std::uint64_t bits, int width, int kept, Choices& choices) {
     const std::uint64_t half = std::uint64_t{1} << (width - kept - 1);
     const auto nudge = static_cast<std::uint64_t>(choices.below(3));
     return (bits & ~(half | (half - 1))) + half + nudge - 1;
 }
 
-/// Any bits; or an exponent from where `Half` ends to where `Int64` does, or that of any Float32,
-/// with a fraction that is even or near a tie.
+/// Either any bits; or an exponent between the end of `Half` and the end of `Int64`, or one of any
+/// Float32, with a fraction that is random or near a tie.
 double drawFloat64(std::uint64_t number) {
     const std::uint64_t even = scatter(number);
     Choices choices{scatter(~number)};
@@ -50,7 +50,7 @@ double drawFloat64(std::uint64_t number) {
                            (static_cast<std::uint64_t>(exponent) << 52) | fraction);
 }
 
-/// As many bits as choice will have it, even or near a tie of one of the float kinds.
+/// A number of random width, which is random or near a tie of one of the float kinds.
 std::int64_t drawInt64(std::uint64_t number) {
     const std::uint64_t even = scatter(number);
     Choices choices{scatter(~number)};

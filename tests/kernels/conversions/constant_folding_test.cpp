@@ -1,6 +1,6 @@
-// What the compiler works out while compiling is what the processor works out while running.
+// Conversions give the same results whether the compiler or the processor computes them.
 //
-// The two differ for a cast that is undefined for its value: compilers fold it to one result, and
+// A cast that is undefined for its value would differ: compilers fold it to one result, and
 // processors compute another.
 #include "conversion_checks.h"
 
@@ -11,7 +11,7 @@
 namespace Fenlet {
 namespace {
 
-/// The bits of values that tempt a compiler: thresholds, what lies beyond them, ties, NaNs.
+/// Bits of values at which the two could differ: thresholds, values beyond them, ties and NaNs.
 template <class From>
 inline constexpr std::array<std::uint64_t, 0> temptations{};
 template <>
@@ -82,7 +82,7 @@ inline constexpr std::array temptations<double>{bitsOf(-0.0),
 template <class To, class From, std::size_t index>
 void expectSameFoldedAndRun() {
     constexpr std::uint64_t bits = temptations<From>[index];
-    // A compiler folds NaNs with more care than such a processor converts them.
+    // On such a processor only the compiler keeps the bits of a NaN.
     if (Oracle::hasSingleNan && Oracle::isNan(kindOf<From>, bits))
         return;
     const volatile std::uint64_t hidden = bits;

@@ -62,8 +62,9 @@ unsigned char* bytesOf(std::vector<T>& lanes) {
     return reinterpret_cast<unsigned char*>(lanes.data());
 }
 
-/// The first lane where `actual`, the result for `in` in the way that `how` names, differs in any
-/// bit from `expected`, which `witness` says. Empty if there is none.
+/// The first lane in which `actual` and `expected` differ in any bit, in words; empty if there is
+/// none. Both are results for `in`: `how` says how `actual` was computed, `witness` how `expected`
+/// was.
 template <class To, class From>
 std::string firstDifference(const std::vector<From>& in, const std::vector<To>& actual,
                             const std::vector<To>& expected, const char* how, const char* witness) {
@@ -78,7 +79,7 @@ std::string firstDifference(const std::vector<From>& in, const std::vector<To>& 
            " by " + witness;
 }
 
-/// The same for both ways of converting: each value by itself, and all of them in a run.
+/// The same for both ways of converting: one value at a time, and all of them in a run.
 template <class To, class From>
 std::string firstMismatch(const std::vector<From>& in, const std::vector<To>& expected,
                           const char* witness) {

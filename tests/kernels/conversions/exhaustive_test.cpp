@@ -70,8 +70,8 @@ TEST(EveryHalf, ToFloat64) {
     EXPECT_EQ(firstFaultFromHalf<double>(), "");
 }
 
-/// A magnitude of `place` + 1 bits whose upper 24 bits are those of `number` below the leading one,
-/// followed by one half of their last place.
+/// A tie: the leading one at `place`, then the 23 bits of `number`, then one half of their last
+/// place.
 std::uint64_t tieOf24Bits(int place, std::uint64_t number) {
     const std::uint64_t kept = (std::uint64_t{1} << 23) | number;
     return ((kept << 1) | 1) << (place - 24);
@@ -99,7 +99,8 @@ TEST(EveryTie, FromFloat64ToFloat32) {
         firstFaultAmong<float, double>(infinity, [&](std::uint64_t bits, std::vector<double>& in) {
             const double lower = widened(bits);
             const double upper = bits + 1 == infinity ? 0x1p128 : widened(bits + 1);
-            // Two of four ties get either sign: one that goes up and one that goes down.
+            // Of each four ties in a row, two are negative: one that rounds up and one that rounds
+            // down.
             const std::uint64_t sign = (bits & 2) << 62;
             appendWithNeighbours(bitsOf((lower + upper) / 2) | sign, in);
         });

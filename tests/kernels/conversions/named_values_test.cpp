@@ -18,7 +18,7 @@ constexpr Half half(double exactValue) {
         Oracle::convertBits(CpuElementKind::Half, CpuElementKind::Float64, bitsOf(exactValue)));
 }
 
-/// Whether `from` becomes `to` by itself, in a run, and in exact integer arithmetic.
+/// Whether `from` becomes `to` as a single value, in a run, and in exact integer arithmetic.
 template <class From, class To>
 testing::AssertionResult converts(From from, To to) {
     const std::vector<From> in(19, from);

@@ -1,5 +1,5 @@
-// Values of each kind whose bits are patterns: those at which rounding, carrying and range tests
-// change their minds.
+// Values of each kind with regular bit patterns, at which rounding, carries and range tests change
+// their results.
 #pragma once
 
 #include "conversion_checks.h"
@@ -10,8 +10,8 @@
 
 namespace Fenlet {
 
-/// Runs of equal bits from either end of the word and single bits, and the neighbours of all of
-/// them, in the lowest `width` bits.
+/// In the lowest `width` bits: each single bit, each run of ones that reaches the top, and the
+/// neighbours of all of them.
 inline std::vector<std::uint64_t> bitPatterns(int width) {
     const std::uint64_t mask = ~std::uint64_t{0} >> (64 - width);
     std::vector<std::uint64_t> patterns;
@@ -24,8 +24,8 @@ inline std::vector<std::uint64_t> bitPatterns(int width) {
     return patterns;
 }
 
-/// Every power of two and its neighbours, whatever the exponent; and every fraction pattern where
-/// some kind begins or ends.
+/// For every exponent, the power of two and its neighbours. Where some kind begins or ends, every
+/// pattern of the fraction.
 template <class Float>
 std::vector<Float> floatPatterns() {
     constexpr Oracle::FloatFormat format = Oracle::formatOf(kindOf<Float>);

@@ -14,7 +14,7 @@
 namespace Fenlet {
 
 /// Calls `check(first, count)` for every portion of the numbers below `total`, on two threads,
-/// until one answers with a fault. Empty if none does.
+/// until one returns a fault. Returns that fault; empty if there is none.
 template <class Check>
 std::string firstFaultInPortions(std::uint64_t total, const Check& check) {
     constexpr std::uint64_t portion = 1024;
@@ -34,7 +34,8 @@ std::string firstFaultInPortions(std::uint64_t total, const Check& check) {
     return faults[0].empty() ? faults[1] : faults[0];
 }
 
-/// The first fault of converting `in`, by integer arithmetic and by every witness there is here.
+/// The first fault of converting `in`, compared with integer arithmetic and with every witness that
+/// this machine has.
 template <class To, class From>
 std::string firstFault(const std::vector<From>& in) {
     const std::vector<To> expected = exactlyConverted<To>(in);

@@ -58,8 +58,8 @@ std::vector<To> convertedInEights(const std::vector<From>& in) {
 #endif
 
 #ifdef FENLET_TEST_HAS_FLOAT16
-/// By the compiler's own binary16 type, which is software here and too slow for every word there
-/// is.
+/// Converts with the compiler's binary16 type, which is software here and too slow for an
+/// exhaustive test.
 template <class To, class From>
 std::vector<To> convertedThroughFloat16(const std::vector<From>& in) {
     std::vector<To> out(in.size());
@@ -73,7 +73,7 @@ std::vector<To> convertedThroughFloat16(const std::vector<From>& in) {
 }
 #endif
 
-/// The ways that this machine and compiler have. Integer arithmetic is always there in addition.
+/// The ways that this machine and compiler have, in addition to integer arithmetic.
 template <class To, class From>
 std::vector<Witness<To, From>> witnessesHere() {
     std::vector<Witness<To, From>> witnesses;

@@ -83,7 +83,8 @@ void drawConditions(unsigned char* area, std::int64_t conditions, int runLength,
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(SelectCall& call, int misalignment, int runLength, Draw& draw);
 
-/// What is different when the call runs both ways, each in a copy of `memory`; empty for nothing.
+/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
+/// there is none.
 std::string differenceFromNaive(const SelectBuild& build, const SelectCall& call,
                                 const LaneMemory& memory);
 

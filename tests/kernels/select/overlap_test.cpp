@@ -87,7 +87,7 @@ TEST(SelectOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             SelectCall call = drawCall(kinds, 60, draw);
             LaneMemory memory(1400);
             drawConditions(memory.at(0), 1400, 1 + draw.below(20), draw);
-            // Equal starts are common in programs and rare at random.
+            // Areas with equal starts are common in programs but rare at random.
             std::size_t start = 0;
             for (auto place :
                  {&SelectPlaces::result, &SelectPlaces::whenTrue, &SelectPlaces::whenFalse,
@@ -103,8 +103,8 @@ TEST(SelectOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
     });
 }
 
-// Elements of more components than a tile has lanes, with a lane of the result on the way of a
-// later one of an arm or of the condition.
+// Elements of more components than a tile has lanes. The result overlaps lanes of an arm or of the
+// condition that are still needed for later components.
 TEST(SelectOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     Draw draw(5);
     forEverySelectKernel([&](const SelectKinds& kinds) {
@@ -147,7 +147,7 @@ TEST(SelectOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     });
 }
 
-// Truths or validity that take the place of the conditions that they are picked by.
+// The truth values or the validity overwrite the conditions that they are picked by.
 TEST(SelectOverlap, InPlaceOfTheConditionsGivesWhatLaneOrderGives) {
     Draw draw(7);
     constexpr CpuElementKind truth = CpuElementKind::Tribool;

@@ -119,8 +119,8 @@ TEST(SelectStep, IsCheckedAgainWhenItRuns) {
     EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 3}));
 }
 
-// Every combination of formats passes `configure`; those without a kernel refuse with the first
-// block, and not before there is one.
+// Every combination of formats passes `configure`. Those without a kernel are refused in the first
+// block, so a run without blocks is not refused.
 TEST(SelectStep, RefusesArmsWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
                                           RegisterFormat::Int64,   RegisterFormat::Half,

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int lanes = 1 << 16;
 
-/// Every `Half` and its sum with the one before it, in the set that ran at the time.
+/// Each `Half` plus the one before it, for all of them, and the instruction set that was used.
 struct EarlySums {
     EarlySums() : set(chosenInstructionSet) {
         for (std::size_t i = 0; i < lanes; ++i) {
@@ -50,7 +50,7 @@ TEST(EarlyCall, RunsTheBaselineAndIsRight) {
     ASSERT_TRUE(early.add(sums));
     for (std::size_t i = 0; i < lanes; ++i)
         ASSERT_EQ(oneForNaN(early.sums[i]), oneForNaN(sums[i])) << i;
-    // One and the half before it, so that equal does not mean untouched.
+    // 1 plus the half before it: sums that were never written would be equal, too.
     EXPECT_EQ(early.sums[0x3C00], 0x4000);
 }
 

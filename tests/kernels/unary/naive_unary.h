@@ -1,5 +1,4 @@
-// Negate and Length one lane at a time, with conversions of their own: what the kernels are held
-// against.
+// Negate and Length one lane at a time, with separate conversions: the reference for the kernels.
 #pragma once
 
 #include "kernels/lane_memory.h"

@@ -1,4 +1,4 @@
-// Single values whose results are known by name.
+// Single values with known results.
 #include "naive_unary.h"
 
 #include <bit>

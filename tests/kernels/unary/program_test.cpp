@@ -119,8 +119,8 @@ TEST(LengthStep, MayHaveItsOperandAsResult) {
     }));
 }
 
-// Every pair of formats passes `configure`; those without a kernel refuse with the first block, and
-// not before there is one.
+// Every pair of formats passes `configure`. Those without a kernel are refused in the first block,
+// so a run without blocks is not refused.
 TEST(UnaryStep, RefusesAPairWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
                                           RegisterFormat::Int64,   RegisterFormat::Half,
