@@ -5,6 +5,7 @@
 #include <fenletparallel/parallel_run.h>
 
 #include <algorithm>
+#include <fenlethosts/outcome.h>
 
 namespace Fenlet {
 namespace {
@@ -26,12 +27,12 @@ int threadsOf(const ParallelOptions& options) {
 
 ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, std::int64_t count,
                           const ParallelOptions& options) {
-    // Asks for nothing but says what is wrong with the range, or that nothing is prepared.
-    ArrayRun::Worker asking(run);
     if (!run.isPrepared() || first < 0 || count < 0 || first > run.count() ||
         count > run.count() - first) {
-        ParallelOutcome refused;
+        // A worker says what is wrong.
+        ArrayRun::Worker asking(run);
         static_cast<void>(asking.run(first, count));
+        ParallelOutcome refused;
         refused.refusal = asking.refusal();
         refused.error = asking.error();
         return refused;
@@ -60,7 +61,9 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
         if (!planning.configure(program, blockSize) || !planning.checkBindings(bindings)) {
             ParallelOutcome refused;
             refused.refusal = planning.lastRefusal();
-            refused.error = planning.lastRefusalMessage();
+            refused.error = planning.isConfigured()
+                                ? describeOutcome(planning, program, {first, count, bindings})
+                                : describeOutcome(planning, program);
             return refused;
         }
     }
@@ -69,14 +72,15 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
                          auto thread = std::make_shared<Thread>();
                          static_cast<void>(thread->interpreter.configure(program, blockSize));
                          thread->sink = makeSink(thread->interpreter);
-                         return [thread, &bindings](std::int64_t start,
-                                                    std::int64_t some) -> PieceOutcome {
+                         return [thread, &program, &bindings](std::int64_t start,
+                                                              std::int64_t some) -> PieceOutcome {
                              Interpreter& interpreter = thread->interpreter;
+                             const EvaluateCall call{start, some, bindings,
+                                                     interpreter.executedSteps()};
                              if (interpreter.evaluate(start, some, bindings, *thread->sink))
                                  return {};
-                             const char* const words = interpreter.lastRefusalMessage();
                              return {false, interpreter.lastRefusal(),
-                                     words != nullptr ? words : "the sink ended the run"};
+                                     describeOutcome(interpreter, program, call)};
                          };
                      });
 }

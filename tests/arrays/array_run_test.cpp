@@ -323,7 +323,8 @@ TEST(ArrayRunPrograms, ThatDependOnEarlierBlocksAreRefused) {
     EXPECT_EQ(run.error().find("the program cannot run over arrays: "), 0u) << run.error();
 }
 
-static_assert(!std::is_constructible_v<ArrayRun, FenletProgram>,
+static_assert(!std::is_constructible_v<ArrayRun, FenletProgram> &&
+                  !std::is_constructible_v<ArrayRun, const FenletProgram>,
               "a program that ends with the statement cannot be borrowed");
 
 } // namespace

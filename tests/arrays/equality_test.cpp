@@ -325,7 +325,7 @@ TEST(ArrayRunModel, AgreesWithTheInterpreterOnRandomPrograms) {
     const char* const asked = std::getenv("FENLET_ARRAY_CASES");
     const char* const from = std::getenv("FENLET_ARRAY_SEED");
     const std::uint64_t first = from != nullptr ? std::strtoull(from, nullptr, 10) : 1;
-    const std::uint64_t cases = asked != nullptr ? std::strtoull(asked, nullptr, 10) : 8000;
+    const std::uint64_t cases = asked != nullptr ? std::strtoull(asked, nullptr, 10) : 4000;
     std::map<std::string, int> events;
     for (std::uint64_t seed = first; seed < first + cases; ++seed) {
         Trial trial(seed);

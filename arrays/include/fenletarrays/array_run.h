@@ -118,7 +118,7 @@ class FENLETARRAYS_API ArrayRun {
     /// The program is borrowed: it must stay alive and unchanged for as long as this object is
     /// used.
     explicit ArrayRun(const FenletProgram& program, const ArrayRunOptions& options = {});
-    explicit ArrayRun(FenletProgram&&, const ArrayRunOptions& = {}) = delete;
+    explicit ArrayRun(const FenletProgram&&, const ArrayRunOptions& = {}) = delete;
     ~ArrayRun();
     ArrayRun(ArrayRun&&) noexcept;
     ArrayRun& operator=(ArrayRun&&) noexcept;

@@ -35,7 +35,8 @@ struct ParallelOutcome {
     /// Of several reasons that of the lowest element.
     std::string error;
     bool isCancelled = false;
-    /// Elements from the first on that are complete. Elements behind them may be written, too.
+    /// At least so many elements from the first on are complete. Elements behind them may be
+    /// written, too.
     std::int64_t completed = 0;
 
     bool ok() const { return error.empty() && !isCancelled; }
