@@ -2,10 +2,10 @@
 #include "pieces.h"
 #include "run_by_crew.h"
 
+#include <fenlethosts/outcome.h>
 #include <fenletparallel/parallel_run.h>
 
 #include <algorithm>
-#include <fenlethosts/outcome.h>
 
 namespace Fenlet {
 namespace {
@@ -67,22 +67,22 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
             return refused;
         }
     }
-    return runPieces(first, count, grainOf(options, blockSize), threadsOf(options), options, crew,
-                     [&]() -> PieceWork {
-                         auto thread = std::make_shared<Thread>();
-                         static_cast<void>(thread->interpreter.configure(program, blockSize));
-                         thread->sink = makeSink(thread->interpreter);
-                         return [thread, &program, &bindings](std::int64_t start,
-                                                              std::int64_t some) -> PieceOutcome {
-                             Interpreter& interpreter = thread->interpreter;
-                             const EvaluateCall call{start, some, bindings,
-                                                     interpreter.executedSteps()};
-                             if (interpreter.evaluate(start, some, bindings, *thread->sink))
-                                 return {};
-                             return {false, interpreter.lastRefusal(),
-                                     describeOutcome(interpreter, program, call)};
-                         };
-                     });
+    return runPieces(
+        first, count, grainOf(options, blockSize), threadsOf(options), options, crew,
+        [&]() -> PieceWork {
+            auto thread = std::make_shared<Thread>();
+            static_cast<void>(thread->interpreter.configure(program, blockSize));
+            thread->sink = makeSink(thread->interpreter);
+            return [thread, &program, &bindings](std::int64_t start,
+                                                 std::int64_t some) -> PieceOutcome {
+                Interpreter& interpreter = thread->interpreter;
+                const EvaluateCall call{start, some, bindings, interpreter.executedSteps()};
+                if (interpreter.evaluate(start, some, bindings, *thread->sink))
+                    return {};
+                return {false, interpreter.lastRefusal(),
+                        describeOutcome(interpreter, program, call)};
+            };
+        });
 }
 
 ParallelOutcome runParallel(const ArrayRun& run, std::int64_t first, std::int64_t count,

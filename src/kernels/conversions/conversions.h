@@ -104,7 +104,8 @@ template <class Integer, class Float>
 inline Integer truncate(Float value) {
     // The magnitude of the least integer, a power of two, is exact in both float kinds. The
     // greatest integer is not.
-    constexpr Integer indefinite = isSame<Integer, std::int32_t> ? INT32_MIN : INT64_MIN;
+    constexpr auto indefinite =
+        static_cast<Integer>(isSame<Integer, std::int32_t> ? INT32_MIN : INT64_MIN);
     constexpr auto limit = -static_cast<Float>(indefinite);
     bool inside = value >= -limit && value < limit;
     if constexpr (isSame<Integer, std::int32_t> && isSame<Float, double>)

@@ -92,9 +92,9 @@ void Run::selectByLane() const {
             mapRun<WayOf>(ways.bytes, args.condition + element * args.conditionMultiplicity + done,
                           some);
             const std::int64_t enough = enoughAlike(1, fewestLanes);
+            const std::int64_t firstLane = element * multiplicity + done;
             forEachStretch(ways.bytes, some, enough, [&](std::int64_t first, Stretch stretch) {
-                take({ways.bytes + first, stretch.length, 1, element * multiplicity + done + first},
-                     stretch.way);
+                take({ways.bytes + first, stretch.length, 1, firstLane + first}, stretch.way);
             });
             if (some == lanes) {
                 findValidityByLane(args.resultValidity + element, ways.bytes, some, element,
