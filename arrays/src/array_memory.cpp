@@ -1,4 +1,4 @@
-// Which memory a view reaches.
+// Which bytes belong to the elements of a view.
 #include "array_memory.h"
 
 #include <cstdlib>
@@ -38,7 +38,7 @@ ArrayMemory memoryOf(const ArrayLayout& layout) {
     memory.values = piecesOf(layout.valueMemory(), width, layout.values());
     if (layout.hasPresence())
         memory.presence = piecesOf(layout.presenceMemory(), 1, layout.presence());
-    // Bits share bytes.
+    // Elements share bytes: a piece can begin at any byte.
     if (layout.hasPresenceBits())
         memory.presence.step = 1;
     return memory;
@@ -52,7 +52,7 @@ bool areDisjoint(const MemoryPieces& a, const MemoryPieces& b) {
         address(a.range.end) <= address(b.range.begin) ||
         address(b.range.end) <= address(a.range.begin))
         return true;
-    // Pieces that take turns, such as columns of one table.
+    // The pieces may still alternate, like the columns of one table.
     const std::int64_t step = std::gcd(a.step, b.step);
     if (step == 0)
         return false;

@@ -1,4 +1,4 @@
-// Which memory a view reaches, and whether two views can reach the same byte.
+// Which bytes belong to the elements of a view, and whether two views share any.
 #pragma once
 
 #include <fenlethosts/array_layout.h>
@@ -7,8 +7,8 @@
 
 namespace Fenlet {
 
-/// The bytes of a range that belong to elements: pieces of `width` bytes, of which each begins a
-/// multiple of `step` behind the range's start.
+/// The bytes of a range that belong to elements: pieces of `width` bytes. The distance from the
+/// range's start to a piece is always a multiple of `step`.
 struct MemoryPieces {
     MemoryRange range;
     std::int64_t width = 0;
@@ -17,28 +17,30 @@ struct MemoryPieces {
 
 struct ArrayMemory {
     MemoryPieces values;
-    MemoryPieces presence;
+    MemoryPieces presence; ///< empty if the view has none
 };
 
 ArrayMemory memoryOf(const ArrayLayout& layout);
 
-/// Whether no byte belongs to both. It may answer false where that is hard to tell.
+/// True only if no byte belongs to both. May return false for views that share nothing but are
+/// interleaved in a complicated way.
 bool areDisjoint(const MemoryPieces& a, const MemoryPieces& b);
 
-/// Whether every element of one view lies exactly where the same element of the other does, values
-/// and, as far as both have it, presence.
+/// Whether both views describe their elements alike: the same address, axes, components and size of
+/// a component, and if both have presence, presence of the same form.
 bool isSameLayout(const ArrayView& a, const ArrayView& b);
 
-/// A view whose elements lie side by side, in the order of their numbers and wholly inside their
-/// array: `data` null if it is not one.
+/// The addresses of a view's elements if they are adjacent, in the order of their numbers, and all
+/// inside the array. Otherwise, and for an empty view, `data` is null.
 struct FlatArray {
     const unsigned char* data = nullptr;
-    const unsigned char* presence =
-        nullptr; ///< a byte for each element, null where all have values
+    /// Adjacent bytes, one for each element; null if the view has no presence.
+    const unsigned char* presence = nullptr;
 };
 FlatArray flatArray(const ArrayLayout& layout);
 
-/// Whether an element of the view can be missing: by presence, or by lying outside the array.
+/// Whether an element of the view can be missing: because the view has presence, or because the
+/// element lies outside the array.
 bool canBeMissing(const ArrayLayout& layout);
 
 } // namespace Fenlet

@@ -16,40 +16,40 @@
 
 namespace Fenlet {
 
-/// Memory that begins with a cache line.
+/// Memory that begins on a cache line.
 using LineBytes = std::vector<unsigned char, LineAllocator<unsigned char>>;
 
 /// A field's input.
 struct FieldSource {
     std::string_view name;
     bool isBound = false;
-    ArrayView array;                      ///< where `accessor` is null
-    CpuFieldAccessor* accessor = nullptr; ///< a provider of the host; it may decline
-    std::unique_ptr<ArrayField> reader;   ///< reads `array` where it cannot be read in place
+    ArrayView array;                      ///< used if `accessor` is null
+    CpuFieldAccessor* accessor = nullptr; ///< the host's provider, which may decline; or null
+    std::unique_ptr<ArrayField> reader;   ///< copies from `array`; null with an accessor
 
-    /// The last instruction at which the array's memory is read, -1 for none.
+    /// The last instruction that may read the array's memory; -1 if none does.
     std::int32_t lastTouch = -1;
-    bool isReadByNumber = false;
+    bool isReadByNumber = false; ///< by some instruction, at computed element numbers
 };
 
-/// An output, and how it is served.
+/// An output: its register, its array, and how its values get there.
 struct OutputTarget {
     std::string_view name;
     std::int32_t number = noRegister;
     MutableArrayView array;
     OutputRules rules;
     std::optional<ArrayStore> store;
-    bool isInPlace = false; ///< the register's last step writes the values where they belong
+    bool isInPlace = false; ///< the register's values are computed in the array
 };
 
-/// Where a place lies: in the scratch of whoever runs the plan, or in an array. -1 for neither.
+/// Where a place lies in the scratch, in bytes; -1 if it does not lie there.
 struct PlaceHome {
     std::int64_t dataOffset = -1;
     std::int64_t validityOffset = -1;
 };
 
-/// What one thread needs to run a plan: its places, with scratch behind them, and how its last run
-/// went.
+/// What one thread needs to run a plan: the addresses of its places, its scratch, and the error of
+/// its last run.
 struct RunState {
     std::vector<Place> places;
     LineBytes scratch;
@@ -70,31 +70,31 @@ class ArrayPlan {
 
     bool prepare(const ArrayInput* inputs, std::size_t inputCount, const ArrayOutput* outputs,
                  std::size_t outputCount);
-    /// Gives a state memory for this plan, which is prepared, and fills in what never changes.
+    /// Allocates a state's memory, and fills in constants and uniforms. The plan must be complete.
     void setUp(RunState& state) const;
     bool run(RunState& state, std::int64_t first, std::int64_t count) const;
 
     bool isPrepared = false;
     std::int64_t elements = 0;
     std::int32_t blockSize = 0;
-    RunState own; ///< of the thread that prepares
+    RunState own; ///< for `ArrayRun::run`; workers have other states
     ArrayRun::Figures figures;
 
   private:
     friend class StepBinder;
 
-    /// An address that moves on with the block: byte `first` * `bytes` behind `start`.
+    /// A place in an array, which moves on with each block: its addresses for element 0.
     struct Moving {
         std::uint32_t place;
-        unsigned char* data;     ///< null where values lie elsewhere
+        unsigned char* data;     ///< null if the values do not lie in an array
         std::int64_t dataBytes;  ///< from one element to the next
-        unsigned char* validity; ///< null where validity lies elsewhere
+        unsigned char* validity; ///< null if the validity does not lie in an array
     };
 
     bool refuse(std::string words, ExecRefusal code = ExecRefusal::None) {
         return own.refuse(std::move(words), code);
     }
-    // Binding, in this order; each answers false after `refuse`.
+    // Binding, in this order. Each calls `refuse` and returns false if something does not fit.
     bool bindInput(const ArrayInput& input);
     bool bindField(const ArrayInput& input, std::int32_t number);
     bool bindOutput(const ArrayOutput& output);
@@ -120,15 +120,15 @@ class ArrayPlan {
     UniformTable uniforms;
     std::vector<FenletSampler*> samplers;
     std::vector<OutputTarget> targets;
-    std::int32_t shapeAxes = -1; ///< -1 while no array has told the shape
+    std::int32_t shapeAxes = -1; ///< -1 until an array has determined the shape
     std::int64_t shape[mostAxes] = {};
-    std::string shapeFrom; ///< the array that told it, in words
+    std::string shapeFrom; ///< the array that determined it, in words
 
-    /// A register that holds one value throughout, and the step that gives it.
+    /// A place that holds one value during the whole run, and the step that fills it.
     struct Constancy {
         std::uint32_t place;
         BoundStep step;
-        std::int32_t uniform; ///< position in `uniformBytes`, -1 for a constant
+        std::int32_t uniform; ///< index into `uniformBytes`, -1 for a constant
     };
 
     std::vector<BoundStep> steps;

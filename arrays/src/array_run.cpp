@@ -148,9 +148,9 @@ bool ArrayPlan::declined(RunState& state, const BoundStep& step, const Block& bl
     const std::string& name = isField ? program.fields[number].name : program.samplers[number].name;
     std::string words = isField ? "the field " : "the sampler ";
     words += quoted(nameOf(name, poolMark, instruction.immediate));
-    words += " declined the elements " + std::to_string(block.first) + " to " +
-             std::to_string(block.first + block.count - 1) + ", which " +
-             instructionInWords(program, step.instruction) + " asks for";
+    words += " declined at " + instructionInWords(program, step.instruction) +
+             ", in the block of elements " + std::to_string(block.first) + " to " +
+             std::to_string(block.first + block.count - 1);
     return state.refuse(std::move(words), ExecRefusal::ProviderFailed);
 }
 

@@ -1,4 +1,4 @@
-// Binding by name, and the checks of what was bound.
+// Binds inputs and outputs by name, and checks what is bound.
 #include "array_memory.h"
 #include "array_plan.h"
 #include "words.h"
@@ -8,7 +8,8 @@
 namespace Fenlet {
 namespace {
 
-/// The position of a name in a pool, -1 if it is not there.
+/// The position of a name in a pool, -1 if no entry has it. An entry without a name is found by its
+/// number after `mark`.
 template <class Entry>
 std::int32_t findName(const std::vector<Entry>& pool, std::string_view name, char mark) {
     for (std::size_t i = 0; i < pool.size(); ++i) {
@@ -94,7 +95,7 @@ bool ArrayPlan::bindInput(const ArrayInput& input) {
                                      listNames(program.samplers, "the samplers", poolMark)})
         if (!names.empty())
             known += (known.empty() ? "; it has " : ", and ") + names;
-    return refuse("the program reads nothing by the name " + quoted(input.name) +
+    return refuse("the program has no input " + quoted(input.name) +
                   (known.empty() ? "; it has no inputs" : known));
 }
 
@@ -105,10 +106,11 @@ bool ArrayPlan::bindOutput(const ArrayOutput& output) {
         for (const RegisterInfo& info : program.registers)
             if (info.output && !info.name.empty())
                 known += (known.empty() ? "; its outputs are " : ", ") + quoted(info.name);
-        return refuse("the program has no register by the name " + quoted(output.name) + known);
+        return refuse("the program has no register " + quoted(output.name) + known);
     }
     if (flow.of(number).writer < 0)
-        return refuse("no instruction writes the output " + quoted(output.name));
+        return refuse("no instruction writes the output " + quoted(output.name) +
+                      "; bind an array to a register that one writes");
     for (const OutputTarget& other : targets)
         if (other.name == output.name)
             return refuse("the output " + quoted(output.name) +
@@ -133,15 +135,15 @@ bool ArrayPlan::isEverythingBound() {
         };
         if (instruction.op == OpCode::LoadField && !fields[number].isBound)
             return refuse(wordsOf("field", program.fields[number].name) +
-                              " has no array; bind one by this name",
+                              " has no array; bind one to this name",
                           ExecRefusal::UnboundField);
         if (instruction.op == OpCode::LoadUniform && !isUniformBound[number])
             return refuse(wordsOf("uniform", program.uniforms[number].name) +
-                              " has no value; bind one by this name",
+                              " has no value; bind one to this name",
                           ExecRefusal::UnboundUniform);
         if (instruction.op == OpCode::Sample && samplers[number] == nullptr)
             return refuse(wordsOf("sampler", program.samplers[number].name) +
-                              " has no provider; bind one by this name",
+                              " has no provider; bind one to this name",
                           ExecRefusal::UnboundSampler);
     }
     if (targets.empty())
@@ -211,7 +213,7 @@ bool ArrayPlan::takeShape(const ArrayAxis* axes, std::int32_t axisCount, const s
     if (!isFirst && !isFlat && !wasFlat && !isAlike)
         return refuse(what + " has the shape " + shapeInWords(sizes, axisCount) + ", and " +
                       shapeFrom + " has " + shapeInWords(shape, shapeAxes) +
-                      "; arrays of one run have one shape");
+                      "; all arrays of a run need the same shape");
     if (isFirst || (wasFlat && axisCount > 1)) {
         std::copy(sizes, sizes + mostAxes, shape);
         shapeAxes = axisCount;
@@ -249,10 +251,10 @@ bool ArrayPlan::readAndWriteFit(const FieldSource& field, const OutputTarget& ou
         !areDisjoint(read.values, written.values) || !areDisjoint(read.presence, written.presence);
     if (!areDisjoint(read.values, written.presence) || !areDisjoint(read.presence, written.values))
         return refuse(words +
-                      ", values on one side and presence on the other; give it other memory");
+                      ", where values of one are presence of the other; give it other memory");
     if (overlaps && !sameElements)
-        return refuse(words + " and its elements lie elsewhere; give it other memory, or the very "
-                              "elements of the field");
+        return refuse(words + " and is laid out differently; give it other memory, or exactly the "
+                              "view of the field");
     if (overlaps && field.isReadByNumber)
         return refuse(words + ", which is also read by element number; give it other memory");
     return true;
@@ -268,7 +270,8 @@ bool ArrayPlan::memoryFits() {
                 !areDisjoint(one.presence, other.values) ||
                 !areDisjoint(one.presence, other.presence))
                 return refuse("the outputs " + quoted(targets[k].name) + " and " +
-                              quoted(targets[i].name) + " share memory; give each its own");
+                              quoted(targets[i].name) +
+                              " share memory; give each different memory");
         }
         for (const FieldSource& field : fields)
             if (field.isBound && field.accessor == nullptr && !readAndWriteFit(field, targets[i]))

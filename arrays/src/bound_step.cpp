@@ -1,4 +1,4 @@
-// What each bound step does with a block.
+// The steps of an array run.
 #include "bound_step.h"
 
 #include <cstring>
@@ -10,7 +10,7 @@ std::int64_t lanes(const BoundStep& step, const Block& block) {
     return std::int64_t{block.count} * step.multiplicity;
 }
 
-/// Where a step writes validity: into the result's, or where nobody reads it.
+/// Where a step writes validity: to the result, or to a scratch place if nothing reads it.
 unsigned char* validityOf(const BoundStep& step, const Place* places) {
     return step.scratch == noPlace ? places[step.result].validity : places[step.scratch].data;
 }
@@ -60,7 +60,8 @@ bool locateArray(const BoundStep& step, Place* places, const Block& block) {
     const FlatRun values = layout.flatRun(block.first, block.count, layout.elementBytes());
     const FlatRun presence = layout.flatPresence(block.first, block.count);
     if (values.count == block.count && (!layout.hasPresence() || presence.count == block.count)) {
-        // Steps only ever write places that are their results.
+        // The array is not written: a step only writes to its result, and this step is the only one
+        // that has this result.
         result.data = const_cast<unsigned char*>(values.data);
         result.validity = const_cast<unsigned char*>(presence.data);
         return true;
@@ -82,8 +83,7 @@ bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block)
 bool fieldByNumber(const BoundStep& step, Place* places, const Block& block) {
     const Place& result = places[step.result];
     const Place& operand = places[step.operands[0]];
-    // Element numbers are read where they lie, unless they have another width or the values that
-    // are read would overwrite them.
+    // Element numbers are read in place, unless they have 32 bits or the result overwrites them.
     auto* numbers = static_cast<std::int64_t*>(static_cast<void*>(operand.data));
     if (step.scratch != noPlace) {
         numbers = static_cast<std::int64_t*>(static_cast<void*>(places[step.scratch].data));

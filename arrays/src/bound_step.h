@@ -1,8 +1,8 @@
-// A run as a flat list of steps that know all they need.
+// A run as a flat list of steps.
 //
-// A plan binds each instruction once: to a kernel, and to places, where the registers' values and
-// validity lie. Places are numbers, since each thread has memory of its own, and since an array's
-// place moves on from block to block. What a step does not find in its record it does not look up.
+// A plan binds each instruction once: to a kernel, and to the places of its registers. A place is a
+// number that each thread looks up in a table of addresses. Threads have different scratch, and the
+// address of an array changes with each block. A step needs nothing but its record and that table.
 #pragma once
 
 #include "evaluator.h"
@@ -14,24 +14,24 @@
 
 namespace Fenlet {
 
-/// Where a register's values and validity lie for the block in hand.
+/// Where a register's values and validity lie for the current block.
 struct Place {
     unsigned char* data = nullptr;
     /// A byte for each element, 0 for a missing one; null where every element has a value.
     unsigned char* validity = nullptr;
 };
 
-/// The number of a place that is nobody's: both addresses are null.
+/// The place of an operand that does not exist: both addresses are null.
 inline constexpr std::uint32_t noPlace = 0;
 
-/// The elements in hand.
+/// The elements of a block.
 struct Block {
     std::int64_t first;
     std::int32_t count;
 };
 
 struct BoundStep {
-    /// Returns false where a provider declines.
+    /// Returns false if a provider declines.
     using Run = bool (*)(const BoundStep& step, Place* places, const Block& block);
 
     union Work {
@@ -52,43 +52,46 @@ struct BoundStep {
     Work work;
     std::uint32_t result = noPlace;
     std::uint32_t operands[3] = {noPlace, noPlace, noPlace};
-    /// Whose data takes element numbers, or validity that nobody reads.
+    /// A place for copies of element numbers, of array elements, or for validity that is not read.
     std::uint32_t scratch = noPlace;
     std::int32_t multiplicity = 1;        ///< of the result
     std::int32_t operandMultiplicity = 1; ///< of operand 0
-    std::int32_t immediate = 0;           ///< component number, or the kernel's operation number
+    std::int32_t immediate = 0;           ///< component number, or operation number
     CpuElementKind resultKind = CpuElementKind::Unsupported;
     CpuElementKind operandKind = CpuElementKind::Unsupported; ///< of operand 0
     bool leftScalar = false;
     bool rightScalar = false;
-    std::int32_t instruction = -1; ///< in the program, for whoever has to say where a run ended
+    std::int32_t instruction = -1; ///< its number in the program, for messages
 };
 
-/// The steps. Each says what it reads beyond the places of its operands and its result.
+/// The steps. Their comments say what they use besides the places of operands and result.
 namespace Steps {
 
-/// Validity: of the result from that of operands 0 and 1, either of which may be null.
+/// Sets the result's validity from that of operands 0 and 1. Either may be null: all valid.
 bool combineValidity(const BoundStep& step, Place* places, const Block& block);
-/// Validity: every element of the result has a value.
+/// Sets the result's validity: every element has a value.
 bool allValid(const BoundStep& step, Place* places, const Block& block);
 
 bool elementIndex(const BoundStep& step, Place* places, const Block& block);
-/// `work.constant`, spread over the block. Only for registers that several instructions write.
+/// Fills the block with `work.constant`, for a register that several instructions write. Other
+/// registers are filled once, before the first block.
 bool constant(const BoundStep& step, Place* places, const Block& block);
-/// Copies operand 0, one value, over the block. Only for registers that several instructions write.
+/// Fills the block with the first element of operand 0, for such a register.
 bool spread(const BoundStep& step, Place* places, const Block& block);
-/// `work.field`, which reads an array, at the block's own numbers. It looks at the first alone.
+/// Reads `work.field` at the block's own numbers. It must be an `ArrayField`, which uses only the
+/// first number.
 bool arrayAtOwnNumbers(const BoundStep& step, Place* places, const Block& block);
-/// Finds out whether the array `work.located` has the block's own elements side by side. Then the
-/// result lies there, else they are copied to the place `scratch`, and the result lies there.
+/// If the block's own elements are adjacent in the array of `work.located`, lets the result lie in
+/// the array. Otherwise copies them to the place `scratch`, and lets the result lie there.
 bool locateArray(const BoundStep& step, Place* places, const Block& block);
-/// `work.field` at the block's own numbers, which operand 0 holds, or at any that it holds.
+/// Reads `work.field` at the block's own numbers, which operand 0 holds.
 bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block);
+/// Reads `work.field` at the numbers in operand 0. `scratch` takes a copy of them if it is a place.
 bool fieldByNumber(const BoundStep& step, Place* places, const Block& block);
 bool sample(const BoundStep& step, Place* places, const Block& block);
 bool component(const BoundStep& step, Place* places, const Block& block);
 bool unary(const BoundStep& step, Place* places, const Block& block);
-/// `work.flat`: one loop over lanes.
+/// Runs `work.flat`, one loop over all lanes.
 bool flatArithmetic(const BoundStep& step, Place* places, const Block& block);
 bool arithmetic(const BoundStep& step, Place* places, const Block& block);
 bool comparison(const BoundStep& step, Place* places, const Block& block);

@@ -1,11 +1,11 @@
-// What this library uses of the evaluator's inside, and all of it: nothing else here includes the
-// evaluator's own sources.
+// The evaluator's internal headers that this library uses. No other file here includes them, except
+// through this one.
 //
-// The kernels come as objects into this library, hidden, so that the evaluator need not export
+// A shared library contains the kernels' objects, hidden, so that the evaluator need not export
 // them.
 #pragma once
 
-// This comes first: the enumerators in there have names that the kernels give to types.
+// This must come first: some of its enumerators have names that the kernels use for types.
 // clang-format off
 #include <fenlethosts/array_view.h>
 // clang-format on

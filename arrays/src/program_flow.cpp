@@ -1,4 +1,4 @@
-// What flows where in a program.
+// Which registers and instructions of a program depend on each other.
 #include "program_flow.h"
 
 #include <fenletir/verify.h>
@@ -6,14 +6,14 @@
 namespace Fenlet {
 namespace {
 
-/// Whether a finding says that what a block gives could depend on the block before it.
+/// Whether a finding means that the results of a block could depend on an earlier block.
 bool dependsOnEarlierBlock(const Finding& finding) {
     return finding.code == FindingCode::NeverWritten ||
            finding.code == FindingCode::PartlyWritten ||
            finding.code == FindingCode::MisreadOperand;
 }
 
-/// The code of the refusal that a finding stands for. Those of a backend have its numbers.
+/// The refusal for a finding. If a backend refuses such a program, the codes have the same number.
 ExecRefusal refusalOf(const Finding& finding) {
     switch (finding.severity) {
     case FindingClass::Refused:

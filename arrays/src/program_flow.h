@@ -1,4 +1,4 @@
-// What flows where in a program: which instructions are needed, and until when a register is read.
+// Which instructions of a program are needed, and which instruction reads a register last.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -11,23 +11,22 @@
 
 namespace Fenlet {
 
-/// The flow of a program that is fit for a flat list of steps. It holds positions in the program
-/// and stays right as long as the program is not changed.
+/// How the registers and instructions of a program depend on each other. The program is borrowed
+/// and must not change.
 class ProgramFlow {
   public:
-    /// Why the program is refused, empty if it is not; and the code of that refusal.
+    /// Why the program is refused, and the code; empty and `None` if it is not.
     std::string error;
     ExecRefusal refusal = ExecRefusal::None;
 
     struct RegisterFlow {
         CpuElementKind kind = CpuElementKind::Unsupported;
         std::int32_t multiplicity = 1;
-        /// The instruction that writes the register, the first one if there are several; -1 if
-        /// there is none.
+        /// The first instruction that writes the register; -1 if none does.
         std::int32_t writer = -1;
-        /// Whether more than one instruction writes the register, or one that reads it, too. Its
-        /// validity can then come from more than one instruction. Such a register keeps memory for
-        /// itself, and its validity is written out for every block.
+        /// Whether several instructions write the register, or one that also reads it. Its validity
+        /// can then come from several instructions. So it shares its memory with no other register,
+        /// and its validity is written in every block.
         bool isRewritten = false;
         /// The last needed instruction that reads it, -1 if none does.
         std::int32_t lastRead = -1;
@@ -38,11 +37,11 @@ class ProgramFlow {
     /// Whether each instruction has to run.
     std::vector<bool> isNeeded;
 
-    /// Looks at the program. Fills `error` instead where it is refused.
+    /// Examines the program. If the program is refused, sets only `error` and `refusal`.
     explicit ProgramFlow(const FenletProgram& newProgram);
 
-    /// Finds out what is needed for these registers. An instruction that asks a provider which can
-    /// decline is needed in any case: `canDecline` says of an instruction whether it does.
+    /// Finds which instructions are needed to compute these registers. An instruction for which
+    /// `canDecline` returns true is always needed: it asks a provider, which can end the run.
     template <class CanDecline>
     void need(const std::vector<std::int32_t>& outputs, CanDecline canDecline);
 
@@ -83,8 +82,8 @@ void ProgramFlow::need(const std::vector<std::int32_t>& outputs, CanDecline canD
         one.isReadAsValue = false;
     }
     isNeeded.assign(program.instructions.size(), false);
-    // A register stays wanted above an instruction that writes it: where several do, an earlier one
-    // may have left the validity that a later one keeps.
+    // All instructions that write a wanted register are needed: a later one may keep validity that
+    // an earlier one has set.
     for (std::int32_t i = program.instructionCount(); i-- > 0;) {
         const auto place = static_cast<std::size_t>(i);
         const Instruction& instruction = program.instructions[place];

@@ -1,4 +1,4 @@
-// Turning a bound program into a flat list of steps.
+// Turns a bound program into a flat list of steps.
 #include "step_binder.h"
 
 #include "array_memory.h"
@@ -9,13 +9,13 @@
 namespace Fenlet {
 namespace {
 
-/// Elements worked on at a time where nothing speaks against it. Scratch of a few registers then
-/// lies in the nearest cache.
+/// Elements in a block unless the scratch would need more than `roomForScratch` bytes, so that it
+/// stays in the nearest cache.
 constexpr std::int32_t usualBlock = 1024;
 constexpr std::int32_t smallestBlock = 256;
 constexpr std::int64_t roomForScratch = 32 * 1024;
 
-/// Blocks whose areas all begin with a cache line.
+/// Areas hold a multiple of this many elements, so that each begins on a cache line.
 constexpr std::int64_t lineElements = 64;
 
 ArithmeticOp arithmeticOp(OpCode op) {
@@ -52,8 +52,8 @@ void StepBinder::findNeeds() {
             lastDecline = i;
 }
 
-/// Until when an array is read: where it is lent, until the last instruction that reads the
-/// register.
+/// Finds the last instruction that may read each array. A register may lie in the array, so its
+/// last reader counts too.
 void StepBinder::findTouches() {
     for (FieldSource& field : plan.fields)
         field.lastTouch = -1;
@@ -76,8 +76,8 @@ bool StepBinder::bind() {
     plan.figures = {};
     for (OutputTarget& output : plan.targets)
         output.isInPlace = false;
-    // Registers that several instructions write keep memory of their own, and begin each block
-    // valid.
+    // Registers that several instructions write share no memory, and are all valid at the beginning
+    // of each block.
     for (std::int32_t number = 0; number < program.registerCount(); ++number) {
         Value& value = valueOf(number);
         if (!flow.of(number).isRewritten)
@@ -114,7 +114,7 @@ std::int64_t StepBinder::takeScratch(std::int64_t bytes) {
     return offset;
 }
 
-/// Scratch that somebody has given back, if there is some of that size or larger.
+/// Takes scratch that was given back if a gap is large enough, and otherwise new scratch.
 std::int64_t StepBinder::takeShared(std::int64_t bytes) {
     auto best = gaps.end();
     for (auto gap = gaps.begin(); gap != gaps.end(); ++gap)
@@ -143,8 +143,9 @@ bool StepBinder::isOutput(std::int32_t number) const {
                        [number](const OutputTarget& one) { return one.number == number; });
 }
 
-/// Whether storing a block could change what register `number`, which would lie in this field's
-/// array, still has to give: its values, if it is an output, or the validity that others share.
+/// If register `number` lay in this field's array: whether storing a block in the outputs could
+/// overwrite what is still to be stored. That is the register's values, if it is an output, or its
+/// validity, which other registers may share.
 bool StepBinder::meetsOutput(const FieldSource& field, std::int32_t number) const {
     const ArrayMemory read = memoryOf(field.reader->layout());
     return std::any_of(plan.targets.begin(), plan.targets.end(), [&](const OutputTarget& one) {
@@ -154,15 +155,15 @@ bool StepBinder::meetsOutput(const FieldSource& field, std::int32_t number) cons
     });
 }
 
-/// Whether the register's last step may write into an output although an array that is read lies
-/// there, too.
+/// Whether this step may write its result into an output's array: no field that lies there is read
+/// afterwards.
 bool StepBinder::mayWriteBehind(const BoundStep& step, const OutputTarget& output) const {
     const ArrayMemory written = memoryOf(ArrayLayout(output.array));
     for (const FieldSource& field : plan.fields) {
         if (!field.isBound || field.accessor != nullptr || field.lastTouch < 0 ||
             areDisjoint(memoryOf(field.reader->layout()).values, written.values))
             continue;
-        // The step itself may read there if it goes lane by lane, over lanes of one size.
+        // The step itself may read the field if it works lane by lane, on lanes of the same size.
         const bool isLaneByLane = step.multiplicity == field.array.components &&
                                   elementSize(step.resultKind) == componentSize(field.array.kind);
         if (field.lastTouch > step.instruction ||
@@ -172,7 +173,7 @@ bool StepBinder::mayWriteBehind(const BoundStep& step, const OutputTarget& outpu
     return true;
 }
 
-/// Puts the result where an output lies, if it can lie there.
+/// Lets the result lie in an output's array, if that is possible.
 bool StepBinder::placeInOutput(const BoundStep& step) {
     if (!plan.options.inPlace || step.instruction <= lastDecline)
         return false;
@@ -201,7 +202,7 @@ void StepBinder::placeResult(const BoundStep& step) {
     result.data = {Home::Kind::Scratch, takeShared(result.bytes), nullptr, 0};
 }
 
-/// Gives back the scratch of registers that nobody reads any more.
+/// Gives back the scratch of operands that no later instruction reads.
 void StepBinder::releaseOperands(const Instruction& instruction, std::int32_t number) {
     const auto isFixed = [this](std::int32_t one) {
         const OpCode op = program.instructions[static_cast<std::size_t>(flow.of(one).writer)].op;
@@ -219,7 +220,8 @@ void StepBinder::releaseOperands(const Instruction& instruction, std::int32_t nu
     forEachOperand(instruction, [&](std::int32_t, std::int32_t one) { release(one); });
 }
 
-/// The result's validity is that of operands 0 and 1 together, and is not written by the step.
+/// Plans the result's validity: valid where operands 0 and 1 both are. If possible, the result
+/// shares the validity of an operand and no step writes it.
 void StepBinder::shareValidity(const BoundStep& step) {
     Value& result = values[step.result];
     const Home& left = values[step.operands[0]].validity;
@@ -241,7 +243,7 @@ void StepBinder::shareValidity(const BoundStep& step) {
     ownValidity(step);
 }
 
-/// The same, but in memory that the step may change.
+/// The same, but always in separate memory, which the step may change.
 void StepBinder::ownValidity(const BoundStep& step) {
     Value& result = values[step.result];
     if (result.validity.kind == Home::Kind::Nowhere)
@@ -249,7 +251,7 @@ void StepBinder::ownValidity(const BoundStep& step) {
     emit(step, &Steps::combineValidity);
 }
 
-/// Every element of the result has a value, whatever the step writes about that.
+/// Plans the result's validity: every element has a value.
 void StepBinder::noValidity(const BoundStep& step) {
     if (values[step.result].validity.kind != Home::Kind::Nowhere)
         emit(step, &Steps::allValid);
@@ -358,11 +360,11 @@ void StepBinder::bindConstant(const BoundStep& step, const Instruction& instruct
 void StepBinder::bindUniform(const BoundStep& step, const Instruction& instruction) {
     const auto number = static_cast<std::int32_t>(plan.uniformBytes.size());
     plan.uniformBytes.emplace_back();
-    // It fits, since `uniformsFit` has tried.
+    // This succeeds: `uniformsFit` has tried the same.
     static_cast<void>(plan.uniforms.fetch(instruction.immediate, step.resultKind, step.multiplicity,
                                           plan.uniformBytes.back().bytes));
     if (flow.of(instruction.result).isRewritten) {
-        // The value lies in a separate place, and each block copies it from there.
+        // The value is kept in a separate place and copied from there in each block.
         BoundStep copying = step;
         copying.operands[0] = addPlace(values[step.result].bytes);
         plan.constants.push_back({copying.operands[0], step, number});
@@ -375,7 +377,7 @@ void StepBinder::bindUniform(const BoundStep& step, const Instruction& instructi
     plan.constants.push_back({step.result, step, number});
 }
 
-/// Lets the register lie where the field's array does, if it can.
+/// Lets the register lie in the field's array, if that is possible for all blocks.
 bool StepBinder::lendField(const Instruction& instruction, const FieldSource& field) {
     const RegisterFlow& result = flow.of(instruction.result);
     const FlatArray flat = flatArray(field.reader->layout());
@@ -383,7 +385,8 @@ bool StepBinder::lendField(const Instruction& instruction, const FieldSource& fi
         field.array.kind != arrayKind(result.kind) || meetsOutput(field, instruction.result))
         return false;
     Value& value = valueOf(instruction.result);
-    // Steps only ever write places that are results.
+    // The array is not written: a step only writes to its result, and only this instruction has
+    // this one.
     value.data = {Home::Kind::Moving, 0, const_cast<unsigned char*>(flat.data),
                   field.reader->layout().elementBytes()};
     if (flat.presence != nullptr)
@@ -392,8 +395,8 @@ bool StepBinder::lendField(const Instruction& instruction, const FieldSource& fi
     return true;
 }
 
-/// Lets the register lie where the field's array does for blocks that lie there in one piece, such
-/// as those inside a shifted grid. Others are copied.
+/// Lets the register lie in the field's array in those blocks whose elements are adjacent there,
+/// such as blocks inside a row of a shifted grid. Other blocks are copied.
 bool StepBinder::locateField(BoundStep step, const Instruction& instruction, FieldSource& field) {
     const ArrayLayout& layout = field.reader->layout();
     if (!plan.options.inPlace || flow.of(instruction.result).isRewritten ||
@@ -425,7 +428,7 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
         result.data = {Home::Kind::Scratch, takeScratch(result.bytes), nullptr, 0};
     if (isArray && ownNumbers && !canBeMissing(field.reader->layout()) &&
         result.validity.kind == Home::Kind::Nowhere) {
-        // The array writes no validity then, but is given room for it.
+        // Reading the array then changes no validity, but still needs room for it.
         discarded = discarded == noPlace ? addPlace(1) : discarded;
         step.scratch = discarded;
         emit(step, &Steps::arrayAtOwnNumbers);
@@ -452,7 +455,7 @@ void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) 
     step.leftScalar = left.multiplicity == 1 && right.multiplicity != 1;
     step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
     step.immediate = static_cast<std::int32_t>(op);
-    // Divisors that are zero make elements missing.
+    // A divisor of zero makes an element missing.
     if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
         ownValidity(step);
     else
@@ -473,7 +476,8 @@ void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) 
     step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
     step.immediate =
         static_cast<std::int32_t>(instruction.op) - static_cast<std::int32_t>(OpCode::Less);
-    // The evaluator combines the operands' validity first, also where the result is one of them.
+    // The evaluator combines the operands' validity first. That matters if the result is an
+    // operand.
     if (flow.of(instruction.result).isRewritten)
         ownValidity(step);
     placeResult(step);

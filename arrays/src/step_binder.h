@@ -1,4 +1,4 @@
-// Turning a bound program into a flat list of steps.
+// Turns a bound program into a flat list of steps.
 #pragma once
 
 #include "array_plan.h"
@@ -8,34 +8,35 @@
 
 namespace Fenlet {
 
-/// Decides where each register's values and validity lie, and writes the list of steps. Used once,
-/// for one `prepare`.
+/// Decides where each register's values and validity lie, and makes the list of steps. An object
+/// serves one `prepare`.
 class StepBinder {
   public:
     explicit StepBinder(ArrayPlan& newPlan);
 
-    /// Fills the plan's steps, places and memory. Answers false after the plan's `refuse`.
+    /// Sets the plan's steps, places and memory. If an output does not fit, calls the plan's
+    /// `refuse` and returns false.
     bool bind();
 
   private:
-    /// Where something lies.
+    /// Where values or validity lie.
     struct Home {
         enum class Kind {
-            Nowhere, ///< validity: every element has a value
-            Scratch, ///< `offset` bytes for each element into the scratch
-            Moving,  ///< an array, from `start` on
-            Varying, ///< wherever a step says, another place for each block
+            Nowhere, ///< values: not decided yet; validity: every element has a value
+            Scratch, ///< in the scratch, `offset` times the block's capacity from its start
+            Moving,  ///< in an array whose element 0 is at `start`
+            Varying, ///< where a step decides, in each block
         };
         Kind kind = Kind::Nowhere;
         std::int64_t offset = 0;
         unsigned char* start = nullptr;
-        std::int64_t bytes = 0; ///< of an element, in an array
+        std::int64_t bytes = 0; ///< of an element's values, if they lie in an array
 
         bool operator==(const Home& other) const {
             return kind == other.kind && offset == other.offset && start == other.start;
         }
     };
-    /// A register, or one of the places that no register has.
+    /// A place: that of a register, or one that a step needs besides.
     struct Value {
         Home data;
         Home validity;
@@ -43,7 +44,7 @@ class StepBinder {
         bool isGivenBack = false;  ///< its scratch may already serve another register
         std::int64_t bytes = 0;    ///< of an element's values
     };
-    /// Scratch that nobody uses at the moment.
+    /// Scratch that was given back and is free. Both numbers count bytes for each element.
     struct Gap {
         std::int64_t offset;
         std::int64_t bytes;
@@ -96,8 +97,8 @@ class StepBinder {
     std::vector<Value> values; ///< by place
     std::vector<Gap> gaps;
     std::int64_t scratchBytes = 0;     ///< for each element
-    std::int64_t constantBytes = 0;    ///< of these, such as are read only
-    std::uint32_t discarded = noPlace; ///< whose data takes validity bytes that nobody reads
+    std::int64_t constantBytes = 0;    ///< how many of them hold constants and uniforms
+    std::uint32_t discarded = noPlace; ///< a place for validity bytes that are not read
     std::int32_t lastDecline = -1;     ///< the last instruction that asks a provider
 };
 

@@ -1,4 +1,4 @@
-// How sentences name what they are about.
+// Names in messages.
 #pragma once
 
 #include <fenletir/program.h>
@@ -16,11 +16,12 @@ inline std::string quoted(std::string_view name) {
     return words;
 }
 
-/// The marks of numbers that stand for names: of fields, uniforms and samplers, and of registers.
+/// What precedes a number that is used as a name: for fields, uniforms and samplers, and for
+/// registers.
 inline constexpr char poolMark = '@';
 inline constexpr char registerMark = '%';
 
-/// The name that an entry without one goes by, such as @0.
+/// The name, or if it is empty, the number after its mark, such as @0.
 inline std::string nameOf(const std::string& name, char mark, std::int32_t number) {
     if (!name.empty())
         return name;

@@ -101,10 +101,12 @@ int main(int argumentCount, char** arguments) {
     using namespace Rules;
     Options options;
     CLI::App app("Finds the rows of a table for which a three-valued rule holds.", "rules");
-    app.add_option("table", options.table, "comma-separated file; its first line names the columns")
+    app.add_option("table", options.table,
+                   "comma-separated file whose first line names the columns")
         ->check(Terminal::fileName())
         ->capture_default_str();
-    app.add_option("rule", options.rule, "such as: (a < b and c > 0.5) or not d")
+    app.add_option("rule", options.rule,
+                   "the condition on a row, such as: (a < b and c > 0.5) or not d")
         ->capture_default_str();
     app.add_option("--block-size", options.blockSize, "rows to evaluate at a time")
         ->check(CLI::Range(1, 1 << 20))

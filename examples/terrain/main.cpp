@@ -195,7 +195,7 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--enlarge", options.enlarge, "pixels from one grid point to the next")
         ->check(CLI::Range(1, 64))
         ->capture_default_str();
-    app.add_option("--sea-level", options.seaLevel, "heights below this are water, in metres")
+    app.add_option("--sea-level", options.seaLevel, "height in metres below which there is water")
         ->check(Terminal::finite())
         ->capture_default_str();
     app.add_option("--spacing-east", options.spacingEast, "metres from column to column")

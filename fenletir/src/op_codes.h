@@ -88,7 +88,7 @@ constexpr OpCodeFacts factsFor(OpCode op) {
     return {};
 }
 
-/// The same rows by number, and after them an empty one.
+/// The rows of `factsFor` by opcode number, followed by an empty row.
 inline constexpr auto opCodeTable = [] {
     std::array<OpCodeFacts, opCodeCount + 1> table{};
     for (std::uint32_t number = 0; number <= opCodeCount; ++number)

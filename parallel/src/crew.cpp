@@ -12,7 +12,7 @@ namespace Fenlet {
 
 #ifdef FENLET_HAVE_TBB
 void standardCrew(int threads, const std::function<void(int worker)>& work) {
-    // Whoever starts late finds nothing left to do, so it does not matter who that is.
+    // Without enough threads, some of these calls start late. They find nothing left to do.
     tbb::task_arena arena(std::min(threads, standardCrewSize()));
     arena.execute([&] {
         tbb::parallel_for(

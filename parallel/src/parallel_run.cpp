@@ -1,4 +1,4 @@
-// One run on every core.
+// Runs on every core.
 #include "pieces.h"
 #include "run_by_crew.h"
 
@@ -10,8 +10,8 @@
 namespace Fenlet {
 namespace {
 
-/// Elements in a piece: few enough that no thread waits long for the last one, and enough that
-/// taking it costs nothing beside it.
+/// Elements in a piece: few enough that no thread waits long at the end of the run, and enough that
+/// the cost of taking a piece does not matter.
 constexpr std::int64_t usualGrain = 32768;
 
 std::int64_t grainOf(const ParallelOptions& options, std::int64_t blockSize) {
@@ -29,7 +29,7 @@ ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, st
                           const ParallelOptions& options) {
     if (!run.isPrepared() || first < 0 || count < 0 || first > run.count() ||
         count > run.count() - first) {
-        // A worker says what is wrong.
+        // A worker refuses such a range too, and says why.
         ArrayRun::Worker asking(run);
         static_cast<void>(asking.run(first, count));
         ParallelOutcome refused;
@@ -56,7 +56,7 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
         std::unique_ptr<BlockSink> sink;
     };
     {
-        // What cannot be planned is refused before any thread begins, also for an empty range.
+        // Refuses a wrong program or binding before any thread begins, even if the range is empty.
         Interpreter planning;
         if (!planning.configure(program, blockSize) || !planning.checkBindings(bindings)) {
             ParallelOutcome refused;

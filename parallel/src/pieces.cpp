@@ -1,4 +1,4 @@
-// Cutting a range into pieces.
+// Cuts a range into pieces.
 #include "pieces.h"
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 namespace Fenlet {
 namespace {
 
-/// A run in progress. Pieces are numbered in the order of their elements and taken in that order,
-/// so that every piece below one that fails has been taken, and is finished, too.
+/// A run in progress. Pieces are numbered in the order of their elements and taken in that order.
+/// So when a piece fails, all lower ones have been taken, and will be finished.
 class PieceRun {
   public:
     PieceRun(std::int64_t newFirst, std::int64_t newCount, std::int64_t newGrain,
@@ -93,12 +93,12 @@ class PieceRun {
     const std::function<PieceWork()>& makeWork;
 
     std::atomic<std::int64_t> next{0};
-    /// The lowest piece that failed; none from there on begins.
+    /// The lowest piece that failed. Neither it nor a later one begins any more.
     std::atomic<std::int64_t> endAt{std::numeric_limits<std::int64_t>::max()};
     std::atomic<bool> wasCancelled{false};
 
     std::mutex makingWork;
-    std::mutex telling; ///< guards all that follows
+    std::mutex telling; ///< guards all members below
     std::vector<unsigned char> isDone;
     std::int64_t done = 0;
     PieceOutcome failed;

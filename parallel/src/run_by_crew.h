@@ -1,4 +1,4 @@
-// Parallel runs by any crew: what tests use to bring their own threads.
+// Parallel runs by any crew, so that tests can use other threads.
 #pragma once
 
 #include "crew.h"
@@ -7,7 +7,7 @@
 
 namespace Fenlet {
 
-/// As `runParallel` and `evaluateParallel`.
+/// Like `runParallel` and `evaluateParallel`, with the threads of `crew`.
 ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, std::int64_t count,
                           const ParallelOptions& options);
 ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int blockSize,

@@ -33,8 +33,8 @@ inline Fault elementIndex(const Step& step) {
     return step.resultKind == CpuElementKind::Int64 ? Faults::none : Faults::elementIndexKind;
 }
 
-// The limit is on the constant's own components, not the register's, as the constant is what is put
-// into the scratch.
+// The limit applies to the constant's components, not the register's: the scratch takes the
+// constant.
 inline Fault constant(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.constants))
         return Faults::constantIndex;
@@ -43,7 +43,7 @@ inline Fault constant(const Step& step, const FenletProgram& program) {
                                                           : Faults::constantMultiplicity;
 }
 
-// The limit is on the register's components, as the host is asked for that many.
+// The limit applies to the register's components: the host writes that many to the scratch.
 inline Fault uniform(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.uniforms))
         return Faults::uniformIndex;

@@ -1,4 +1,4 @@
-// What an `ArrayRun` allocates, and what it leaves where memory runs out.
+// What an `ArrayRun` allocates, and what is left when memory runs out.
 #include "../doubles/counted_new.h"
 
 #include <fenletarrays/array_run.h>

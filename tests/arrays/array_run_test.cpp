@@ -1,4 +1,4 @@
-// What a user of `ArrayRun` sees: values, presence, neighbours, ranges, and sentences.
+// `ArrayRun` as its users see it: values, presence, neighbours, ranges and error messages.
 #include <fenletarrays/array_run.h>
 #include <fenletir/program_builder.h>
 
@@ -73,7 +73,7 @@ TEST(ArrayRun, SeesNeighboursInAGridByShiftedViews) {
     const auto west = write.loadField(write.field("west"), index, Format::Float32);
     write.output(write.subtract(east, west), "slope");
     const FenletProgram program = write.build().program;
-    // Rows so long that most blocks lie within one.
+    // The rows are long, so that most blocks lie within one row.
     constexpr std::int64_t rows = 3;
     constexpr std::int64_t columns = 5000;
     std::vector<float> height(rows * columns);
@@ -209,7 +209,7 @@ TEST(ArrayRun, TakesNoMoreMemoryForLongChains) {
     ArrayRun run(program);
     ASSERT_TRUE(run.evaluate({{"a", values}}, {{"sum", sum}})) << run.error();
     EXPECT_EQ(sum[4999], 101);
-    // Two registers take turns; the last step writes into the output.
+    // The sums alternate between two areas; the last step writes into the output.
     EXPECT_LE(run.figures().scratchBytes, std::int64_t{2} * 4 * run.blockSize());
 }
 
@@ -221,7 +221,7 @@ TEST(ArrayRun, AnswersForNoElementsAtAll) {
     EXPECT_TRUE(run.evaluate({{"nir", none}, {"red", none}}, {{"ndvi", ndvi}})) << run.error();
 }
 
-// Every way in which a binding does not fit, and the sentence for it.
+// Bindings that do not fit, and their error messages.
 class ArrayRunRefusals : public testing::Test {
   protected:
     std::string whyNot(std::initializer_list<ArrayInput> inputs,
@@ -240,9 +240,9 @@ class ArrayRunRefusals : public testing::Test {
 
 TEST_F(ArrayRunRefusals, NameWhatIsMissingUnknownOrDouble) {
     EXPECT_EQ(whyNot({{"nir", nir}}, {{"ndvi", ndvi}}),
-              "the field \"red\" has no array; bind one by this name");
+              "the field \"red\" has no array; bind one to this name");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", red}, {"blue", red}}, {{"ndvi", ndvi}}),
-              "the program reads nothing by the name \"blue\"; it has the fields \"nir\", \"red\"");
+              "the program has no input \"blue\"; it has the fields \"nir\", \"red\"");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", red}, {"nir", red}}, {{"ndvi", ndvi}}),
               "the field \"nir\" is bound twice; leave one of the two out");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", 1.0}}, {{"ndvi", ndvi}}),
@@ -250,7 +250,7 @@ TEST_F(ArrayRunRefusals, NameWhatIsMissingUnknownOrDouble) {
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", red}}, {}),
               "no output is bound; bind an array to at least one");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", red}}, {{"nvdi", ndvi}}),
-              "the program has no register by the name \"nvdi\"; its outputs are \"ndvi\"");
+              "the program has no register \"nvdi\"; its outputs are \"ndvi\"");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", red}}, {{"ndvi", ndvi}, {"ndvi", ndvi}}),
               "the output \"ndvi\" is bound twice; leave one of the two out");
 }
@@ -258,8 +258,8 @@ TEST_F(ArrayRunRefusals, NameWhatIsMissingUnknownOrDouble) {
 TEST_F(ArrayRunRefusals, NameWhatDoesNotFit) {
     std::vector<float> longer(5);
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", longer}}, {{"ndvi", ndvi}}),
-              "the field \"red\" has the shape (5,), and the field \"nir\" has (4,); arrays of one "
-              "run have one shape");
+              "the field \"red\" has the shape (5,), and the field \"nir\" has (4,); all arrays "
+              "of a run need the same shape");
     EXPECT_EQ(whyNot({{"nir", nir}, {"red", ArrayView::of(nir, 2)}}, {{"ndvi", ndvi}}),
               "the field \"red\" has 2 components for each element, and instruction 2 (LoadField) "
               "reads 1");
@@ -283,9 +283,9 @@ TEST_F(ArrayRunRefusals, NameMemoryThatIsShared) {
     const ArrayView front = ArrayView::of(all.data(), 4);
     EXPECT_EQ(
         whyNot({{"nir", front}, {"red", red}}, {{"ndvi", MutableArrayView::of(all.data() + 1, 4)}}),
-        "the output \"ndvi\" overlaps the field \"nir\" and its elements lie elsewhere; give "
-        "it other memory, or the very elements of the field");
-    // Columns of one table take turns and share nothing.
+        "the output \"ndvi\" overlaps the field \"nir\" and is laid out differently; give it "
+        "other memory, or exactly the view of the field");
+    // Columns of one table alternate in memory and share nothing.
     EXPECT_TRUE(
         run.evaluate({{"nir", ArrayView(all.data(), ArrayKind::Float32, 4, 1, 8)}, {"red", red}},
                      {{"ndvi", MutableArrayView(all.data() + 1, ArrayKind::Float32, 4, 1, 8)}}))
@@ -304,10 +304,11 @@ TEST_F(ArrayRunRefusals, TellWhoDeclined) {
         run.evaluate({{"nir", much}, {"red", declining}},
                      {{"ndvi", MutableArrayView::of(result).withPresence(present.data())}}));
     EXPECT_EQ(run.refusal(), ExecRefusal::ProviderFailed);
-    EXPECT_EQ(run.error(),
-              "the field \"red\" declined the elements 1024 to 2047, which instruction "
-              "2 (LoadField) asks for");
-    // The first block is complete, those behind it are untouched.
+    EXPECT_EQ(
+        run.error(),
+        "the field \"red\" declined at instruction 2 (LoadField), in the block of elements 1024 "
+        "to 2047");
+    // The first block is complete; the later ones are untouched.
     EXPECT_NE(result[1023], -7);
     EXPECT_EQ(present[1023], 1);
     EXPECT_EQ(result[1024], -7);
@@ -325,7 +326,7 @@ TEST(ArrayRunPrograms, ThatDependOnEarlierBlocksAreRefused) {
 
 static_assert(!std::is_constructible_v<ArrayRun, FenletProgram> &&
                   !std::is_constructible_v<ArrayRun, const FenletProgram>,
-              "a program that ends with the statement cannot be borrowed");
+              "a temporary program would be gone before the run uses it");
 
 } // namespace
 } // namespace Fenlet

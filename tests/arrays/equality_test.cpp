@@ -18,11 +18,11 @@
 namespace Fenlet {
 namespace {
 
-/// One program with arrays and providers for all that it reads.
+/// One program, with arrays and providers for everything that it reads.
 class Trial {
   public:
     explicit Trial(std::uint64_t seed) : chance(seed), run(Model::randomCase(seed)) {
-        // Most programs of the model are not sound, and are there for that.
+        // Most of the model's programs are unsound on purpose.
         if (!chance.oneIn(4))
             run.program = soundProgram(chance);
         run.count = chance.oneIn(20) ? 700 + chance.below(3000) : 1 + chance.below(200);
@@ -36,16 +36,17 @@ class Trial {
         }
     }
 
-    /// The difference, empty if there is none; and what came up, by names.
+    /// Runs both and returns the first difference, or an empty text. Counts in `events` what the
+    /// trial covered.
     std::string compare(std::map<std::string, int>& events);
     std::string listed() const { return Model::describe(run); }
 
   private:
     struct Output {
         std::int32_t number;
-        std::unique_ptr<RandomArray> array; ///< null where it lies in a field's array
+        std::unique_ptr<RandomArray> array; ///< null if it lies in a field's array
         MutableArrayView view;
-        std::vector<std::vector<unsigned char>> before; ///< each element's components
+        std::vector<std::vector<unsigned char>> before; ///< each element before the run
     };
 
     int declineAt() { return chance.oneIn(10) ? chance.below(6) : -1; }
@@ -178,7 +179,7 @@ void Trial::drawOutputs() {
     }
 }
 
-/// Elements up to `complete` have what is expected; those behind it have not been touched.
+/// Checks that elements below `complete` are as expected, and that the others were not touched.
 std::string Trial::compareOutputs(const CollectingSink& expected, std::int64_t complete) {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         const CollectedRegister& wanted = expected[i];
@@ -333,7 +334,7 @@ TEST(ArrayRunModel, AgreesWithTheInterpreterOnRandomPrograms) {
         ASSERT_EQ(difference, "") << "seed " << seed << "\n" << trial.listed();
     }
     std::printf("%llu random programs over arrays agree\n", static_cast<unsigned long long>(cases));
-    // What did not come up was not tested.
+    // What did not happen was not tested.
     if (cases < 1000)
         return;
     for (const char* const name :

@@ -1,4 +1,4 @@
-// Arrays by chance.
+// Random arrays.
 #include "random_arrays.h"
 
 #include <algorithm>
@@ -11,7 +11,8 @@ std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
     return Chance(a * 0x9E3779B97F4A7C15u + b).bits();
 }
 
-/// Values of one element. An element in eight has none.
+/// Stores the components of one element at `out`. Returns whether the element has a value: one in
+/// eight has none.
 bool computeElement(std::uint64_t seed, CpuElementKind kind, int multiplicity, unsigned char* out) {
     Chance chance(seed);
     const auto size = static_cast<std::size_t>(elementSize(kind));
@@ -59,7 +60,7 @@ void RandomArray::layOut(Chance& chance, const ArrayWish& wish) {
                                           chance.oneIn(2) ? FencedArea::Fence::After
                                                           : FencedArea::Fence::Before);
     view.data = values->data() + (axis.stride < 0 ? -last * axis.stride : 0);
-    // Two axes are the same elements, if the count has a divisor.
+    // The same elements along two axes, if `columns` divides their number.
     const std::int64_t columns = wish.columns;
     if (axis.extent == axis.size && axis.offset == 0 && chance.oneIn(3) && wish.count > 0 &&
         wish.count % columns == 0) {

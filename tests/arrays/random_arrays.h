@@ -1,4 +1,4 @@
-// Arrays by chance: of any kind, layout and presence, in memory that ends at a fence.
+// Random arrays of any kind, layout and presence, in memory that ends at a fence.
 #pragma once
 
 #include "../kernels/fenced_area.h"
@@ -19,19 +19,19 @@ struct ArrayWish {
     ArrayKind kind = ArrayKind::Unsupported;
     std::int32_t components = 1;
     std::int64_t count = 0;
-    std::int64_t columns = 1; ///< of a second axis, if they divide the elements
-    bool isRead = true;       ///< several elements may share memory, and some lie outside the array
-    bool hasPresence = false; ///< for sure; else now and then, if it is read
+    std::int64_t columns = 1; ///< the size of a second axis, if it divides the count
+    bool isRead = true;       ///< elements may share memory or lie outside the array
+    bool hasPresence = false; ///< always; otherwise sometimes, if `isRead`
 };
 
-/// An array with memory of its own. Nothing may be touched right before or right after it.
+/// A random array and its memory. An access beyond one of its two ends faults.
 class RandomArray {
   public:
     RandomArray(Chance& chance, const ArrayWish& wish);
 
     MutableArrayView view;
 
-    /// Fills values and presence by chance, special values above all.
+    /// Fills values and presence at random, with many special values.
     void fill(Chance& chance);
     /// All bytes of values and presence.
     std::vector<unsigned char> bytes() const;
@@ -47,8 +47,8 @@ class RandomArray {
     std::unique_ptr<FencedArea> presence;
 };
 
-/// A field that the host computes: every value follows from a seed and the element's number. It
-/// declines at one of its calls, if asked to.
+/// A field that the host computes: each value follows from a seed and the element's number. It
+/// declines the call with number `declineAt`, counted from 0; none if that is -1.
 class ComputedField final : public CpuFieldAccessor {
   public:
     ComputedField(std::uint64_t newSeed, int newDeclineAt)
@@ -62,7 +62,7 @@ class ComputedField final : public CpuFieldAccessor {
     int declineAt;
 };
 
-/// A sampler like that, whose values follow from the coordinates' bytes.
+/// The same for a sampler, whose values follow from a seed and the coordinates' bytes.
 class ComputedSampler final : public FenletSampler {
   public:
     ComputedSampler(std::uint64_t newSeed, int newDeclineAt)

@@ -1,4 +1,4 @@
-// Programs by chance that every verifier passes.
+// Random programs in which `verifyProgram` finds no error.
 #include "sound_program.h"
 
 #include <fenletir/program_builder.h>
@@ -31,7 +31,7 @@ class SoundProgram {
                 addInstruction(sampler);
                 --left;
             } catch (const ProgramError&) {
-                // What does not fit has not been written.
+                // The builder adds nothing that does not fit.
             }
         }
         FenletProgram program = builder.build().program;
@@ -70,7 +70,8 @@ class SoundProgram {
 
     Chance& chance;
     ProgramBuilder builder{ProgramBuilder::OnError::Throw};
-    // A field or uniform is always read as truth or as numbers, and with as many components.
+    // Every read of a field or uniform uses the same number of components, and for a field either
+    // truth values or numbers.
     struct FieldUse {
         FieldHandle handle;
         std::int32_t multiplicity;
@@ -177,7 +178,8 @@ void SoundProgram::addInstruction(SamplerHandle sampler) {
     }
 }
 
-/// From some instruction on, its result goes by the number of an older register like it.
+/// Picks an instruction and an older register of the same format and width. From there on, the
+/// instruction's result is replaced by that register.
 void SoundProgram::reuseRegister(FenletProgram& program) {
     const int from = chance.below(program.instructionCount());
     const std::int32_t result = program.instructions[static_cast<std::size_t>(from)].result;

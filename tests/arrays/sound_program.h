@@ -1,4 +1,4 @@
-// Programs by chance that every verifier passes.
+// Random programs in which `verifyProgram` finds no error.
 #pragma once
 
 #include "../model/random_program.h"
@@ -7,7 +7,7 @@
 
 namespace Fenlet {
 
-/// A program of up to 30 instructions over two fields and more, uniforms and a sampler. Every
+/// A program of up to about 30 instructions over three fields, three uniforms and a sampler. Every
 /// operand is written before it is read. Registers may be written more than once, also by
 /// instructions that read them.
 FenletProgram soundProgram(Model::Chance& chance);

@@ -455,7 +455,8 @@ bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* o
     return answer;
 }
 
-/// One component's value. All NaNs are printed alike: it is open which of two an operation returns.
+/// The bits of one component. All NaNs give the same bits, because an operation on two NaNs may
+/// return either.
 static std::uint64_t componentBits(const unsigned char* element, CpuElementKind kind, int c) {
     const int size = elementSize(kind);
     std::uint64_t bits = 0;

@@ -1,4 +1,4 @@
-// The library with the threads that it was built with.
+// The library itself, with oneTBB's threads if it was built with them.
 #include <fenletir/program_builder.h>
 #include <fenletparallel/parallel_run.h>
 

@@ -1,4 +1,5 @@
-// Parallel runs on plain threads: the same bits, the lowest failure, progress and cancellation.
+// Parallel runs on plain threads: the same bits as one thread gives, which failure is reported,
+// progress and cancellation.
 #include "run_by_crew.h"
 
 #include <fenlethosts/array_field.h>
@@ -14,7 +15,7 @@
 namespace Fenlet {
 namespace {
 
-/// As many threads as are asked for, whatever the machine has.
+/// A crew with as many threads as requested, however many cores the machine has.
 void plainThreads(int threads, const std::function<void(int worker)>& work) {
     std::vector<std::thread> others;
     for (int worker = 1; worker < threads; ++worker)
@@ -96,7 +97,7 @@ TEST_F(ParallelRun, RefusesWhatOneThreadRefuses) {
     EXPECT_TRUE(runByCrew(&plainThreads, run, count, 0, {}).ok());
 }
 
-/// Declines from some elements on.
+/// Declines every read that includes one of some elements.
 class DecliningField final : public CpuFieldAccessor {
   public:
     explicit DecliningField(std::vector<std::int64_t> newDeclined)
@@ -132,8 +133,8 @@ TEST_F(ParallelRun, ReportsTheFailureOfTheLowestBlock) {
         const ParallelOutcome outcome = runByCrew(&plainThreads, run, 0, run.count(), options);
         EXPECT_FALSE(outcome.ok());
         EXPECT_EQ(outcome.refusal, ExecRefusal::ProviderFailed);
-        EXPECT_EQ(outcome.error, "the field \"b\" declined the elements 30000 to 30999, which "
-                                 "instruction 2 (LoadField) asks for");
+        EXPECT_EQ(outcome.error, "the field \"b\" declined at instruction 2 (LoadField), in the "
+                                 "block of elements 30000 to 30999");
         EXPECT_EQ(outcome.completed, 30'000);
         EXPECT_EQ(std::count(quotientValues.begin(), quotientValues.begin() + 30'000, 77), 0);
         EXPECT_EQ(std::count(quotientValues.begin() + 30'000, quotientValues.begin() + 31'000, 77),
@@ -192,7 +193,8 @@ TEST_F(ParallelRun, LetsExceptionsOfProvidersOut) {
     EXPECT_THROW(runByCrew(&plainThreads, run, 0, run.count(), options), std::runtime_error);
 }
 
-/// Writes a register's values where they belong.
+/// Copies a register's values to their positions in `out`. Ends the run with the block that begins
+/// at `stopAt` or later.
 class PlacingSink final : public BlockSink {
   public:
     PlacingSink(int newNumber, std::vector<double>& newOut) : number(newNumber), out(newOut) {}

@@ -1,4 +1,4 @@
-// Arrays in, arrays out: a program run over arrays by name, in place where they lie.
+// Arrays in, arrays out: runs a program over arrays that are bound by name.
 #pragma once
 
 #include <fenletarrays/export.h>
@@ -23,26 +23,28 @@ class ArrayPlan;
 struct RunState;
 
 /// What a program reads under one name: an array or a provider for a field, a value for a uniform,
-/// a provider for a sampler. A pool entry without a name goes by its number, as in "@0".
+/// a provider for a sampler. A field, uniform or sampler without a name is called by its number, as
+/// in "@0".
 ///
-/// The name, the array's memory and the provider are borrowed until the `ArrayRun` is prepared
-/// anew or destroyed.
+/// A uniform's value is copied. The name, the array's memory and the provider are borrowed: they
+/// must stay alive until the `ArrayRun` is prepared again or destroyed.
 class ArrayInput {
   public:
-    /// A field. Element n of the run reads element n of the view.
+    /// A field. Its element n is element n of the view.
     ArrayInput(std::string_view newName, const ArrayView& newArray)
         : name(newName), sort(Sort::Array), array(newArray) {}
     /// A field of adjacent elements with one component: a vector, array or span.
     template <class Values, class = decltype(std::declval<const Values&>().data())>
     ArrayInput(std::string_view newName, const Values& values)
         : ArrayInput(newName, ArrayView::of(values)) {}
-    /// A field that the host computes or reads itself.
+    /// A field whose values the host provides.
     ArrayInput(std::string_view newName, CpuFieldAccessor& newField)
         : name(newName), sort(Sort::Field), field(&newField) {}
 
-    /// A uniform's value.
+    /// A uniform's value, with one component or several.
     ArrayInput(std::string_view newName, Constant newValue)
         : name(newName), sort(Sort::Value), value(std::move(newValue)) {}
+    /// A uniform's value with one component; a `bool` is a truth value.
     template <class Number, class = std::enable_if_t<std::is_arithmetic_v<Number>>, class = void>
     ArrayInput(std::string_view newName, Number number)
         : name(newName), sort(Sort::Value), value(constantOf(number)) {}
@@ -75,11 +77,16 @@ class ArrayInput {
     FenletSampler* sampler = nullptr;
 };
 
-/// Where a register's values go. A register without a name goes by its number, as in "%7".
+/// The array that receives a register's values. A register without a name is called by its number,
+/// as in "%7".
+///
+/// The name and the array's memory, including its presence, are borrowed: they must stay alive
+/// until the `ArrayRun` is prepared again or destroyed.
 struct ArrayOutput {
     ArrayOutput(std::string_view newName, const MutableArrayView& newArray,
                 const OutputRules& newRules = {})
         : name(newName), array(newArray), rules(newRules) {}
+    /// All values of a vector, array or span, one component for each element.
     template <class Values, class = decltype(std::declval<Values&>().data())>
     ArrayOutput(std::string_view newName, Values& values, const OutputRules& newRules = {})
         : ArrayOutput(newName, MutableArrayView::of(values), newRules) {}
@@ -91,10 +98,11 @@ struct ArrayOutput {
 
 /// How an `ArrayRun` works. Results do not depend on it.
 struct ArrayRunOptions {
-    /// Elements worked on at a time, 1 to 65,536; 0 for what suits the program. Providers are asked
-    /// once for each block.
+    /// Elements in a block, 1 to 65,536; 0 chooses a size that suits the program. Larger sizes
+    /// count as 65,536, negative ones as 0. Each instruction asks its provider once for each block.
     std::int32_t blockSize = 0;
-    /// Whether arrays are read and written where they lie, or copied block by block.
+    /// Whether arrays are read and written in place if that is possible. If false, all are copied
+    /// block by block.
     bool inPlace = true;
 };
 
@@ -104,15 +112,17 @@ struct ArrayRunOptions {
 ///     if (!run.evaluate({{"red", red}, {"nir", nir}}, {{"ndvi", ndvi}}))
 ///         std::fprintf(stderr, "%s\n", run.error().c_str());
 ///
-/// Every value and every presence byte that comes out equals what an `Interpreter` over
-/// `ArrayField`s gives. A program that a backend refuses is refused, and so is one with a finding
-/// of `verifyProgram` by which a block's results could depend on an earlier block: a register that
-/// is read but never written, written in part, or misread.
+/// All values and presence in the outputs equal what an `Interpreter` over `ArrayField`s gives. A
+/// program that a backend refuses is refused. So is a program whose results in one block could
+/// depend on an earlier block, because `verifyProgram` finds a register that is read but never
+/// written, only partly written, or misread.
 ///
-/// A step whose result no output needs does not run, unless a provider is asked by it or for it.
+/// An instruction does not run if no output needs its result, except one that asks a provider of
+/// the host, and those that such an instruction needs.
 ///
-/// One thread uses an `ArrayRun` at a time. Further threads run parts of the same range by an
-/// `ArrayRun::Worker` each.
+/// Only one thread at a time may use an `ArrayRun`. To run parts of the range on several threads,
+/// give each an `ArrayRun::Worker`. An object that was moved from can only be assigned to or
+/// destroyed.
 class FENLETARRAYS_API ArrayRun {
   public:
     /// The program is borrowed: it must stay alive and unchanged for as long as this object is
@@ -124,20 +134,27 @@ class FENLETARRAYS_API ArrayRun {
     ArrayRun& operator=(ArrayRun&&) noexcept;
 
     /// Binds arrays, values and providers by name and plans the run. Every field, uniform and
-    /// sampler that the program reads needs an input; at least one register needs an output.
-    /// Returns false, with the reason in `error()`, when something does not fit; nothing is
-    /// prepared then. Arrays have the shape of the run, or one axis with as many elements; one that
-    /// is only read by computed element numbers may have any. Memory that cannot be had is the
-    /// allocator's exception.
+    /// sampler that the program reads needs an input, and at least one register needs an output.
+    ///
+    /// All arrays must have the same shape; for an array with one axis, the same number of elements
+    /// is enough. A field that is read only at computed element numbers may have any shape. An
+    /// output may lie exactly where a field that is read at the block's own element numbers lies;
+    /// outputs must not share memory otherwise.
+    ///
+    /// Returns false if something does not fit. `error()` then says why, and nothing is prepared,
+    /// not even what was prepared before. Throws what the allocator throws; nothing is prepared
+    /// then either.
     [[nodiscard]] bool prepare(const std::vector<ArrayInput>& inputs,
                                const std::vector<ArrayOutput>& outputs);
     [[nodiscard]] bool prepare(std::initializer_list<ArrayInput> inputs,
                                std::initializer_list<ArrayOutput> outputs);
 
-    /// Evaluates all elements, or `count` of them from `first` on. Nothing is allocated. Returns
-    /// false, with the reason in `error()`, when nothing is prepared, when the range is not within
-    /// the arrays, and when a provider declines: `refusal()` is `ProviderFailed` then, all blocks
-    /// before are complete, and the refused one and those behind it are untouched.
+    /// Evaluates all elements, or `count` of them from `first` on. Allocates nothing, except for
+    /// the text of an error. Returns false, with the reason in `error()`, if nothing is prepared,
+    /// if the range does not lie within the arrays, or if a provider declines. When a provider
+    /// declines, `refusal()` is `ProviderFailed`. The outputs of all earlier blocks are then
+    /// complete; those of this block and of later ones are untouched. The same holds when a
+    /// provider throws: its exception leaves this call.
     [[nodiscard]] bool run();
     [[nodiscard]] bool run(std::int64_t first, std::int64_t count);
 
@@ -153,23 +170,27 @@ class FENLETARRAYS_API ArrayRun {
 
     /// Whether a run is prepared.
     bool isPrepared() const;
-    /// Elements that the prepared run has; 0 if nothing is prepared.
+    /// The number of elements of the prepared run; 0 if nothing is prepared.
     std::int64_t count() const;
-    /// Elements worked on at a time by the prepared run.
+    /// Elements in a block of the prepared run.
     std::int32_t blockSize() const;
-    /// Why the last call failed, in a sentence that names the culprit; empty after a success.
+    /// Why the last `prepare` or `run` failed, in a sentence that names the array, register or
+    /// provider at fault; empty after a success.
     const std::string& error() const;
-    /// The refusal behind the last failure; `None` after a success, and where something that is
-    /// bound does not fit.
+    /// The refusal with which an `Interpreter` would have failed, such as `UnboundField`, or
+    /// `ProviderFailed` for a field or uniform whose kind or components do not fit.
+    /// `MultiplicityMismatch` if only `ArrayRun` refuses the program. `None` after a success, and
+    /// after failures that an `Interpreter` does not know: names, shapes, ranges, outputs and
+    /// shared memory.
     ExecRefusal refusal() const;
 
-    /// What became of the arrays and steps, for whoever wants to know where the time goes.
+    /// How the prepared run works, for finding out where time and memory go.
     struct Figures {
-        int steps = 0;                 ///< that run for each block, moves of data included
-        int droppedSteps = 0;          ///< of the program, whose results nobody needs
-        int fieldsInPlace = 0;         ///< fields that are read where they lie
-        int outputsInPlace = 0;        ///< outputs that are written where they lie
-        std::int64_t scratchBytes = 0; ///< memory for what lies in no array
+        int steps = 0;                 ///< run for each block, not counting stores to outputs
+        int droppedSteps = 0;          ///< instructions that do not run: no output needs them
+        int fieldsInPlace = 0;         ///< loads that copy only what is not adjacent
+        int outputsInPlace = 0;        ///< outputs that are computed in their arrays
+        std::int64_t scratchBytes = 0; ///< block memory of each thread
     };
     Figures figures() const;
 
@@ -179,17 +200,19 @@ class FENLETARRAYS_API ArrayRun {
     std::unique_ptr<ArrayPlan> plan;
 };
 
-/// Runs parts of a prepared `ArrayRun` with memory of its own, so that several threads can do so at
-/// a time. Threads must not run the same elements.
+/// Runs parts of a prepared `ArrayRun` with separate block memory, so that several threads can each
+/// run a part at the same time. Their parts must not overlap.
 class FENLETARRAYS_API ArrayRun::Worker {
   public:
-    /// The run is borrowed. Preparing it anew leaves the worker without a use.
+    /// Allocates block memory for what `run` has prepared. If nothing is prepared, the worker
+    /// refuses to run. `run` is borrowed: it must outlive the worker. After another
+    /// `ArrayRun::prepare` the worker must not be used any more; make a new one.
     explicit Worker(const ArrayRun& run);
     ~Worker();
     Worker(Worker&&) noexcept;
     Worker& operator=(Worker&&) noexcept;
 
-    /// As those of `ArrayRun`.
+    /// Like the functions of `ArrayRun`, for the calls of this worker.
     [[nodiscard]] bool run(std::int64_t first, std::int64_t count);
     const std::string& error() const;
     ExecRefusal refusal() const;

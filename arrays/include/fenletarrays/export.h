@@ -1,4 +1,4 @@
-// What the shared library of array runs shows. Everything else is hidden.
+// Marks what the shared library fenletarrays exports. Everything else is hidden.
 #pragma once
 
 #if defined(FENLETARRAYS_STATIC) || defined(_WIN32)

@@ -102,7 +102,7 @@ class FENLETIR_API ProgramBuilder {
 
     /// A uniform of 1 to `mostScratchComponents` components.
     Register loadUniform(UniformHandle uniform, Format format, std::int32_t multiplicity = 1);
-    /// A field at the element numbers in `index`, one component of Int32 or Int64.
+    /// A field at the element numbers in `index`, which has one component of Int32 or Int64.
     Register loadField(FieldHandle field, Register index, Format format,
                        std::int32_t multiplicity = 1);
     /// The sampler's value at `coordinates`.

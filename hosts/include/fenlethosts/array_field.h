@@ -22,8 +22,8 @@ namespace Fenlet {
 /// | the position was invalid before the read     | zero bytes        | 0         |
 /// | any other                                    | the array's value | unchanged |
 ///
-/// If the request is contiguous, every number has a meaning and the fourth line does not apply: the
-/// position gets its element's value and stays invalid.
+/// If the request is contiguous, the fourth line does not apply: such a position gets its element's
+/// value and stays invalid.
 ///
 /// Only bytes of the array are read. A read is declined if it asks for another number of components
 /// than the array has, or for a kind that the array does not convert to: `Tribool` and `Bool`
@@ -31,11 +31,12 @@ namespace Fenlet {
 /// fault in the view, every read is declined.
 class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
   public:
-    /// The array must outlive the field.
+    /// The array's memory is borrowed and must outlive the field.
     explicit ArrayField(const ArrayView& array);
     ~ArrayField() override;
 
-    /// A read of one ascending run looks at the first number alone.
+    /// Returns false to decline, as described above. If the request is contiguous, only
+    /// `indices[0]` is used.
     bool read(const FieldRead& request) override;
 
     const ArrayLayout& layout() const { return array; }

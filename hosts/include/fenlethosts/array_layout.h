@@ -10,7 +10,7 @@ namespace Fenlet {
 
 /// Where each element of a view lies. A place is the distance from the array's element 0, in bytes,
 /// or in bits for presence bits. Axes that continue each other are merged, so a packed view has one
-/// axis whatever its shape is.
+/// axis, whatever its shape.
 class FENLETHOSTS_API ElementPlaces {
   public:
     struct Axis {
@@ -100,7 +100,8 @@ struct FlatRun {
     std::int64_t count = 0;
 };
 
-/// Finds the elements of a view by number. It does not own the array's memory and never allocates.
+/// Finds the elements of a view by number. It borrows the array's memory and allocates nothing,
+/// except that the constructor may need memory for a message.
 class FENLETHOSTS_API ArrayLayout {
   public:
     /// If `faultOfView` finds a fault, the layout has kind `Unsupported` and no elements.
@@ -140,8 +141,8 @@ class FENLETHOSTS_API ArrayLayout {
     bool isPresent(std::int64_t number) const;
 
     /// The elements from `first` on, at most `count` of them, that lie inside the array with
-    /// exactly `stride` bytes from each to the next. A run of one element has any stride. Presence
-    /// and `componentStride()` do not matter.
+    /// exactly `stride` bytes from each to the next. Empty if element `first` lies outside. Any
+    /// `stride` finds a run of one element. Presence and `componentStride()` do not matter.
     FlatRun flatRun(std::int64_t first, std::int64_t count, std::int64_t stride) const;
     /// The same for adjacent presence bytes. Empty without presence, and for presence bits.
     FlatRun flatPresence(std::int64_t first, std::int64_t count) const;

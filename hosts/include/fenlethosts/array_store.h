@@ -26,9 +26,8 @@ enum class Narrowing {
     /// its sign. Infinities stay infinite and NaNs stay NaNs.
     Saturate,
     /// An element becomes missing if one of its components does not fit. An integer fits if the
-    /// array can hold it exactly. A float fits unless it is finite and rounds to an infinity;
-    /// floats
-    /// round to nearest, ties to even.
+    /// array can hold it exactly. A float fits unless it is finite and rounds to an infinity.
+    /// Floats round to nearest, ties to even.
     Missing,
 };
 
@@ -73,7 +72,8 @@ class FENLETHOSTS_API ArrayStore {
                                std::int32_t components, bool canBeMissing,
                                const OutputRules& rules);
 
-    /// The array must outlive the store. Throws `std::invalid_argument` with the text of `faultOf`.
+    /// The array's memory is borrowed and must outlive the store. Throws `std::invalid_argument`
+    /// with the text of `faultOf` if the register cannot be stored.
     ArrayStore(const MutableArrayView& array, CpuElementKind kind, std::int32_t components,
                bool canBeMissing, const OutputRules& rules);
     ~ArrayStore();
@@ -84,13 +84,14 @@ class FENLETHOSTS_API ArrayStore {
     void store(std::int64_t first, std::int64_t count, const unsigned char* values,
                const unsigned char* validity) const;
 
-    /// Stores only the presence of these elements, after their values have been computed in place.
-    /// Takes `validity` as it is, without the rules. Does nothing if the array has no presence.
+    /// Stores only the presence of these elements, whose values were computed in the array itself.
+    /// `validity` is as for `store`; the rules are not applied. Does nothing if the array has no
+    /// presence.
     void storePresence(std::int64_t first, std::int64_t count, const unsigned char* validity) const;
 
     const ArrayLayout& layout() const { return places; }
-    /// Whether every element is stored exactly as it is in the register, even if it is missing.
-    /// Then the values may also be computed in the array itself.
+    /// Whether every element is stored exactly as it is in the register, even if it is missing. If
+    /// so, the values may also be computed in the array itself.
     bool keepsEveryByte() const { return isKept && fillElement.empty(); }
 
   private:

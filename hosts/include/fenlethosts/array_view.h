@@ -83,7 +83,7 @@ inline constexpr int mostAxes = 8;
 inline constexpr std::int32_t mostComponents = 65536;
 
 /// One axis of a view. Along this axis, element i of the view is element i + `offset` of the array.
-/// It is missing unless i + `offset` is within 0 and `extent` - 1.
+/// It is missing unless i + `offset` is from 0 to `extent` - 1.
 struct ArrayAxis {
     std::int64_t size = 0;           ///< number of elements in the view
     std::int64_t stride = 0;         ///< bytes from one element to the next; may be 0 or negative
@@ -95,9 +95,9 @@ struct ArrayAxis {
 /// Which elements of an array have a value. If `data` is null, all of them do.
 template <class Byte>
 struct BasicPresence {
-    Byte* data = nullptr; ///< presence of the element that is number 0 along every axis
+    Byte* data = nullptr; ///< presence of the array's element 0 along every axis
     bool isBits = false;  ///< a bit for each element, lowest bit of a byte first; otherwise a byte
-    std::int64_t firstBit = 0; ///< number of bits before that of element 0; must be 0 for bytes
+    std::int64_t firstBit = 0; ///< bits at `data` before that of element 0; must be 0 for bytes
 };
 
 /// A view of an array. The view does not own the memory and never allocates. Nothing needs to be
@@ -108,7 +108,9 @@ template <class Void>
 struct BasicArrayView {
     using Byte = std::conditional_t<std::is_const_v<Void>, const unsigned char, unsigned char>;
 
-    Void* data = nullptr; ///< the element that is number 0 along every axis; null if there is none
+    /// The array's element 0 along every axis. May be null if the view or the array has no
+    /// elements.
+    Void* data = nullptr;
     ArrayKind kind = ArrayKind::Unsupported;
     std::int32_t components = 1;      ///< number of components of each element
     std::int64_t componentStride = 0; ///< bytes from one component to the next
@@ -168,12 +170,12 @@ struct BasicArrayView {
 
     /// The same elements in the same order, along axes of these sizes. The view must have one axis
     /// with offset 0 that covers the whole array, and the sizes must multiply to its number of
-    /// elements. Otherwise the result is a view that everything refuses, with the reason.
+    /// elements. Otherwise the result is a view in which `faultOfView` finds a fault.
     BasicArrayView shaped(std::initializer_list<std::int64_t> sizes) const;
 
     /// The view moved over its array: element i of the result is element i + `by` of this view,
     /// also beyond this view's edges, and missing where that lies outside the array. `by` has one
-    /// number for each axis; otherwise the result is a view that everything refuses.
+    /// number for each axis; otherwise the result is a view in which `faultOfView` finds a fault.
     BasicArrayView shifted(std::initializer_list<std::int64_t> by) const;
 
     /// The same view with a presence byte for each element of the array, packed in the order of its
@@ -278,8 +280,8 @@ using ArrayView = BasicArrayView<const void>;
 /// A view for writing.
 using MutableArrayView = BasicArrayView<void>;
 
-/// Says what is wrong with a view and what would be right; empty if nothing is. Everything that
-/// takes a view makes this check. It cannot know whether the memory that the view describes exists.
+/// Says what is wrong with a view and what would be right; empty if nothing is wrong. Everything
+/// that takes a view makes this check. It cannot tell whether the view's memory exists.
 FENLETHOSTS_API std::string faultOfView(const ArrayView& view);
 
 } // namespace Fenlet

@@ -1,4 +1,4 @@
-// What the shared library of parallel runs shows. Everything else is hidden.
+// Marks what the shared library fenletparallel exports. Everything else is hidden.
 #pragma once
 
 #if defined(FENLETPARALLEL_STATIC) || defined(_WIN32)

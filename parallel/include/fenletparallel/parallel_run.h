@@ -1,4 +1,4 @@
-// One run on every core.
+// Runs on every core.
 #pragma once
 
 #include <fenletarrays/array_run.h>
@@ -15,57 +15,77 @@ namespace Fenlet {
 
 /// How a parallel run works. Results do not depend on it.
 struct ParallelOptions {
-    /// Threads at most, that of the caller among them; 0 for as many as the machine runs at a time.
+    /// The largest number of threads, including the caller's; 0 or less means `defaultThreads()`.
     /// A build without oneTBB runs everything on the caller's thread.
     int threads = 0;
-    /// Elements that a thread takes at a time, rounded up to whole blocks; 0 for what suits most
-    /// runs.
+    /// Elements that a thread takes at a time, rounded up to whole blocks; 0 or less chooses a
+    /// number that suits most runs.
     std::int64_t grain = 0;
-    /// Called by one thread at a time, not always the caller's, with the elements that are done;
-    /// may be empty. It must not throw.
+    /// Called after each piece with the number of elements that are done, anywhere in the range,
+    /// and the number of all. One thread calls it at a time, not always the caller's. May be empty.
+    /// Must not throw.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
-    /// Read before each piece; once it is true no further piece begins. May be null.
+    /// Read before each piece; once it is true, no further piece begins. May be null. Borrowed for
+    /// the call.
     const std::atomic<bool>* isCancelled = nullptr;
 };
 
-/// What came of a parallel run.
+/// How a parallel run ended.
 struct ParallelOutcome {
+    /// The refusal behind `error`; `None` for an error without one, such as a wrong range.
     ExecRefusal refusal = ExecRefusal::None;
-    /// Why the run ended early, in a sentence; empty after a whole run and after a cancelled one.
-    /// Of several reasons that of the lowest element.
+    /// Why the run failed, in a sentence; empty if it finished or was cancelled. If several pieces
+    /// fail, the error of the first one in the range.
     std::string error;
+    /// Whether the run was cancelled before all elements were complete, and no piece failed.
     bool isCancelled = false;
-    /// At least so many elements from the first on are complete. Elements behind them may be
-    /// written, too.
+    /// At least this many elements from the first on are complete, counted in whole pieces. Later
+    /// elements may have been written too.
     std::int64_t completed = 0;
 
     bool ok() const { return error.empty() && !isCancelled; }
 };
 
-/// Evaluates `count` elements from `first` on of a prepared run. Every thread gets an
-/// `ArrayRun::Worker`. Providers that the run asks are asked by several threads at a time, block by
-/// block in no order across pieces, and must be able to take it. Threads are taken from oneTBB's
-/// pool and given back; the caller's thread works too, and can finish alone.
+/// Evaluates `count` elements from `first` on of a prepared run, each thread with an
+/// `ArrayRun::Worker`. The threads are those of oneTBB's pool; the caller's thread works too, and
+/// finishes the run alone if no other is free.
+///
+/// Several threads call the run's providers at the same time, so providers must be thread-safe. The
+/// blocks of a piece come in order, but pieces do not.
+///
+/// If nothing is prepared, or the range does not lie within the arrays, nothing runs and `error`
+/// says why. An exception that leaves a provider ends the run and leaves this call, and so does one
+/// of the allocator.
 FENLETPARALLEL_API ParallelOutcome runParallel(const ArrayRun& run, std::int64_t first,
                                                std::int64_t count,
                                                const ParallelOptions& options = {});
+/// The same for all elements.
 FENLETPARALLEL_API ParallelOutcome runParallel(const ArrayRun& run,
                                                const ParallelOptions& options = {});
 
-/// Makes the sink of one thread, after its interpreter was configured. Called on that thread, never
-/// for two threads at a time.
+/// Makes the sink of one thread, after its interpreter was configured; must not return null. Called
+/// on that thread, for one thread at a time. `interpreter` lives as long as the sink.
 using SinkFactory = std::function<std::unique_ptr<BlockSink>(const Interpreter& interpreter)>;
 
-/// Evaluates a program block by block, each thread with an `Interpreter` and a sink. Blocks begin
-/// at multiples of `blockSize` from `first` on. What the sinks share must be able to take it. An
-/// exception that leaves a provider or a sink ends the run and leaves this call.
+/// Evaluates elements `first` to `first` + `count` - 1 of a program, each thread with an
+/// `Interpreter` and a sink. Blocks have `blockSize` elements, and only the last may have fewer.
+/// Everything is borrowed for the call.
+///
+/// Several threads call the providers at the same time, so these must be thread-safe, and so must
+/// everything that the sinks share. Each sink receives some of the blocks, in ascending order.
+///
+/// A program or bindings that an `Interpreter` refuses are refused before any thread begins. A sink
+/// that returns false ends the run with `error` set and the refusal `None`. An exception that
+/// leaves a provider, a sink or `makeSink` ends the run and leaves this call, and so does one of
+/// the allocator.
 FENLETPARALLEL_API ParallelOutcome evaluateParallel(const FenletProgram& program, int blockSize,
                                                     std::int64_t first, std::int64_t count,
                                                     const Bindings& bindings,
                                                     const SinkFactory& makeSink,
                                                     const ParallelOptions& options = {});
 
-/// How many threads a run with `threads` = 0 uses; 1 in a build without oneTBB.
+/// The number of threads that oneTBB offers, which is that of the machine unless the host limits
+/// it; 1 in a build without oneTBB.
 FENLETPARALLEL_API int defaultThreads();
 
 } // namespace Fenlet

@@ -63,7 +63,7 @@ FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElement
 /// The loop of an operation for three kinds; null where `flatArithmetic` has none.
 using FlatArithmeticOf = FlatArithmetic (*)(ArithmeticOp op);
 
-/// The kernels by result, left and right kind, and their loops.
+/// The kernels and their flat loops, by the kinds of result, left and right.
 struct ArithmeticKernels {
     TripleTable<ArithmeticKernel, KindsWithArithmetic> kernels;
     TripleTable<FlatArithmeticOf, KindsWithArithmetic> flat;

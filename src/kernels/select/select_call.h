@@ -121,8 +121,8 @@ bool Run::isPickedWide(std::int64_t lanesEach) const {
            arePickedWide(whenFalse.bytes);
 }
 
-/// How many equal ways in a row are worth a run. If validity is also picked a whole vector at a
-/// time, only a whole tile is.
+/// The shortest run of equal ways that is handled as a run: `fewest`, or a whole tile if values and
+/// validity are both picked a whole vector at a time.
 std::int64_t Run::enoughAlike(std::int64_t lanesEach, std::int64_t fewest) const {
     return isPickedWide(lanesEach) && arePickedWide(1) ? tileLanes : fewest;
 }

@@ -9,7 +9,7 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Lane `index` of an area. The allocator's alignment is all that areas have, so lanes are read and
+/// Lane `index` of an area. Areas need not be aligned for their lanes, so lanes are read and
 /// written through `memcpy`. That costs nothing.
 template <class Lane>
 inline Lane loadLane(const unsigned char* area, std::int64_t index) {
