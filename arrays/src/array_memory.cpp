@@ -17,6 +17,19 @@ MemoryPieces piecesOf(const MemoryRange& range, std::int64_t width, const Elemen
     return pieces;
 }
 
+bool areSamePlaces(const ElementPlaces& a, const ElementPlaces& b) {
+    if (a.count() != b.count() || a.axisCount() != b.axisCount() || a.origin() != b.origin())
+        return false;
+    for (int number = 0; number < a.axisCount(); ++number) {
+        const ElementPlaces::Axis& one = a.axis(number);
+        const ElementPlaces::Axis& other = b.axis(number);
+        if (one.size != other.size || one.from != other.from || one.to != other.to ||
+            (one.to - one.from > 1 && one.stride != other.stride))
+            return false;
+    }
+    return true;
+}
+
 bool isInside(const ElementPlaces& places) {
     for (int number = 0; number < places.axisCount(); ++number)
         if (places.axis(number).from > 0 || places.axis(number).to < places.axis(number).size)
@@ -33,6 +46,8 @@ std::int64_t lengthOf(const MemoryRange& range) {
 
 ArrayMemory memoryOf(const ArrayLayout& layout) {
     ArrayMemory memory;
+    if (layout.count() < 1 || lengthOf(layout.valueMemory()) == 0)
+        return memory;
     const std::int64_t width =
         layout.laneBytes() + std::abs(layout.componentStride()) * (layout.components() - 1);
     memory.values = piecesOf(layout.valueMemory(), width, layout.values());
@@ -65,25 +80,16 @@ bool areDisjoint(const MemoryPieces& a, const MemoryPieces& b) {
     return between >= widthOf(a) && between + widthOf(b) <= step;
 }
 
-bool isSameLayout(const ArrayView& a, const ArrayView& b) {
-    const auto bytesOf = [](const ArrayView& view) { return componentSize(view.kind); };
-    if (a.data != b.data || bytesOf(a) != bytesOf(b) || a.components != b.components ||
-        (a.components > 1 && a.componentStride != b.componentStride) || a.axisCount != b.axisCount)
-        return false;
-    const bool bothPresent = a.presence.data != nullptr && b.presence.data != nullptr;
-    if (bothPresent &&
-        (a.presence.isBits != b.presence.isBits ||
-         (a.presence.data == b.presence.data && a.presence.firstBit != b.presence.firstBit)))
-        return false;
-    for (int axis = 0; axis < a.axisCount; ++axis) {
-        const ArrayAxis& one = a.axes[axis];
-        const ArrayAxis& other = b.axes[axis];
-        if (one.size != other.size || one.stride != other.stride || one.offset != other.offset ||
-            one.extent != other.extent ||
-            (bothPresent && one.presenceStride != other.presenceStride))
-            return false;
-    }
-    return true;
+bool haveSameValues(const ArrayLayout& a, const ArrayLayout& b) {
+    return a.data() == b.data() && a.laneBytes() == b.laneBytes() &&
+           a.components() == b.components() &&
+           (a.components() == 1 || a.componentStride() == b.componentStride()) &&
+           areSamePlaces(a.values(), b.values());
+}
+
+bool haveSamePresence(const ArrayLayout& a, const ArrayLayout& b) {
+    return a.presenceAddress() == b.presenceAddress() &&
+           a.hasPresenceBits() == b.hasPresenceBits() && areSamePlaces(a.presence(), b.presence());
 }
 
 FlatArray flatArray(const ArrayLayout& layout) {

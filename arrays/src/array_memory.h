@@ -26,9 +26,10 @@ ArrayMemory memoryOf(const ArrayLayout& layout);
 /// interleaved in a complicated way.
 bool areDisjoint(const MemoryPieces& a, const MemoryPieces& b);
 
-/// Whether both views describe their elements alike: the same address, axes, components and size of
-/// a component, and if both have presence, presence of the same form.
-bool isSameLayout(const ArrayView& a, const ArrayView& b);
+/// Whether the values, or the presence, of each element lie exactly where those of the same element
+/// of the other view do.
+bool haveSameValues(const ArrayLayout& a, const ArrayLayout& b);
+bool haveSamePresence(const ArrayLayout& a, const ArrayLayout& b);
 
 /// The addresses of a view's elements if they are adjacent, in the order of their numbers, and all
 /// inside the array. Otherwise, and for an empty view, `data` is null.

@@ -51,6 +51,7 @@ struct PlaceHome {
 /// What one thread needs to run a plan: the addresses of its places, its scratch, and the error of
 /// its last run.
 struct RunState {
+    std::uint64_t planNumber = 0; ///< of the plan that it is set up for
     std::vector<Place> places;
     LineBytes scratch;
     std::string error;
@@ -75,6 +76,7 @@ class ArrayPlan {
     bool run(RunState& state, std::int64_t first, std::int64_t count) const;
 
     bool isPrepared = false;
+    std::uint64_t planNumber = 0; ///< another one for each `prepare`
     std::int64_t elements = 0;
     std::int32_t blockSize = 0;
     RunState own; ///< for `ArrayRun::run`; workers have other states
@@ -94,6 +96,8 @@ class ArrayPlan {
     bool refuse(std::string words, ExecRefusal code = ExecRefusal::None) {
         return own.refuse(std::move(words), code);
     }
+    bool bindAll(const ArrayInput* inputs, std::size_t inputCount, const ArrayOutput* outputs,
+                 std::size_t outputCount);
     // Binding, in this order. Each calls `refuse` and returns false if something does not fit.
     bool bindInput(const ArrayInput& input);
     bool bindField(const ArrayInput& input, std::int32_t number);
@@ -102,7 +106,7 @@ class ArrayPlan {
     bool fieldsFit();
     bool uniformsFit();
     bool settleShape();
-    bool takeShape(const ArrayAxis* axes, std::int32_t axisCount, const std::string& what);
+    bool takeShape(const ArrayView& array, const std::string& what);
     bool memoryFits();
     bool readAndWriteFit(const FieldSource& field, const OutputTarget& output);
     bool outputsFit();

@@ -23,7 +23,7 @@ bool ArrayRun::prepare(std::initializer_list<ArrayInput> inputs,
 }
 
 bool ArrayRun::run() {
-    return plan->run(plan->own, 0, plan->elements);
+    return plan->run(plan->own, 0, count());
 }
 
 bool ArrayRun::run(std::int64_t first, std::int64_t count) {
@@ -35,11 +35,11 @@ bool ArrayRun::isPrepared() const {
 }
 
 std::int64_t ArrayRun::count() const {
-    return plan->elements;
+    return plan->isPrepared ? plan->elements : 0;
 }
 
 std::int32_t ArrayRun::blockSize() const {
-    return plan->blockSize;
+    return plan->isPrepared ? plan->blockSize : 0;
 }
 
 const std::string& ArrayRun::error() const {
@@ -51,7 +51,7 @@ ExecRefusal ArrayRun::refusal() const {
 }
 
 ArrayRun::Figures ArrayRun::figures() const {
-    return plan->figures;
+    return plan->isPrepared ? plan->figures : Figures{};
 }
 
 ArrayRun::Worker::Worker(const ArrayRun& run)
@@ -76,6 +76,7 @@ ExecRefusal ArrayRun::Worker::refusal() const {
 }
 
 void ArrayPlan::setUp(RunState& state) const {
+    state.planNumber = planNumber;
     state.scratch.assign(static_cast<std::size_t>(scratchBytes), 0);
     state.places.assign(homes.size(), {});
     for (std::size_t place = 0; place < homes.size(); ++place) {
@@ -101,6 +102,9 @@ bool ArrayPlan::run(RunState& state, std::int64_t first, std::int64_t count) con
                                                   "first",
                                                   ExecRefusal::NotConfigured)
                                    : false;
+    if (state.planNumber != planNumber)
+        return state.refuse("this worker was made for another preparation; make a new one",
+                            ExecRefusal::NotConfigured);
     state.error.clear();
     state.refusal = ExecRefusal::None;
     if (first < 0 || count < 0 || first > elements || count > elements - first)

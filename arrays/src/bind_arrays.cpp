@@ -199,13 +199,12 @@ bool ArrayPlan::uniformsFit() {
     return true;
 }
 
-bool ArrayPlan::takeShape(const ArrayAxis* axes, std::int32_t axisCount, const std::string& what) {
+bool ArrayPlan::takeShape(const ArrayView& array, const std::string& what) {
+    const std::int32_t axisCount = array.axisCount;
+    const std::int64_t count = array.count();
     std::int64_t sizes[mostAxes] = {};
-    std::int64_t count = 1;
-    for (std::int32_t axis = 0; axis < axisCount; ++axis) {
-        sizes[axis] = axes[axis].size;
-        count *= sizes[axis];
-    }
+    for (std::int32_t axis = 0; axis < axisCount; ++axis)
+        sizes[axis] = array.axes[axis].size;
     const bool isFirst = shapeAxes < 0;
     const bool isFlat = axisCount == 1 && !isFirst && count == elements;
     const bool wasFlat = shapeAxes == 1 && count == elements;
@@ -230,13 +229,11 @@ bool ArrayPlan::settleShape() {
         if (instruction.op != OpCode::LoadField || !flow.readsOwnNumbers(instruction))
             continue;
         const FieldSource& field = fields[static_cast<std::size_t>(instruction.immediate)];
-        if (field.accessor == nullptr &&
-            !takeShape(field.array.axes, field.array.axisCount, "the field " + quoted(field.name)))
+        if (field.accessor == nullptr && !takeShape(field.array, "the field " + quoted(field.name)))
             return false;
     }
     for (const OutputTarget& output : targets)
-        if (!takeShape(output.array.axes, output.array.axisCount,
-                       "the output " + quoted(output.name)))
+        if (!takeShape(output.array, "the output " + quoted(output.name)))
             return false;
     return true;
 }
@@ -244,18 +241,20 @@ bool ArrayPlan::settleShape() {
 bool ArrayPlan::readAndWriteFit(const FieldSource& field, const OutputTarget& output) {
     const std::string words =
         "the output " + quoted(output.name) + " overlaps the field " + quoted(field.name);
-    const ArrayMemory read = memoryOf(field.reader->layout());
-    const ArrayMemory written = memoryOf(ArrayLayout(output.array));
-    const bool sameElements = isSameLayout(field.array, output.array);
-    const bool overlaps =
-        !areDisjoint(read.values, written.values) || !areDisjoint(read.presence, written.presence);
+    const ArrayLayout& fieldLayout = field.reader->layout();
+    const ArrayLayout outputLayout(output.array);
+    const ArrayMemory read = memoryOf(fieldLayout);
+    const ArrayMemory written = memoryOf(outputLayout);
+    const bool valuesMeet = !areDisjoint(read.values, written.values);
+    const bool presenceMeets = !areDisjoint(read.presence, written.presence);
     if (!areDisjoint(read.values, written.presence) || !areDisjoint(read.presence, written.values))
         return refuse(words +
                       ", where values of one are presence of the other; give it other memory");
-    if (overlaps && !sameElements)
+    if ((valuesMeet && !haveSameValues(fieldLayout, outputLayout)) ||
+        (presenceMeets && !haveSamePresence(fieldLayout, outputLayout)))
         return refuse(words + " and is laid out differently; give it other memory, or exactly the "
                               "view of the field");
-    if (overlaps && field.isReadByNumber)
+    if ((valuesMeet || presenceMeets) && field.isReadByNumber)
         return refuse(words + ", which is also read by element number; give it other memory");
     return true;
 }

@@ -83,12 +83,12 @@ bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block)
 bool fieldByNumber(const BoundStep& step, Place* places, const Block& block) {
     const Place& result = places[step.result];
     const Place& operand = places[step.operands[0]];
-    // Element numbers are read in place, unless they have 32 bits or the result overwrites them.
-    auto* numbers = static_cast<std::int64_t*>(static_cast<void*>(operand.data));
-    if (step.scratch != noPlace) {
-        numbers = static_cast<std::int64_t*>(static_cast<void*>(places[step.scratch].data));
+    // Element numbers are read in place, unless they have 32 bits, the result overwrites them, or
+    // they lie in an array and perhaps not aligned.
+    unsigned char* const bytes = step.scratch == noPlace ? operand.data : places[step.scratch].data;
+    auto* const numbers = static_cast<std::int64_t*>(static_cast<void*>(bytes));
+    if (step.scratch != noPlace)
         copyIndices(numbers, operand.data, step.operandKind, block.count);
-    }
     return step.work.field->read({result.data, result.validity, step.resultKind, step.multiplicity,
                                   numbers, isContiguous(numbers, operand.validity, block.count),
                                   block.count});
@@ -96,9 +96,16 @@ bool fieldByNumber(const BoundStep& step, Place* places, const Block& block) {
 
 bool sample(const BoundStep& step, Place* places, const Block& block) {
     const Place& result = places[step.result];
-    return step.work.sampler->sample(places[step.operands[0]].data, step.operandKind,
-                                     step.operandMultiplicity, result.data, step.resultKind,
-                                     step.multiplicity, result.validity, block.count);
+    const unsigned char* coordinates = places[step.operands[0]].data;
+    if (step.scratch != noPlace) {
+        const std::int64_t bytes =
+            std::int64_t{elementSize(step.operandKind)} * step.operandMultiplicity * block.count;
+        std::memcpy(places[step.scratch].data, coordinates, static_cast<std::size_t>(bytes));
+        coordinates = places[step.scratch].data;
+    }
+    return step.work.sampler->sample(coordinates, step.operandKind, step.operandMultiplicity,
+                                     result.data, step.resultKind, step.multiplicity,
+                                     result.validity, block.count);
 }
 
 bool component(const BoundStep& step, Place* places, const Block& block) {

@@ -257,6 +257,12 @@ void StepBinder::noValidity(const BoundStep& step) {
         emit(step, &Steps::allValid);
 }
 
+/// Whether the values lie in an array, where nothing is promised of their alignment.
+bool StepBinder::liesInArray(std::uint32_t place) const {
+    return values[place].data.kind == Home::Kind::Moving ||
+           values[place].validity.kind == Home::Kind::Varying;
+}
+
 void StepBinder::bindInstruction(std::int32_t number) {
     const Instruction& instruction = program.instructions[static_cast<std::size_t>(number)];
     const RegisterFlow& result = flow.of(instruction.result);
@@ -297,6 +303,8 @@ void StepBinder::bindInstruction(std::int32_t number) {
         if (!result.isRewritten)
             values[step.result].data = {Home::Kind::Scratch, takeScratch(values[step.result].bytes),
                                         nullptr, 0};
+        if (liesInArray(step.operands[0]))
+            step.scratch = addPlace(values[step.operands[0]].bytes);
         step.work.sampler = plan.samplers[static_cast<std::size_t>(instruction.immediate)];
         emit(step, &Steps::sample);
         break;
@@ -442,7 +450,8 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
     } else if (ownNumbers) {
         emit(step, &Steps::fieldAtOwnNumbers);
     } else {
-        if (step.operandKind != CpuElementKind::Int64 || step.operands[0] == step.result)
+        if (step.operandKind != CpuElementKind::Int64 || step.operands[0] == step.result ||
+            liesInArray(step.operands[0]))
             step.scratch = addPlace(8);
         emit(step, &Steps::fieldByNumber);
     }
@@ -584,9 +593,17 @@ void StepBinder::settleMemory() {
 
 bool ArrayPlan::prepare(const ArrayInput* inputs, std::size_t inputCount,
                         const ArrayOutput* outputs, std::size_t outputCount) {
+    ++planNumber;
     isPrepared = false;
-    elements = 0;
-    blockSize = 0;
+    const bool isBound = bindAll(inputs, inputCount, outputs, outputCount);
+    if (isBound)
+        setUp(own);
+    isPrepared = isBound;
+    return isPrepared;
+}
+
+bool ArrayPlan::bindAll(const ArrayInput* inputs, std::size_t inputCount,
+                        const ArrayOutput* outputs, std::size_t outputCount) {
     if (!flow.error.empty())
         return refuse(flow.error, flow.refusal);
     own.error.clear();
@@ -602,12 +619,8 @@ bool ArrayPlan::prepare(const ArrayInput* inputs, std::size_t inputCount,
     for (std::size_t i = 0; i < outputCount; ++i)
         if (!bindOutput(outputs[i]))
             return false;
-    if (!isEverythingBound() || !fieldsFit() || !uniformsFit() || !settleShape() || !memoryFits() ||
-        !StepBinder(*this).bind())
-        return false;
-    setUp(own);
-    isPrepared = true;
-    return true;
+    return isEverythingBound() && fieldsFit() && uniformsFit() && settleShape() && memoryFits() &&
+           StepBinder(*this).bind();
 }
 
 } // namespace Fenlet

@@ -4,6 +4,7 @@
 #include "array_plan.h"
 
 #include <cstddef>
+#include <deque>
 #include <vector>
 
 namespace Fenlet {
@@ -56,6 +57,7 @@ class StepBinder {
         return static_cast<std::uint32_t>(number) + 1;
     }
     Value& valueOf(std::int32_t number) { return values[placeOf(number)]; }
+    bool liesInArray(std::uint32_t place) const;
     bool asksProvider(const Instruction& instruction) const;
     bool isOutput(std::int32_t number) const;
     bool meetsOutput(const FieldSource& field, std::int32_t number) const;
@@ -94,7 +96,7 @@ class StepBinder {
     ArrayPlan& plan;
     const FenletProgram& program;
     ProgramFlow& flow;
-    std::vector<Value> values; ///< by place
+    std::deque<Value> values; ///< by place
     std::vector<Gap> gaps;
     std::int64_t scratchBytes = 0;     ///< for each element
     std::int64_t constantBytes = 0;    ///< how many of them hold constants and uniforms

@@ -3,7 +3,6 @@
 
 #ifdef FENLET_HAVE_TBB
 #include <algorithm>
-#include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 #endif

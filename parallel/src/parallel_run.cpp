@@ -14,9 +14,16 @@ namespace {
 /// the cost of taking a piece does not matter.
 constexpr std::int64_t usualGrain = 32768;
 
-std::int64_t grainOf(const ParallelOptions& options, std::int64_t blockSize) {
+/// More pieces than this gain nothing, and the run remembers of each whether it is done.
+constexpr std::int64_t mostPieces = 1 << 20;
+
+std::int64_t grainOf(const ParallelOptions& options, std::int64_t count, std::int64_t blockSize) {
     const std::int64_t wish = options.grain > 0 ? options.grain : usualGrain;
-    return (wish + blockSize - 1) / blockSize * blockSize;
+    const std::int64_t enough =
+        std::clamp<std::int64_t>(wish, count / mostPieces + 1, std::max<std::int64_t>(count, 1));
+    const std::int64_t blocks = (enough - 1) / blockSize + 1;
+    return blocks > count / blockSize ? std::max<std::int64_t>(count, blockSize)
+                                      : blocks * blockSize;
 }
 
 int threadsOf(const ParallelOptions& options) {
@@ -37,8 +44,8 @@ ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, st
         refused.error = asking.error();
         return refused;
     }
-    return runPieces(first, count, grainOf(options, run.blockSize()), threadsOf(options), options,
-                     crew, [&run]() -> PieceWork {
+    return runPieces(first, count, grainOf(options, count, run.blockSize()), threadsOf(options),
+                     options, crew, [&run]() -> PieceWork {
                          auto worker = std::make_shared<ArrayRun::Worker>(run);
                          return [worker](std::int64_t start, std::int64_t some) -> PieceOutcome {
                              if (worker->run(start, some))
@@ -68,7 +75,7 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
         }
     }
     return runPieces(
-        first, count, grainOf(options, blockSize), threadsOf(options), options, crew,
+        first, count, grainOf(options, count, blockSize), threadsOf(options), options, crew,
         [&]() -> PieceWork {
             auto thread = std::make_shared<Thread>();
             static_cast<void>(thread->interpreter.configure(program, blockSize));

@@ -17,7 +17,7 @@ class PieceRun {
         : first(newFirst),
           count(newCount),
           grain(newGrain),
-          pieceCount((newCount + newGrain - 1) / newGrain),
+          pieceCount((newCount - 1) / newGrain + 1),
           options(newOptions),
           makeWork(newMakeWork),
           isDone(static_cast<std::size_t>(pieceCount)) {}

@@ -292,6 +292,72 @@ TEST_F(ArrayRunRefusals, NameMemoryThatIsShared) {
         << run.error();
 }
 
+TEST_F(ArrayRunRefusals, NamePresenceThatIsShifted) {
+    std::vector<unsigned char> present(5, 1);
+    const ArrayView field = ArrayView::of(nir).withPresence(present.data());
+    EXPECT_NE(whyNot({{"nir", field}, {"red", red}},
+                     {{"ndvi", MutableArrayView::of(nir).withPresence(present.data() + 1)}})
+                  .find("the output \"ndvi\" overlaps the field \"nir\""),
+              std::string::npos);
+    // Exactly the same is fine, however the elements are shaped.
+    EXPECT_TRUE(
+        run.evaluate({{"nir", field.shaped({2, 2}).withPresence(present.data())}, {"red", red}},
+                     {{"ndvi", MutableArrayView::of(nir).withPresence(present.data())}}))
+        << run.error();
+}
+
+TEST_F(ArrayRunRefusals, StopWorkersOfAnEarlierPreparation) {
+    ArrayRun::Worker early(run);
+    EXPECT_FALSE(early.run(0, 1));
+    ASSERT_TRUE(run.prepare({{"nir", nir}, {"red", red}}, {{"ndvi", ndvi}}));
+    EXPECT_FALSE(early.run(0, 1));
+    ArrayRun::Worker worker(run);
+    EXPECT_TRUE(worker.run(0, 4)) << worker.error();
+    ASSERT_TRUE(run.prepare({{"nir", nir}, {"red", red}}, {{"ndvi", ndvi}}));
+    EXPECT_FALSE(worker.run(0, 4));
+    EXPECT_FALSE(run.prepare({}, {}));
+    EXPECT_EQ(run.count(), 0);
+    EXPECT_EQ(run.blockSize(), 0);
+}
+
+TEST(ArrayRun, ReadsNumbersAndCoordinatesThatLieUnaligned) {
+    struct Aligned final : FenletSampler {
+        bool sample(const void* coordinates, CpuElementKind, int, void* values, CpuElementKind, int,
+                    unsigned char*, int count) override {
+            const auto* const in = static_cast<const double*>(coordinates);
+            for (int i = 0; i < count; ++i)
+                static_cast<double*>(values)[i] = in[i] + 1;
+            return true;
+        }
+    } sampler;
+    ProgramBuilder write(ProgramBuilder::OnError::Throw);
+    const auto index = write.elementIndex();
+    const auto place = write.loadField(write.field("place"), index, Format::Int64);
+    const auto found = write.loadField(write.field("table"), place, Format::Float64);
+    const auto at = write.loadField(write.field("at"), index, Format::Float64);
+    write.output(write.add(found, write.sample(write.sampler("next"), at, Format::Float64)), "sum");
+    const FenletProgram program = write.build().program;
+    std::vector<unsigned char> places(8 * 3 + 1);
+    std::vector<unsigned char> ats(8 * 3 + 1);
+    for (int i = 0; i < 3; ++i) {
+        const std::int64_t number = 2 - i;
+        const double coordinate = 10.0 * i;
+        std::memcpy(places.data() + 1 + 8 * i, &number, 8);
+        std::memcpy(ats.data() + 1 + 8 * i, &coordinate, 8);
+    }
+    const std::vector<double> table = {100, 200, 300};
+    std::vector<double> sum(3);
+    std::vector<unsigned char> present(3);
+    ArrayRun run(program);
+    ASSERT_TRUE(run.evaluate({{"place", ArrayView(places.data() + 1, ArrayKind::Int64, 3)},
+                              {"table", table},
+                              {"at", ArrayView(ats.data() + 1, ArrayKind::Float64, 3)},
+                              {"next", sampler}},
+                             {{"sum", MutableArrayView::of(sum).withPresence(present.data())}}))
+        << run.error();
+    EXPECT_EQ(sum, (std::vector<double>{301, 211, 121}));
+}
+
 TEST_F(ArrayRunRefusals, TellWhoDeclined) {
     struct Declining final : CpuFieldAccessor {
         bool read(const FieldRead& request) override { return request.indices[0] == 0; }

@@ -22,7 +22,7 @@ prefix=$place/moved
 
 # All public headers are installed, and no others.
 diff <(cd "$prefix/include" && find . -type f | LC_ALL=C sort) \
-    <(for folder in include fenletir/include hosts/include; do
+    <(for folder in include fenletir/include hosts/include arrays/include parallel/include; do
         (cd "$source/$folder" && find . -type f)
     done | LC_ALL=C sort) || fail 'The installed headers are not the public ones.'
 
@@ -51,7 +51,7 @@ PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib*/pkgconfig)
 [ -d "$PKG_CONFIG_LIBDIR" ] || PKG_CONFIG_LIBDIR=$(echo "$prefix"/lib/*/pkgconfig)
 export PKG_CONFIG_LIBDIR
 version=$(sed -n 's/^project(fenletexec VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
-for library in fenletir fenletexec fenlethosts; do
+for library in fenletir fenletexec fenlethosts fenletarrays fenletparallel; do
     pkg-config --validate "$library"
     [ "$(pkg-config --modversion "$library")" = "$version" ] ||
         fail "pkg-config tells another version of $library."

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <limits>
 #include <numeric>
 #include <stdexcept>
 #include <thread>
@@ -72,7 +73,9 @@ TEST_F(ParallelRun, GivesTheSameBitsForAnyNumberOfThreads) {
     ASSERT_TRUE(prepare(alone, expected)) << alone.error();
     ASSERT_TRUE(alone.run());
     for (const int threads : {1, 2, 3, 7})
-        for (const std::int64_t grain : {1, 1000, 4096, 1'000'000}) {
+        for (const std::int64_t grain :
+             {std::int64_t{1}, std::int64_t{1000}, std::int64_t{4096}, std::int64_t{1'000'000},
+              std::numeric_limits<std::int64_t>::max()}) {
             Results results;
             ArrayRun run(program);
             ASSERT_TRUE(prepare(run, results));

@@ -55,12 +55,14 @@ class ArrayInput {
 
   private:
     friend class ArrayPlan;
-    struct RunState;
 
     enum class Sort { Array, Field, Value, Sampler };
 
     template <class Number>
     static Constant constantOf(Number number) {
+        static_assert(std::is_floating_point_v<Number> || std::is_signed_v<Number> ||
+                          sizeof(Number) < sizeof(std::int64_t),
+                      "convert an unsigned 64-bit value to std::int64_t or double");
         if constexpr (std::is_same_v<Number, bool>)
             return Constant::ofTribool(number ? 1 : 0);
         else if constexpr (std::is_integral_v<Number>)
