@@ -130,7 +130,7 @@ std::string faultOfFill(const Constant& value, const ArrayLayout& array) {
 std::string ArrayStore::faultOf(const MutableArrayView& array, CpuElementKind kind,
                                 std::int32_t components, bool canBeMissing,
                                 const OutputRules& rules) {
-    const std::string viewFault = faultOfView(array);
+    std::string viewFault = faultOfView(array);
     if (!viewFault.empty())
         return viewFault;
     if (elementSize(kind) == 0)
@@ -138,11 +138,11 @@ std::string ArrayStore::faultOf(const MutableArrayView& array, CpuElementKind ki
     if (components != array.components)
         return "the register has " + std::to_string(components) + " components and the array " +
                std::to_string(array.components) + "; give the array as many as the register";
-    const std::string kindFault = faultOfKinds(array.kind, kind, rules);
+    std::string kindFault = faultOfKinds(array.kind, kind, rules);
     if (!kindFault.empty())
         return kindFault;
     const ArrayLayout layout(array);
-    const std::string memoryFault = faultOfMemory(layout);
+    std::string memoryFault = faultOfMemory(layout);
     if (!memoryFault.empty())
         return memoryFault;
     if (rules.fill)

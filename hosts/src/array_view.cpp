@@ -105,7 +105,7 @@ std::string faultOfView(const ArrayView& view) {
                " components to an element; give it 1 to " + std::to_string(mostComponents);
     bool isEmpty = false;
     for (int k = 0; k < view.axisCount; ++k) {
-        const std::string fault = faultOfAxis(view.axes[k], "axis " + std::to_string(k));
+        std::string fault = faultOfAxis(view.axes[k], "axis " + std::to_string(k));
         if (!fault.empty())
             return fault;
         isEmpty = isEmpty || view.axes[k].size == 0 || view.axes[k].extent == 0;

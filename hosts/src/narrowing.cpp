@@ -105,8 +105,8 @@ struct Saturated {
     using Out = To;
     static To apply(From value) {
         if constexpr (isWhole<To>) {
-            constexpr std::int64_t least = std::numeric_limits<To>::min();
             constexpr std::int64_t most = std::numeric_limits<To>::max();
+            constexpr std::int64_t least = std::is_signed_v<To> ? -most - 1 : 0;
             const std::int64_t wide = value;
             return static_cast<To>(wide < least ? least : wide > most ? most : wide);
         } else {
@@ -128,7 +128,7 @@ struct Fits {
             return wide >= std::numeric_limits<To>::min() && wide <= std::numeric_limits<To>::max();
         } else if constexpr (isWhole<From>) {
             // The greatest integers round to 2 to the power 63, which no integer is.
-            const double rounded = convert<double>(convert<To>(value));
+            const auto rounded = convert<double>(convert<To>(value));
             return rounded >= -0x1p63 && rounded < 0x1p63 &&
                    static_cast<std::int64_t>(rounded) == value;
         } else {
