@@ -28,8 +28,8 @@ Fault findRegisterFault(const FenletProgram& program, std::int32_t count) {
     return Faults::none;
 }
 
-/// Fills `step` from `instruction`. `specAt(number)` is the spec of a register, or null if there is
-/// no register of that number.
+/// Fills `step` from `instruction`. `specAt(number)` gives a register's `RegisterSpec`, or null if
+/// there is no register of that number.
 template <class SpecAt>
 Fault planStep(const Instruction& instruction, Interpreter::Step& step, SpecAt specAt) {
     step.op = instruction.op;
