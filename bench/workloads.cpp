@@ -22,6 +22,12 @@ class Sketch {
         view.presence.data = data[presence].as<unsigned char>();
         return field(name, view, format, 1);
     }
+    /// A field of truth values, none of them unknown.
+    Register truths(const std::string& name) {
+        ArrayView view = data[name].view();
+        view.kind = ArrayKind::Bool;
+        return field(name, view, Format::Tribool, 1);
+    }
     Register single(const std::string& name) { return field(name, Format::Float32); }
     Register gathered(const std::string& name, Register place, Format format) {
         work.arrays.push_back(name);
@@ -56,7 +62,8 @@ Workload vectorTimesUniform(WorkloadData& data) {
     const auto first = program.component(program.multiply(vector, scale), 0);
     const auto isPositive = program.greater(first, sketch.constant(0));
     Workload work = sketch.finish(program.select(isPositive, first, sketch.constant(1)));
-    work.uniforms.set(0, Constant::ofReals({1.5}));
+    work.uniformValues = {Constant::ofReals({1.5})};
+    work.uniforms.set(0, work.uniformValues.front());
     return work;
 }
 
@@ -107,7 +114,7 @@ Workload halfArithmetic(WorkloadData& data) {
 
 Workload chosen(WorkloadData& data, const char* condition) {
     Sketch sketch(data);
-    const auto truth = sketch.field(condition, Format::Tribool);
+    const auto truth = sketch.truths(condition);
     return sketch.finish(sketch.program.select(truth, sketch.single("a"), sketch.single("b")));
 }
 
@@ -122,13 +129,18 @@ Workload chosenInRuns(WorkloadData& data) {
 Workload integerDivision(WorkloadData& data) {
     Sketch sketch(data);
     const auto dividend = sketch.field("whole", Format::Int32);
-    return sketch.finish(sketch.program.divide(dividend, sketch.field("divisor", Format::Int32)));
+    Workload work =
+        sketch.finish(sketch.program.divide(dividend, sketch.field("divisor", Format::Int32)));
+    work.canBeMissing = true;
+    return work;
 }
 
 Workload gathered(WorkloadData& data) {
     Sketch sketch(data);
     const auto place = sketch.field("place", Format::Int64);
-    return sketch.finish(sketch.gathered("table", place, Format::Float32));
+    Workload work = sketch.finish(sketch.gathered("table", place, Format::Float32));
+    work.canBeMissing = true;
+    return work;
 }
 
 } // namespace
@@ -162,6 +174,17 @@ Workload chain(WorkloadData& data, int instructions) {
     Register value = first;
     for (int i = 2; i < instructions; ++i)
         value = sketch.program.add(value, first);
+    return sketch.finish(value);
+}
+
+Workload twoFields(WorkloadData& data, int steps) {
+    Sketch sketch(data);
+    const auto first = sketch.single("a");
+    const auto second = sketch.single("b");
+    Register value = second;
+    for (int i = 0; i < steps; ++i)
+        value = i % 2 == 0 ? sketch.program.multiply(value, first)
+                           : sketch.program.add(value, second);
     return sketch.finish(value);
 }
 

@@ -17,7 +17,9 @@ struct Workload {
     std::int32_t result = noRegister; ///< the register with the result
     std::vector<ArrayView> fields;    ///< borrowed from the data
     std::vector<std::string> arrays;  ///< the names of all arrays that it reads
+    bool canBeMissing = false;        ///< whether the result needs presence
     UniformTable uniforms;
+    std::vector<Constant> uniformValues; ///< the same, by number
 };
 
 /// One of the measured programs.
@@ -36,5 +38,8 @@ const NamedWorkload* findWorkload(const std::string& name);
 /// A program of `instructions` instructions, at least two: an element index, one Float32 field, and
 /// additions of that field to the previous result.
 Workload chain(WorkloadData& data, int instructions);
+
+/// A program that reads two Float32 fields and then alternately multiplies and adds, `steps` times.
+Workload twoFields(WorkloadData& data, int steps);
 
 } // namespace Fenlet::Bench

@@ -12,8 +12,12 @@ DEBIAN_PYTHON = "/usr/bin/python3"  # the one that sees Debian's modules
 POLARS, DUCKDB = "0.26.1", "1.5.6-r.1"  # the versions of their npm packages
 ARCH = {"x86_64": "x64", "aarch64": "arm64"}.get(platform.machine(), platform.machine())
 OURS = "fenletexec"
+IN_PLACE = "arrays"
+THREADS = "threads"
 FRAME = "frame"
 FUSED = "fused"
+BLOCKS = "blocks"
+HAND_THREADS = "hand-threads"
 
 
 class Problem(Exception):
@@ -44,14 +48,21 @@ def contenders(build, block):
     native = str(programs / "native_peer")
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
     node = lambda name: ["node", str(PEERS / f"{name}_peer.js"), "DATA"]
+    ours = lambda mode: [str(programs / "fenletexec_peer"), "DATA", mode,
+                         *([str(block)] if block else [])]
     return [
-        Contender(OURS, "fenletexec", "ours",
-                  [str(programs / "fenletexec_peer"), "DATA", *([str(block)] if block else [])],
+        Contender(OURS, "fenletexec, interpreter", "ours", ours("interpreter"),
+                  target="fenletexec_peer"),
+        Contender(IN_PLACE, "fenletexec, in place", "ours", ours("arrays"),
+                  target="fenletexec_peer"),
+        Contender(THREADS, "fenletexec, in place, every core", "ours", ours("threads"),
                   target="fenletexec_peer"),
         Contender(FUSED, "by hand, fused", "bound", [native, "DATA", "fused"],
                   target="native_peer"),
-        Contender("blocks", "by hand, blocks", "bound", [native, "DATA", "blocks"],
+        Contender(BLOCKS, "by hand, blocks", "bound", [native, "DATA", "blocks"],
                   target="native_peer"),
+        Contender(HAND_THREADS, "by hand, blocks, every core", "bound",
+                  [native, "DATA", "threads"], target="native_peer"),
         Contender(FRAME, "by hand, whole frame", "bound", [native, "DATA", "frame"],
                   target="native_peer"),
         Contender("portable", "whole frame, portable", "bound",

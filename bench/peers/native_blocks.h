@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <tuple>
 #include <vector>
 
@@ -58,12 +59,20 @@ class Blocks {
         base = storage.data() + (alignment - address % alignment) % alignment;
     }
 
+    /// From now on, `each` goes only through elements `newBegin` to `newEnd` - 1. By default it goes
+    /// through all.
+    void keepTo(std::int64_t newBegin, std::int64_t newEnd) {
+        firstBegin = newBegin;
+        lastEnd = newEnd;
+    }
+
     /// Calls `body` for each block, after it has reset the presence of `newRegisters` registers.
     template <class Body>
     void each(std::int64_t total, int newRegisters, Body body) {
         registers = newRegisters;
-        for (first = 0; first < total; first += size) {
-            count = std::min(size, total - first);
+        const std::int64_t end = std::min(total, lastEnd);
+        for (first = firstBegin; first < end; first += size) {
+            count = std::min(size, end - first);
             used = 0;
             if constexpr (wholeFrame)
                 begin();
@@ -182,6 +191,8 @@ class Blocks {
 
     std::vector<unsigned char> storage;
     unsigned char* base = nullptr;
+    std::int64_t firstBegin = 0;
+    std::int64_t lastEnd = std::numeric_limits<std::int64_t>::max();
     std::int64_t first = 0;
     std::int64_t count = 0;
     int registers = 0;

@@ -1,7 +1,8 @@
-// The workloads written by hand: native_peer FOLDER fused|blocks|frame
+// The workloads written by hand: native_peer FOLDER fused|blocks|frame|threads
 //
 // Fused, a workload is one loop over all elements. In blocks, it is one loop for each step over
-// blocks of 1,024 elements: bare, or with all the work of an interpreter's frame.
+// blocks of 1,024 elements: bare, or with all the work of an interpreter's frame. With threads, the
+// bare blocks run on every core.
 #include "native_blocks.h"
 #include "native_halves.h"
 #include "protocol.h"
@@ -11,6 +12,12 @@
 #include <iostream>
 #include <memory>
 #include <string>
+
+#ifdef FENLET_HAS_TBB
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/enumerable_thread_specific.h>
+#include <oneapi/tbb/parallel_for.h>
+#endif
 
 namespace Fenlet::Bench {
 namespace {
@@ -353,19 +360,34 @@ void fused9(WorkloadData& data, Output& out) {
     const std::int64_t count = out.count;
     const auto* const places = data["place"].as<std::int64_t>();
     const float* const table = data["table"].as<float>();
+    const auto size = static_cast<std::uint64_t>(data["table"].count());
     float* const result = out.as<float>();
-    for (std::int64_t i = 0; i < count; ++i)
-        result[i] = table[places[i]];
+    Byte* const present = out.present.data();
+    for (std::int64_t i = 0; i < count; ++i) {
+        const bool isInside = static_cast<std::uint64_t>(places[i]) < size;
+        result[i] = isInside ? table[places[i]] : 0;
+        present[i] = isInside;
+    }
 }
 
 template <bool whole>
 void blocks9(WorkloadData& data, Output& out, Blocks<whole>& blocks) {
     const auto* const places = data["place"].as<std::int64_t>();
     const float* const table = data["table"].as<float>();
-    blocks.each(out.count, 4, [&] {
+    const auto size = static_cast<std::uint64_t>(data["table"].count());
+    const auto isInside = [size](std::int64_t place) {
+        return static_cast<Byte>(static_cast<std::uint64_t>(place) < size);
+    };
+    blocks.each(out.count, 5, [&] {
+        const auto place = blocks.field(places);
+        const auto present = blocks.template step<Byte>(1, isInside, place);
         blocks.last(
             out.as<float>(), out.present.data(), 1,
-            [table](std::int64_t place) { return table[place]; }, blocks.field(places));
+            [table, isInside](std::int64_t at) { return isInside(at) != 0 ? table[at] : 0; },
+            Lanes<std::int64_t>{place.values, present.values});
+        if constexpr (!whole)
+            std::memcpy(out.present.data() + blocks.start(), present.values,
+                        static_cast<std::size_t>(blocks.elements()));
     });
 }
 
@@ -402,10 +424,30 @@ const std::vector<Written>& written() {
          &blocks7<false, false>,
          &blocks7<false, true>},
         {"W8", {"whole", "divisor"}, Kind::Int32, 1, true, &fused8, &blocks8, &blocks8},
-        {"W9", {"place", "table"}, Kind::Float32, 1, false, &fused9, &blocks9, &blocks9},
+        {"W9", {"place", "table"}, Kind::Float32, 1, true, &fused9, &blocks9, &blocks9},
     };
     return all;
 }
+
+#ifdef FENLET_HAS_TBB
+/// Bare blocks on every core, in pieces that the threads take as they become free.
+std::function<void()> onEveryCore(const Written& one, WorkloadData& data,
+                                  const std::shared_ptr<Output>& out) {
+    namespace tbb = oneapi::tbb;
+    constexpr std::int64_t grain = 32768;
+    const auto memory = std::make_shared<tbb::enumerable_thread_specific<Blocks<false>>>();
+    return [&data, &one, out, memory] {
+        tbb::parallel_for(
+            tbb::blocked_range<std::int64_t>(0, out->count, grain),
+            [&](const tbb::blocked_range<std::int64_t>& piece) {
+                Blocks<false>& blocks = memory->local();
+                blocks.keepTo(piece.begin(), piece.end());
+                one.blocks(data, *out, blocks);
+            },
+            tbb::simple_partitioner());
+    };
+}
+#endif
 
 Prepared prepare(const std::string& mode, const std::string& name, WorkloadData& data) {
     for (const Written& one : written()) {
@@ -421,6 +463,10 @@ Prepared prepare(const std::string& mode, const std::string& name, WorkloadData&
             return {one.arrays, [&data, out, &one, blocks] { one.frame(data, *out, *blocks); },
                     result};
         }
+#ifdef FENLET_HAS_TBB
+        if (mode == "threads")
+            return {one.arrays, onEveryCore(one, data, out), result};
+#endif
         const auto blocks = std::make_shared<Blocks<false>>();
         return {one.arrays, [&data, out, &one, blocks] { one.blocks(data, *out, *blocks); },
                 result};
@@ -434,8 +480,13 @@ Prepared prepare(const std::string& mode, const std::string& name, WorkloadData&
 int main(int argumentCount, char** arguments) {
     using namespace Fenlet::Bench;
     const std::string mode = argumentCount == 3 ? arguments[2] : "";
-    if (mode != "fused" && mode != "blocks" && mode != "frame") {
-        std::cerr << "usage: native_peer FOLDER fused|blocks|frame\n";
+#ifdef FENLET_HAS_TBB
+    const bool hasThreads = mode == "threads";
+#else
+    const bool hasThreads = false;
+#endif
+    if (mode != "fused" && mode != "blocks" && mode != "frame" && !hasThreads) {
+        std::cerr << "usage: native_peer FOLDER fused|blocks|frame|threads\n";
         return 2;
     }
     return serve(arguments[1],

@@ -1,9 +1,10 @@
 """Writes the results of scripts/performance: a page with tables, and a plot."""
 import dataclasses
+import math
 import pathlib
 
 import plot
-from contenders import FRAME, FUSED, OURS
+from contenders import BLOCKS, FRAME, FUSED, HAND_THREADS, IN_PLACE, OURS, THREADS
 
 W2_BYTES = 24  # of five fields and the result, for each element
 SETS = ("Baseline", "Avx2", "Avx512")
@@ -14,25 +15,29 @@ class Findings:
     count: int
     rounds: int
     block: int | None
+    cached_count: int
     contenders: list = dataclasses.field(default_factory=list)
     workloads: list = dataclasses.field(default_factory=list)
     times: dict = dataclasses.field(default_factory=dict)
+    cached: dict = dataclasses.field(default_factory=dict)  # like times, in the cache
     agreed: dict = dataclasses.field(default_factory=dict)
     first: dict = dataclasses.field(default_factory=dict)
     growing: dict = dataclasses.field(default_factory=dict)
     memory: dict = dataclasses.field(default_factory=dict)
     beyond: dict = dataclasses.field(default_factory=dict)
     programs: dict = dataclasses.field(default_factory=dict)
+    arrays: dict = dataclasses.field(default_factory=dict)
     kernels: dict = dataclasses.field(default_factory=dict)
     machine: list = dataclasses.field(default_factory=list)
 
     def present(self):
         return [one for one in self.contenders if not one.absent]
 
-    def best_peer(self, workload):
+    def best_peer(self, workload, times=None):
         """The fastest interpreted or eager peer and its time, or None."""
-        times = [(self.times[workload, one.name], one) for one in self.present()
-                 if one.kind == "peer" and (workload, one.name) in self.times]
+        all_times = self.times if times is None else times
+        times = [(all_times[workload, one.name], one) for one in self.present()
+                 if one.kind == "peer" and (workload, one.name) in all_times]
         return min(times, key=lambda pair: pair[0]) if times else None
 
 
@@ -52,26 +57,28 @@ WORDS = {
 HEAD = """# Performance
 
 How fast the library is, compared with other software and with the limits of the machine.
-`scripts/performance` writes this page, and every figure comes from one run of it. All times are for
-one thread. Another machine gives other figures; ratios differ less.
+`scripts/performance` writes this page, and every figure comes from one run of it.
+Another machine gives other figures; ratios differ less.
 """
 
 ABOUT = """## Whole programs
 
-Each contender runs each program over {count:,} elements, on one thread. There are {rounds} rounds;
-in each round, every contender runs every workload once, after a first run that does not count. The
-table shows medians in nanoseconds per element. All results equal ours to the bit, unless a footnote
-says otherwise.
+Each contender runs each program over {count:,} elements, on one thread unless its name says
+otherwise. There are {rounds} rounds; in each round, every contender runs every workload once, after
+a first run that does not count. The table shows medians in nanoseconds per element. All results
+equal ours to the bit, unless a footnote says otherwise.
 
 {workloads}
 
-Four contenders are written by hand. *Fused* is one C++ loop for the whole program at
+Five contenders are written by hand. *Fused* is one C++ loop for the whole program at
 `-O3 -march=native`; no interpreter can be faster. *Blocks* is one such loop for each step, over blocks
-of 1,024 elements. *Whole frame* adds what any interpreter does: it copies every field into a
-register, numbers elements, spreads constants, resets and combines validity, and copies the result
-out. *Portable* is the same without `-march=native`. Eigen is compiled as well. The others read a
-program at run time, or are called once for each step. Ours runs in blocks of {block}. The arrays
-of all contenders are in large pages if the system has them.
+of 1,024 elements, on one core or on every core. *Whole frame* adds what any interpreter does: it
+copies every field into a register, numbers elements, spreads constants, resets and combines
+validity, and copies the result out. *Portable* is the same without `-march=native`. Eigen is
+compiled as well. The others read a program at run time, or are called once for each step. The
+library's *interpreter* copies fields into registers and collects the result; *in place* is an
+`ArrayRun`. Both run in blocks of {block}. The arrays of all contenders are in large pages if the
+system has them.
 
 A contender without vectors runs W1 and W5 on three columns. In W1, DuckDB, muParser and the
 compiled loops multiply only the column that is used. A missing value is a null, a NaN, or false in
@@ -79,9 +86,18 @@ an array beside the values, whatever the contender has. A dash means that a cont
 express the workload.
 """
 
-BARS = """### Ratios
+IN_PLACE_WORDS = """## In place
 
-Our time divided by that of the whole frame by hand, which should be at most 1.00, and by that of
+`ArrayRun` reads arrays and writes results where they lie. The tables divide its time by that of the
+same steps by hand in place (*blocks*), by that of the *fused* loop, and by that of the fastest
+contender that interprets or is called for each step. W8 and W9 write presence, and W9 tests bounds;
+the loops by hand do too. The last columns say how many times as fast every core is as one thread,
+for the library and for the blocks by hand.
+"""
+
+BARS = """### The interpreter
+
+Its time divided by that of the whole frame by hand, which should be at most 1.00, and by that of
 the fastest contender that interprets or is called for each step, which should be below 1.00.
 """
 
@@ -111,14 +127,14 @@ def machine_part(found):
     return "## The machine\n\n" + "\n".join(lines) + "\n"
 
 
-def times_table(found):
+def times_table(found, times):
     rows = []
     for one in found.contenders:
-        title = f"**{one.title}**" if one.name == OURS else one.title
+        title = f"**{one.title}**" if one.kind == "ours" else one.title
         if one.absent:
             rows.append([f"{title} (left out: {one.absent})"] + ["–"] * len(found.workloads))
         else:
-            rows.append([title] + [figure(found.times.get((name, one.name)))
+            rows.append([title] + [figure(times.get((name, one.name)))
                                    for name in found.workloads])
     return table(["ns per element", *found.workloads], rows)
 
@@ -154,6 +170,62 @@ def ratio_table(found):
         rows.append(row)
     return table(["", "to fused", "to the frame, at most 1.00", "to the best peer, below 1.00",
                   "which is"], rows)
+
+
+def geometric_mean(values):
+    return math.exp(sum(math.log(value) for value in values) / len(values))
+
+
+def in_place_table(found, times):
+    """Ratios of the run in place to its bounds and peers, and what every core gains."""
+    rows, to_blocks, to_fused = [], [], []
+    for name in found.workloads:
+        ours = times[name, IN_PLACE]
+        row = [name, figure(ours)]
+        if (name, BLOCKS) in times:
+            to_blocks.append(ours / times[name, BLOCKS])
+            to_fused.append(ours / times[name, FUSED])
+            row += [verdict(to_blocks[-1], to_blocks[-1] <= 1.1), f"{to_fused[-1]:.2f}"]
+        else:
+            row += ["–", "–"]
+        best = found.best_peer(name, times)
+        row += ["–", "–"] if best is None else [verdict(ours / best[0], ours < best[0]),
+                                                best[1].title]
+        row.append(f"{ours / times[name, THREADS]:.2f}")
+        row.append(f"{times[name, BLOCKS] / times[name, HAND_THREADS]:.2f}"
+                   if (name, HAND_THREADS) in times else "–")
+        rows.append(row)
+    if to_blocks:
+        blocks, fused = geometric_mean(to_blocks), geometric_mean(to_fused)
+        rows.append(["geometric mean", "", verdict(blocks, blocks <= 0.9),
+                     verdict(fused, fused <= 1.2), "", "", "", ""])
+    return table(["", "ns", "to blocks, at most 1.10", "to fused", "to the best peer, below 1.00",
+                  "which is", "every core", "by hand"], rows)
+
+
+def in_place_part(found):
+    if not found.cached:
+        return ""
+    return (IN_PLACE_WORDS
+            + f"\nFrom memory, {found.count:,} elements:\n\n" + in_place_table(found, found.times)
+            + f"\nIn the cache, {found.cached_count:,} elements:\n\n"
+            + in_place_table(found, found.cached)
+            + f"\nAll contenders over {found.cached_count:,} elements:\n\n"
+            + times_table(found, found.cached))
+
+
+def array_costs_part(found):
+    if not found.arrays:
+        return ""
+    rows = [["prepared and run, 1,024 elements", "below 5,000",
+             figure(nanoseconds(found.arrays["prepare and run"]))],
+            ["run again, 1,024 elements", "below 1,200",
+             figure(nanoseconds(found.arrays["run again/1024"]))],
+            ["run again, 1 element", "below 100",
+             figure(nanoseconds(found.arrays["run again/1"]))]]
+    return ("## Fixed costs in place\n\nNanoseconds of processor time of an `ArrayRun` of 20 Float32 "
+            "additions and multiplications over two fields.\n\n"
+            + table(["", "should be", "ns"], rows))
 
 
 def flatness(found):
@@ -260,10 +332,7 @@ another, each has its validity, and the sink copies the result out. So a program
 anything that can answer for one block, and this is where the time goes:
 
 {table} Of the loops by hand, *whole frame* makes all these copies and *blocks* makes none: the
-difference is what they cost on this machine. To avoid them, a field would have to lend its memory
-to a register for a block, if kinds agree and elements are adjacent, and a sink would have to lend
-memory for the result. That takes two more calls in the interface, and registers that move with
-every block.
+difference is what they cost on this machine. An `ArrayRun` makes none either.
 """
 
 
@@ -408,9 +477,10 @@ def write(found, path):
         parts += [
             ABOUT.format(count=found.count, rounds=found.rounds, workloads=listed,
                          block=f"{found.block:,} elements" if found.block
-                         else "the size that `adviseBlockSize` proposes"),
+                         else "the size that the library advises"),
             "![Time per element of each contender](images/performance.svg)\n",
-            times_table(found), footnotes(found), BARS, ratio_table(found)]
+            times_table(found, found.times), footnotes(found), in_place_part(found), BARS,
+            ratio_table(found)]
     parts += [growing_part(found), first_part(found), parts_part(found), between_part(found),
-              block_part(found), fixed_part(found), kernel_part(found)]
+              block_part(found), fixed_part(found), array_costs_part(found), kernel_part(found)]
     path.write_text("\n".join(part for part in parts if part))
