@@ -183,8 +183,8 @@ Workload twoFields(WorkloadData& data, int steps) {
     const auto second = sketch.single("b");
     Register value = second;
     for (int i = 0; i < steps; ++i)
-        value = i % 2 == 0 ? sketch.program.multiply(value, first)
-                           : sketch.program.add(value, second);
+        value =
+            i % 2 == 0 ? sketch.program.multiply(value, first) : sketch.program.add(value, second);
     return sketch.finish(value);
 }
 

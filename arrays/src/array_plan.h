@@ -1,6 +1,7 @@
 // A program bound to arrays: what `ArrayRun` prepares and runs.
 #pragma once
 
+#include "array_memory.h"
 #include "bound_step.h"
 #include "program_flow.h"
 
@@ -26,6 +27,7 @@ struct FieldSource {
     ArrayView array;                      ///< used if `accessor` is null
     CpuFieldAccessor* accessor = nullptr; ///< the host's provider, which may decline; or null
     std::unique_ptr<ArrayField> reader;   ///< copies from `array`; null with an accessor
+    ArrayMemory memory;                   ///< of `array`
 
     /// The last instruction that may read the array's memory; -1 if none does.
     std::int32_t lastTouch = -1;
@@ -34,9 +36,18 @@ struct FieldSource {
 
 /// An output: its register, its array, and how its values get there.
 struct OutputTarget {
+    explicit OutputTarget(const ArrayOutput& output)
+        : name(output.name),
+          array(output.array),
+          layout(output.array),
+          memory(memoryOf(layout)),
+          rules(output.rules) {}
+
     std::string_view name;
     std::int32_t number = noRegister;
     MutableArrayView array;
+    ArrayLayout layout; ///< of `array`
+    ArrayMemory memory; ///< of `array`
     OutputRules rules;
     std::optional<ArrayStore> store;
     bool isInPlace = false; ///< the register's values are computed in the array
@@ -106,7 +117,7 @@ class ArrayPlan {
     bool fieldsFit();
     bool uniformsFit();
     bool settleShape();
-    bool takeShape(const ArrayView& array, const std::string& what);
+    bool takeShape(const ArrayView& array, const char* sort, std::string_view name);
     bool memoryFits();
     bool readAndWriteFit(const FieldSource& field, const OutputTarget& output);
     bool outputsFit();
@@ -126,7 +137,8 @@ class ArrayPlan {
     std::vector<OutputTarget> targets;
     std::int32_t shapeAxes = -1; ///< -1 until an array has determined the shape
     std::int64_t shape[mostAxes] = {};
-    std::string shapeFrom; ///< the array that determined it, in words
+    const char* shapeFromSort = ""; ///< the array that determined it
+    std::string_view shapeFromName;
 
     /// A place that holds one value during the whole run, and the step that fills it.
     struct Constancy {

@@ -1,5 +1,4 @@
 // Binds inputs and outputs by name, and checks what is bound.
-#include "array_memory.h"
 #include "array_plan.h"
 #include "words.h"
 
@@ -44,9 +43,9 @@ std::string shapeInWords(const std::int64_t* sizes, std::int32_t axisCount) {
 
 bool ArrayPlan::bindField(const ArrayInput& input, std::int32_t number) {
     FieldSource& field = fields[static_cast<std::size_t>(number)];
-    const std::string words = "the field " + quoted(input.name);
+    const auto words = [&] { return "the field " + quoted(input.name); };
     if (field.isBound)
-        return refuse(words + " is bound twice; leave one of the two out");
+        return refuse(words() + " is bound twice; leave one of the two out");
     field.name = input.name;
     field.isBound = true;
     field.accessor = input.field;
@@ -54,8 +53,9 @@ bool ArrayPlan::bindField(const ArrayInput& input, std::int32_t number) {
     if (field.accessor != nullptr)
         return true;
     if (const std::string fault = faultOfView(input.array); !fault.empty())
-        return refuse(words + ": " + fault);
+        return refuse(words() + ": " + fault);
     field.reader = std::make_unique<ArrayField>(input.array);
+    field.memory = memoryOf(field.reader->layout());
     return true;
 }
 
@@ -117,12 +117,7 @@ bool ArrayPlan::bindOutput(const ArrayOutput& output) {
                           " is bound twice; leave one of the two out");
     if (const std::string fault = faultOfView(output.array); !fault.empty())
         return refuse("the output " + quoted(output.name) + ": " + fault);
-    OutputTarget target;
-    target.name = output.name;
-    target.number = number;
-    target.array = output.array;
-    target.rules = output.rules;
-    targets.push_back(std::move(target));
+    targets.emplace_back(output).number = number;
     return true;
 }
 
@@ -160,16 +155,16 @@ bool ArrayPlan::fieldsFit() {
         if (field.accessor != nullptr)
             continue;
         const ProgramFlow::RegisterFlow& result = flow.of(instruction.result);
-        const std::string words = "the field " + quoted(field.name);
+        const auto words = [&] { return "the field " + quoted(field.name); };
         const bool holdsTruth = registerKind(field.array.kind) == CpuElementKind::Tribool;
         if (holdsTruth != (result.kind == CpuElementKind::Tribool))
-            return refuse(words + " holds " + arrayKindName(field.array.kind) + ", and " +
+            return refuse(words() + " holds " + arrayKindName(field.array.kind) + ", and " +
                               instructionInWords(program, i) + " reads it as " +
                               cpuElementKindName(result.kind) +
                               "; truth values and numbers do not mix",
                           ExecRefusal::ProviderFailed);
         if (field.array.components != result.multiplicity)
-            return refuse(words + " has " + inWords(field.array.components) +
+            return refuse(words() + " has " + inWords(field.array.components) +
                               " for each element, and " + instructionInWords(program, i) +
                               " reads " + std::to_string(result.multiplicity),
                           ExecRefusal::ProviderFailed);
@@ -199,7 +194,7 @@ bool ArrayPlan::uniformsFit() {
     return true;
 }
 
-bool ArrayPlan::takeShape(const ArrayView& array, const std::string& what) {
+bool ArrayPlan::takeShape(const ArrayView& array, const char* sort, std::string_view name) {
     const std::int32_t axisCount = array.axisCount;
     const std::int64_t count = array.count();
     std::int64_t sizes[mostAxes] = {};
@@ -210,13 +205,14 @@ bool ArrayPlan::takeShape(const ArrayView& array, const std::string& what) {
     const bool wasFlat = shapeAxes == 1 && count == elements;
     const bool isAlike = axisCount == shapeAxes && std::equal(sizes, sizes + axisCount, shape);
     if (!isFirst && !isFlat && !wasFlat && !isAlike)
-        return refuse(what + " has the shape " + shapeInWords(sizes, axisCount) + ", and " +
-                      shapeFrom + " has " + shapeInWords(shape, shapeAxes) +
-                      "; all arrays of a run need the same shape");
+        return refuse(sort + quoted(name) + " has the shape " + shapeInWords(sizes, axisCount) +
+                      ", and " + shapeFromSort + quoted(shapeFromName) + " has " +
+                      shapeInWords(shape, shapeAxes) + "; all arrays of a run need the same shape");
     if (isFirst || (wasFlat && axisCount > 1)) {
         std::copy(sizes, sizes + mostAxes, shape);
         shapeAxes = axisCount;
-        shapeFrom = what;
+        shapeFromSort = sort;
+        shapeFromName = name;
         elements = count;
     }
     return true;
@@ -229,41 +225,41 @@ bool ArrayPlan::settleShape() {
         if (instruction.op != OpCode::LoadField || !flow.readsOwnNumbers(instruction))
             continue;
         const FieldSource& field = fields[static_cast<std::size_t>(instruction.immediate)];
-        if (field.accessor == nullptr && !takeShape(field.array, "the field " + quoted(field.name)))
+        if (field.accessor == nullptr && !takeShape(field.array, "the field ", field.name))
             return false;
     }
     for (const OutputTarget& output : targets)
-        if (!takeShape(output.array, "the output " + quoted(output.name)))
+        if (!takeShape(output.array, "the output ", output.name))
             return false;
     return true;
 }
 
 bool ArrayPlan::readAndWriteFit(const FieldSource& field, const OutputTarget& output) {
-    const std::string words =
-        "the output " + quoted(output.name) + " overlaps the field " + quoted(field.name);
+    const ArrayMemory& read = field.memory;
+    const ArrayMemory& written = output.memory;
     const ArrayLayout& fieldLayout = field.reader->layout();
-    const ArrayLayout outputLayout(output.array);
-    const ArrayMemory read = memoryOf(fieldLayout);
-    const ArrayMemory written = memoryOf(outputLayout);
+    const auto words = [&] {
+        return "the output " + quoted(output.name) + " overlaps the field " + quoted(field.name);
+    };
     const bool valuesMeet = !areDisjoint(read.values, written.values);
     const bool presenceMeets = !areDisjoint(read.presence, written.presence);
     if (!areDisjoint(read.values, written.presence) || !areDisjoint(read.presence, written.values))
-        return refuse(words +
+        return refuse(words() +
                       ", where values of one are presence of the other; give it other memory");
-    if ((valuesMeet && !haveSameValues(fieldLayout, outputLayout)) ||
-        (presenceMeets && !haveSamePresence(fieldLayout, outputLayout)))
-        return refuse(words + " and is laid out differently; give it other memory, or exactly the "
-                              "view of the field");
+    if ((valuesMeet && !haveSameValues(fieldLayout, output.layout)) ||
+        (presenceMeets && !haveSamePresence(fieldLayout, output.layout)))
+        return refuse(words() + " and is laid out differently; give it other memory, or exactly "
+                                "the view of the field");
     if ((valuesMeet || presenceMeets) && field.isReadByNumber)
-        return refuse(words + ", which is also read by element number; give it other memory");
+        return refuse(words() + ", which is also read by element number; give it other memory");
     return true;
 }
 
 bool ArrayPlan::memoryFits() {
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        const ArrayMemory one = memoryOf(ArrayLayout(targets[i].array));
+        const ArrayMemory& one = targets[i].memory;
         for (std::size_t k = 0; k < i; ++k) {
-            const ArrayMemory other = memoryOf(ArrayLayout(targets[k].array));
+            const ArrayMemory& other = targets[k].memory;
             if (!areDisjoint(one.values, other.values) ||
                 !areDisjoint(one.values, other.presence) ||
                 !areDisjoint(one.presence, other.values) ||

@@ -1,7 +1,6 @@
 // Turns a bound program into a flat list of steps.
 #include "step_binder.h"
 
-#include "array_memory.h"
 #include "words.h"
 
 #include <algorithm>
@@ -147,21 +146,18 @@ bool StepBinder::isOutput(std::int32_t number) const {
 /// overwrite what is still to be stored. That is the register's values, if it is an output, or its
 /// validity, which other registers may share.
 bool StepBinder::meetsOutput(const FieldSource& field, std::int32_t number) const {
-    const ArrayMemory read = memoryOf(field.reader->layout());
     return std::any_of(plan.targets.begin(), plan.targets.end(), [&](const OutputTarget& one) {
-        const ArrayMemory written = memoryOf(ArrayLayout(one.array));
-        return !areDisjoint(read.presence, written.presence) ||
-               (isOutput(number) && !areDisjoint(read.values, written.values));
+        return !areDisjoint(field.memory.presence, one.memory.presence) ||
+               (isOutput(number) && !areDisjoint(field.memory.values, one.memory.values));
     });
 }
 
 /// Whether this step may write its result into an output's array: no field that lies there is read
 /// afterwards.
 bool StepBinder::mayWriteBehind(const BoundStep& step, const OutputTarget& output) const {
-    const ArrayMemory written = memoryOf(ArrayLayout(output.array));
     for (const FieldSource& field : plan.fields) {
         if (!field.isBound || field.accessor != nullptr || field.lastTouch < 0 ||
-            areDisjoint(memoryOf(field.reader->layout()).values, written.values))
+            areDisjoint(field.memory.values, output.memory.values))
             continue;
         // The step itself may read the field if it works lane by lane, on lanes of the same size.
         const bool isLaneByLane = step.multiplicity == field.array.components &&
@@ -180,15 +176,14 @@ bool StepBinder::placeInOutput(const BoundStep& step) {
     for (OutputTarget& output : plan.targets) {
         if (placeOf(output.number) != step.result || output.isInPlace)
             continue;
-        const ArrayLayout layout(output.array);
-        const FlatArray flat = flatArray(layout);
+        const FlatArray flat = flatArray(output.layout);
         if (flat.data == nullptr || output.rules.fill ||
             output.array.kind != arrayKind(step.resultKind) ||
             output.array.components != step.multiplicity || !mayWriteBehind(step, output))
             continue;
         output.isInPlace = true;
         values[step.result].data = {Home::Kind::Moving, 0, const_cast<unsigned char*>(flat.data),
-                                    layout.elementBytes()};
+                                    output.layout.elementBytes()};
         ++plan.figures.outputsInPlace;
         return true;
     }

@@ -146,8 +146,8 @@ int main(int argumentCount, char** arguments) {
     Settings settings{argumentCount > 2 ? arguments[2] : "", 0};
     if (argumentCount > 3)
         settings.blockSize = std::atoi(arguments[3]);
-    const bool hasMode = settings.mode == "interpreter" || settings.mode == "arrays" ||
-                         settings.mode == "threads";
+    const bool hasMode =
+        settings.mode == "interpreter" || settings.mode == "arrays" || settings.mode == "threads";
     if (!hasMode || argumentCount > 4 || (argumentCount > 3 && settings.blockSize < 1)) {
         std::cerr << "usage: fenletexec_peer FOLDER interpreter|arrays|threads [BLOCK]\n";
         return 2;

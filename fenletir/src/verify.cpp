@@ -24,6 +24,8 @@ Finding aboutRegister(FindingClass severity, FindingCode code, std::int32_t numb
 void verifyRegisters(const FenletProgram& program, std::vector<Finding>& findings) {
     for (std::int32_t number = 0; number < program.registerCount(); ++number) {
         const RegisterInfo& about = program.registerInfo(number);
+        if (isFormat(about.format) && about.multiplicity >= 1)
+            continue;
         const std::string name = "Register %" + std::to_string(number);
         if (!isFormat(about.format))
             findings.push_back(aboutRegister(
@@ -33,7 +35,7 @@ void verifyRegisters(const FenletProgram& program, std::vector<Finding>& finding
                     ", which does not exist; formats are numbered from 0 (" +
                     formatTable.front().name + ") to " + std::to_string(formatCount - 1) + " (" +
                     formatTable.back().name + ")."));
-        else if (about.multiplicity < 1)
+        else
             findings.push_back(aboutRegister(
                 FindingClass::Refused, FindingCode::MultiplicityMismatch, number,
                 name + " has " + componentsInWords(about.multiplicity) + "; it needs at least 1."));

@@ -75,6 +75,7 @@ class InstructionCheck {
     bool hasKernel() const;
     std::string kernelInWords() const;
     void areas();
+    void checkWidth(std::int32_t slot, std::int32_t used, std::int32_t has);
     std::int32_t componentsRead(int slot) const;
     std::int32_t componentsWritten() const;
     void constantFits();
@@ -359,28 +360,39 @@ std::int32_t InstructionCheck::componentsWritten() const {
 void InstructionCheck::areas() {
     if (!isOpCode(it.op))
         return;
-    const std::int32_t written = componentsWritten();
-    const std::string writes =
-        "It writes " + componentsInWords(written) + " per element, but " + resultWords() + " has ";
-    const std::string needed = "; the result needs " + componentsInWords(written) + ".";
-    if (written > result().multiplicity)
-        find(FindingClass::OutsideItsArea, FindingCode::WritesPastResult, resultSlot,
-             writes + "fewer: it would write outside the register" + needed);
-    if (written < result().multiplicity)
-        find(FindingClass::ProbablyAMistake, FindingCode::PartlyWritten, resultSlot,
-             writes + "more: values would land in the wrong elements" + needed);
-    for (int slot = 0; slot < arity; ++slot) {
-        const std::int32_t read = componentsRead(slot);
-        const std::string reads = "It reads " + componentsInWords(read) + " per element of " +
-                                  words(slot) + ", which has ";
-        const std::string wanted = "; the operand needs " + componentsInWords(read) + ".";
-        if (read > operand(slot).multiplicity)
-            find(FindingClass::OutsideItsArea, FindingCode::ReadsPastOperand, slot,
-                 reads + "fewer: it would read outside the register" + wanted);
-        if (read < operand(slot).multiplicity)
-            find(FindingClass::ProbablyAMistake, FindingCode::MisreadOperand, slot,
-                 reads + "more: it would read the values of wrong elements" + wanted);
-    }
+    checkWidth(resultSlot, componentsWritten(), result().multiplicity);
+    for (int slot = 0; slot < arity; ++slot)
+        checkWidth(slot, componentsRead(slot), operand(slot).multiplicity);
+}
+
+/// Compares the components that the instruction reads or writes for each element with those that
+/// the register has.
+void InstructionCheck::checkWidth(std::int32_t slot, std::int32_t used, std::int32_t has) {
+    if (used == has)
+        return;
+    const bool isPast = used > has;
+    const bool writes = slot == resultSlot;
+    std::string message = (writes ? "It writes " : "It reads ") + componentsInWords(used);
+    if (writes)
+        message += " per element, but " + resultWords() + " has ";
+    else
+        message += " per element of " + words(slot) + ", which has ";
+    if (isPast)
+        message +=
+            std::string("fewer: it would ") + (writes ? "write" : "read") + " outside the register";
+    else
+        message += writes ? "more: values would land in the wrong elements"
+                          : "more: it would read the values of wrong elements";
+    message +=
+        (writes ? "; the result needs " : "; the operand needs ") + componentsInWords(used) + ".";
+    if (writes)
+        find(isPast ? FindingClass::OutsideItsArea : FindingClass::ProbablyAMistake,
+             isPast ? FindingCode::WritesPastResult : FindingCode::PartlyWritten, slot,
+             std::move(message));
+    else
+        find(isPast ? FindingClass::OutsideItsArea : FindingClass::ProbablyAMistake,
+             isPast ? FindingCode::ReadsPastOperand : FindingCode::MisreadOperand, slot,
+             std::move(message));
 }
 
 void InstructionCheck::constantFits() {
