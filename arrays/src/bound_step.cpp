@@ -15,6 +15,13 @@ unsigned char* validityOf(const BoundStep& step, const Place* places) {
     return step.scratch == noPlace ? places[step.result].validity : places[step.scratch].data;
 }
 
+bool areZeroOrOne(const unsigned char* bytes, std::int64_t count) {
+    unsigned char bits = 0;
+    for (std::int64_t i = 0; i < count; ++i)
+        bits |= bytes[i];
+    return bits <= 1;
+}
+
 } // namespace
 
 bool combineValidity(const BoundStep& step, Place* places, const Block& block) {
@@ -59,7 +66,8 @@ bool locateArray(const BoundStep& step, Place* places, const Block& block) {
     Place& result = places[step.result];
     const FlatRun values = layout.flatRun(block.first, block.count, layout.elementBytes());
     const FlatRun presence = layout.flatPresence(block.first, block.count);
-    if (values.count == block.count && (!layout.hasPresence() || presence.count == block.count)) {
+    if (values.count == block.count && (!layout.hasPresence() || presence.count == block.count) &&
+        (layout.kind() != ArrayKind::Bool || areZeroOrOne(values.data, lanes(step, block)))) {
         // The array is not written: a step only writes to its result, and this step is the only one
         // that has this result.
         result.data = const_cast<unsigned char*>(values.data);
@@ -68,8 +76,12 @@ bool locateArray(const BoundStep& step, Place* places, const Block& block) {
     }
     result = places[step.scratch];
     std::memset(result.validity, 1, static_cast<std::size_t>(block.count));
-    return step.work.located->read({result.data, result.validity, step.resultKind,
-                                    step.multiplicity, &block.first, true, block.count});
+    const bool isRead =
+        step.work.located->read({result.data, result.validity, step.resultKind, step.multiplicity,
+                                 &block.first, true, block.count});
+    if (!step.canBeMissing)
+        result.validity = nullptr;
+    return isRead;
 }
 
 bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block) {
@@ -92,6 +104,14 @@ bool fieldByNumber(const BoundStep& step, Place* places, const Block& block) {
     return step.work.field->read({result.data, result.validity, step.resultKind, step.multiplicity,
                                   numbers, isContiguous(numbers, operand.validity, block.count),
                                   block.count});
+}
+
+bool gather(const BoundStep& step, Place* places, const Block& block) {
+    const Place& result = places[step.result];
+    const Place& numbers = places[step.operands[0]];
+    step.work.located->gather(result.data, result.validity, numbers.data, numbers.validity,
+                              block.count);
+    return true;
 }
 
 bool sample(const BoundStep& step, Place* places, const Block& block) {

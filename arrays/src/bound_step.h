@@ -61,6 +61,7 @@ struct BoundStep {
     CpuElementKind operandKind = CpuElementKind::Unsupported; ///< of operand 0
     bool leftScalar = false;
     bool rightScalar = false;
+    bool canBeMissing = false;     ///< of a located array: whether an element can be missing
     std::int32_t instruction = -1; ///< its number in the program, for messages
 };
 
@@ -81,13 +82,17 @@ bool spread(const BoundStep& step, Place* places, const Block& block);
 /// Reads `work.field` at the block's own numbers. It must be an `ArrayField`, which uses only the
 /// first number.
 bool arrayAtOwnNumbers(const BoundStep& step, Place* places, const Block& block);
-/// If the block's own elements are adjacent in the array of `work.located`, lets the result lie in
-/// the array. Otherwise copies them to the place `scratch`, and lets the result lie there.
+/// If the block's own elements are adjacent in the array of `work.located`, and truth values are
+/// stored as a register holds them, lets the result lie in the array. Otherwise copies them to the
+/// place `scratch`, and lets the result lie there.
 bool locateArray(const BoundStep& step, Place* places, const Block& block);
 /// Reads `work.field` at the block's own numbers, which operand 0 holds.
 bool fieldAtOwnNumbers(const BoundStep& step, Place* places, const Block& block);
 /// Reads `work.field` at the numbers in operand 0. `scratch` takes a copy of them if it is a place.
 bool fieldByNumber(const BoundStep& step, Place* places, const Block& block);
+/// Reads `work.located` at the Int64 numbers in operand 0, wherever they lie, and sets the result's
+/// validity. The array must be one that can gather.
+bool gather(const BoundStep& step, Place* places, const Block& block);
 bool sample(const BoundStep& step, Place* places, const Block& block);
 bool component(const BoundStep& step, Place* places, const Block& block);
 bool unary(const BoundStep& step, Place* places, const Block& block);

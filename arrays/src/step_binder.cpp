@@ -254,8 +254,8 @@ void StepBinder::noValidity(const BoundStep& step) {
 
 /// Whether the values lie in an array, where nothing is promised of their alignment.
 bool StepBinder::liesInArray(std::uint32_t place) const {
-    return values[place].data.kind == Home::Kind::Moving ||
-           values[place].validity.kind == Home::Kind::Varying;
+    const Home::Kind kind = values[place].data.kind;
+    return kind == Home::Kind::Moving || kind == Home::Kind::Varying;
 }
 
 void StepBinder::bindInstruction(std::int32_t number) {
@@ -402,19 +402,36 @@ bool StepBinder::lendField(const Instruction& instruction, const FieldSource& fi
 /// such as blocks inside a row of a shifted grid. Other blocks are copied.
 bool StepBinder::locateField(BoundStep step, const Instruction& instruction, FieldSource& field) {
     const ArrayLayout& layout = field.reader->layout();
-    if (!plan.options.inPlace || flow.of(instruction.result).isRewritten ||
-        field.array.kind != arrayKind(step.resultKind) || !layout.hasAdjacentComponents() ||
-        layout.hasPresenceBits() || meetsOutput(field, instruction.result))
+    const bool isKept =
+        field.array.kind == arrayKind(step.resultKind) ||
+        (field.array.kind == ArrayKind::Bool && step.resultKind == CpuElementKind::Tribool);
+    if (!plan.options.inPlace || flow.of(instruction.result).isRewritten || !isKept ||
+        !layout.hasAdjacentComponents() || layout.hasPresenceBits() ||
+        meetsOutput(field, instruction.result))
         return false;
     Value& result = values[step.result];
-    result.neverUnknown = false;
-    result.validity = {Home::Kind::Varying, 0, nullptr, 0};
-    step.scratch = addPlace(0);
-    values[step.scratch].data = result.data;
+    step.canBeMissing = canBeMissing(layout);
+    step.scratch = addPlace(result.bytes);
+    // Reading the array needs room for validity, even if it changes none.
     values[step.scratch].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    result.data = {Home::Kind::Varying, 0, nullptr, 0};
+    if (step.canBeMissing)
+        result.validity = {Home::Kind::Varying, 0, nullptr, 0};
     step.work.located = field.reader.get();
     emit(step, &Steps::locateArray);
     ++plan.figures.fieldsInPlace;
+    return true;
+}
+
+/// Reads an array at computed numbers without a copy of the numbers, if that is possible.
+bool StepBinder::gatherField(BoundStep step, const Instruction& instruction, FieldSource& field) {
+    if (flow.of(instruction.result).isRewritten || step.operandKind != CpuElementKind::Int64 ||
+        !field.reader->canGather(step.resultKind, step.multiplicity))
+        return false;
+    values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    placeResult(step);
+    step.work.located = field.reader.get();
+    emit(step, &Steps::gather);
     return true;
 }
 
@@ -425,6 +442,10 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
     Value& result = values[step.result];
     result.neverUnknown = isArray && field.array.kind == ArrayKind::Bool;
     if (isArray && ownNumbers && lendField(instruction, field))
+        return;
+    if (isArray && ownNumbers && locateField(step, instruction, field))
+        return;
+    if (isArray && !ownNumbers && gatherField(step, instruction, field))
         return;
     step.work.field = isArray ? field.reader.get() : field.accessor;
     if (!flow.of(instruction.result).isRewritten)
@@ -437,8 +458,6 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
         emit(step, &Steps::arrayAtOwnNumbers);
         return;
     }
-    if (isArray && ownNumbers && locateField(step, instruction, field))
-        return;
     ownValidity(step);
     if (isArray && ownNumbers) {
         emit(step, &Steps::arrayAtOwnNumbers);

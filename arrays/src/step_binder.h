@@ -69,6 +69,7 @@ class StepBinder {
     void bindUniform(const BoundStep& step, const Instruction& instruction);
     void bindField(BoundStep step, const Instruction& instruction);
     bool locateField(BoundStep step, const Instruction& instruction, FieldSource& field);
+    bool gatherField(BoundStep step, const Instruction& instruction, FieldSource& field);
     bool lendField(const Instruction& instruction, const FieldSource& field);
     void bindArithmetic(BoundStep step, const Instruction& instruction);
     void bindComparison(BoundStep step, const Instruction& instruction);

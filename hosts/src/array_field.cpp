@@ -199,32 +199,35 @@ void readRun(const Reading& reading) {
 
 /// Reads elements of the size of a word, unchanged, from an array with one axis.
 template <class Word>
-[[gnu::noinline]] void gatherWords(const ArrayLayout& array, const FieldRead& request) {
+[[gnu::noinline]] void gatherWords(const ArrayLayout& array, unsigned char* values,
+                                   unsigned char* validity, const unsigned char* numbers,
+                                   const unsigned char* numberValidity, std::int64_t count) {
     // Local copies: the compiler must assume that storing a byte changes any other memory.
     const ElementPlaces::Axis axis = array.values().axis(0);
     const auto from = static_cast<std::uint64_t>(axis.from);
     const auto limit = static_cast<std::uint64_t>(axis.to - axis.from);
     const auto stride = static_cast<std::uint64_t>(axis.stride);
     const unsigned char* const data = array.data() + array.values().origin();
-    const std::int64_t* const indices = request.indices;
-    unsigned char* const values = request.values;
-    unsigned char* const validity = request.validity;
-    const std::int64_t count = request.count;
+    const auto along = [=](std::int64_t i) {
+        std::uint64_t number = 0;
+        std::memcpy(&number, numbers + i * std::int64_t{sizeof number}, sizeof number);
+        return number - from;
+    };
     const auto takeOne = [=](std::int64_t i) {
-        const std::uint64_t along = static_cast<std::uint64_t>(indices[i]) - from;
+        const unsigned char before = numberValidity == nullptr ? 1 : numberValidity[i];
+        const std::uint64_t place = along(i);
+        const bool isThere = before != 0 && place < limit;
         Word word = 0;
-        if (validity[i] != 0 && along < limit)
-            std::memcpy(&word, data + static_cast<std::int64_t>(along * stride), sizeof word);
-        else
-            validity[i] = 0;
+        if (isThere)
+            std::memcpy(&word, data + static_cast<std::int64_t>(place * stride), sizeof word);
+        validity[i] = isThere ? before : 0;
         std::memcpy(values + i * std::int64_t{sizeof word}, &word, sizeof word);
     };
     const std::int64_t asking = reachesFar(array.values()) ? count - turnsBefore : 0;
     std::int64_t i = 0;
     for (; i < asking; ++i) {
         // The number may be any: a prefetch reads nothing.
-        const std::uint64_t along = static_cast<std::uint64_t>(indices[i + turnsBefore]) - from;
-        fetchLine(reinterpret_cast<std::uintptr_t>(data) + along * stride);
+        fetchLine(reinterpret_cast<std::uintptr_t>(data) + along(i + turnsBefore) * stride);
         takeOne(i);
     }
     for (; i < count; ++i)
@@ -269,33 +272,28 @@ void findElements(const Reading& reading, std::int64_t start, std::int64_t count
             request.validity[i] = 0;
 }
 
-void readScattered(const Reading& reading) {
-    const ArrayLayout& array = reading.array;
-    const bool isKept = reading.convert == nullptr && array.hasAdjacentComponents() &&
-                        array.values().axisCount() == 1;
-    switch (isKept ? array.elementBytes() : 0) {
-    case 1:
-        gatherWords<std::uint8_t>(array, reading.request);
-        break;
-    case 2:
-        gatherWords<std::uint16_t>(array, reading.request);
-        break;
-    case 4:
-        gatherWords<std::uint32_t>(array, reading.request);
-        break;
-    case 8:
-        gatherWords<std::uint64_t>(array, reading.request);
-        break;
-    default:
-        gather(reading);
-    }
-    if (array.hasPresence())
-        takeScatteredPresence(array, reading.request);
-}
-
 } // namespace
 
-ArrayField::ArrayField(const ArrayView& newArray) : array(newArray) {}
+ArrayField::ArrayField(const ArrayView& newArray) : array(newArray) {
+    if (!array.hasAdjacentComponents() || array.values().axisCount() != 1)
+        return;
+    switch (array.elementBytes()) {
+    case 1:
+        gatherWords = &Fenlet::gatherWords<std::uint8_t>;
+        break;
+    case 2:
+        gatherWords = &Fenlet::gatherWords<std::uint16_t>;
+        break;
+    case 4:
+        gatherWords = &Fenlet::gatherWords<std::uint32_t>;
+        break;
+    case 8:
+        gatherWords = &Fenlet::gatherWords<std::uint64_t>;
+        break;
+    default:
+        break;
+    }
+}
 
 ArrayField::~ArrayField() = default;
 
@@ -307,11 +305,30 @@ bool ArrayField::read(const FieldRead& request) {
         return false;
     const Reading reading{array, request, convert,
                           std::int64_t{elementSize(request.kind)} * array.components()};
-    if (request.contiguous && request.count > 0)
+    if (request.contiguous && request.count > 0) {
         readRun(reading);
+        return true;
+    }
+    if (isKept && gatherWords != nullptr)
+        gatherWords(array, request.values, request.validity,
+                    reinterpret_cast<const unsigned char*>(request.indices), request.validity,
+                    request.count);
     else
-        readScattered(reading);
+        Fenlet::gather(reading);
+    if (array.hasPresence())
+        takeScatteredPresence(array, request);
     return true;
+}
+
+bool ArrayField::canGather(CpuElementKind kind, std::int32_t components) const {
+    return gatherWords != nullptr && !array.hasPresence() && arrayKind(kind) == array.kind() &&
+           components == array.components();
+}
+
+void ArrayField::gather(unsigned char* values, unsigned char* validity,
+                        const unsigned char* numbers, const unsigned char* numberValidity,
+                        std::int64_t count) const {
+    gatherWords(array, values, validity, numbers, numberValidity, count);
 }
 
 } // namespace Fenlet

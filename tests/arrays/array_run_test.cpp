@@ -66,6 +66,77 @@ TEST(ArrayRun, ReadsEveryKindThatArraysStore) {
     EXPECT_EQ(sum, (std::vector<double>{4294967550.0, 7}));
 }
 
+TEST(ArrayRun, ReadsTruthValuesInPlaceUnlessABlockHasOtherBytesThanZeroAndOne) {
+    ProgramBuilder write(ProgramBuilder::OnError::Throw);
+    const auto index = write.elementIndex();
+    const auto isThere = write.loadField(write.field("there"), index, Format::Tribool);
+    write.output(write.logicalNot(isThere), "absent");
+    const FenletProgram program = write.build().program;
+    std::vector<unsigned char> there(300, 1);
+    there[1] = 0;
+    there[150] = 7;
+    there[299] = 0;
+    std::vector<unsigned char> absent(300, 9);
+    ArrayRunOptions options;
+    options.blockSize = 100;
+    ArrayRun run(program, options);
+    ASSERT_TRUE(run.evaluate({{"there", ArrayView(there.data(), ArrayKind::Bool, 300)}},
+                             {{"absent", MutableArrayView(absent.data(), ArrayKind::Bool, 300)}}))
+        << run.error();
+    EXPECT_EQ(run.figures().fieldsInPlace, 1);
+    std::vector<unsigned char> expected(300, 0);
+    expected[1] = expected[299] = 1;
+    EXPECT_EQ(absent, expected);
+    EXPECT_EQ(there[150], 7);
+}
+
+TEST(ArrayRun, ReadsTheRowsOfAWindowInPlaceWithoutPresence) {
+    ProgramBuilder write(ProgramBuilder::OnError::Throw);
+    const auto height = write.loadField(write.field("height"), write.elementIndex(), Format::Int32);
+    write.output(write.add(height, height), "twice");
+    const FenletProgram program = write.build().program;
+    std::vector<std::int32_t> grid(10 * 100);
+    std::iota(grid.begin(), grid.end(), 0);
+    // The left half of each row.
+    ArrayView window = ArrayView::of(grid).shaped({10, 100});
+    window.axes[1].size = 50;
+    std::vector<std::int32_t> twice(10 * 50);
+    ArrayRunOptions options;
+    options.blockSize = 25;
+    ArrayRun run(program, options);
+    // The output has no presence: no element of the window can be missing.
+    ASSERT_TRUE(run.evaluate({{"height", window}},
+                             {{"twice", MutableArrayView::of(twice).shaped({10, 50})}}))
+        << run.error();
+    EXPECT_EQ(run.figures().fieldsInPlace, 1);
+    for (std::size_t i = 0; i < twice.size(); ++i)
+        EXPECT_EQ(twice[i], 2 * grid[i / 50 * 100 + i % 50]);
+}
+
+TEST(ArrayRun, GathersAtNumbersThatLieInAnArray) {
+    ProgramBuilder write(ProgramBuilder::OnError::Throw);
+    const auto place = write.loadField(write.field("place"), write.elementIndex(), Format::Int64);
+    write.output(write.loadField(write.field("table"), place, Format::Float32), "taken");
+    const FenletProgram program = write.build().program;
+    const std::vector<float> table = {10, 11, 12};
+    const std::vector<std::int64_t> place64 = {2, 3, -1, 0, 1, 0};
+    const std::vector<unsigned char> isPlace = {1, 1, 1, 1, 0, 5};
+    // Numbers need not be aligned.
+    std::vector<unsigned char> bytes(6 * 8 + 1);
+    std::memcpy(bytes.data() + 1, place64.data(), 6 * 8);
+    std::vector<float> taken(6, -1);
+    std::vector<unsigned char> isTaken(6, 9);
+    ArrayRun run(program);
+    ASSERT_TRUE(run.evaluate(
+        {{"place", ArrayView(bytes.data() + 1, ArrayKind::Int64, 6, 1, 0, isPlace.data())},
+         {"table", table}},
+        {{"taken", MutableArrayView::of(taken).withPresence(isTaken.data())}}))
+        << run.error();
+    EXPECT_EQ(taken, (std::vector<float>{12, 0, 0, 10, 0, 10}));
+    EXPECT_EQ(isTaken, (std::vector<unsigned char>{1, 0, 0, 1, 0, 1}));
+    EXPECT_EQ(run.figures().outputsInPlace, 1);
+}
+
 TEST(ArrayRun, SeesNeighboursInAGridByShiftedViews) {
     ProgramBuilder write(ProgramBuilder::OnError::Throw);
     const auto index = write.elementIndex();

@@ -41,8 +41,24 @@ class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
 
     const ArrayLayout& layout() const { return array; }
 
+    /// Whether `gather` can read elements for a register of this kind and number of components: the
+    /// array stores them unchanged, in 1, 2, 4 or 8 bytes, along one axis, and has no presence.
+    bool canGather(CpuElementKind kind, std::int32_t components) const;
+
+    /// Reads `count` elements whose Int64 numbers are at `numbers`, which need not be aligned.
+    /// Gives what `read` gives, where element i was invalid before if `numberValidity[i]` is 0. If
+    /// `numberValidity` is null, all were valid: validity becomes 1. It may be `validity` itself.
+    /// Only for what `canGather` allows.
+    void gather(unsigned char* values, unsigned char* validity, const unsigned char* numbers,
+                const unsigned char* numberValidity, std::int64_t count) const;
+
   private:
+    using Gather = void (*)(const ArrayLayout& array, unsigned char* values,
+                            unsigned char* validity, const unsigned char* numbers,
+                            const unsigned char* numberValidity, std::int64_t count);
+
     ArrayLayout array;
+    Gather gatherWords = nullptr; ///< null if the elements are not words along one axis
 };
 
 } // namespace Fenlet
