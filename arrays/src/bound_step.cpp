@@ -146,6 +146,13 @@ bool flatArithmetic(const BoundStep& step, Place* places, const Block& block) {
     return true;
 }
 
+bool arithmeticPair(const BoundStep& step, Place* places, const Block& block) {
+    step.work.pair(places[step.result].data, places[step.operands[0]].data,
+                   places[step.operands[1]].data, places[step.operands[2]].data,
+                   lanes(step, block));
+    return true;
+}
+
 bool arithmetic(const BoundStep& step, Place* places, const Block& block) {
     step.work.arithmetic({places[step.result].data, places[step.result].validity,
                           places[step.operands[0]].data, places[step.operands[1]].data, block.count,

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "evaluator.h"
+#include "fused/pairs.h"
 
 #include <fenletexec/providers.h>
 #include <fenlethosts/array_field.h>
@@ -36,6 +37,7 @@ struct BoundStep {
 
     union Work {
         FlatArithmetic flat = nullptr;
+        PairLoop pair;
         ArithmeticKernel arithmetic;
         ComparisonKernel comparison;
         SelectKernel select;
@@ -98,6 +100,8 @@ bool component(const BoundStep& step, Place* places, const Block& block);
 bool unary(const BoundStep& step, Place* places, const Block& block);
 /// Runs `work.flat`, one loop over all lanes.
 bool flatArithmetic(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.pair`, one loop over all lanes of three operands.
+bool arithmeticPair(const BoundStep& step, Place* places, const Block& block);
 bool arithmetic(const BoundStep& step, Place* places, const Block& block);
 bool comparison(const BoundStep& step, Place* places, const Block& block);
 bool logic(const BoundStep& step, Place* places, const Block& block);

@@ -1,5 +1,5 @@
-// The evaluator's internal headers that this library uses. No other file here includes them, except
-// through this one.
+// The evaluator's internal headers that this library uses. Only the kernels in the folder `fused`
+// include others.
 //
 // A shared library contains the kernels' objects, hidden, so that the evaluator need not export
 // them.

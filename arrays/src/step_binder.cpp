@@ -488,9 +488,43 @@ void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) 
     step.work.flat =
         isFlat ? Fenlet::flatArithmetic(op, step.resultKind, left.kind, right.kind) : nullptr;
     if (step.work.flat != nullptr && !flow.of(instruction.result).isRewritten)
-        return emit(step, &Steps::flatArithmetic);
+        return joinsStepBefore(step, instruction) ? emit(step, &Steps::arithmeticPair)
+                                                  : emit(step, &Steps::flatArithmetic);
     step.work.arithmetic = arithmeticKernel(step.resultKind, left.kind, right.kind);
     emit(step, &Steps::arithmetic);
+}
+
+/// If the step before this one computes an operand that nothing else reads, and a loop does both,
+/// takes that step out of the list and makes this one do its work. Nothing lies between the two, so
+/// the operands of the first are still what they were.
+bool StepBinder::joinsStepBefore(BoundStep& step, const Instruction& instruction) {
+    if (plan.steps.empty() || step.operands[0] == step.operands[1])
+        return false;
+    const BoundStep first = plan.steps.back();
+    const bool isLeft = step.operands[0] == first.result;
+    const RegisterFlow& inner = flow.of(instruction.operands[isLeft ? 0 : 1]);
+    const auto number = static_cast<std::int32_t>(first.result) - 1;
+    if (first.run != &Steps::flatArithmetic || (!isLeft && step.operands[1] != first.result) ||
+        inner.lastRead != step.instruction || isOutput(number) ||
+        first.multiplicity != step.multiplicity)
+        return false;
+    const auto isOfKind = [&](std::uint32_t place) {
+        return flow.of(static_cast<std::int32_t>(place) - 1).kind == step.resultKind;
+    };
+    const std::uint32_t outer = step.operands[isLeft ? 1 : 0];
+    const PairLoop loop = pairLoop(step.resultKind, static_cast<ArithmeticOp>(first.immediate),
+                                   static_cast<ArithmeticOp>(step.immediate),
+                                   isLeft ? PairSide::Left : PairSide::Right);
+    if (loop == nullptr || !isOfKind(first.result) || !isOfKind(first.operands[0]) ||
+        !isOfKind(first.operands[1]) || !isOfKind(outer))
+        return false;
+    plan.steps.pop_back();
+    step.operands[0] = first.operands[0];
+    step.operands[1] = first.operands[1];
+    step.operands[2] = outer;
+    step.work.pair = loop;
+    ++plan.figures.joinedSteps;
+    return true;
 }
 
 void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) {

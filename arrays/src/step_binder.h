@@ -72,6 +72,7 @@ class StepBinder {
     bool gatherField(BoundStep step, const Instruction& instruction, FieldSource& field);
     bool lendField(const Instruction& instruction, const FieldSource& field);
     void bindArithmetic(BoundStep step, const Instruction& instruction);
+    bool joinsStepBefore(BoundStep& step, const Instruction& instruction);
     void bindComparison(BoundStep step, const Instruction& instruction);
     void bindLogic(BoundStep step, const Instruction& instruction);
     void bindSelect(BoundStep step, const Instruction& instruction);

@@ -65,6 +65,7 @@ class SoundProgram {
     void load();
     void calculate();
     void decide();
+    void formula();
     void addInstruction(SamplerHandle sampler);
     void reuseRegister(FenletProgram& program);
 
@@ -158,7 +159,39 @@ void SoundProgram::decide() {
     }
 }
 
+/// A few operations on one field in one kind, each on the result before it.
+void SoundProgram::formula() {
+    const FieldUse& field = fields[static_cast<std::size_t>(chance.below(3))];
+    const Format format = chance.oneIn(3) ? Format::Float64 : Format::Float32;
+    const auto load = [&] {
+        return builder.loadField(field.handle, registers[0].handle, format, field.multiplicity);
+    };
+    Register value = load();
+    for (int left = 2 + chance.below(3); left > 0; --left) {
+        const Register other = load();
+        const bool isFirst = chance.oneIn(2);
+        const Register a = isFirst ? value : other;
+        const Register b = isFirst ? other : value;
+        switch (chance.below(4)) {
+        case 0:
+            value = builder.add(a, b);
+            break;
+        case 1:
+            value = builder.subtract(a, b);
+            break;
+        case 2:
+            value = builder.multiply(a, b);
+            break;
+        default:
+            value = builder.divide(a, b);
+        }
+    }
+    keep(value, field.multiplicity);
+}
+
 void SoundProgram::addInstruction(SamplerHandle sampler) {
+    if (chance.oneIn(8))
+        return formula();
     switch (chance.below(8)) {
     case 0:
     case 1:

@@ -114,7 +114,8 @@ struct ArrayRunOptions {
 ///     if (!run.evaluate({{"red", red}, {"nir", nir}}, {{"ndvi", ndvi}}))
 ///         std::fprintf(stderr, "%s\n", run.error().c_str());
 ///
-/// All values and presence in the outputs equal what an `Interpreter` over `ArrayField`s gives. A
+/// All values and presence in the outputs equal what an `Interpreter` over `ArrayField`s gives, to
+/// the bit. Only which of two NaNs an operation returns is open, as it is in an `Interpreter`. A
 /// program that a backend refuses is refused. So is a program whose results in one block could
 /// depend on an earlier block, because `verifyProgram` finds a register that is read but never
 /// written, only partly written, or misread.
@@ -190,6 +191,7 @@ class FENLETARRAYS_API ArrayRun {
     struct Figures {
         int steps = 0;                 ///< run for each block, not counting stores to outputs
         int droppedSteps = 0;          ///< instructions that do not run: no output needs them
+        int joinedSteps = 0;           ///< instructions that run in the loop of another one
         int fieldsInPlace = 0;         ///< loads that copy only what is not adjacent
         int outputsInPlace = 0;        ///< outputs that are computed in their arrays
         std::int64_t scratchBytes = 0; ///< block memory of each thread
