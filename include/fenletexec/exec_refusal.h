@@ -7,12 +7,12 @@
 
 namespace Fenlet {
 
-/// The reason for a refusal. A fixed text of static lifetime goes with it; `Interpreter` keeps
-/// both.
+/// The reason for a refusal. `Interpreter` keeps the reason, and with it a message of static
+/// lifetime.
 enum class ExecRefusal : std::int32_t {
     None = 0,                 ///< nothing was refused
     NotConfigured = 1,        ///< `configure` was never called
-    StaleOpCodeTable = 2,     ///< the two libraries disagree about the opcode numbering
+    StaleOpCodeTable = 2,     ///< fenletexec and fenletir number opcodes differently
     UnsupportedFormat = 3,    ///< a register's format has no storage kind
     ScratchRefused = 4,       ///< the register file cannot be laid out
     BadRegister = 5,          ///< a register number outside the program

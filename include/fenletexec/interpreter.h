@@ -3,18 +3,18 @@
 // A sink may call back into the interpreter that is running it. The run then goes on after the
 // block just delivered:
 // - After a successful `configure` it goes on with the new plan, in blocks that fit the new layout
-//   and are no longer than before. The providers are not checked again as a whole; a step that
-//   finds its provider missing is refused.
-// - After a refused `configure`, `evaluate` returns false and the reason of that refusal stays. It
-//   also returns false after a `configure` that threw, if the sink catches the exception.
+//   and are no longer than before. The providers are not checked again before the run goes on; a
+//   step whose provider is missing is refused.
+// - After a refused `configure`, `evaluate` returns false and keeps the reason of that refusal. If
+//   `configure` threw and the sink caught the exception, `evaluate` also returns false.
 // - After an `evaluate` or `runStep` it goes on as if nothing had happened. The registers that the
 //   sink is reading are overwritten.
 //
-// A provider should not call back, as it is called in the middle of a block. If it calls
-// `configure`, what it was given to fill is gone, and it counts as declining; if that `configure`
-// was refused, the reason of that refusal stays. If it calls `evaluate` or `runStep`, the registers
-// are overwritten, and the rest of the block works with what those steps left: its values are
-// unspecified.
+// A provider should not call the interpreter, as a block is only half computed when a provider is
+// called. If the provider calls `configure`, the memory that it was asked to fill may no longer
+// exist, and the call of the provider counts as declined. If that `configure` was refused, the
+// reason of that refusal stays. If the provider calls `evaluate` or `runStep`, they overwrite the
+// registers, and the remaining values of the block are unspecified.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -41,7 +41,8 @@ struct Bindings {
     std::int32_t fieldCount = 0;
     UniformSource* uniforms =
         nullptr; ///< serves all uniforms; may be null if the program reads none
-    /// `samplerCount` pointers, indexed by sampler number. May be null as in `fields`.
+    /// `samplerCount` pointers, indexed by sampler number. The array and its entries may be null as
+    /// for `fields`.
     FenletSampler* const* samplers = nullptr;
     std::int32_t samplerCount = 0;
 };
@@ -102,9 +103,9 @@ class Interpreter {
     bool configure(const FenletProgram&& program, int blockSize) = delete;
 
     /// Runs the plan over the elements `first` to `first` + `count` - 1, block by block, and hands
-    /// each block to `sink`. Allocates nothing. Returns true after the whole range, which is empty
-    /// if `count` is below 1. If the sink ended the run, returns false with `lastRefusal()` at
-    /// `None`.
+    /// each block to `sink`. Allocates nothing. Returns true after the whole range. If `count` is
+    /// below 1, the range is empty. If the sink ended the run, returns false with `lastRefusal()`
+    /// at `None`.
     [[nodiscard]] FENLETEXEC_API bool evaluate(long long first, long long count,
                                                const Bindings& bindings, BlockSink& sink);
 
@@ -123,10 +124,12 @@ class Interpreter {
     /// Needs a configured interpreter. Refuses like `evaluate`.
     FENLETEXEC_API bool runStep(const Step& step, const Bindings& bindings, long long blockStart);
 
-    /// Stores the reason, discards the plan and returns false. `message` is kept, not copied.
+    /// Stores the reason, discards the plan and returns false. `message` must have static lifetime:
+    /// it is not copied.
     FENLETEXEC_API bool refuseAtConfigure(ExecRefusal code, const char* message);
 
-    /// Stores the reason, keeps the plan and returns false. `message` is kept, not copied.
+    /// Stores the reason, keeps the plan and returns false. `message` must have static lifetime: it
+    /// is not copied.
     FENLETEXEC_API bool refuseAtRun(ExecRefusal code, const char* message);
 
     /// Whether there is a plan for `evaluate` to run.
@@ -156,11 +159,12 @@ class Interpreter {
     ExecRefusal refusal = ExecRefusal::NotConfigured;
     const char* refusalMessage = nullptr;
     std::uint64_t stepsExecuted = 0;
-    /// What a run needs besides the steps: the memory and kernel of each step, and space for what
-    /// it finds out about each register. Sized by `configure`, so that a run allocates nothing.
+    /// What a run needs besides the steps: the memory and kernel of each step, and space for facts
+    /// about each register. `configure` allocates both, so that a run allocates nothing.
     std::vector<ResolvedStep> resolvedSteps;
     std::vector<RegisterFacts> registerFacts;
-    /// Increases whenever the plan changes, so that a run notices.
+    /// Increases whenever the plan changes. A run compares it to find out whether its sink or a
+    /// provider has changed the plan.
     std::uint64_t planNumber = 0;
     /// The last `configure` threw before the plan was complete.
     bool planIncomplete = false;

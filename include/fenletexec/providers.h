@@ -1,7 +1,7 @@
-// The base classes of what gives a program its data.
+// The base classes of providers: the objects of the host that give a program its data.
 //
-// The library calls these on the thread that called `Interpreter::evaluate`, one at a time, in step
-// order, and never destroys them. Returning false declines: the run ends with
+// The library calls providers on the thread that called `Interpreter::evaluate`, one at a time, in
+// step order. It never destroys a provider. Returning false declines: the run ends with
 // `ExecRefusal::ProviderFailed`. Do not decline for a single element without a value; set its
 // validity byte to 0 instead. Do not call the interpreter that is running; `interpreter.h` says
 // what happens if you do.
@@ -26,7 +26,8 @@ struct FieldRead {
     std::int32_t multiplicity = 1;
     /// `count` absolute element numbers, one for each position; they may be negative.
     const std::int64_t* indices = nullptr;
-    /// If true, `indices[i]` is `indices[0]` + i at all positions, so one run can be copied.
+    /// If true, `indices[i]` is `indices[0]` + i at all positions, so the accessor may copy one
+    /// contiguous piece of memory.
     bool contiguous = false;
     std::int32_t count = 0; ///< positions in this block
 };
@@ -47,8 +48,8 @@ class FENLETEXEC_API UniformSource {
     virtual ~UniformSource();
 
     /// Writes `multiplicity` (1 to 64) adjacent components of `kind` to `out`, which has 512 zeroed
-    /// bytes and is aligned for any kind. `index` is the uniform's number in the program. Called
-    /// once for each block and instruction. Returns false to decline.
+    /// bytes and is aligned for any kind. `index` is the uniform's number in the program. Each
+    /// instruction that loads a uniform calls this once for each block. Returns false to decline.
     virtual bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) = 0;
 };
 
@@ -59,10 +60,10 @@ class FENLETEXEC_API FenletSampler {
 
     /// For each of `count` positions, reads `coordinateMultiplicity` components of `coordinateKind`
     /// and stores `valueMultiplicity` components of `valueKind`. The components of one position are
-    /// adjacent. `validity` has one byte for each position, which on entry tells whether the
-    /// coordinates are valid; set it to 0 where there is no value. `coordinates` is null if the
-    /// instruction has none. Neither area is aligned beyond what the allocator guarantees. Returns
-    /// false to decline.
+    /// adjacent. `validity` has one byte for each position. On entry, 0 means that the coordinates
+    /// of the position are invalid. Set the byte to 0 where there is no value. `coordinates` is
+    /// null if the instruction has none. Neither area is aligned beyond what the allocator
+    /// guarantees. Returns false to decline.
     virtual bool sample(const void* coordinates, CpuElementKind coordinateKind,
                         int coordinateMultiplicity, void* values, CpuElementKind valueKind,
                         int valueMultiplicity, unsigned char* validity, int count) = 0;

@@ -25,8 +25,8 @@ struct RegisterSlot {
     std::uint64_t validityOffset = 0;
 };
 
-/// Allocates memory that begins on a cache line. A vector that lies across two lines would often
-/// take twice the time to load.
+/// Allocates memory that begins on a cache line. A SIMD load that crosses two cache lines often
+/// takes twice the time.
 template <class Value>
 struct LineAllocator {
     using value_type = Value;
@@ -55,9 +55,9 @@ struct LineAllocator {
 ///
 /// A register has a data area and a validity area. No two areas overlap. Component c of element e
 /// is at component index e * multiplicity + c of the data area. The validity area has one byte for
-/// each element, shared by its components: 0 if the element has no value, anything else if it has
-/// one. Only the first `liveElements()` elements of an area are meaningful. The data of an element
-/// that is not valid is whatever was last written there.
+/// each element, shared by its components: 0 means that the element has no value; any other byte
+/// means that it has one. Only the first `liveElements()` elements of an area are meaningful. The
+/// data of an invalid element is unspecified: it is whatever was last written there.
 class RegisterFile {
   public:
     FENLETEXEC_API RegisterFile();
