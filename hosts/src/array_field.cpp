@@ -23,7 +23,8 @@ struct Reading {
     }
 };
 
-/// An element that is too large for the conversion buffer is converted where it lies.
+/// Reads an element that is too large for the conversion buffer: converts it straight from the
+/// array into the request.
 struct ConvertedElement {
     const Reading& reading;
     std::int64_t bytes;
@@ -36,9 +37,9 @@ struct ConvertedElement {
     void clear(unsigned char* out) const { std::memset(out, 0, static_cast<std::size_t>(bytes)); }
 };
 
-/// Fills the values of positions `start` to `start + count - 1` by calls of
-/// pack(element, out, position, count), which stores packed elements of the array at `out`: in the
-/// request itself, or in a buffer from which they are then converted.
+/// Fills the values of positions `start` to `start + count - 1`. Calls pack(element, out, position,
+/// count), which stores packed elements of the array at `out`. If no conversion is needed, `out`
+/// lies in the request. Otherwise `out` is a buffer, from which the elements are then converted.
 template <class Pack>
 void packValues(const Reading& reading, std::int64_t start, std::int64_t count, Pack pack) {
     constexpr std::int64_t areaBytes = 2048;
@@ -65,7 +66,7 @@ void packValues(const Reading& reading, std::int64_t start, std::int64_t count, 
 // ---------------------------------------------------------------------------------------------
 // One ascending run of element numbers
 
-/// Clears the validity of missing elements, which adjacent presence bytes tell.
+/// Clears the validity of missing elements. `present` has adjacent presence bytes.
 void keepWherePresent(unsigned char* __restrict validity, const unsigned char* __restrict present,
                       std::int64_t count) {
     fetchAhead(present + count, static_cast<std::size_t>(count));
@@ -73,7 +74,8 @@ void keepWherePresent(unsigned char* __restrict validity, const unsigned char* _
         validity[i] = present[i] == 0 ? static_cast<unsigned char>(0) : validity[i];
 }
 
-/// The same with adjacent presence bits, starting at bit `first`.
+/// Clears the validity of missing elements. `bits` has adjacent presence bits, starting at bit
+/// `first`.
 void keepWhereBitsSay(unsigned char* validity, const unsigned char* bits, std::int64_t first,
                       std::int64_t count) {
     std::int64_t i = 0;
@@ -126,8 +128,8 @@ void takeRun(const Reading& reading, std::int64_t start, const unsigned char* st
     }
 }
 
-/// Clears the validity of positions `start` on whose elements, numbered from `first` on, are not
-/// present.
+/// Clears the validity of `count` positions from `start` on if their elements are not present. The
+/// elements are numbered from `first` on.
 [[gnu::noinline]] void takePresence(const Reading& reading, std::int64_t start, std::int64_t first,
                                     std::int64_t count) {
     const ArrayLayout& array = reading.array;
@@ -153,7 +155,7 @@ void takeRun(const Reading& reading, std::int64_t start, const unsigned char* st
     }
 }
 
-/// Reads a run that is not one piece inside the array.
+/// Reads a run of element numbers whose elements are not one run inside the array.
 [[gnu::noinline]] void readPieces(const Reading& reading, std::int64_t start, std::int64_t count) {
     const ElementPlaces& places = reading.array.values();
     // Positions `before` to `end` - 1 have an element of the view.
@@ -197,12 +199,13 @@ void readRun(const Reading& reading) {
 // ---------------------------------------------------------------------------------------------
 // Numbers in any order
 
-/// Reads elements of the size of a word, unchanged, from an array with one axis.
+/// Copies elements from an array with one axis. Each element has the size of `Word`.
 template <class Word>
 [[gnu::noinline]] void gatherWords(const ArrayLayout& array, unsigned char* values,
                                    unsigned char* validity, const unsigned char* numbers,
                                    const unsigned char* numberValidity, std::int64_t count) {
-    // Local copies: the compiler must assume that storing a byte changes any other memory.
+    // Local copies keep the loop fast: the compiler must assume that a byte store can change any
+    // object in memory.
     const ElementPlaces::Axis axis = array.values().axis(0);
     const auto from = static_cast<std::uint64_t>(axis.from);
     const auto limit = static_cast<std::uint64_t>(axis.to - axis.from);
@@ -226,7 +229,7 @@ template <class Word>
     const std::int64_t asking = reachesFar(array.values()) ? count - turnsBefore : 0;
     std::int64_t i = 0;
     for (; i < asking; ++i) {
-        // The number may be any: a prefetch reads nothing.
+        // The element need not exist: a prefetch of any address is harmless.
         fetchLine(reinterpret_cast<std::uintptr_t>(data) + along(i + turnsBefore) * stride);
         takeOne(i);
     }

@@ -23,7 +23,8 @@ ElementPlaces::Axis insideOf(const ArrayAxis& axis, std::int64_t stride) {
     return part;
 }
 
-/// Whether a step along `outer` continues where `inner` ends, so that both can be one axis.
+/// Whether a step along `outer` continues where `inner` ends, so that the two can be merged into
+/// one axis.
 bool continues(const ElementPlaces::Axis& outer, const ElementPlaces::Axis& inner) {
     std::int64_t wholeInner = 0;
     return inner.from == 0 && inner.to == inner.size &&
@@ -147,7 +148,7 @@ FlatRun flatPart(const ElementPlaces& places, const unsigned char* data, std::in
                  std::int64_t count, std::int64_t stride) {
     if (first < 0 || first >= places.count() || count < 1)
         return {};
-    // A single element has any stride.
+    // A run of a single element fits any stride.
     const ElementPlaces::Run run = places.runFrom(first, places.stride() == stride ? count : 1);
     return run.isInside ? FlatRun{data + run.place, run.count} : FlatRun{};
 }

@@ -22,8 +22,9 @@ struct Steps {
     std::int64_t count = 0;
 };
 
-/// Whether two elements may share memory. They do not if the axes nest: sorted by stride, each
-/// steps over everything that lies within it. That holds for every slice of an ordinary array.
+/// Whether two elements may share memory. Sorts the axes by stride: if each stride is at least the
+/// total extent of the axes with shorter strides, no two elements overlap. Every slice of an
+/// ordinary array passes this test.
 bool mayShare(const ElementPlaces& places, Steps components, std::int64_t unit) {
     std::array<Steps, mostAxes + 1> steps;
     std::size_t used = 0;
@@ -102,7 +103,7 @@ std::size_t componentsOf(const Constant& value) {
     return std::max({value.integers.size(), value.reals.size(), std::size_t{1}});
 }
 
-/// One element of fill values; empty if the array cannot hold them.
+/// One element filled with `value`, in the array's kind; empty if the array cannot hold the value.
 std::vector<unsigned char> elementOf(const Constant& value, const ArrayLayout& array) {
     std::vector<unsigned char> element(static_cast<std::size_t>(array.elementBytes()));
     const auto laneBytes = static_cast<std::size_t>(array.laneBytes());
@@ -194,8 +195,8 @@ void unpackRun(const Element& element, unsigned char* __restrict out,
 
 } // namespace
 
-/// Stores elements at equal distances, the first at `out`. An element for which `kept` is 0 gets
-/// the replacement; null keeps all.
+/// Stores elements at equal distances, the first at `out`. An element whose byte in `kept` is 0
+/// gets `replacementElement` instead. If `kept` is null, no element is replaced.
 void ArrayStore::storeRun(unsigned char* out, std::int64_t count, const unsigned char* values,
                           const unsigned char* kept) const {
     constexpr std::int64_t areaBytes = 2048;
@@ -258,7 +259,7 @@ void setBits(unsigned char& byte, unsigned mask, unsigned bits) {
         byte = static_cast<unsigned char>(bits);
         return;
     }
-    // Another thread may be changing the other bits.
+    // Atomic operations, because another thread may be changing the other bits of this byte.
     const unsigned set = mask & bits;
     const unsigned cleared = mask & ~bits;
     if (set != 0)

@@ -36,7 +36,8 @@ const KindFacts& factsOf(ArrayKind kind) {
 /// The largest number of elements, bytes or bits: 2 to the power 63, minus 1.
 constexpr const char* mostText = "9223372036854775807";
 
-/// Adds the distance from the first to the last of `count` places. False if that overflows.
+/// Adds to `reach` the distance from the first to the last of `count` places. Returns false if the
+/// sum overflows.
 bool addReach(std::int64_t& reach, std::int64_t stride, std::int64_t count) {
     constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     const std::uint64_t length =

@@ -1,9 +1,9 @@
 // How many elements to work on at a time.
 //
 // Long blocks share the fixed cost of each step among more elements; short blocks keep the
-// registers in the caches. The advice is the block size at which both together cost least. The
-// numbers below were fitted to measurements of the programs in bench/block_sizes.cpp; only their
-// ratios matter.
+// registers in the caches. The advised size is the one at which the sum of these two costs is
+// least. The numbers below were fitted to measurements of the programs in bench/block_sizes.cpp;
+// only their ratios matter.
 #include <fenletexec/element_kinds.h>
 #include <fenlethosts/block_size.h>
 
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int smallest = 128;
 constexpr int largest = 2048;
-/// Blocks that are longer than the smallest take no more memory than this.
+/// The most memory for a block, unless the block has the smallest size.
 constexpr double mostBytes = 1024 * 1024;
 
 // Nanoseconds that a step costs per block, whatever the block's length is.
@@ -26,8 +26,8 @@ constexpr double constantCost = 40;
 constexpr double uniformCost = 120;
 constexpr double otherCost = 18;
 
-/// Nanoseconds for each byte of an element that misses the first-level cache, and the same again if
-/// it misses the second level, too.
+/// Nanoseconds for each byte that misses the first-level cache, and the same again for each byte
+/// that also misses the second-level cache.
 constexpr double missCost = 1.0 / 64;
 
 /// A cache begins to miss at `begins` bytes. From `ends` bytes on it always misses.
@@ -81,8 +81,8 @@ struct Work {
     double bytesOfElement = 0; ///< bytes of an element that each block writes
 };
 
-// A register that holds a constant or a uniform is filled in the first block and stays as it is.
-// Validity does not count: it is rarely written either, as most elements are valid.
+// Leaves out registers that hold a constant or a uniform, as only the first block fills them.
+// Leaves out validity, too: most elements are valid, so a block rarely writes it.
 Work workOf(const FenletProgram& program) {
     Work work;
     std::vector<bool> isCounted(program.registers.size());

@@ -49,7 +49,8 @@ struct SpreadElement {
     void clear(unsigned char* out) const { std::memset(out, 0, static_cast<std::size_t>(bytes)); }
 };
 
-/// Calls work(element) with one of the above that copies an element of this array.
+/// Calls work(element) with the `FixedElement`, `AdjacentElement` or `SpreadElement` that copies an
+/// element of this array.
 template <class Work>
 void withElementCopy(const ArrayLayout& array, Work work) {
     const std::int64_t bytes = array.elementBytes();
@@ -85,8 +86,8 @@ void withElementCopy(const ArrayLayout& array, Work work) {
     }
 }
 
-/// Elements of an array that spans more bytes than this are probably not in the nearer caches. They
-/// are prefetched this many elements ahead.
+/// If an array spans more than `farBytes` bytes, its elements are probably not in the first two
+/// caches. They are then prefetched `turnsBefore` elements ahead.
 inline constexpr std::int64_t farBytes = 1 << 20;
 inline constexpr std::int64_t turnsBefore = 32;
 
@@ -103,8 +104,9 @@ void packRun(const Element& element, unsigned char* __restrict out,
         element.pack(out + i * element.bytes, in + i * stride);
 }
 
-/// The same for elements that are not in the nearer caches: prefetches each group of them before
-/// the previous one is packed. A prefetch beyond the last element does no harm.
+/// Does what `packRun` does, for elements that are probably not in the first two caches. Prefetches
+/// each group of elements before it packs the group before. A prefetch beyond the last element does
+/// no harm.
 template <class Element>
 void packFarRun(const Element& element, unsigned char* __restrict out,
                 const unsigned char* __restrict in, std::int64_t count, std::int64_t stride) {
@@ -117,7 +119,7 @@ void packFarRun(const Element& element, unsigned char* __restrict out,
     }
 }
 
-/// Packs the elements at these addresses, zero bytes for null.
+/// Packs the elements at these addresses. For a null address, stores zero bytes.
 template <class Element>
 void packFound(const Element& element, unsigned char* out, const unsigned char* const* addresses,
                std::int64_t count) {

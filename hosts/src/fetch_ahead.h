@@ -1,7 +1,8 @@
 // Prefetching.
 //
-// A run reads a short piece of each field and writes a short piece of each result in turn. Hardware
-// prefetchers do not follow that pattern, so without prefetching each piece begins with a wait.
+// A run visits many arrays in turn: for each block it reads a short piece of each field and writes
+// a short piece of each result. Hardware prefetchers do not follow this pattern, so without
+// software prefetching the start of each piece would miss the caches.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +13,8 @@ namespace Fenlet {
 
 inline constexpr std::size_t lineBytes = 64;
 
-/// Prefetches the cache line at any address; nothing is read there. The line goes to the
-/// first-level cache: on some processors that took a sixth less time than the second level.
+/// Prefetches the cache line at `address`, which need not be valid. Prefetches into the first-level
+/// cache: on some processors a run took a sixth less time than with the second level.
 inline void fetchLine(std::uintptr_t address) {
     __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
@@ -25,8 +26,8 @@ inline void fetchAhead(const void* next, std::size_t bytes) {
         fetchLine(address + i);
 }
 
-/// Copies `bytes` bytes and prefetches as many from `next` on. Alternates line by line: a copy that
-/// began after all the prefetches would have to wait for them.
+/// Copies `bytes` bytes, and prefetches as many bytes from `next` on. Alternates line by line: if
+/// all prefetches came first, the copy would wait for them.
 inline void copyAndFetchAhead(unsigned char* __restrict out, const unsigned char* __restrict in,
                               std::size_t bytes, const void* next) {
     const auto address = reinterpret_cast<std::uintptr_t>(next);

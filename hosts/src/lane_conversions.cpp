@@ -17,7 +17,8 @@ constexpr LaneConversion conversionOf() {
         return nullptr;
 }
 
-/// A table by the kinds' numbers, because fields look up a conversion for every block.
+/// Indexed by the kinds' numbers, so that a lookup is fast: fields look up a conversion for every
+/// block.
 constexpr auto conversions =
     kindTable<KindTable<LaneConversion, AllKinds>, AllKinds>([]<class To>() {
         return kindTable<LaneConversion, AllKinds>(
@@ -68,7 +69,7 @@ LaneConversion laneConversion(CpuElementKind to, ArrayKind from) {
     case ArrayKind::UInt32:
         return conversionsOfStored<std::uint32_t>.find(to);
     default:
-        // The other kinds are those of registers, or have no storage.
+        // Every other array kind is also a register kind, or has no storage.
         return laneConversion(to, registerKind(from));
     }
 }

@@ -10,12 +10,12 @@ namespace Fenlet {
 
 using LaneConversion = void (*)(unsigned char* out, const unsigned char* in, std::int64_t lanes);
 
-/// The function that converts lanes of kind `from` to kind `to`. Its input and its output must not
-/// overlap. Null if there is none: for kinds without storage, and between `Tribool` and numbers.
+/// The function that converts lanes of kind `from` to kind `to`. The function's input and output
+/// must not overlap. Null for kinds without storage, and between `Tribool` and numbers.
 LaneConversion laneConversion(CpuElementKind to, CpuElementKind from);
 
-/// The same for lanes of an array. They are converted to `registerKind(from)`, which keeps every
-/// value, and from there to `to`.
+/// The function that converts lanes of an array of kind `from` to kind `to`. It first converts them
+/// to `registerKind(from)`, which holds every value of `from`, and then to `to`.
 LaneConversion laneConversion(CpuElementKind to, ArrayKind from);
 
 /// Converts `lanes` lanes of `laneBytes` bytes, which lie `stride` bytes apart, to adjacent lanes

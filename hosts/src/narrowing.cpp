@@ -19,8 +19,8 @@ namespace {
 struct NumberFacts {
     int integerBits = 0; ///< bits without the sign; 0 for floats
     bool isSigned = true;
-    int exactBits = 0; ///< every integer below 2 to this power is held exactly
-    int floatRank = 0; ///< a higher one holds every value of a lower one; 0 for integers
+    int exactBits = 0; ///< the kind holds every integer below 2 to this power
+    int floatRank = 0; ///< floats of a higher rank hold all of a lower one; 0: integer
 };
 
 NumberFacts factsOf(ArrayKind kind) {
@@ -127,7 +127,7 @@ struct Fits {
             const std::int64_t wide = value;
             return wide >= std::numeric_limits<To>::min() && wide <= std::numeric_limits<To>::max();
         } else if constexpr (isWhole<From>) {
-            // The greatest integers round to 2 to the power 63, which no integer is.
+            // The greatest integers round to 2 to the power 63, which does not fit into 64 bits.
             const auto rounded = convert<double>(convert<To>(value));
             return rounded >= -0x1p63 && rounded < 0x1p63 &&
                    static_cast<std::int64_t>(rounded) == value;
@@ -186,7 +186,7 @@ LaneStoring narrowed(Narrowing rule) {
     }
 }
 
-/// For an array kind that cannot hold every integer of type `From`.
+/// Chooses the functions for an array kind that cannot hold every integer of type `From`.
 template <class From>
 LaneStoring narrowedInteger(ArrayKind to, Narrowing rule) {
     switch (to) {

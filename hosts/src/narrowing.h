@@ -11,7 +11,7 @@ namespace Fenlet {
 
 /// Whether an array's kind can hold the values of a register's kind.
 enum class Storing {
-    Never,   ///< one is a kind of truth values and the other of numbers, or one has no storage
+    Never,   ///< truth values to numbers or numbers to truth values, or a kind without storage
     ToWhole, ///< floats to integers
     Some,    ///< the array cannot hold every value
     All,
@@ -29,8 +29,8 @@ struct LaneStoring {
 };
 LaneStoring laneStoring(ArrayKind to, CpuElementKind from, const OutputRules& rules);
 
-/// Stores component `component` of `value` in `lane`. Returns false if the kind cannot hold it: an
-/// integer must be held exactly, and a finite number must stay finite.
+/// Stores component `component` of `value` in `lane`. Returns false if an array of this kind cannot
+/// hold the component: an integer must be held exactly, and a finite number must stay finite.
 bool storeConstant(ArrayKind kind, const Constant& value, std::size_t component,
                    unsigned char* lane);
 

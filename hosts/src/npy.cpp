@@ -28,7 +28,7 @@ void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::str
         throw FileError(path + ": holds a truth value that is neither false nor true");
 }
 
-/// Whether the entries are stored in the file as they are in memory.
+/// Whether the entries have the same bytes in the file as in memory.
 bool isNative(const NpyHeader& header) {
     const bool sameOrder = header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
     return header.type.code == entryCodeOf(header.type.kind) &&
@@ -62,8 +62,8 @@ NpyArray readEntries(InputFile& file, const NpyHeader& header, const std::string
     return array;
 }
 
-/// Maps the whole file. Null if it cannot be mapped or its entries must be converted; the next read
-/// from the file then begins at its first entry.
+/// Maps the whole file. Returns null if the file cannot be mapped or its entries must be converted.
+/// After null, the next read from the file begins at the first entry.
 std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader& header,
                                                 const std::string& path) {
     struct stat about {};
@@ -92,7 +92,7 @@ NpyArray readNpy(const std::string& path) {
 }
 
 NpyFile::NpyFile(const std::string& path) {
-    // The file is opened once and read in order, for it may be a pipe.
+    // Opens the file once and reads it in order, because it may be a pipe.
     InputFile file(path);
     const NpyHeader header = readNpyHeader(file, path);
     mapped = mapEntries(file, header, path);

@@ -19,7 +19,7 @@ constexpr EntryType entryTypes[] = {
     {"f8", 8, false, CpuElementKind::Float64},
 };
 
-/// The longest header that is read, in bytes. A usual one has one line.
+/// The longest header that is accepted, in bytes. A usual header is one short line.
 constexpr std::size_t longestHeader = std::size_t{1} << 20;
 
 /// Text from a file, shortened and made printable for a message.
@@ -118,7 +118,8 @@ std::vector<std::int64_t> HeaderParser::tuple() {
         sizes.push_back(number());
         if (sizes.size() > 32)
             fail("the shape in the header has more than 32 dimensions");
-        // A comma separates two sizes, may follow the last one and must follow a single one.
+        // A comma separates two sizes. It may follow the last size, and must follow the size if
+        // there is only one.
         const bool isFollowed = take(',');
         isOver = take(')');
         if (!isFollowed && (!isOver || sizes.size() == 1))
@@ -198,7 +199,8 @@ std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
     std::vector<unsigned char> bytes;
     bool isMore = true;
     while (isMore && bytes.size() < wanted) {
-        // The header may promise more than the file has, so memory grows with what was read.
+        // The header may announce more bytes than the file has, so memory grows only with the bytes
+        // read.
         const std::size_t had = bytes.size();
         const std::uint64_t step = std::min<std::uint64_t>(wanted - had, had + (1 << 16));
         bytes.resize(had + static_cast<std::size_t>(step));

@@ -25,7 +25,7 @@ struct NpyHeader {
     std::uint64_t length = 0;     ///< bytes before the first entry
 };
 
-/// A file that is read from its first byte on, and never further than requested.
+/// A file that is read in order from its first byte, and never beyond the bytes requested.
 class InputFile {
   public:
     /// Throws `FileError` if the file cannot be opened. `path` must outlive it.
@@ -46,8 +46,9 @@ std::uint64_t readEntry(const unsigned char* bytes, const EntryType& type, bool 
 /// Reads everything before the entries. Throws `FileError`.
 NpyHeader readNpyHeader(InputFile& file, const std::string& path);
 
-/// Throws `FileError` unless `held`, the number of bytes after the header, is what the header asks
-/// for. If there are too many, `held` may be any greater number.
+/// Throws `FileError` unless `held` equals the number of bytes that the header asks for. `held` is
+/// the number of bytes after the header; if there are too many, any number that is too high will
+/// do.
 void checkEntryBytes(const NpyHeader& header, std::uint64_t held, const std::string& path);
 
 /// The type code that a kind is written with, without the byte order.

@@ -112,10 +112,10 @@ bool hasUnequalOperands(const FenletProgram& program, const Instruction& instruc
            multiplicities[1] != 1;
 }
 
-/// The finding that explains why `configure` refused. It goes through the program several times and
-/// stops at the first fault, so the first finding with its code is the one. Only the code for
-/// multiplicities can come from two of these passes: unequal operands are refused before any other
-/// mismatch in an instruction.
+/// The finding that explains why `configure` refused. `configure` goes through the program in
+/// several passes and stops at the first fault, so this is the first finding with the code of the
+/// refusal. Only `MultiplicityMismatch` can come from two passes: the earlier pass refuses unequal
+/// operands, the later pass refuses all other mismatches.
 std::optional<Finding> findCulprit(const FenletProgram& program, ExecRefusal refusal) {
     std::vector<Finding> findings = verifyProgram(program);
     const auto fits = [&](const Finding& finding) {
@@ -168,7 +168,8 @@ long long blockCount(const Interpreter& interpreter, long long count) {
     return stride < 1 || count < 1 ? 0 : (count - 1) / stride + 1;
 }
 
-/// Block `number` of the run, if it has that many. Element numbers wrap around, as in a run.
+/// Block `number` of the run, if the run has that many blocks. Element numbers wrap around, as in a
+/// run.
 std::optional<Block> blockAt(const Interpreter& interpreter, const EvaluateCall& call,
                              std::uint64_t number) {
     const long long blocks = blockCount(interpreter, call.count);
@@ -194,14 +195,16 @@ std::string blockInWords(const Block& block) {
            elements + ")";
 }
 
-/// Steps that the run has begun, none if the counter cannot tell.
+/// The number of steps that the run has begun. Nothing if the step counter is not consistent with
+/// `call`.
 std::optional<std::uint64_t> stepsOf(const Interpreter& interpreter, const EvaluateCall& call) {
     if (interpreter.plan().empty() || interpreter.executedSteps() < call.stepsBefore)
         return std::nullopt;
     return interpreter.executedSteps() - call.stepsBefore;
 }
 
-/// After how many blocks the sink ended the run: all steps of each have run.
+/// Says after which block the sink ended the run. Every step of that block and of those before it
+/// has run, so the number of steps gives the number of blocks.
 std::string endedBySink(const Interpreter& interpreter, const EvaluateCall& call) {
     const std::string words = "The sink ended the run";
     const std::optional<std::uint64_t> steps = stepsOf(interpreter, call);
@@ -255,7 +258,7 @@ std::string askedInWords(const FenletProgram& program, const Interpreter::Step& 
     return words;
 }
 
-/// The refusal of a step: the last one that began.
+/// The refusal of a step, which is the last step that the run began.
 std::string refusedStep(const Interpreter& interpreter, const FenletProgram& program,
                         const EvaluateCall& call) {
     const std::string words =

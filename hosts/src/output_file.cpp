@@ -11,8 +11,8 @@
 namespace Fenlet {
 namespace {
 
-/// The file that `path` leads to through symbolic links; it need not exist. Throws if it exists and
-/// is not a plain file, for that must not be replaced.
+/// The file that `path` leads to through symbolic links. This file need not exist. Throws if it
+/// exists and is not a plain file, because only plain files may be replaced.
 std::string fileBehind(const std::string& path) {
     namespace fs = std::filesystem;
     if (path.empty())
@@ -25,8 +25,8 @@ std::string fileBehind(const std::string& path) {
         throw FileError(path + ": " + std::strerror(EISDIR));
     if (fs::exists(status) && !fs::is_regular_file(status))
         throw FileError(path + ": is there and is not a plain file");
-    // A relative link begins at its own folder. The loop ends: a circle of links has no status and
-    // was refused above.
+    // A relative link is relative to the folder of the link. The loop ends, because a circle of
+    // links was refused above: `status` fails for it.
     fs::path target = path;
     while (fs::is_symlink(fs::symlink_status(target, problem)))
         target = target.parent_path() / fs::read_symlink(target, problem);

@@ -30,8 +30,8 @@ void storeDoubles(CpuElementKind kind, unsigned char* out, const double* values,
         out, reinterpret_cast<const unsigned char*>(values), static_cast<std::int64_t>(count));
 }
 
-/// The position of `at` between `low` and `high`, from 0 to 1. If their distance overflows, half of
-/// it is computed.
+/// The position of `at` between `low` and `high`, from 0 to 1. If `high - low` overflows, all three
+/// are halved first.
 double shareBetween(double low, double high, double at) {
     const double width = high - low;
     return std::isfinite(width) ? (at - low) / width : (at / 2 - low / 2) / (high / 2 - low / 2);
@@ -42,7 +42,8 @@ double mix(double low, double high, double share) {
     return share == 0 || low == high ? low : std::lerp(low, high, share);
 }
 
-/// The number of the cell that contains a coordinate, the higher one on a boundary.
+/// The number of the cell that contains a coordinate. On a boundary between two cells, the higher
+/// number.
 double nearestCell(double coordinate) {
     const double below = std::floor(coordinate);
     return coordinate - below < 0.5 ? below : below + 1;

@@ -8,8 +8,8 @@
 namespace Fenlet {
 namespace {
 
-/// Writes 1 for every byte that is not 0. The pointers are parameters because a byte store may
-/// alias any member, which would keep the loop from being vectorised.
+/// Writes 1 for every byte that is not 0. The pointers are parameters, not members: a byte store
+/// may alias any member, and the compiler would then not vectorise the loop.
 void keepTruth(unsigned char* __restrict out, const unsigned char* __restrict in,
                std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
@@ -39,7 +39,8 @@ CollectingSink::CollectingSink(const RegisterFile& layout, const std::vector<int
 CollectingSink::~CollectingSink() = default;
 
 bool CollectingSink::consume(const RegisterFile& registers, long long blockStart, int blockCount) {
-    // Element numbers wrap around, and so does the distance between two of them.
+    // Element numbers wrap around, so their distance is computed in unsigned arithmetic, which
+    // wraps around, too.
     const auto offset =
         static_cast<unsigned long long>(blockStart) - static_cast<unsigned long long>(first);
     const auto total = static_cast<unsigned long long>(count);
@@ -49,8 +50,8 @@ bool CollectingSink::consume(const RegisterFile& registers, long long blockStart
     for (CollectedRegister& one : kept) {
         const auto bytes = static_cast<std::size_t>(elementSize(one.spec.kind)) *
                            static_cast<std::size_t>(one.spec.multiplicity);
-        // Non-temporal stores would need a fence after each block, so that other threads see the
-        // values; that costs more than it saves.
+        // Does not use non-temporal stores: they would need a fence after each block so that other
+        // threads see the values, and the fence costs more than the stores save.
         unsigned char* const values = one.values.data() + offset * bytes;
         copyAndFetchAhead(values, static_cast<const unsigned char*>(registers.data(one.number)),
                           elements * bytes, values + elements * bytes);

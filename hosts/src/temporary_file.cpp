@@ -1,4 +1,4 @@
-// The file that an output is written to before it takes its place.
+// The temporary file that an output is written to. When it is complete, it replaces the target.
 #include "temporary_file.h"
 
 #include <cerrno>
@@ -36,7 +36,7 @@ std::string nameStem(const std::string& target) {
     return stem.append(mark);
 }
 
-/// Whether `name` is the stem, a process number, a dash, a number and the ending.
+/// Whether `name` consists of the stem, a process number, a dash, a number and the ending.
 bool isTemporaryName(std::string_view name, std::string_view stem) {
     if (name.size() < stem.size() + ending.size() || name.substr(0, stem.size()) != stem ||
         name.substr(name.size() - ending.size()) != ending)
@@ -65,16 +65,17 @@ bool lock(int descriptor) {
     return flock(descriptor, LOCK_EX | LOCK_NB) == 0;
 }
 
-/// Whether somebody else has the lock. On file systems without locks nobody has it.
+/// Whether another process has the lock. False on file systems without locks.
 bool isLockedByAnother(int descriptor) {
     return !lock(descriptor) && errno == EWOULDBLOCK;
 }
 
-/// Opens a file to lock it, whatever its mode is. Network file systems lock only files that are
-/// open for writing, so that comes first.
+/// Opens a file in order to lock it, whatever its mode is. Tries to open it for writing first,
+/// because network file systems lock only files that are open for writing.
 int openToLock(const std::string& path) {
     for (const int access : {O_RDWR, O_RDONLY, O_WRONLY}) {
-        // Does not follow a link and does not wait for a pipe that happens to have the name.
+        // A symbolic link or a pipe may happen to have this name: follows no link, and does not
+        // wait for a pipe.
         const int descriptor = open(path.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (descriptor >= 0 || errno != EACCES)
             return descriptor;
@@ -87,7 +88,7 @@ void removeIfUnlocked(const std::string& path) {
     if (descriptor < 0)
         return;
     struct stat status;
-    // Its owner may have renamed it between the search and the lock.
+    // The process that wrote the file may have renamed it between the search and the lock.
     if (lock(descriptor) && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
         isStillThere(descriptor, path))
         unlink(path.c_str());
@@ -95,7 +96,7 @@ void removeIfUnlocked(const std::string& path) {
 }
 
 /// Gives the file the owner, the group and the mode of `replaced`, as far as the system permits.
-/// Nobody gets access to it who had no access to `replaced`.
+/// Gives no access to anybody who had no access to `replaced`.
 void adopt(int descriptor, const struct stat& replaced) {
     constexpr auto sameOwner = static_cast<uid_t>(-1);
     // A change of owner clears the set-user-ID and set-group-ID bits, so it comes first.
@@ -133,14 +134,15 @@ TemporaryFile::TemporaryFile(std::string newTarget, Named when) : target(std::mo
 TemporaryFile::~TemporaryFile() {
     if (file != nullptr)
         std::fclose(file);
-    // The name is removed while the file is still locked.
+    // Removes the name before the close, which ends the lock.
     if (!name.empty())
         unlink(name.c_str());
     if (descriptor >= 0)
         close(descriptor);
 }
 
-/// A locked file without a name; -1 if the system has no such files or could not name it later.
+/// Opens and locks a file without a name. Returns -1 if the system has no such files, or if it
+/// could not name the file later.
 int TemporaryFile::openUnnamed() const {
 #ifdef O_TMPFILE
     const int unnamed = open(folderOf(target).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
@@ -162,12 +164,14 @@ int TemporaryFile::openUnnamed() const {
 
 namespace {
 
-/// Calls `make` with one name after another until it has made a file, and returns that name.
-/// Empty, with the reason in errno, if it fails for another reason than a name that is taken.
+/// Calls `make` with one name after another until it has made a file, and returns that name. If
+/// `make` fails for any reason other than a name that is taken, returns an empty name, with the
+/// reason in errno.
 template <class Make>
 std::string firstFreeName(const std::string& target, Make make) {
     const std::string start = folderOf(target) + nameStem(target) + std::to_string(getpid()) + "-";
-    // Another process with the same number, on another machine or long ago, may have used some.
+    // Another process with the same process number, on another machine or long ago, may have used
+    // some of these names.
     for (int number = 0; number < 1000; ++number) {
         std::string candidate = start + std::to_string(number);
         candidate += ending;
@@ -183,12 +187,13 @@ std::string firstFreeName(const std::string& target, Make make) {
 
 int TemporaryFile::openNamed() {
     struct stat replaced;
-    // Only the owner may read it until it has the mode of the file that it replaces.
+    // Only the owner may read the new file until it gets the mode of the file that it replaces.
     const mode_t mode = stat(target.c_str(), &replaced) == 0 ? replaced.st_mode & 0600 : 0666;
     int made = -1;
     const auto make = [&](const char* candidate) {
         made = open(candidate, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
-        // Another process may have mistaken it for a leftover before it was locked.
+        // Before the file was locked, another process may have taken it for a leftover and removed
+        // it.
         if (made >= 0 && (isLockedByAnother(made) || !isStillThere(made, candidate))) {
             close(made);
             made = -1;

@@ -1,4 +1,4 @@
-// The file that an output is written to before it takes its place.
+// The temporary file that an output is written to. When it is complete, it replaces the target.
 #pragma once
 
 #include <cstdio>
@@ -9,15 +9,15 @@ namespace Fenlet {
 /// A new file in the folder of `target`, locked as long as this object exists.
 ///
 /// Where the system allows it, the file has no name until it is finished, so that nothing remains
-/// of it if the process is killed. Elsewhere it has a name from the start. If the process is
-/// killed, such a file remains without a lock, and the next `removeLeftovers` for the same target
-/// removes it.
+/// of it if the process is killed. Elsewhere the file has a name from the start. If the process is
+/// killed, a file with a name remains, without a lock; the next `removeLeftovers` for the same
+/// target removes it.
 class TemporaryFile {
   public:
     enum class Named { WhenFinished, FromTheStart };
 
-    /// Opens the file. If that fails, `handle()` is null and errno has the reason. Names it at once
-    /// if that is asked for, or if the system has no files without a name.
+    /// Opens the file. If that fails, `handle()` is null and errno has the reason. The file gets
+    /// its name at once if `when` is `FromTheStart` or the system has no files without names.
     TemporaryFile(std::string newTarget, Named when);
     /// Removes the file unless `replaceTarget` succeeded.
     ~TemporaryFile();
@@ -28,12 +28,12 @@ class TemporaryFile {
     std::FILE* handle() const { return file; }
 
     /// Closes the handle, gives the file the mode and the owner of a file that is already at the
-    /// target, and names it. Returns 0, or the system's reason why this failed. After a failed
-    /// write every further call fails, too; anything else that failed is tried again.
+    /// target, and names it. Returns 0, or the error number if anything failed. After a failed
+    /// write every further call fails, too. After any other failure a further call tries again.
     int finish();
 
-    /// Renames the finished file to the target. Returns 0, even if that was done before, or the
-    /// system's reason why this failed; it may be tried again then.
+    /// Renames the finished file to the target. Returns 0, also if the file was renamed before, or
+    /// the error number if renaming failed. After a failure the call may be repeated.
     int replaceTarget();
 
   private:
@@ -42,15 +42,15 @@ class TemporaryFile {
     int giveName();
 
     std::string target;
-    std::string name;    ///< empty as long as the file has none
+    std::string name;    ///< empty as long as the file has no name
     int descriptor = -1; ///< holds the lock
     std::FILE* file = nullptr;
     int writeFailure = 0;
     bool isInPlace = false;
 };
 
-/// Removes what killed processes left beside `target`: files with a name that `TemporaryFile` gives
-/// and that nobody has locked. What cannot be removed stays.
+/// Removes the files that killed processes left in the folder of `target`: those that have a name
+/// that `TemporaryFile` gives and that no process has locked. Ignores files that cannot be removed.
 void removeLeftovers(const std::string& target);
 
 } // namespace Fenlet

@@ -11,8 +11,8 @@ namespace Fenlet {
 /// Serves the elements of a view by their numbers. Elements are numbered from 0, with the last axis
 /// varying fastest.
 ///
-/// A component is read as its `registerKind` and then converted to the requested kind, like every
-/// conversion of the library. Each position of a read gets:
+/// A component is first read as the `registerKind` of its array kind, and then converted to the
+/// requested kind with the library's own conversions. Each position of a read gets:
 ///
 /// | element                                      | value             | validity  |
 /// |----------------------------------------------|-------------------|-----------|
@@ -22,13 +22,13 @@ namespace Fenlet {
 /// | the position was invalid before the read     | zero bytes        | 0         |
 /// | any other                                    | the array's value | unchanged |
 ///
-/// If the request is contiguous, the fourth line does not apply: such a position gets its element's
-/// value and stays invalid.
+/// If the request is contiguous, the row "the position was invalid before the read" does not apply:
+/// such a position gets its element's value and stays invalid.
 ///
-/// Only bytes of the array are read. A read is declined if it asks for another number of components
-/// than the array has, or for a kind that the array does not convert to: `Tribool` and `Bool`
-/// arrays give `Tribool` only, and arrays of numbers give numbers only. If `faultOfView` finds a
-/// fault in the view, every read is declined.
+/// A read touches no bytes outside the array. A read is declined if it asks for another number of
+/// components than the array has, or for a kind that the array does not convert to: `Tribool` and
+/// `Bool` arrays give `Tribool` only, and arrays of numbers give numbers only. If `faultOfView`
+/// finds a fault in the view, every read is declined.
 class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
   public:
     /// The array's memory is borrowed and must outlive the field.

@@ -74,7 +74,8 @@ class FENLETHOSTS_API ElementPlaces {
 
     /// The least place of the elements that lie inside the array; 0 if there are none.
     std::int64_t least() const { return leastPlace; }
-    /// The distance from the least place to the greatest; -1 if no element lies inside the array.
+    /// The distance from the least place of an element inside the array to the greatest; -1 if no
+    /// element lies inside.
     std::int64_t span() const { return placeSpan; }
 
   private:
@@ -94,14 +95,14 @@ struct MemoryRange {
     const unsigned char* end = nullptr;
 };
 
-/// Elements, or bytes of presence, that lie in memory at equal distances.
+/// Elements, or bytes of presence, at equal distances in memory.
 struct FlatRun {
     const unsigned char* data = nullptr; ///< the first one; null if there is none
     std::int64_t count = 0;
 };
 
-/// Finds the elements of a view by number. It borrows the array's memory and allocates nothing,
-/// except that the constructor may need memory for a message.
+/// Finds the elements of a view by number. Borrows the array's memory. Allocates nothing, except
+/// that the constructor may allocate a message.
 class FENLETHOSTS_API ArrayLayout {
   public:
     /// If `faultOfView` finds a fault, the layout has kind `Unsupported` and no elements.
@@ -131,20 +132,21 @@ class FENLETHOSTS_API ArrayLayout {
         std::int64_t place = 0;
         return valuePlaces.find(number, place) ? valueData + place : nullptr;
     }
-    /// The bytes from the first to the last of all elements that lie inside the array. Some bytes
-    /// in between may belong to no element.
+    /// The smallest range of memory that contains all elements that lie inside the array. Some of
+    /// its bytes may belong to no element.
     MemoryRange valueMemory() const;
-    /// The same for the presence of these elements.
+    /// The smallest range that contains the presence of these elements.
     MemoryRange presenceMemory() const;
 
     /// Whether the view has an element `number` that lies inside the array and is present.
     bool isPresent(std::int64_t number) const;
 
-    /// The elements from `first` on, at most `count` of them, that lie inside the array with
-    /// exactly `stride` bytes from each to the next. Empty if element `first` lies outside. Any
-    /// `stride` finds a run of one element. Presence and `componentStride()` do not matter.
+    /// The longest run of elements from `first` on that lie inside the array, exactly `stride`
+    /// bytes apart; at most `count` elements. Empty if element `first` lies outside. A run of one
+    /// element has any `stride`. Ignores presence and `componentStride()`.
     FlatRun flatRun(std::int64_t first, std::int64_t count, std::int64_t stride) const;
-    /// The same for adjacent presence bytes. Empty without presence, and for presence bits.
+    /// The longest run of adjacent presence bytes from element `first` on. Empty if the view has no
+    /// presence or has presence bits.
     FlatRun flatPresence(std::int64_t first, std::int64_t count) const;
 
   private:
@@ -160,7 +162,7 @@ class FENLETHOSTS_API ArrayLayout {
 };
 
 /// Whether bit number `place` is set. Bit 0 is the lowest bit of the byte at `bits`; negative
-/// numbers lie before it.
+/// numbers count bits in the bytes before it.
 inline bool bitAt(const unsigned char* bits, std::int64_t place) {
     return (bits[place >> 3] >> (place & 7) & 1) != 0;
 }

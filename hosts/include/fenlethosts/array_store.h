@@ -14,16 +14,17 @@
 
 namespace Fenlet {
 
-/// What happens to a value that the array's kind cannot hold. Ignored if it can hold every value of
-/// the register's kind.
+/// What happens to a value that the array's kind cannot hold. Ignored if the array's kind can hold
+/// every value of the register's kind.
 enum class Narrowing {
     /// The array is refused.
     Refuse,
-    /// Integers in an array of integers wrap around: modulo 2 to the power of the array's bits.
+    /// In an array of integers, integers wrap around: they are stored modulo 2 to the power of the
+    /// array's bits.
     Wrap,
-    /// The nearest value that the array can hold. In an array of floats, values round to nearest,
-    /// ties to even; a finite value that would become infinite becomes the largest finite one with
-    /// its sign. Infinities stay infinite and NaNs stay NaNs.
+    /// The array gets the nearest value that it can hold. In an array of floats, values round to
+    /// nearest, ties to even; a finite value that would become infinite becomes the largest finite
+    /// one with its sign. Infinities stay infinite and NaNs stay NaNs.
     Saturate,
     /// An element becomes missing if one of its components does not fit. An integer fits if the
     /// array can hold it exactly. A float fits unless it is finite and rounds to an infinity.
@@ -31,7 +32,8 @@ enum class Narrowing {
     Missing,
 };
 
-/// What happens to an unknown truth value in a `Bool` array. Every byte except 0 and 1 is unknown.
+/// What is stored in a `Bool` array for an unknown truth value. In a register, every byte except 0
+/// and 1 is unknown.
 enum class UnknownAs {
     Refuse, ///< the array is refused
     False,
@@ -43,8 +45,8 @@ enum class UnknownAs {
 struct OutputRules {
     Narrowing narrowing = Narrowing::Refuse;
     UnknownAs unknown = UnknownAs::Refuse;
-    /// What is stored for a missing element: one component, which is used for all of them, or as
-    /// many components as the array has.
+    /// What is stored for a missing element: either as many components as the array has, or a
+    /// single component that is stored in each component of the element.
     std::optional<Constant> fill;
 };
 
@@ -57,12 +59,12 @@ struct OutputRules {
 /// | missing in the register, without a fill value | the register's value, converted | 0        |
 /// | missing by a rule, without a fill value       | zero bytes                      | 0        |
 ///
-/// An element that lies outside the array is not stored. Only the elements and their presence are
-/// written; other bits in a byte of presence bits keep their values.
+/// An element that lies outside the array is not stored. Nothing but elements and their presence is
+/// written: the other bits in a byte of presence bits keep their values.
 ///
 /// Several threads may store different elements at the same time, through one object or several. A
-/// byte of presence bits that is only partly written is changed by atomic operations. Presence and
-/// values must not share bytes.
+/// store that writes only some bits of a presence byte uses atomic operations. Presence and values
+/// must not share bytes.
 class FENLETHOSTS_API ArrayStore {
   public:
     /// Says why a register of this kind and number of components cannot be stored in the array, and
@@ -84,14 +86,14 @@ class FENLETHOSTS_API ArrayStore {
     void store(std::int64_t first, std::int64_t count, const unsigned char* values,
                const unsigned char* validity) const;
 
-    /// Stores only the presence of these elements, whose values were computed in the array itself.
-    /// `validity` is as for `store`; the rules are not applied. Does nothing if the array has no
-    /// presence.
+    /// Stores only the presence of these elements. For a caller that has computed the values in the
+    /// array itself. `validity` is as for `store`; the rules are not applied. Does nothing if the
+    /// array has no presence.
     void storePresence(std::int64_t first, std::int64_t count, const unsigned char* validity) const;
 
     const ArrayLayout& layout() const { return places; }
-    /// Whether every element is stored exactly as it is in the register, even if it is missing. If
-    /// so, the values may also be computed in the array itself.
+    /// Whether every element, even a missing one, is stored exactly as it is in the register. If
+    /// so, a run may use the array itself as the register's memory.
     bool keepsEveryByte() const { return isKept && fillElement.empty(); }
 
   private:

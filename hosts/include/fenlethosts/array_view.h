@@ -13,8 +13,8 @@
 
 namespace Fenlet {
 
-/// How an array stores one component. Registers have fewer kinds; `registerKind` names the one that
-/// a component is read as.
+/// How an array stores one component. Registers have fewer kinds: `registerKind` names the register
+/// kind that an array kind is read as.
 enum class ArrayKind : std::int32_t {
     Unsupported = 0,
     Tribool = 1, ///< one byte: 0 false, 1 true, 255 unknown
@@ -34,8 +34,8 @@ enum class ArrayKind : std::int32_t {
 /// The number of values of `ArrayKind`, including `Unsupported`.
 inline constexpr int arrayKindCount = 13;
 
-/// The array kind that stores the components of a register unchanged; `Unsupported` for a value
-/// outside the enumeration.
+/// The array kind that stores components of register kind `kind` unchanged. `Unsupported` for a
+/// value outside the enumeration.
 constexpr ArrayKind arrayKind(CpuElementKind kind) {
     return kind >= CpuElementKind::Unsupported && kind <= CpuElementKind::Float64
                ? static_cast<ArrayKind>(kind)
@@ -43,7 +43,8 @@ constexpr ArrayKind arrayKind(CpuElementKind kind) {
 }
 
 /// The register kind that holds every value of an array kind: `Int32` for integers of 8 and 16
-/// bits, `Int64` for `UInt32`, `Tribool` for `Bool`, and for the first six the kind of that name.
+/// bits, `Int64` for `UInt32`, `Tribool` for `Bool`, and the kind of the same name for the first
+/// six.
 FENLETHOSTS_API CpuElementKind registerKind(ArrayKind kind);
 
 /// Bytes of one component, 0 for `Unsupported` and for a value outside the enumeration.
@@ -97,13 +98,13 @@ template <class Byte>
 struct BasicPresence {
     Byte* data = nullptr; ///< presence of the array's element 0 along every axis
     bool isBits = false;  ///< a bit for each element, lowest bit of a byte first; otherwise a byte
-    std::int64_t firstBit = 0; ///< bits at `data` before that of element 0; must be 0 for bytes
+    std::int64_t firstBit = 0; ///< which bit at `data` is element 0's; 0 for bytes
 };
 
 /// A view of an array. The view does not own the memory and never allocates. Nothing needs to be
 /// aligned. Elements are numbered with the last axis varying fastest.
 ///
-/// `Void` is `const void` for an array that is read, and `void` for one that is written.
+/// `Void` is `const void` in a view for reading and `void` in a view for writing.
 template <class Void>
 struct BasicArrayView {
     using Byte = std::conditional_t<std::is_const_v<Void>, const unsigned char, unsigned char>;
@@ -173,20 +174,21 @@ struct BasicArrayView {
     /// elements. Otherwise the result is a view in which `faultOfView` finds a fault.
     BasicArrayView shaped(std::initializer_list<std::int64_t> sizes) const;
 
-    /// The view moved over its array: element i of the result is element i + `by` of this view,
-    /// also beyond this view's edges, and missing where that lies outside the array. `by` has one
-    /// number for each axis; otherwise the result is a view in which `faultOfView` finds a fault.
+    /// The view moved over its array. Element i of the result is the array's element at position i
+    /// + `by` of this view. The position may lie beyond this view's edges; the element is missing
+    /// if the position lies outside the array. `by` has one number for each axis; otherwise the
+    /// result is a view in which `faultOfView` finds a fault.
     BasicArrayView shifted(std::initializer_list<std::int64_t> by) const;
 
     /// The same view with a presence byte for each element of the array, packed in the order of its
     /// elements.
     BasicArrayView withPresence(Byte* bytes) const;
-    /// The same with a presence bit for each element of the array, packed, starting at bit
-    /// `firstBit`.
+    /// The same view with a presence bit for each element of the array, packed in the order of its
+    /// elements. Bit `firstBit` belongs to element 0.
     BasicArrayView withPresenceBits(Byte* bits, std::int64_t firstBit = 0) const;
 
-    /// The number of elements: the product of all sizes. -1 if the number of axes is impossible, a
-    /// size is negative, or the product needs more than 63 bits.
+    /// The number of elements: the product of all sizes. -1 if `axisCount` is out of range, a size
+    /// is negative, or the product needs more than 63 bits.
     std::int64_t count() const;
 };
 
@@ -207,8 +209,8 @@ std::int64_t BasicArrayView<Void>::count() const {
     return isEmpty ? 0 : overflows ? -1 : elements;
 }
 
-/// Arithmetic on sizes and strides that nobody has checked yet: it wraps around instead of being
-/// undefined. `faultOfView` finds views for which that makes a difference.
+/// The product modulo 2 to the power 64. Sizes and strides are not checked yet, and signed overflow
+/// would be undefined. `faultOfView` finds the views whose products overflow.
 constexpr std::int64_t wrappingProduct(std::int64_t a, std::int64_t b) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) * static_cast<std::uint64_t>(b));
 }
@@ -246,7 +248,8 @@ BasicArrayView<Void> BasicArrayView<Void>::shifted(std::initializer_list<std::in
         return moved;
     moved.axisCount = axisCount;
     for (int axis = 0; axis < axisCount; ++axis) {
-        // An offset that overflows lies outside every array. So does the nearest one that fits.
+        // If the new offset overflows, it lies outside every array. The nearest offset that fits
+        // into 64 bits does so, too.
         const std::int64_t way = by.begin()[axis];
         if (__builtin_add_overflow(axes[axis].offset, way, &moved.axes[axis].offset))
             moved.axes[axis].offset = way < 0 ? INT64_MIN : INT64_MAX;
@@ -280,8 +283,9 @@ using ArrayView = BasicArrayView<const void>;
 /// A view for writing.
 using MutableArrayView = BasicArrayView<void>;
 
-/// Says what is wrong with a view and what would be right; empty if nothing is wrong. Everything
-/// that takes a view makes this check. It cannot tell whether the view's memory exists.
+/// Says what is wrong with a view and what would be right; empty if nothing is wrong. Every
+/// function and class that takes a view makes this check. The check cannot tell whether the view's
+/// memory exists.
 FENLETHOSTS_API std::string faultOfView(const ArrayView& view);
 
 } // namespace Fenlet

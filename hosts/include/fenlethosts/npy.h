@@ -48,11 +48,11 @@ struct NpyArray {
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
 /// A .npy file whose entries stay in the file and are read as they are needed, so that it may be
-/// larger than memory. The entries are read into memory at once if they are stored in another way
-/// than in memory (other byte order, integers of 8 or 16 bits), or if the path is not a plain file.
+/// larger than memory. The constructor reads all entries into memory if they must be converted
+/// (from another byte order, or from integers of 8 or 16 bits), or if the path is not a plain file.
 ///
-/// Nobody may shorten the file while this object exists: the system ends a process that reads
-/// beyond the end of a mapped file.
+/// Do not shorten the file while this object exists: the system ends a process that reads beyond
+/// the end of a mapped file.
 class FENLETHOSTS_API NpyFile {
   public:
     /// Throws what `readNpy` throws; then nothing stays mapped.

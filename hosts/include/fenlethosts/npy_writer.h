@@ -14,8 +14,8 @@
 namespace Fenlet {
 
 /// Writes an array piece by piece. The file appears whole, at `finish`, or not at all. A call that
-/// fails because there are too many or too few entries has no effect; the writer can go on. Memory
-/// is needed as for `OutputFile`.
+/// fails because there are too many or too few entries has no effect; the writer can go on. If an
+/// allocation fails, the same holds as for `OutputFile`.
 class FENLETHOSTS_API NpyWriter {
   public:
     /// Begins an array of this kind and shape, rows first, in this machine's byte order. `Tribool`

@@ -21,11 +21,11 @@ struct EvaluateCall {
 };
 
 /// Describes in one sentence the outcome of the last `configure` of `interpreter`, which was given
-/// `program`. If the program was refused, the sentence has the refusal's words, the place in the
-/// program, and what would be right there.
+/// `program`. If the program was refused, the sentence has the message of the refusal, the place in
+/// the program, and what would be right there.
 ///
-/// For an interpreter that was never configured it says so. Any program may be passed: if it is not
-/// the one that was refused, the sentence names no place, or the wrong one, and nothing worse
+/// If the interpreter was never configured, the sentence says so. Any program may be passed: if it
+/// is not the refused program, the sentence names no place or a wrong place, and nothing worse
 /// happens. Throws only the allocator's exception.
 FENLETHOSTS_API std::string describeOutcome(const Interpreter& interpreter,
                                             const FenletProgram& program);
@@ -36,12 +36,12 @@ FENLETHOSTS_API std::string describeOutcome(const Interpreter& interpreter,
 ///     if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
 ///         std::puts(describeOutcome(interpreter, program, call).c_str());
 ///
-/// If the run was refused, the sentence has the refusal's words, the step with its registers, the
-/// name of the provider and what was asked of it, and the block with its elements. If the sink
-/// ended the run, it names the block after which that happened. If there is no plan, it says the
-/// same as for `configure`.
+/// If the run was refused, the sentence has the message of the refusal, the step with its
+/// registers, the name of the provider and what it was asked for, and the block with its elements.
+/// If the sink ended the run, the sentence names the last block. If there is no plan, the sentence
+/// is the one for the last `configure`.
 ///
-/// `program` must be the one that `configure` was given, unchanged. Nothing else may use the
+/// `program` must be the program that `configure` was given, unchanged. Nothing else may use the
 /// interpreter between the start of the call and this function. If a provider or the sink did, the
 /// step counts do not show where the run ended: the sentence then names no place, or by chance a
 /// wrong one. Throws only the allocator's exception.

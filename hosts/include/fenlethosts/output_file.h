@@ -11,18 +11,19 @@ namespace Fenlet {
 
 class TemporaryFile;
 
-/// Writes a new file beside the one that it will replace. When everything is written, the new file
-/// takes the old one's place. Until then, and if writing fails, the old file stays as it was.
+/// Writes a new file in the folder of the file that it will replace. When everything is written,
+/// the new file takes the old one's place. Until then, and if writing fails, the old file stays as
+/// it was.
 ///
 /// The new file gets the mode of the file that it replaces, and its owner and group where the
-/// system permits that; if there was none, it gets the mode that the umask leaves. While it is
-/// written it has no name where the system supports this, and is locked in any case. A process that
-/// is killed leaves nothing, or else a file named after the target with the ending
-/// `.fenlet-*.part`; the next `OutputFile` for the same target removes that file. It never removes
-/// the file of a process that still runs.
+/// system permits that; if there was none, it gets the mode that the umask leaves. While the new
+/// file is being written it is locked, and has no name if the system supports files without names.
+/// If the process is killed, nothing remains, or a file named after the target with the ending
+/// `.fenlet-*.part`. The next `OutputFile` for the same target removes such a file, but never one
+/// that a running process is still writing.
 ///
-/// The constructor and the message of a `FileError` need memory. If there is none, the allocator's
-/// exception is thrown instead of that error, with the same effect on the files.
+/// The constructor and the message of a `FileError` need memory. If an allocation fails, they throw
+/// the allocator's exception instead of the `FileError`; the effect on the files is the same.
 class FENLETHOSTS_API OutputFile {
   public:
     /// Follows symbolic links, including those to a file that does not exist yet. Throws
@@ -37,7 +38,7 @@ class FENLETHOSTS_API OutputFile {
     /// Open for writing; null after `close` and `keep`.
     std::FILE* handle() const { return file; }
 
-    /// The path of the file that will be replaced: where symbolic links lead to.
+    /// The path of the file that will be replaced, with symbolic links followed.
     const std::string& place() const { return target; }
 
     /// Finishes the new file but leaves the old one in place until `keep`. To write several files
@@ -46,8 +47,8 @@ class FENLETHOSTS_API OutputFile {
     void close();
 
     /// Closes the file if it is still open, and replaces the old one. Throws `FileError` if
-    /// anything could not be written; the old file then stays as it was. Does nothing once it has
-    /// succeeded.
+    /// anything could not be written; the old file then stays as it was. After a call that
+    /// succeeded, further calls do nothing.
     void keep();
 
     /// Throws `FileError` with the path and the reason in errno.

@@ -16,8 +16,9 @@ struct RampStop {
     std::vector<double> value;
 };
 
-/// A piecewise linear function of one coordinate, such as a colour ramp. It is constant below the
-/// first stop and above the last one; at a NaN the element is invalid. It computes in binary64.
+/// A piecewise linear function of one coordinate, such as a colour ramp. The function is constant
+/// below the first stop and above the last one. At a NaN the element is invalid. The sampler
+/// computes in binary64.
 ///
 /// Coordinates have one component of any numeric kind. The sampler declines values with a number of
 /// components other than that of the stops, and `Tribool` as coordinate or value.
@@ -40,18 +41,19 @@ class FENLETHOSTS_API RampSampler final : public FenletSampler {
 /// row) has the coordinates (column, row).
 ///
 /// Coordinates have two components, x and y, of any numeric kind. `Nearest` takes the cell that
-/// contains them; on a boundary, the cell with the higher number. Outside all cells the element is
-/// invalid. It keeps every bit if the kinds are equal. `Bilinear` interpolates between the four
-/// nearest cells in binary64; the element is invalid beyond the outermost centres and where a cell
-/// with a weight other than 0 is invalid. At a NaN the element is invalid. The sampler declines
-/// values with a number of components other than the grid's, and `Tribool`.
+/// contains the coordinates; on a boundary, the cell with the higher number. Outside all cells the
+/// element is invalid. If the cells have the requested kind, `Nearest` copies every bit. `Bilinear`
+/// interpolates between the four nearest cells in binary64; the element is invalid beyond the
+/// outermost centres and where a cell with a weight other than 0 is invalid. At a NaN the element
+/// is invalid. The sampler declines values with a number of components other than the grid's, and
+/// `Tribool`.
 class FENLETHOSTS_API GridSampler final : public FenletSampler {
   public:
     enum class Filter { Nearest, Bilinear };
 
     /// The view has `width` * `height` elements of 1 to 16 components, and its array must outlive
     /// the sampler. Throws `std::invalid_argument` otherwise, and if `faultOfView` finds a fault. A
-    /// kind without storage does not count as one: with it the sampler declines.
+    /// kind without storage is not refused here: the sampler then declines every call.
     GridSampler(const ArrayView& cells, std::int64_t width, std::int64_t height, Filter filter);
     ~GridSampler() override;
 

@@ -20,7 +20,8 @@ struct CollectedRegister {
     std::vector<unsigned char> validity; ///< a byte for each element: 0 or 1
 
     /// Component `component` of element `element`, counted from the first one of the range. `Value`
-    /// is the type of the register's kind, `std::uint16_t` for `Half`. Both must exist.
+    /// is the type of the register's kind, `std::uint16_t` for `Half`. The element and the
+    /// component must exist.
     template <class Value>
     Value at(std::size_t element, int component = 0) const {
         Value value;
@@ -32,12 +33,13 @@ struct CollectedRegister {
 };
 
 /// Copies chosen registers for every element of one range. The constructor allocates all memory.
-/// After a run that ended early the sink can serve another run over the same range.
+/// The sink can be used again for another run over the same range, for example after a run that
+/// ended early.
 class FENLETHOSTS_API CollectingSink final : public BlockSink {
   public:
     /// `layout` is the interpreter's register file after `configure`, and `numbers` names registers
     /// of it. The range is the one that is passed to `evaluate`. Throws `std::invalid_argument` for
-    /// a number that is not a register's.
+    /// a number that no register has.
     CollectingSink(const RegisterFile& layout, const std::vector<int>& numbers, long long first,
                    long long count);
     ~CollectingSink() override;

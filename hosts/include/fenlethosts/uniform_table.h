@@ -12,8 +12,8 @@ namespace Fenlet {
 /// Serves values by the uniform's number in the program.
 ///
 /// Numbers are converted to the requested kind by the library's own conversions. A request is
-/// declined if the uniform has no value, if it asks for a number of components other than the
-/// value's, and if it asks for a number where the value is a truth value or the other way round.
+/// declined if the uniform has no value, if the value has a different number of components, or if
+/// the request is for a number and the value is a truth value, or the reverse.
 class FENLETHOSTS_API UniformTable final : public UniformSource {
   public:
     UniformTable();
