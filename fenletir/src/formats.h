@@ -1,4 +1,4 @@
-// The list of register formats: everything that the program library knows about one.
+// The list of register formats, with everything that the program library knows about each.
 #pragma once
 
 #include <fenletir/program.h>
@@ -16,8 +16,8 @@ struct FormatFacts {
     const char* word = nullptr; ///< in program text
     FormatSort sort = FormatSort::None;
     bool hasArithmetic = false; ///< whether arithmetic, Negate and Length have kernels for it
-    int digits = 0;   ///< binary digits: of an integer without its sign, of a float's significand
-    int exponent = 0; ///< of a float: the largest finite one is just below 2 to this power
+    int digits = 0; ///< binary digits: an integer's without the sign, a float's of the significand
+    int exponent = 0; ///< floats: the largest finite number is just below 2 to this power
 };
 
 /// One row for each format. There is no `default`, so that the compiler reports a new format
@@ -52,7 +52,7 @@ inline constexpr std::int32_t formatCount = [] {
     return count;
 }();
 
-/// The same rows by number.
+/// The rows of `factsFor`, indexed by format number.
 inline constexpr auto formatTable = [] {
     std::array<FormatFacts, static_cast<std::size_t>(formatCount)> table{};
     for (std::size_t number = 0; number < table.size(); ++number)
@@ -89,7 +89,7 @@ constexpr bool isArithmetic(RegisterFormat format) {
     return factsOf(format).hasArithmetic;
 }
 
-/// The formats that `belongs` accepts, as in "Half, Float32 or Float64".
+/// The formats that `belongs` accepts, in words, such as "Half, Float32 or Float64".
 inline std::string formatsInWords(bool (*belongs)(RegisterFormat)) {
     std::string words;
     std::string last;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr double twoTo53 = 9007199254740992.0;
 
-/// The range of an integer format.
+/// The highest number of an integer format.
 std::int64_t highest(const FormatFacts& facts) {
     return static_cast<std::int64_t>((std::uint64_t{1} << facts.digits) - 1);
 }
@@ -76,7 +76,7 @@ std::string rangeInWords(const FormatFacts& facts) {
     return std::to_string(lowest(facts)) + " to " + std::to_string(highest(facts));
 }
 
-/// The property of the format that excludes the number.
+/// The property of the format that excludes the number, in words.
 std::string limitsInWords(NumberFit fit, const FormatFacts& facts) {
     switch (fit) {
     case NumberFit::OutOfRange:
@@ -99,7 +99,7 @@ std::string endOfRange(bool isNegative, const FormatFacts& facts) {
     return std::to_string(isNegative ? lowest(facts) : highest(facts));
 }
 
-/// The nearest number of the format to an integer that does not fit.
+/// The format's nearest number to an integer that does not fit.
 std::string nearestToInteger(std::int64_t value, NumberFit fit, const FormatFacts& facts) {
     if (fit == NumberFit::OutOfRange)
         return endOfRange(value < 0, facts);
@@ -107,13 +107,14 @@ std::string nearestToInteger(std::int64_t value, NumberFit fit, const FormatFact
     return std::string(value < 0 ? "-" : "").append(std::to_string(rounded));
 }
 
-/// The same for a real number; empty for a NaN, which has no nearest number.
+/// The format's nearest number to a real number that does not fit. Empty for a NaN, which has no
+/// nearest number.
 std::string nearestToReal(double value, NumberFit fit, const FormatFacts& facts) {
     if (fit == NumberFit::NoNumber)
         return "";
     if (fit == NumberFit::Inexact)
         return nearestToInteger(static_cast<std::int64_t>(value), fit, facts);
-    // A fraction near the end of the range can round to a number outside it.
+    // A fraction near the end of the range can round to a number outside the range.
     const double whole = std::nearbyint(value);
     if (fit == NumberFit::OutOfRange || fitIntoInteger(whole, facts) != NumberFit::Fits)
         return endOfRange(value < 0, facts);
@@ -147,7 +148,8 @@ NumberFit fitOfInteger(std::int64_t value, RegisterFormat format) {
     case FormatSort::Float:
         break;
     }
-    // A double holds the limit exactly, so rounding `value` to a double does not cross it.
+    // A double holds the limit exactly, so rounding `value` to a double does not move it across the
+    // limit.
     if (std::abs(static_cast<double>(value)) >= overflowLimit(facts))
         return NumberFit::OutOfRange;
     const std::uint64_t magnitude = magnitudeOf(value);

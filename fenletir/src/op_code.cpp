@@ -3,7 +3,7 @@
 namespace Fenlet {
 
 std::int32_t opCodeTableToken() {
-    // Whoever adds, removes or renumbers an opcode chooses another token.
+    // Change this token whenever you add, remove or renumber an opcode.
     return 6155;
 }
 

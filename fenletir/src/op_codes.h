@@ -1,4 +1,4 @@
-// The list of opcodes: everything that the program library knows about one.
+// The list of opcodes, with everything that the program library knows about each.
 #pragma once
 
 #include <fenletir/op_code.h>
@@ -27,7 +27,7 @@ struct OpCodeFacts {
     std::int32_t arity = 0;
     OperandShape shape = OperandShape::Nothing;
     OpGroup group = OpGroup::None;
-    OpCode mirror = OpCode::Nop; ///< of a comparison: the one with the sides exchanged
+    OpCode mirror = OpCode::Nop; ///< such as Greater for Less; Nop if not a comparison
 };
 
 /// One row for each opcode. There is no `default`, so that the compiler reports a new opcode

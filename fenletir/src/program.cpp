@@ -12,7 +12,7 @@ bool holds(const std::vector<Component>& components, std::int32_t index) {
 }
 
 std::int64_t truncate(double value) {
-    // 2 to the power 63 is exact in binary64, and a NaN fails both tests.
+    // The limit, 2 to the power 63, is exact in binary64. A NaN fails both comparisons.
     constexpr double limit = 9223372036854775808.0;
     if (value >= -limit && value < limit)
         return static_cast<std::int64_t>(value);

@@ -23,8 +23,8 @@ std::uint64_t nextProgramNumber() {
     return ++last;
 }
 
-/// Makes room for one more entry, so that adding it cannot fail. The capacity doubles, because each
-/// growth moves all entries.
+/// Makes room for one more entry, so that adding it cannot fail. Doubles the capacity, because each
+/// reallocation moves all entries.
 template <class Entry>
 void makeRoom(std::vector<Entry>& entries) {
     if (entries.size() == entries.capacity())
@@ -37,7 +37,8 @@ std::int32_t append(std::vector<Entry>& entries, Entry entry) {
     return static_cast<std::int32_t>(entries.size()) - 1;
 }
 
-/// Says why the first component that does not fit into `format` does not fit. Empty if all fit.
+/// Finds the first component that does not fit into `format`, and says why it does not fit. Empty
+/// if all components fit.
 template <class Number>
 std::string firstMisfit(const std::vector<Number>& components, RegisterFormat format,
                         std::string (*misfit)(Number, RegisterFormat)) {
@@ -67,7 +68,7 @@ ProgramBuilder::ProgramBuilder(OnError newOnError)
 // ---------------------------------------------------------------------------------------------
 // Refusals
 
-/// Not called after an error, so that the first error is the one that is reported.
+/// Must not be called after an error: `build()` reports the first one.
 void ProgramBuilder::refuseWith(const std::string& message) {
     if (onError == OnError::Throw)
         throw ProgramError(message);
@@ -84,7 +85,8 @@ bool ProgramBuilder::isOwn(Register value) const {
     return isDeclared(value, program.registers, programNumber);
 }
 
-/// Whether the operands belong to this builder. After an error the answer is no, without a message.
+/// Whether the operands belong to this builder. After an error, returns false without a new
+/// message.
 bool ProgramBuilder::known(OpCode op, std::initializer_list<Register> operands) {
     if (!error.empty())
         return false;
@@ -140,7 +142,7 @@ Register ProgramBuilder::emit(OpCode op, std::initializer_list<Register> operand
     RegisterInfo result;
     result.multiplicity = multiplicity;
     result.format = format;
-    // Memory is reserved first: if that fails, nothing has changed.
+    // Reserves memory first. If that throws, the builder has not changed.
     makeRoom(program.instructions);
     instruction.result = append(program.registers, result);
     program.instructions.push_back(instruction);
@@ -185,7 +187,7 @@ Register ProgramBuilder::elementIndex() {
     return emit(OpCode::ElementIndex, {}, Format::Int64, 1);
 }
 
-/// Whether a constant of this format can have that many numbers. Reports an error if not.
+/// Whether a constant of this format can have this many components. Reports an error if not.
 bool ProgramBuilder::constantStands(Format format, std::size_t components) {
     constexpr OpCode op = OpCode::LoadConstant;
     if (!known(op, {}) || !isFormatAsked(op, format))
@@ -373,7 +375,8 @@ Register ProgramBuilder::divide(Register left, Register right, Format format) {
     return arithmetic(OpCode::Divide, left, right, &format);
 }
 
-// A backend has no kernel for a comparison with a scalar on the left.
+// A backend has no kernel for a comparison with a single component on the left and several on the
+// right, so this exchanges the sides.
 Register ProgramBuilder::comparison(OpCode op, Register left, Register right) {
     if (!known(op, {left, right}))
         return {};
@@ -474,7 +477,7 @@ Register ProgramBuilder::select(Register condition, Register whenTrue, Register 
     return choose(condition, whenTrue, whenFalse, &format);
 }
 
-/// Whether `value` belongs to this builder. After an error the answer is no, without a message.
+/// Whether `value` belongs to this builder. After an error, returns false without a new message.
 bool ProgramBuilder::isKnownTo(const char* call, Register value) {
     if (error.empty() && !isOwn(value))
         refuseWith(std::string(call) + ": " +

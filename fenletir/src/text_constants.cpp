@@ -1,4 +1,4 @@
-// Writes constants so that they read back bit for bit.
+// Writes constants so that reading them gives back every bit.
 #include "text_words.h"
 
 #include <charconv>
@@ -30,7 +30,8 @@ std::string realText(double value) {
     char digits[32];
     const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, value);
     std::string text(digits, end.ptr);
-    // A point or an exponent distinguishes a real number from an integer.
+    // A real number needs a decimal point or an exponent; without one it would read back as an
+    // integer.
     return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 

@@ -79,7 +79,7 @@ std::string TextCursor::nextThing() const {
     next.skipWhile([](char byte, char) { return isWordByte(byte); });
     if (next.place == begin)
         next.place += std::max<std::size_t>(1, visibleCharacter(text, begin));
-    // All bytes of a character that cannot be shown are part of the message.
+    // Includes the continuation bytes of a character that cannot be shown.
     next.skipWhile(
         [](char byte, char) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; });
     return cited(next.since(begin));

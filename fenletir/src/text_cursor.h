@@ -23,8 +23,8 @@ std::string cited(std::string_view piece);
 
 /// A position in a text. All reading stays within a line.
 ///
-/// A function that cannot continue calls `fail` and returns false or nothing, and its callers do
-/// the same. Only the first failure counts.
+/// A function that cannot continue calls `fail` and returns false or nothing. Its caller then
+/// returns false or nothing, too. Only the first failure is kept.
 class TextCursor {
   public:
     explicit TextCursor(std::string_view newText) : text(newText) {}
@@ -43,19 +43,20 @@ class TextCursor {
     char peek();
     /// Skips blanks, then `byte` if it is next. Returns whether it was.
     bool accept(char byte);
-    /// The same, but fails if it is not; `where` says in the message where `byte` is expected.
+    /// Skips blanks, then `byte`. Fails if `byte` is not next; `where` says in the message where it
+    /// is expected.
     bool expect(char byte, const char* where);
     /// Skips `letters` if they are next, without blanks before them.
     bool acceptHere(std::string_view letters);
 
-    /// Skips blanks, then `wanted` if it is the next whole word.
+    /// Skips blanks, then `wanted` if it is the next whole word. Returns whether it was.
     bool acceptWord(std::string_view wanted);
 
     void goBack(std::size_t offset) { place = offset; }
 
     /// Reads a name without quotes after blanks. Empty if there is none.
     std::string_view bareName();
-    /// The next thing after blanks, for a message: a word, another character, or the end of the
+    /// What comes next after blanks, for a message: a word, another character, or the end of the
     /// line.
     std::string nextThing() const;
 
@@ -80,7 +81,8 @@ class TextCursor {
 
     /// The bytes from `begin` to here.
     std::string_view since(std::size_t begin) const { return text.substr(begin, place - begin); }
-    /// Advances while `belongs` accepts the next byte; its second argument is the byte before that.
+    /// Advances while `belongs(next, before)` is true. `next` is the next byte. `before` is the
+    /// byte skipped last, 0 at first.
     template <class Predicate>
     void skipWhile(Predicate belongs) {
         for (char before = 0; place < text.size() && belongs(text[place], before); ++place)
@@ -88,7 +90,7 @@ class TextCursor {
     }
 
     bool fail(std::size_t where, std::string words);
-    /// Fails here with what was expected and what is there.
+    /// Fails at this position. The message says what was expected and what was found.
     bool failExpecting(const std::string& expected);
     bool hasFailed() const { return !message.empty(); }
     ParseError error() const { return errorAt(text, failure, message); }

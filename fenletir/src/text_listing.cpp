@@ -1,5 +1,5 @@
-// Writes a program as text. An instruction that the usual notation cannot express is written in the
-// raw notation, for example one with a register or pool number that does not exist.
+// Writes a program as text. An instruction that the usual notation cannot express, for example one
+// with a register number that does not exist, is written in the raw notation.
 #include "op_codes.h"
 #include "text_words.h"
 
@@ -26,7 +26,7 @@ std::string numbered(char mark, std::int32_t number) {
     return mark + std::to_string(number);
 }
 
-/// How to refer to the entries of a pool: by name if that is unique, else by number.
+/// How to refer to the entries of a pool: by name if the name is unique, else by number.
 class References {
   public:
     template <class Entry>
@@ -105,7 +105,8 @@ class Table {
     std::size_t typeWidth = 0;
 };
 
-/// Where a register is declared.
+/// Where a register is declared in the listing: not yet, on a separate line above the instructions,
+/// or by the instruction that writes it.
 enum class Declared { Nowhere, Above, ByInstruction };
 
 class Listing {
@@ -121,8 +122,8 @@ class Listing {
     std::string write() {
         hasInlineConstants = constantsComeInOrder();
         writePools();
-        // The first plain instruction that writes a register declares it. A register that is read
-        // before, or that no such instruction writes, is declared on a separate line above.
+        // The first plain instruction that writes a register declares it. If an earlier instruction
+        // reads the register, or no plain instruction writes it, a separate line above declares it.
         Table instructions;
         for (const Instruction& instruction : program.instructions)
             instructions.add(instructionRow(instruction));
@@ -177,8 +178,8 @@ class Listing {
             text.pop_back();
     }
 
-    /// Whether each constant is loaded once, in the order of the pool. Then constants can be
-    /// written where they are loaded, because the reader numbers them in that order.
+    /// Whether each constant is loaded exactly once, in the order of the pool. If so, the listing
+    /// writes each constant where it is loaded: the reader numbers constants in that order.
     bool constantsComeInOrder() const {
         std::int32_t next = 0;
         for (const Instruction& instruction : program.instructions)
@@ -272,7 +273,8 @@ class Listing {
                 ""};
     }
 
-    /// Also records where the registers that it names are declared.
+    /// Returns the row of the instruction, and records where the registers that the instruction
+    /// names are declared.
     Row instructionRow(const Instruction& instruction) {
         if (!isPlain(instruction))
             return {"", "", "", rawText(instruction)};

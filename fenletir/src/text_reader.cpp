@@ -13,8 +13,9 @@ namespace {
 
 using namespace Text;
 
-/// The fields, uniforms or samplers of a text. Either lines declare all of them before the first
-/// use, so that a misspelt name is an error, or each is declared by its first use.
+/// The fields, uniforms or samplers of a text. A text either declares all entries on lines before
+/// the first use, so that a misspelt name is an error, or declares none, and each is then declared
+/// by its first use.
 template <class Entry>
 struct Pool {
     const char* word;
@@ -119,8 +120,8 @@ class Reader {
             return readInstruction();
         const std::size_t begin = cursor.offset();
         const std::string_view keyword = cursor.bareName();
-        // No word is reserved: a register can be called `field`, so a line that writes this
-        // register begins with `field`.
+        // No word is reserved. A register can be called `field`, and a line that writes this
+        // register begins with `field`, too.
         if (cursor.peek() == ':' || cursor.peek() == '=' || keyword.empty()) {
             cursor.goBack(begin);
             return cursor.isAtName() ? readInstruction()
@@ -274,7 +275,8 @@ class Reader {
         instruction.op = *op;
         if (!readOperands(instruction))
             return false;
-        // Declared after its operands, because an instruction cannot read what it declares.
+        // The result is declared after the operands were read, because an instruction cannot read
+        // the register that it declares.
         const std::optional<std::int32_t> result = registers.declare(cursor, *target);
         if (!result)
             return false;
@@ -329,7 +331,7 @@ class Reader {
                cursor.expect(']', "after the component number");
     }
 
-    /// Reads a constant by number, or a value, which becomes a new constant.
+    /// Reads either the number of a constant, or a value. A value becomes a new constant.
     bool readConstantReference(std::int32_t& immediate) {
         cursor.skipSpace();
         const std::size_t begin = cursor.offset();

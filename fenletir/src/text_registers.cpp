@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* typeExpected = "a type such as f32 or i64x3";
 
-/// Reads a format without components. Nothing if there is none here.
+/// Reads a format without components. Nothing if no format comes next.
 std::optional<RegisterFormat> readFormat(TextCursor& cursor) {
     for (std::int32_t number = 0; number < formatCount; ++number) {
         const auto format = static_cast<RegisterFormat>(number);
@@ -90,7 +90,8 @@ std::optional<Target> RegisterTable::readTarget(TextCursor& cursor) const {
     return lookUp(cursor, target) ? std::optional<Target>(std::move(target)) : std::nullopt;
 }
 
-/// Finds out whether the target is already declared, and whether the line gives what it needs.
+/// Finds out whether the target is already declared. Fails if the line does not give what a new or
+/// an existing register needs.
 bool RegisterTable::lookUp(TextCursor& cursor, Target& target) const {
     if (target.number && entries.count(*target.number) > 0)
         target.existing = target.number;

@@ -1,4 +1,4 @@
-// What a text has declared so far.
+// The names and registers that a text has declared so far.
 #pragma once
 
 #include "text_cursor.h"
@@ -13,7 +13,7 @@
 
 namespace Fenlet::Text {
 
-/// Numbers by name. Several numbers can have the same name.
+/// Finds numbers by name. Several numbers can have the same name.
 class NameTable {
   public:
     static constexpr std::int32_t none = -1;
@@ -25,7 +25,7 @@ class NameTable {
             entry->second = several;
     }
 
-    /// The number, or `none` or `several`.
+    /// The number with this name; `none` if there is none, `several` if there is more than one.
     std::int32_t find(const std::string& name) const {
         const auto entry = numbers.find(name);
         return entry == numbers.end() ? none : entry->second;
@@ -44,11 +44,12 @@ struct Target {
     std::optional<std::int32_t> existing; ///< its number if it is already declared
 };
 
-/// The registers declared so far. They are kept in a map, so that a high number takes no more
-/// memory than a low one. Only the end of the text shows whether any number is missing.
+/// The registers declared so far. They are kept in a map, so that a high register number takes no
+/// more memory than a low one. `finish` checks that no number is missing, because later lines may
+/// still declare it.
 class RegisterTable {
   public:
-    /// Reads a target and looks it up. A new register has a type.
+    /// Reads a target and looks it up. If the register is new, the target has a type.
     std::optional<Target> readTarget(TextCursor& cursor) const;
     /// Reads the number or name of a declared register.
     std::optional<std::int32_t> readReference(TextCursor& cursor) const;
@@ -58,7 +59,7 @@ class RegisterTable {
     bool markOutput(std::int32_t number);
     /// All registers in order. Fails if a number below the highest is missing.
     std::optional<std::vector<RegisterInfo>> finish(TextCursor& cursor);
-    /// For a message: that register `number` is already declared, and in which line.
+    /// Says for a message that register `number` is already declared, and on which line.
     std::string declaredAlready(const TextCursor& cursor, std::int32_t number) const;
 
   private:

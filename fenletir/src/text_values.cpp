@@ -9,7 +9,8 @@
 namespace Fenlet::Text {
 namespace {
 
-/// One number as written in the text. Its whole list decides whether it is an integer or real.
+/// One number as written in the text. Whether it becomes an integer or a real number depends on the
+/// other numbers of its list.
 struct Literal {
     std::size_t offset = 0;
     std::string_view text;
@@ -36,7 +37,7 @@ std::optional<Literal> readLiteral(TextCursor& cursor) {
     cursor.skipWhile(belongsToNumber);
     const std::string_view magnitude = cursor.since(digits);
     if (magnitude == "bits" && next != '-') {
-        // The parentheses and what they enclose belong to the number.
+        // In `bits(0x...)`, the parentheses belong to the number.
         cursor.skipWhile([](char byte, char before) {
             return before != ')' && (isWordByte(byte) || byte == '(' || byte == ')');
         });
@@ -142,7 +143,7 @@ bool convertList(TextCursor& cursor, const std::vector<Literal>& list, std::vect
     return true;
 }
 
-/// If one number of the list is real, all are.
+/// Makes a constant of the list. If one number is real, all become real.
 std::optional<Constant> numbersOf(TextCursor& cursor, const std::vector<Literal>& list) {
     bool isReal = false;
     for (const Literal& literal : list)

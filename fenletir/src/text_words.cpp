@@ -10,7 +10,8 @@ unsigned char byteAt(std::string_view text, std::size_t offset) {
     return offset < text.size() ? static_cast<unsigned char>(text[offset]) : 0;
 }
 
-/// The length of a UTF-8 character that begins with `first`; 0 if none does.
+/// The length of a UTF-8 character whose first byte is `first`; 0 if no character begins with this
+/// byte.
 std::size_t sequenceLength(unsigned char first) {
     if (first >= 0xc2 && first <= 0xdf)
         return 2;

@@ -1,4 +1,4 @@
-// What the listing and the reader share: types, names, numbers and characters.
+// Functions that the listing and the reader share: for types, names, numbers and characters.
 #pragma once
 
 #include <fenletir/program.h>
@@ -15,7 +15,7 @@ namespace Fenlet::Text {
 /// ASCII one, invisible marks and marks that change the direction of writing are excluded.
 std::size_t visibleCharacter(std::string_view text, std::size_t offset);
 
-/// The length in bytes of the bare name that begins at `offset`; 0 if none does.
+/// The length in bytes of the bare name that begins at `offset`; 0 if no bare name begins there.
 std::size_t bareNameLength(std::string_view text, std::size_t offset);
 
 /// Whether `byte` is an ASCII letter, digit or underscore.

@@ -20,7 +20,7 @@ Finding aboutRegister(FindingClass severity, FindingCode code, std::int32_t numb
     return finding;
 }
 
-// A backend checks all registers first, whether they are used or not.
+// Checks all registers, even unused ones, before the instructions: a backend does so, too.
 void verifyRegisters(const FenletProgram& program, std::vector<Finding>& findings) {
     for (std::int32_t number = 0; number < program.registerCount(); ++number) {
         const RegisterInfo& about = program.registerInfo(number);

@@ -1,5 +1,5 @@
-// Checks one instruction against three sets of rules: what a backend checks when it plans, which
-// kernels it has, and what no backend checks.
+// Checks one instruction against three sets of rules: those that a backend checks when it plans,
+// those that follow from the kernels that it has, and those that no backend checks.
 #include "verify_instruction.h"
 
 #include "formats.h"
@@ -91,7 +91,7 @@ class InstructionCheck {
     bool rightScalar = false;
 };
 
-// The registers that the instruction names exist, and unused slots are empty.
+// Checks that the registers of the instruction exist and that its unused operand slots are empty.
 void InstructionCheck::slots() {
     const auto outside = [this](std::int32_t slot, const char* what, std::int32_t named) {
         refuse(FindingCode::BadRegister, slot,
@@ -112,7 +112,8 @@ void InstructionCheck::slots() {
     }
 }
 
-/// Whether all its registers have storage. A register without storage has its own finding.
+/// Whether all registers of the instruction have storage. A register without storage gets a
+/// separate finding.
 bool InstructionCheck::storable() const {
     const auto fits = [](const RegisterInfo& about) {
         return isFormat(about.format) && about.multiplicity >= 1;
@@ -123,7 +124,8 @@ bool InstructionCheck::storable() const {
     return all;
 }
 
-// Two operands need the same number of components, or one of them has 1. Select has other rules.
+// Checks that two operands have the same number of components, or that one operand has a single
+// component. Select has other rules.
 void InstructionCheck::multiplicities() {
     if (arity != 2)
         return;
@@ -188,7 +190,8 @@ void InstructionCheck::demandsOfSelect() {
                    "; it needs the same number of components, or 1.");
 }
 
-// What a backend checks of each opcode when it plans. It refuses an unknown opcode only in a run.
+// Checks what a backend checks for each opcode when it plans. A backend refuses an unknown opcode
+// only when it runs it.
 void InstructionCheck::demands() {
     switch (it.op) {
     case OpCode::ElementIndex:
@@ -279,7 +282,7 @@ bool InstructionCheck::hasKernel() const {
     return isTribool(result().format) ? all(firstSlot, isTribool) : all(firstSlot, isNumeric);
 }
 
-/// Says for which formats there is no kernel.
+/// Says in words for which formats there is no kernel.
 std::string InstructionCheck::kernelInWords() const {
     switch (group) {
     case OpGroup::None:
@@ -306,16 +309,16 @@ std::string InstructionCheck::kernelInWords() const {
            " into " + resultWords() + "; use " + formatsInWords(isArithmetic) + ".";
 }
 
-// A plan accepts these formats, but no kernel handles them.
+// Finds formats that planning accepts although no kernel handles them.
 void InstructionCheck::kernels() {
     if (hasKernel())
         return;
     find(FindingClass::RefusedInRun, FindingCode::KindMismatch, wholeInstruction, kernelInWords());
 }
 
-/// How many components the instruction reads per element of the operand. Some step through an
-/// operand by its number of components, others by that of the result. `And` and `Or` use that of
-/// the result even for a scalar.
+/// How many components the instruction reads per element of the operand. Some instructions step
+/// through an operand by the operand's number of components, others by the result's. `And` and `Or`
+/// use the result's number even for an operand of one component.
 std::int32_t InstructionCheck::componentsRead(int slot) const {
     const std::int32_t own = operand(slot).multiplicity;
     switch (group) {
@@ -356,7 +359,8 @@ std::int32_t InstructionCheck::componentsWritten() const {
     return result().multiplicity;
 }
 
-// No backend checks this: in a run, each instruction trusts its registers to be wide enough.
+// Checks that the instruction stays within its registers. No backend checks this: a run assumes
+// that registers are wide enough.
 void InstructionCheck::areas() {
     if (!isOpCode(it.op))
         return;
@@ -416,7 +420,8 @@ void InstructionCheck::constantFits() {
                  "; both need the same number.");
 }
 
-/// Says why the first component that does not fit into the result does not fit. Empty if all fit.
+/// Finds the first component that does not fit into the result, and says why it does not fit. Empty
+/// if all components fit.
 std::string InstructionCheck::misfitOf(const Constant& constant) const {
     const RegisterFormat format = result().format;
     if (isTribool(format))
@@ -426,7 +431,8 @@ std::string InstructionCheck::misfitOf(const Constant& constant) const {
                    ? ""
                    : ": unknown does not fit into " + std::string(registerFormatName(format)) +
                          ", where it would be 0; load a number";
-    // Like the accessors of `Constant`, an integer format prefers integers, a float format reals.
+    // If a constant has both integers and reals, an integer format uses the integers and a float
+    // format the reals, as the accessors of `Constant` do.
     const std::int32_t taken = std::min(constant.multiplicity, result().multiplicity);
     for (std::size_t place = 0; place < static_cast<std::size_t>(std::max(taken, 0)); ++place) {
         const bool hasInteger = place < constant.integers.size();

@@ -5,7 +5,7 @@
 
 namespace Fenlet {
 
-/// Appends what is wrong with instruction `number`, apart from the rest of the program.
+/// Appends what is wrong with instruction `number`. Does not look at the other instructions.
 void verifyInstruction(const FenletProgram& program, std::int32_t number,
                        std::vector<Finding>& findings);
 

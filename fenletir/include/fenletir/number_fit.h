@@ -12,19 +12,19 @@ namespace Fenlet {
 /// Why a number does not fit into a format.
 enum class NumberFit : std::int32_t {
     Fits = 0,
-    NoNumber = 1,   ///< the format has no numbers, or it has only integers and the value is a NaN
+    NoNumber = 1,   ///< the format is Tribool, or an integer format and the value is a NaN
     OutOfRange = 2, ///< beyond the format's range; a float would become infinite
-    Fraction = 3,   ///< not whole, and the format is one of integers
-    Inexact = 4,    ///< whole, and the format has only numbers near it
+    Fraction = 3,   ///< not whole, and the format is an integer format
+    Inexact = 4,    ///< whole, and the format cannot hold it exactly
 };
 
 /// Whether `value` fits into `format`.
 ///
-/// - Whole numbers within its range fit into an integer format. -0.0 is such a number.
+/// - Whole numbers fit into an integer format if they are within its range. -0.0 is a whole number.
 /// - Infinities, NaNs and fractions that do not round to an infinity fit into a float format.
 /// - Whole numbers fit into a float format only if it holds them exactly: 16777217 does not fit
-/// into Float32. Real numbers of magnitude 2^53 or more, such as 1e30, are exempt: at this size all
-/// of them are whole, so being whole does not mean that the exact value matters.
+///   into Float32. Real numbers of magnitude 2^53 or more, such as 1e30, are rounded instead: every
+///   double of this size is whole, so a whole value does not mean that the caller wants it exact.
 FENLETIR_API NumberFit fitOfInteger(std::int64_t value, RegisterFormat format);
 FENLETIR_API NumberFit fitOfReal(double value, RegisterFormat format);
 

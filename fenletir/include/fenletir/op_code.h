@@ -7,9 +7,9 @@
 
 namespace Fenlet {
 
-/// What an instruction does. The numbers are fixed, because backends dispatch on them;
-/// `opCodeTableToken` changes whenever one of them does. In a binary instruction operand 0 is the
-/// left side and operand 1 the right side.
+/// What an instruction does. The numbers are fixed, because backends dispatch on them. Whenever a
+/// number changes, `opCodeTableToken` changes, too. In a binary instruction operand 0 is the left
+/// side and operand 1 the right side.
 enum class OpCode : std::uint32_t {
     Nop = 0,          ///< does nothing and has no result
     ElementIndex = 1, ///< the absolute number of each element, as Int64
@@ -40,8 +40,8 @@ enum class OpCode : std::uint32_t {
 /// How many opcodes there are; their numbers run from 0 to `opCodeCount` - 1.
 inline constexpr std::uint32_t opCodeCount = 24;
 
-/// Identifies this numbering of the opcodes. A backend compares it with the number that it was
-/// built for and refuses to run if they differ.
+/// Identifies this numbering of the opcodes. A backend compares the token with the one that it was
+/// built for, and refuses to run if they differ.
 FENLETIR_API std::int32_t opCodeTableToken();
 
 /// How many operands `op` takes, 0 to 3. `LoadField` takes 1; a number outside the enumeration

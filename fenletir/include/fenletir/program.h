@@ -46,8 +46,8 @@ struct RegisterInfo {
     bool output = false; ///< whether the register is a result of the program
 };
 
-/// The most components that a constant or a uniform can have: the evaluator puts one value together
-/// in memory of a fixed size.
+/// The most components that a constant or a uniform can have. The evaluator assembles each such
+/// value in a buffer of fixed size.
 inline constexpr std::int32_t mostScratchComponents = 64;
 
 /// One entry of the constant pool: a Tribool, or 1 to `mostScratchComponents` integers or real

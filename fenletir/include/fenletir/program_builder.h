@@ -20,11 +20,12 @@ using Format = RegisterFormat;
 /// The value of a Tribool constant.
 enum class Truth : unsigned char { False = 0, True = 1, Unknown = 255 };
 
-/// A register of a `ProgramBuilder`: returned for each result, and passed as an operand. A failed
-/// call returns one with the number `noRegister`.
+/// A register of a `ProgramBuilder`. Each call that writes an instruction returns the register of
+/// its result; pass it as an operand to later calls. A failed call returns a `Register` with the
+/// number `noRegister`.
 struct Register {
     std::int32_t number = noRegister; ///< its place in `FenletProgram::registers`
-    std::uint64_t program = 0;        ///< identifies the program it belongs to; 0 for none
+    std::uint64_t program = 0;        ///< the program that the register belongs to; 0 for none
 };
 
 /// A declared field, uniform or sampler. `number` is its position among the fields, uniforms or
@@ -58,29 +59,30 @@ struct BuildResult {
 };
 
 /// Builds a program, one instruction per call. Each call makes a new register for its result. The
-/// number of components follows from the operands; the caller gives the format where the
-/// instruction leaves it open.
+/// number of components follows from the operands. The caller gives the format where the operands
+/// do not determine it.
 ///
 /// A call that would make a wrong instruction fails, with a message that names the instruction and
 /// its registers and says what would be right. With `OnError::Throw` it throws `ProgramError` and
 /// leaves the builder unchanged. With `OnError::Report` it returns a `Register` without a number;
 /// the builder then ignores all further calls, and `build()` returns the message.
 ///
-/// If an allocation fails, the call throws the allocator's exception and changes nothing, so that
-/// it can be repeated. `build()` allocates nothing.
+/// If an allocation fails, the call throws the allocator's exception and changes nothing; the
+/// caller may repeat it. `build()` allocates nothing.
 ///
-/// Handles belong to one program: another builder refuses them, and so does this one after
-/// `build()`. A copy of a builder continues the same program and accepts the handles made so far.
-/// It cannot recognise handles that the original makes later.
+/// Handles belong to one program. Another builder refuses them, and this builder refuses them after
+/// `build()`. A copy of a builder continues the same program and accepts the handles made before
+/// the copy. Do not pass the copy a handle that the original makes later: the copy cannot tell such
+/// a handle from its own.
 class FENLETIR_API ProgramBuilder {
   public:
     enum class OnError { Report, Throw };
 
     explicit ProgramBuilder(OnError onError = OnError::Report);
 
-    /// Declares a field, a uniform or a sampler. Each sort is numbered from 0 in the order of its
-    /// declarations; the host's provider has the same position in `Bindings`. No two fields can
-    /// have the same name, nor two uniforms, nor two samplers.
+    /// Declares a field, a uniform or a sampler. Fields, uniforms and samplers are each numbered
+    /// from 0 in the order of their declarations; the host's provider has the same position in
+    /// `Bindings`. No two fields can have the same name, no two uniforms, and no two samplers.
     FieldHandle field(std::string_view name);
     UniformHandle uniform(std::string_view name);
     SamplerHandle sampler(std::string_view name);
@@ -94,10 +96,10 @@ class FENLETIR_API ProgramBuilder {
     /// its nearest number. Any other number that `format` cannot hold is refused; `fitOfReal`
     /// decides.
     Register constant(Format format, const std::vector<double>& components);
-    /// A constant of 1 to `mostScratchComponents` whole numbers, including those that a double
-    /// cannot hold. A number that `format` cannot hold is refused; `fitOfInteger` decides.
+    /// A constant of 1 to `mostScratchComponents` whole numbers. They may be too large for a double
+    /// to hold exactly. A number that `format` cannot hold is refused; `fitOfInteger` decides.
     Register integerConstant(Format format, const std::vector<std::int64_t>& components);
-    /// A constant of one truth value. There are no constants of several.
+    /// A constant of one truth value. A truth constant cannot have several components.
     Register truthConstant(Truth value);
 
     /// A uniform of 1 to `mostScratchComponents` components.
@@ -116,8 +118,8 @@ class FENLETIR_API ProgramBuilder {
     Register convert(Register operand, Format format);
 
     /// Without `format`, the result has the format of the operands; two operands of different
-    /// formats are then an error. Operands have the same number of components, or one of them has
-    /// one.
+    /// formats are then an error. The operands have the same number of components, or one operand
+    /// has a single component.
     Register negate(Register operand);
     Register negate(Register operand, Format format);
     Register length(Register operand);
@@ -131,8 +133,9 @@ class FENLETIR_API ProgramBuilder {
     Register divide(Register left, Register right);
     Register divide(Register left, Register right, Format format);
 
-    /// Compare component by component. A side of one component is compared with each component of
-    /// the other; if it is the left side, the mirrored comparison is written.
+    /// Compare component by component. If one side has a single component, it is compared with each
+    /// component of the other side. If that is the left side, the builder writes the mirrored
+    /// comparison.
     Register less(Register left, Register right);
     Register lessEqual(Register left, Register right);
     Register greater(Register left, Register right);
@@ -147,8 +150,8 @@ class FENLETIR_API ProgramBuilder {
     Register isTrue(Register operand);
 
     /// For each component, `whenTrue` where the condition is true, `whenFalse` where it is false,
-    /// and an invalid zero where it is unknown. The arms have the same number of components; the
-    /// condition has that number, too, or one.
+    /// and an invalid zero where it is unknown. The arms have the same number of components. The
+    /// condition has the same number or a single component.
     Register select(Register condition, Register whenTrue, Register whenFalse);
     Register select(Register condition, Register whenTrue, Register whenFalse, Format format);
 

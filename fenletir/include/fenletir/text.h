@@ -19,9 +19,9 @@ namespace Fenlet {
 ///
 ///     output height
 ///
-/// It shows every part of the records exactly, even for a program that no backend accepts, so that
-/// `parseProgram` reads back the identical program. The text is valid UTF-8 without control
-/// characters, and each line ends with a line feed. An empty program gives an empty text.
+/// The text shows every part of the records exactly, even for a program that no backend accepts.
+/// `parseProgram` therefore reads back the identical program. The text is valid UTF-8 without
+/// control characters, and each line ends with a line feed. An empty program gives an empty text.
 FENLETIR_API std::string listing(const FenletProgram& program);
 
 /// Why a text cannot be read.
@@ -41,14 +41,14 @@ struct ParseResult {
     bool ok() const { return error.message.empty(); }
 };
 
-/// Reads a program's text, written by `listing` or by hand. A text by hand can have comments from
-/// `#` to the end of the line, free spacing, registers by name instead of number, constants where
-/// they are used, and fields, uniforms and samplers without declaration. docs/program-text.md has
-/// the grammar.
+/// Reads a program's text, written by `listing` or by hand. A text written by hand can have
+/// comments from `#` to the end of the line, any spacing, registers by name instead of number,
+/// constants where they are used, and fields, uniforms and samplers without declaration.
+/// docs/program-text.md has the grammar.
 ///
-/// Any bytes are allowed. The memory needed grows with the length of the text, whatever it says; if
-/// an allocation fails, the allocator's exception passes through. The text is checked, not the
-/// program: the result can be a program that no backend accepts.
+/// Any bytes are allowed. The memory needed depends on the length of the text, not on the numbers
+/// in it. If an allocation fails, the allocator's exception passes through. Only the text is
+/// checked, not the program: the result can be a program that no backend accepts.
 FENLETIR_API ParseResult parseProgram(std::string_view text);
 
 } // namespace Fenlet

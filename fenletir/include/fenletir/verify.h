@@ -1,4 +1,4 @@
-// Finds what is wrong with a program, and what probably is.
+// Finds what is wrong, or probably wrong, with a program.
 #pragma once
 
 #include <fenletir/export.h>
@@ -23,7 +23,7 @@ enum class FindingCode : std::int32_t {
     UnsupportedFormat = 3,    ///< a register's format does not exist
     BadRegister = 5,          ///< a register number outside the program
     BadImmediate = 6,         ///< an immediate outside the pool or the operand's components
-    ArityMismatch = 7,        ///< an operand in a slot that the opcode does not use
+    ArityMismatch = 7,        ///< a register in an operand slot that the opcode does not use
     MultiplicityMismatch = 8, ///< numbers of components that do not match
     KindMismatch = 9,         ///< formats that the instruction cannot use
 
@@ -65,12 +65,12 @@ FENLETIR_API const char* findingCodeName(FindingCode code);
 /// then its outputs.
 ///
 /// If no finding is worse than `ProbablyAMistake`, a backend accepts the program, refuses no block
-/// as long as the host's providers serve it, and reads and writes nothing outside the registers
-/// that each instruction names. If a backend refuses the program, there is a finding with the code
-/// and the instruction of the refusal.
+/// as long as the host's providers do not decline, and reads and writes nothing outside the
+/// registers that each instruction names. If a backend refuses the program, there is a finding with
+/// the code and the instruction of the refusal.
 FENLETIR_API std::vector<Finding> verifyProgram(const FenletProgram& program);
 
-/// Whether nothing among `findings` is worse than `ProbablyAMistake`.
+/// Whether no finding is worse than `ProbablyAMistake`.
 FENLETIR_API bool isSound(const std::vector<Finding>& findings);
 
 /// Whether a program with this finding runs, but its results are wrong or undefined: the class is
