@@ -1,9 +1,9 @@
-// What a run knows about the current block, so that no step has to look again.
+// What a run knows about the current block. Steps use this knowledge to avoid work.
 //
-// Every step passes validity from its operands to its result, and in most programs every validity
-// byte is 1. Fields are read at the block's own element numbers, or at the same numbers as the
-// field before. Constants and uniforms rarely change between blocks. A run finds each of these out
-// once and remembers it until a step changes it.
+// Most programs have these properties. Every validity byte is 1, so a step need not combine the
+// validity of its operands. Fields are read at the block's own element numbers, or at the same
+// numbers as the field before. Constants and uniforms are the same in every block. A run finds out
+// once whether such a property holds, and remembers it until a step changes it.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -20,11 +20,11 @@ struct RegisterFacts {
 
 class BlockKnowledge {
   public:
-    /// Knows nothing and remembers nothing: for a step outside a run.
+    /// Knows nothing and remembers nothing. For a step that `runStep` runs outside a run.
     BlockKnowledge() = default;
 
-    /// Knows nothing yet. Keeps its notes in `notes`, which has an entry for each register to be
-    /// remembered and must outlive this object or the next `startOver`.
+    /// Knows nothing yet. Keeps its facts in `notes`, which has an entry for each register. `notes`
+    /// must stay alive until the next `startOver`, or as long as this object.
     explicit BlockKnowledge(std::vector<RegisterFacts>& notes) { startOver(notes); }
 
     /// Forgets everything and continues with these notes.
@@ -34,8 +34,8 @@ class BlockKnowledge {
         forget();
     }
 
-    /// Forgets everything and remembers nothing until `startOver`: another run may have changed
-    /// registers and notes.
+    /// Forgets everything and remembers nothing until `startOver`. Called when another run may have
+    /// changed the registers and the notes.
     void stop() {
         tracked = 0;
         beginBlock();
@@ -55,7 +55,7 @@ class BlockKnowledge {
     bool isAlike(int number) const { return remembers(number) && facts[number].isAlike; }
 
     /// Calls `makeValid(number)` for each of the first `count` registers that is not known to be
-    /// valid, and notes that it is.
+    /// valid, and notes that the register is valid now.
     template <class MakeValid>
     void makeAllValid(int count, MakeValid makeValid) {
         RegisterFacts* const notes = facts;
@@ -69,13 +69,13 @@ class BlockKnowledge {
             makeValid(number);
     }
 
-    /// Starts a block. Facts about registers still hold, but element numbers are different.
+    /// Starts a block. Facts about registers still hold, but element numbers have changed.
     void beginBlock() {
         ownNumbers = noRegister;
         scanned = noRegister;
     }
 
-    /// A step has written the register's values.
+    /// Call this after a step has written the register's values.
     void changed(int number) {
         if (ownNumbers == number)
             ownNumbers = noRegister;
@@ -85,7 +85,7 @@ class BlockKnowledge {
             facts[number].isAlike = false;
     }
 
-    /// A step with this opcode has filled the register.
+    /// Call this after a step with this opcode has filled the register.
     void filled(int number, OpCode op) {
         if (op == OpCode::ElementIndex)
             ownNumbers = number;
@@ -93,17 +93,17 @@ class BlockKnowledge {
             facts[number].isAlike = true;
     }
 
-    /// A step may have written to any register.
+    /// Forgets everything. Call this if a step may have written to any register.
     void forget() {
         std::fill_n(facts, tracked, RegisterFacts());
         beginBlock();
     }
 
-    /// The register that holds the block's own element numbers.
+    /// The register that holds the block's own element numbers; `noRegister` if none is known.
     int ownNumbers = noRegister;
 
-    /// The register last examined as element numbers, and whether its elements are all valid and
-    /// its numbers ascend by one.
+    /// The register that was last examined as element numbers, and the answer: whether its elements
+    /// are all valid and its numbers ascend by one.
     int scanned = noRegister;
     bool scannedRunsOn = false;
 

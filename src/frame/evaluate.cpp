@@ -10,9 +10,9 @@
 namespace Fenlet {
 namespace {
 
-/// Makes every element of every register valid, so that nothing carries over from the block before.
-/// Skips registers that are known to be valid: blocks never grow within a run, so this holds for
-/// all elements of the new block.
+/// Makes every element of every register valid, so that no block inherits validity from the block
+/// before. Skips registers that are known to be valid. Blocks never grow within a run, so all
+/// elements of the new block are valid in such a register.
 void beginBlock(RegisterFile& registers, BlockKnowledge& known) {
     const auto length = static_cast<std::size_t>(registers.liveElements());
     known.makeAllValid(registers.registerCount(),
@@ -26,7 +26,7 @@ bool Interpreter::evaluate(long long first, long long count, const Bindings& bin
                            BlockSink& sink) {
     if (!configured)
         return false;
-    // If `configure` threw, there may be no room for a block.
+    // If `configure` threw, the register file may have no room for a block.
     long long stride = registers.elementCapacity();
     if (stride < 1)
         return false;

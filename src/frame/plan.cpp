@@ -62,8 +62,9 @@ Fault planStep(const Instruction& instruction, Interpreter::Step& step, SpecAt s
     return Faults::none;
 }
 
-/// Decides which operand of a binary step is paired with every component of the other. Does not
-/// concern `Select`, whose first operand is a condition with its own rule.
+/// Decides whether one operand of a binary step has a single component that is paired with every
+/// component of the other. Skips `Select`: its first operand is a condition, for which a different
+/// rule holds.
 Fault pairMultiplicities(Interpreter::Step& step) {
     if (step.arity < 2 || step.op == OpCode::Select)
         return Faults::none;
@@ -123,8 +124,8 @@ bool Interpreter::configure(const FenletProgram& newProgram, int blockSize) {
 bool Interpreter::layOutRegisters(int blockSize) {
     if (opCodeTableToken() != expectedOpCodeTable)
         return refuseAtConfigure(Faults::staleOpCodeTable.code, Faults::staleOpCodeTable.message);
-    // A count that no container can hold throws here, before anything is read. If a register is
-    // refused, the earlier layout stays as it was.
+    // If `count` is too large for a container, this throws before the program is read. If a
+    // register is refused below, the register file keeps its earlier layout.
     const std::int32_t count = program->registerCount();
     registers.slots.reserve(static_cast<std::size_t>(count));
     if (const Fault fault = findRegisterFault(*program, count))
@@ -138,14 +139,14 @@ bool Interpreter::layOutRegisters(int blockSize) {
     return true;
 }
 
-// Each pass over the steps finishes before the next begins, so a fault that an earlier pass finds
-// in a late step comes before one that a later pass finds in an early step.
+// Makes several passes over the steps. The first fault of the earliest pass is reported, even if a
+// later pass would find a fault in an earlier step.
 bool Interpreter::planSteps() {
     const auto refuse = [this](const Fault& fault) {
         return refuseAtConfigure(fault.code, fault.message);
     };
     const std::int32_t count = program->instructionCount();
-    // Nothing throws after the last of these, so an exception never leaves steps behind.
+    // Nothing after these two allocations throws, so an exception never leaves steps behind.
     resolvedSteps.reserve(static_cast<std::size_t>(count));
     steps.resize(static_cast<std::size_t>(count));
 

@@ -1,4 +1,5 @@
-// The steps that ask the host for values, and the check before a run that the host can be asked.
+// The steps that ask the host's providers for values, and the check before a run that no provider
+// is missing.
 #include "frame/provider_steps.h"
 
 #include "frame/step_rules.h"
@@ -7,7 +8,7 @@
 
 namespace Fenlet {
 
-// The virtual tables and type information of the host's base classes are emitted here.
+// The compiler emits the virtual tables and type information of these classes in this file.
 CpuFieldAccessor::~CpuFieldAccessor() = default;
 UniformSource::~UniformSource() = default;
 FenletSampler::~FenletSampler() = default;
@@ -15,7 +16,8 @@ BlockSink::~BlockSink() = default;
 
 namespace {
 
-/// The provider with this number, which is not negative. Null if the host did not bring one.
+/// The provider with this number. `number` must not be negative. Null if the host did not bind the
+/// provider.
 template <class Provider>
 Provider* findProvider(Provider* const* providers, std::int32_t count, std::int32_t number) {
     return providers != nullptr && number < count ? providers[number] : nullptr;
@@ -38,9 +40,10 @@ Fault findBindingFault(const Interpreter::Step& step, const Bindings& bindings) 
     }
 }
 
-/// Makes a call to a provider. A provider may call back into the interpreter that is running it.
-/// If that changed the plan, the step and its registers no longer exist, and the answer is false as
-/// if the provider had declined. If it ran steps, nothing known about the block holds any more.
+/// Calls a provider, and returns what the call returned. The provider may call the interpreter that
+/// is running it. If that changed the plan, the step and its registers no longer exist, and the
+/// result is false as if the provider had declined. If that ran steps, what was known about the
+/// block may no longer hold and is forgotten.
 template <class Call>
 bool askHost(BlockFrame& block, Call call) {
     const std::uint64_t plan = block.planNumber;
@@ -54,9 +57,9 @@ bool askHost(BlockFrame& block, Call call) {
     return true;
 }
 
-/// The element numbers to read a field at: the operand's values, or without an operand the block's
-/// own numbers. The operand's values are used in place, unless they have another width or the read
-/// would overwrite them.
+/// The element numbers to read a field at: the operand's values, or the block's own numbers if the
+/// step has no operand. Uses the operand's values in place, unless they are not 64 bits wide or the
+/// read would overwrite them.
 const std::int64_t* indicesOf(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (step.arity <= 0)
@@ -72,8 +75,8 @@ const std::int64_t* indicesOf(const StepFrame& frame) {
     return frame.block.elementIndices;
 }
 
-/// Whether the element numbers are all valid and ascend by one. The answer is remembered, as
-/// several fields are often read at the same numbers.
+/// Whether the element numbers are all valid and ascend by one. Remembers the answer, as several
+/// fields are often read at the same numbers.
 bool indicesRunOn(const StepFrame& frame, const std::int64_t* indices) {
     BlockKnowledge& known = frame.block.known;
     const int operand = frame.step.operands[0];

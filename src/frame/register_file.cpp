@@ -8,7 +8,7 @@ namespace Fenlet {
 RegisterFile::RegisterFile() = default;
 
 bool RegisterFile::configure(const RegisterSpec* specs, int count, int elements) {
-    // Missing specs are refused in the same words as a negative count.
+    // Missing specs get the same message as a negative count.
     const int given = count != 0 && specs == nullptr ? -1 : count;
     return layOut([specs](int number) { return specs[number]; }, given, elements);
 }

@@ -17,18 +17,18 @@ inline constexpr std::uint64_t alignArea(std::uint64_t offset) {
 /// Where a register goes.
 struct Placement {
     RegisterSlot slot;
-    std::uint64_t end; ///< of its areas
+    std::uint64_t end; ///< the end of its areas
 };
 
-/// Places a register behind areas that end at `cursor`. If its own areas would end beyond `limit`,
-/// or beyond what 64 bits can count, the end is `limit` + 1.
+/// Places a register behind areas that end at `cursor`. If its areas would end beyond `limit`, or
+/// at an offset that 64 bits cannot hold, the returned end is `limit` + 1.
 inline Placement placeRegister(const RegisterSpec& spec, std::uint64_t cursor,
                                std::uint64_t elements, std::uint64_t limit) {
     const auto multiplicity = static_cast<std::uint64_t>(spec.multiplicity);
     const std::uint64_t bytesPerComponent =
         static_cast<std::uint64_t>(elementSize(spec.kind)) * elements;
     const std::uint64_t dataOffset = alignArea(cursor);
-    // With room for the validity area and its alignment.
+    // Counts the validity area and the padding that aligns it.
     const std::uint64_t spent = dataOffset + elements + 2 * areaAlignment;
     if (spent > limit ||
         (bytesPerComponent != 0 && multiplicity > (limit - spent) / bytesPerComponent))
@@ -38,7 +38,7 @@ inline Placement placeRegister(const RegisterSpec& spec, std::uint64_t cursor,
 }
 
 // Calls `specAt(number)` for each register's spec, so that planning a program need not allocate an
-// array of them.
+// array of specs.
 template <class SpecAt>
 bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
     slots.clear();
@@ -72,8 +72,8 @@ bool RegisterFile::layOut(SpecAt specAt, int count, int elements) {
         end = placement.end;
     }
 
-    // The storage is empty, so this clears every byte. If it throws, no slots may be left that
-    // point into storage.
+    // The storage is empty, so `resize` clears every byte. If it throws, the slots must be removed,
+    // because they would refer to storage that does not exist.
     try {
         storage.resize(alignArea(end));
     } catch (...) {

@@ -20,7 +20,7 @@ class Registers {
     /// Kind and multiplicity of a register that exists.
     const RegisterSpec& specOf(int number) const { return slots[number].spec; }
 
-    /// Stores where the register's areas are. Leaves both pointers alone if there is no such
+    /// Stores where the register's areas are. Does not change the pointers if there is no such
     /// register.
     template <class Byte>
     void locate(int number, Byte*& data, Byte*& validity) const {
@@ -30,7 +30,7 @@ class Registers {
         validity = storage + slots[number].validityOffset;
     }
 
-    /// Elements that every register has room for.
+    /// The number of elements that every register has room for.
     int elementCapacity() const { return elements; }
 
   private:
@@ -40,9 +40,10 @@ class Registers {
     int elements;
 };
 
-/// Whether the three registers of a step with two operands are as the step describes them and all
-/// have the same number of components. Areas of different registers never overlap, so its lanes are
-/// then independent. Also makes sure that 32 bits can count the lanes of a block.
+/// Whether a step with two operands can run as one loop over lanes. This needs three registers with
+/// the kinds and component counts that the step states, the same number of components in each, and
+/// no more lanes in a block than `mostFlatLanes`. Areas of different registers never overlap, so
+/// the lanes are then independent.
 bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
     const auto fits = [&](int number, CpuElementKind kind, int multiplicity) {
         if (!registers.has(number) || multiplicity != step.resultMultiplicity)

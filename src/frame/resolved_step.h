@@ -1,4 +1,4 @@
-// What a step needs to run besides itself: the memory of its registers, and its kernel.
+// What the run of a step needs besides the `Step`: the memory of its registers, and its kernel.
 #pragma once
 
 #include "kernels/arithmetic/arithmetic.h"
@@ -18,12 +18,12 @@ struct ResolvedStep {
     /// Null for an operand that the step does not have.
     const unsigned char* operands[3] = {};
     const unsigned char* operandValidity[3] = {};
-    /// The loop that does all the work of an arithmetic step, null if the step needs more than
-    /// that.
+    /// The loop that does all the work of an arithmetic step. Null if one loop is not enough for
+    /// the step.
     FlatArithmetic flatArithmetic = nullptr;
-    /// The kernel for the step's kinds; the step's opcode tells which member is in use. Null if
-    /// there is no such kernel, for which the step is refused when it runs. Also null, and not
-    /// needed, beside `flatArithmetic` and for opcodes that have one kernel for all kinds.
+    /// The kernel for the step's kinds. The step's opcode determines which member is in use. Null
+    /// if there is no such kernel; the step is then refused when it runs. Also null if
+    /// `flatArithmetic` is set, and for opcodes that have one kernel for all kinds.
     union {
         ArithmeticKernel arithmetic = nullptr;
         ComparisonKernel comparison;
@@ -34,11 +34,11 @@ struct ResolvedStep {
 };
 
 /// Looks up what `step` needs, with kernels of the instruction set in use now. Accepts any step:
-/// whatever it names that does not exist is null.
+/// pointers to registers and kernels that do not exist are null.
 ResolvedStep resolve(const Interpreter::Step& step, RegisterFile& registers);
 
-/// Does the same for all steps of a plan. `resolved` must be empty and have the capacity, so that
-/// nothing is allocated.
+/// Looks up what each of `steps` needs. `resolved` must be empty and have capacity for all steps,
+/// so that nothing is allocated.
 void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& registers,
                 std::vector<ResolvedStep>& resolved);
 

@@ -55,7 +55,8 @@ Fault runUnary(const StepFrame& frame, UnaryOp op) {
     const UnaryArgs args{frame.resolved.result, frame.resolved.operands[0], frame.block.count,
                          step.operandMultiplicities[0]};
     frame.resolved.unary(args);
-    // Negates all lanes of the operand. If the result has fewer, this writes beyond it.
+    // Negate writes all lanes of the operand. If the result has fewer lanes, this overwrites other
+    // registers.
     if (op == UnaryOp::Negate && step.operandMultiplicities[0] > step.resultMultiplicity)
         frame.block.known.forget();
     return Faults::none;
@@ -87,7 +88,7 @@ Fault runArithmetic(const StepFrame& frame) {
     return Faults::none;
 }
 
-// The result is always valid. Where an operand is not, its value is unknown.
+// The result is always valid. Where an operand is invalid, the result is unknown.
 Fault runComparison(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::comparison(step))
@@ -127,7 +128,8 @@ Fault runIsTrue(const StepFrame& frame) {
     return Faults::none;
 }
 
-// Reads both operands lane by lane. A single component is not paired with the other operand's.
+// Reads both operands lane by lane, even if one has a single component: it is not paired with each
+// component of the other.
 Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
     if (const Fault fault = StepRules::andOr(frame.step))
         return fault;
@@ -198,7 +200,8 @@ Fault runOpCode(const StepFrame& frame) {
     return Faults::opCode;
 }
 
-/// Writes 1 to `result` where both operands are valid, else 0. A null operand counts as valid.
+/// Writes 1 to `result` where both operands are valid, else 0. A null operand counts as valid
+/// throughout.
 void combineValidity(unsigned char* result, const unsigned char* left, const unsigned char* right,
                      int count) {
     if (count <= 0)
@@ -213,7 +216,7 @@ void combineValidity(unsigned char* result, const unsigned char* left, const uns
         bothValid(result, left, right, count);
 }
 
-/// Makes the result valid where the first two operands are.
+/// Makes the result valid where the first two operands are valid.
 void passValidityOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     const ResolvedStep& resolved = frame.resolved;
@@ -229,7 +232,7 @@ void passValidityOn(const StepFrame& frame) {
 
 Fault runOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
-    // A Nop has no registers, whatever its arity is said to be.
+    // A Nop has no registers, even if the step states an arity.
     if (step.arity > 0 && step.op != OpCode::Nop)
         passValidityOn(frame);
     if (const Fault fault = runOpCode(frame))
@@ -239,8 +242,8 @@ Fault runOn(const StepFrame& frame) {
     return Faults::none;
 }
 
-/// Runs the most common kind of step the short way: one loop, from operands to a result that are
-/// all known to be valid. Returns false, with nothing done, for any other step.
+/// Runs the most common kind of step fast: an arithmetic step that is one loop, whose operands and
+/// result are all known to be valid. For any other step, does nothing and returns false.
 bool runPlainly(const BlockFrame& block, const Interpreter::Step& step,
                 const ResolvedStep& resolved) {
     BlockKnowledge& known = block.known;
@@ -288,8 +291,9 @@ bool Interpreter::runBlock(const Bindings& bindings, long long blockStart, Block
     return fault ? refuseStep(fault.code, fault.message, plan) : true;
 }
 
-// A provider that changed the plan counts as declining. If its own `configure` was refused, that
-// says more, so the words of that refusal stay.
+// If a provider changed the plan, the step fails as if the provider had declined. But if the
+// provider's `configure` was refused, the reason and the message of that refusal stay, because they
+// say more.
 bool Interpreter::refuseStep(ExecRefusal code, const char* message, std::uint64_t planOfRun) {
     const bool isSaid = planNumber != planOfRun && refusal != ExecRefusal::None;
     return isSaid ? false : refuseAtRun(code, message);

@@ -34,7 +34,8 @@ struct StepFrame {
         return block.known.isValid(step.operands[slot]) ? nullptr : resolved.operandValidity[slot];
     }
 
-    /// Examines the result's validity, after a step that wrote it by its own rule.
+    /// Finds out whether the result is valid throughout. For steps that write validity in a way
+    /// that cannot be known without reading it.
     void findOutValidity() const {
         if (block.known.remembers(step.result))
             block.known.setValid(step.result,

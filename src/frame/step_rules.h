@@ -1,13 +1,14 @@
-// The rules of single opcodes that depend on no data: immediates, kinds and component counts.
+// The rules of each opcode that do not depend on data: those for immediates, kinds and component
+// counts.
 //
 // `validateStep` applies them when a plan is made. The code that runs an opcode applies them again
 // each time, as `runStep` accepts any step and the program may have changed since it was planned.
-// The two choose the rules of an opcode separately, because a run also checks for providers between
-// them, in an order that is fixed for each opcode.
+// Each of the two decides which rules an opcode has. They cannot share this decision, because a run
+// also checks for missing providers between the rules, in an order that is fixed for each opcode.
 //
-// Other rules are elsewhere. Planning (`plan.cpp`) checks once what is the same for all opcodes:
-// register numbers, arity, and that the operands' multiplicities fit together. Whether the host
-// brought a provider is checked before a run and by each step (`provider_steps.cpp`). Only the
+// Other rules are elsewhere. Planning (`plan.cpp`) checks the rules that are the same for all
+// opcodes: register numbers, arity, and whether the operands' multiplicities fit together.
+// `provider_steps.cpp` checks for missing providers, before a run and again in each step. Only the
 // kernel families know whether there is a kernel for a step's kinds; a step without one is refused
 // when it runs.
 #pragma once
@@ -33,8 +34,8 @@ inline Fault elementIndex(const Step& step) {
     return step.resultKind == CpuElementKind::Int64 ? Faults::none : Faults::elementIndexKind;
 }
 
-// The limit applies to the constant's components, not the register's: the scratch takes the
-// constant.
+// The limit applies to the constant's components, not to the register's: the scratch buffer holds
+// the constant.
 inline Fault constant(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.constants))
         return Faults::constantIndex;
@@ -43,7 +44,8 @@ inline Fault constant(const Step& step, const FenletProgram& program) {
                                                           : Faults::constantMultiplicity;
 }
 
-// The limit applies to the register's components: the host writes that many to the scratch.
+// The limit applies to the register's components: the host writes that many components into the
+// scratch buffer.
 inline Fault uniform(const Step& step, const FenletProgram& program) {
     if (!indexes(step.immediate, program.uniforms))
         return Faults::uniformIndex;
@@ -75,8 +77,8 @@ inline Fault notOrIsTrue(const Step& step) {
     return fits ? Faults::none : Faults::notKinds;
 }
 
-// Which operand kinds are supported is up to the kernels. No kernel takes a scalar on the left: a
-// program has it on the right, with the mirrored comparison.
+// The kernels decide which operand kinds are supported. No kernel takes a scalar left operand: a
+// program must use the mirrored comparison, with the scalar on the right.
 inline Fault comparison(const Step& step) {
     if (!isTribool(step.resultKind))
         return Faults::comparisonKind;
@@ -89,7 +91,7 @@ inline Fault andOr(const Step& step) {
     return fits ? Faults::none : Faults::andKinds;
 }
 
-// Which kinds of arms are supported is up to the kernels.
+// The kernels decide which kinds of arms are supported.
 inline Fault select(const Step& step) {
     if (!isTribool(step.operandKinds[0]))
         return Faults::conditionKind;

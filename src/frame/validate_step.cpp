@@ -37,7 +37,8 @@ Fault findFault(const Interpreter::Step& step, const FenletProgram& program) {
         return StepRules::andOr(step);
     case OpCode::Select:
         return StepRules::select(step);
-    // Only the kernels know which kinds these support. Unknown opcodes are refused when they run.
+    // No rules here: only the kernels know which kinds these opcodes support. An unknown opcode is
+    // refused when it runs.
     case OpCode::Nop:
     case OpCode::Negate:
     case OpCode::Length:
