@@ -1,4 +1,4 @@
-// Copying one value over a block.
+// Copying one value to every element of a block.
 #include "sources/broadcast_value.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ bool broadcastValue(void* destination, CpuElementKind kind, const void* value, i
     const std::size_t valueBytes = componentBytes * static_cast<std::size_t>(multiplicity);
     const std::size_t blockBytes = valueBytes * static_cast<std::size_t>(count);
     auto* const bytes = static_cast<unsigned char*>(destination);
-    // Each copy doubles what there is.
+    // Each copy doubles the number of bytes that are filled.
     std::memcpy(bytes, value, valueBytes);
     for (std::size_t done = valueBytes; done < blockBytes;) {
         const std::size_t length = std::min(done, blockBytes - done);

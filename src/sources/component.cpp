@@ -1,4 +1,4 @@
-// Looks up the kernel that takes one component out of a register.
+// Looks up the kernel that extracts one component of a register.
 #include "sources/component.h"
 
 #include "kernels/target/sets.h"

@@ -1,4 +1,4 @@
-// Taking one component out of a register, from any kind to any other.
+// Extracting one component of a register, and converting it to another kind.
 #pragma once
 
 #include "vocabulary/kinds.h"
@@ -9,8 +9,8 @@
 
 namespace Fenlet {
 
-/// result[e] = source[e * multiplicity + component] for e below `count`. Indexes count components
-/// of the area's kind. `component` is at least 0 and below `multiplicity`.
+/// result[e] = source[e * multiplicity + component] for e below `count`. The indexes count
+/// components, not bytes. `component` is at least 0 and below `multiplicity`.
 struct ComponentArgs {
     unsigned char* result;
     const unsigned char* source;

@@ -10,14 +10,14 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// out[e] = in[e * multiplicity + component]. The areas may begin together, since an element is
-/// never written after the place that it is read from.
+/// out[e] = in[e * multiplicity + component]. `out` and `in` may begin at the same address, because
+/// no element is stored behind the place that it is read from.
 using ComponentRun = void (*)(unsigned char* out, const unsigned char* in, std::int64_t elements);
 
 template <class Lane, int multiplicity, int component>
 [[gnu::noinline]] void takeFixed(unsigned char* out, const unsigned char* in,
                                  std::int64_t elements) {
-    // 16-byte registers have no instruction that takes every third of small lanes.
+    // Vectors of 16 bytes have no instruction that takes every third lane of 1 or 2 bytes.
     constexpr bool isWide = multiplicity != 3 || sizeof(Lane) > 2 || vectorBytes > 16;
     const std::int64_t together = isWide ? elements - elements % lanesOfVector<Lane> : 0;
     const std::int64_t bytes = together * std::int64_t{sizeof(Lane)};
@@ -27,7 +27,7 @@ template <class Lane, int multiplicity, int component>
         storeLane(out, e, loadLane<Lane>(in, e * multiplicity + component));
 }
 
-/// The loop for elements of a few components; null for others.
+/// The loop for elements of 2 to 4 components; null for other multiplicities.
 template <class Lane>
 ComponentRun takeRunOf(std::int64_t multiplicity, std::int64_t component) {
     static constexpr ComponentRun runs[3][4] = {
@@ -47,7 +47,7 @@ void takeComponents(unsigned char* out, const unsigned char* in, std::int64_t el
         storeLane(out, e, loadLane<Lane>(in, e * multiplicity + component));
 }
 
-/// One component of each element, converted.
+/// Extracts one component of each element and converts it.
 template <class To, class From>
 void extractStrided(const ComponentArgs& args) {
     using Bits = UnsignedOfSize<sizeof(From)>;

@@ -8,7 +8,7 @@
 namespace Fenlet {
 
 /// Copies `count` element numbers of kind `Int32` or `Int64` from the register data `operand` to
-/// `out`, valid or not.
+/// `out`. Also copies the numbers of invalid elements.
 void copyIndices(std::int64_t* out, const unsigned char* operand, CpuElementKind kind, int count);
 
 } // namespace Fenlet

@@ -10,8 +10,8 @@
 namespace Fenlet {
 namespace {
 
-/// Stores the components of a constant as lanes of one kind. The kind alone decides which of the
-/// constant's values is used.
+/// Stores the components of a constant as lanes of one kind. Integer kinds use `integralComponent`,
+/// float kinds `realComponent`, and Tribool the constant's truth value.
 template <class Lane>
 void storeComponents(const Constant& constant, unsigned char* scratch) {
     if constexpr (isSame<Lane, Tribool>) {
@@ -26,7 +26,8 @@ void storeComponents(const Constant& constant, unsigned char* scratch) {
     }
 }
 
-/// Stores the components in the register's kind. Returns false for a number that is no kind.
+/// Stores the components in the register's kind. Returns false if `kind` is not a kind with
+/// storage.
 bool materialise(const Constant& constant, CpuElementKind kind, unsigned char* scratch) {
     switch (kind) {
     case CpuElementKind::Unsupported:
@@ -53,8 +54,8 @@ bool materialise(const Constant& constant, CpuElementKind kind, unsigned char* s
     return false;
 }
 
-/// Like `broadcastValue`, for a register of more components than the scratch has room for. The
-/// others become zero.
+/// Like `broadcastValue`, for a register that has more components than the scratch buffer. The
+/// further components become zero.
 bool broadcastPadded(unsigned char* result, CpuElementKind kind, const BlockScratch& scratch,
                      int count, int multiplicity) {
     const auto componentBytes = static_cast<std::size_t>(elementSize(kind));

@@ -8,10 +8,10 @@
 
 namespace Fenlet {
 
-/// Converts `constant`, which has at most `mostScratchComponents` components, to `kind`, and copies
-/// it to `count` elements of `multiplicity` components at `result`. Components that the constant
-/// does not have are zero; those that the register does not have are dropped. `isAlike` is as for
-/// `updateBroadcast`.
+/// Converts `constant` to `kind`, and copies it to `count` elements of `multiplicity` components at
+/// `result`. The constant must have at most `mostScratchComponents` components. If it has fewer
+/// components than the register, the missing ones become zero; if it has more, the others are
+/// ignored. `isAlike` is as for `updateBroadcast`.
 Fault loadConstant(const Constant& constant, CpuElementKind kind, unsigned char* result, int count,
                    int multiplicity, bool isAlike);
 
