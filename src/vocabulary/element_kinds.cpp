@@ -28,7 +28,8 @@ constexpr const char* nameOf(CpuElementKind kind) {
     return nullptr;
 }
 
-// The compiler rejects a switch that leaves out an enumerator. This rejects a list that does.
+// The compiler reports an enumerator that the switch above leaves out. This check reports one that
+// the list `AllKinds` leaves out.
 static_assert(
     [] {
         for (int number = -1; number < 100; ++number) {

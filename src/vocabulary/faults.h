@@ -1,14 +1,14 @@
-// Everything that the library can refuse, with the code and the text of each refusal.
+// All refusals of the library, each with its code and its message.
 //
-// Each text is here once, even if several checks use it. The texts are fixed and have static
-// lifetime: a host may keep them after the interpreter is gone.
+// Each message is here once, even if several checks use it. The messages are fixed and have static
+// lifetime: a host may keep them after the interpreter is destroyed.
 #pragma once
 
 #include <fenletexec/exec_refusal.h>
 
 namespace Fenlet {
 
-/// A refusal before it is reported, or none.
+/// A refusal that a check has found. `Faults::none` means that nothing is refused.
 struct Fault {
     ExecRefusal code = ExecRefusal::None;
     const char* message = nullptr;
@@ -30,7 +30,7 @@ inline constexpr Fault registerFormat{ExecRefusal::UnsupportedFormat,
 inline constexpr Fault registerMultiplicity{ExecRefusal::MultiplicityMismatch,
                                             "a register has non-positive multiplicity"};
 
-// The register file reports these as text alone.
+// The register file reports only the messages of these, without the codes.
 inline constexpr Fault blockSize{ExecRefusal::ScratchRefused, "block size must be positive"};
 inline constexpr Fault specMissing{ExecRefusal::ScratchRefused, "register specification missing"};
 inline constexpr Fault specKind{ExecRefusal::ScratchRefused, "register has no CPU representation"};
@@ -58,7 +58,7 @@ inline constexpr Fault samplerIndex{ExecRefusal::BadImmediate, "sampler index ou
 inline constexpr Fault componentIndex{ExecRefusal::BadImmediate,
                                       "component index outside the operand's multiplicity"};
 
-// What an opcode demands of its registers.
+// What an opcode requires of its registers.
 inline constexpr Fault constantMultiplicity{ExecRefusal::MultiplicityMismatch,
                                             "constant multiplicity exceeds the block scratch"};
 inline constexpr Fault uniformMultiplicity{ExecRefusal::MultiplicityMismatch,
@@ -81,7 +81,7 @@ inline constexpr Fault andKinds{ExecRefusal::KindMismatch, "And/Or require boole
 inline constexpr Fault conditionKind{ExecRefusal::KindMismatch,
                                      "Select's condition must be a boolean register"};
 
-// Storage kinds without a kernel. These are found only when the step runs.
+// Storage kinds without a kernel. Only the run of the step finds these.
 inline constexpr Fault constantMaterialise{
     ExecRefusal::KindMismatch, "constant cannot be materialised into the destination storage kind"};
 inline constexpr Fault constantBroadcast{
@@ -103,7 +103,8 @@ inline constexpr Fault selectKernel{ExecRefusal::KindMismatch,
 inline constexpr Fault opCode{ExecRefusal::KindMismatch,
                               "opcode has no implementation in this backend"};
 
-// The host's providers. A missing field or sampler has one text before a run and another in it.
+// The host's providers. A missing field or sampler has two messages: one for the check before a
+// run, one for the step.
 inline constexpr Fault fieldBinding{ExecRefusal::UnboundField,
                                     "no accessor bound for a field the program reads"};
 inline constexpr Fault fieldBindingOfStep{ExecRefusal::UnboundField, "no accessor bound for field"};

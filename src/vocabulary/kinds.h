@@ -1,4 +1,4 @@
-// The one list of storage kinds, as types. All tables over kinds follow it.
+// The list of storage kinds, as types. All tables of kinds are made from it.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -48,7 +48,7 @@ struct KeptKind<false, Kind> {
     using Type = KindList<>;
 };
 
-/// The kinds of a list without those that are left out.
+/// The kinds of `List` except those in `leftOut`.
 template <class List, CpuElementKind... leftOut>
 struct RemainingKinds {
     using Type = List;
@@ -60,7 +60,8 @@ struct RemainingKinds<KindList<First, Rest...>, leftOut...> {
                              typename RemainingKinds<KindList<Rest...>, leftOut...>::Type>::Type;
 };
 
-/// The position of each kind in a list, by the number of the kind; -1 for a kind that is not there.
+/// The position of each kind in a list, indexed by the number of the kind; -1 for a kind that is
+/// not in the list.
 template <std::size_t numbers>
 struct KindPositions {
     signed char of[numbers];
@@ -90,9 +91,10 @@ template <class... Kinds>
 struct KindList {
     static constexpr int count = sizeof...(Kinds);
     static constexpr CpuElementKind numbers[] = {Kinds::number...};
-    static constexpr std::size_t highest = highestNumber<Kinds...>; ///< of these numbers
+    static constexpr std::size_t highest =
+        highestNumber<Kinds...>; ///< the highest of these numbers
 
-    /// The position of a kind in this list, or -1. Any number may be asked for.
+    /// The position of a kind in this list, or -1. `kind` may be any number.
     static constexpr int positionOf(CpuElementKind kind) {
         constexpr const auto& positions = positionsAmong<Kinds...>;
         const auto number = static_cast<std::uint32_t>(kind);
@@ -110,8 +112,8 @@ struct KindList {
     }
 };
 
-/// Every storage kind. A kind that is in the enumeration but not here does not compile:
-/// element_kinds.cpp checks that.
+/// Every storage kind. If a kind of the enumeration is missing here, element_kinds.cpp does not
+/// compile.
 using AllKinds =
     KindList<Kind<CpuElementKind::Tribool, Tribool>, Kind<CpuElementKind::Int32, std::int32_t>,
              Kind<CpuElementKind::Int64, std::int64_t>, Kind<CpuElementKind::Half, Half>,
@@ -129,26 +131,28 @@ inline constexpr CpuElementKind kindOf = [] {
 }();
 
 using NumericKinds = AllKinds::Without<CpuElementKind::Tribool>;
-/// The kinds that arithmetic, Negate and Length serve. Int64 is for element numbers only.
+/// The kinds that arithmetic, Negate and Length support. They do not support Int64, which is meant
+/// for element numbers.
 using KindsWithArithmetic = NumericKinds::Without<CpuElementKind::Int64>;
 
-/// Whether values can be converted between two kinds. Tribool is not a number.
+/// Whether values can be converted between two kinds: between all numeric kinds, and from Tribool
+/// to Tribool.
 template <class To, class From>
 inline constexpr bool hasConversion = isSame<To, Tribool> == isSame<From, Tribool>;
 
-/// An entry for each kind of a list, by the number of the kind.
+/// A table with an entry for each kind of a list, indexed by the number of the kind.
 template <class Entry, class Kinds>
 struct KindTable {
     Entry of[Kinds::highest + 1];
 
-    /// The entry of a kind, `Entry{}` if it is not in the list. Any number may be asked for.
+    /// The entry of a kind, `Entry{}` if it is not in the list. `kind` may be any number.
     constexpr Entry find(CpuElementKind kind) const {
         const auto number = static_cast<std::uint32_t>(kind);
         return number <= Kinds::highest ? of[number] : Entry{};
     }
 };
 
-/// The table whose entry for the kind with lanes of type A is `make.operator()<A>()`.
+/// Makes a table. The entry for the kind whose lanes have type A is `make.operator()<A>()`.
 template <class Entry, class Kinds, class Make>
 constexpr KindTable<Entry, Kinds> kindTable(Make make) {
     KindTable<Entry, Kinds> table{};
@@ -159,7 +163,7 @@ constexpr KindTable<Entry, Kinds> kindTable(Make make) {
     return table;
 }
 
-/// An entry for each pair of kinds of a list.
+/// A table with an entry for each pair of kinds of a list.
 template <class Entry, class Kinds>
 struct PairTable {
     Entry of[Kinds::count][Kinds::count];
@@ -172,7 +176,7 @@ struct PairTable {
     }
 };
 
-/// The table whose entry for kinds with lanes of types A and B is `make.operator()<A, B>()`.
+/// Makes a table. The entry for kinds whose lanes have types A and B is `make.operator()<A, B>()`.
 template <class Entry, class Kinds, class Make>
 constexpr PairTable<Entry, Kinds> pairTable(Make make) {
     PairTable<Entry, Kinds> table{};
@@ -184,7 +188,7 @@ constexpr PairTable<Entry, Kinds> pairTable(Make make) {
     return table;
 }
 
-/// An entry for each triple of kinds of a list.
+/// A table with an entry for each triple of kinds of a list.
 template <class Entry, class Kinds>
 struct TripleTable {
     PairTable<Entry, Kinds> of[Kinds::count];
@@ -196,7 +200,8 @@ struct TripleTable {
     }
 };
 
-/// The table whose entry for lanes of types A, B and C is `make.operator()<A, B, C>()`.
+/// Makes a table. The entry for kinds whose lanes have types A, B and C is `make.operator()<A, B,
+/// C>()`.
 template <class Entry, class Kinds, class Make>
 constexpr TripleTable<Entry, Kinds> tripleTable(Make make) {
     TripleTable<Entry, Kinds> table{};
