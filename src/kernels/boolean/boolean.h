@@ -5,8 +5,9 @@
 
 namespace Fenlet {
 
-/// The arguments for `lanes` bytes of 0 (false), 1 (true) or 255 (unknown). Areas may overlap: the
-/// result is then as if lanes were processed in ascending order, one at a time.
+/// The arguments of Not, And and Or, for `lanes` bytes of 0 (false), 1 (true) or 255 (unknown).
+/// Areas may overlap: the result is then as if lanes were processed one at a time, in ascending
+/// order.
 struct LogicArgs {
     unsigned char* result;
     const unsigned char* left;
@@ -14,17 +15,19 @@ struct LogicArgs {
     std::int64_t lanes;
 };
 
-/// Unknown stays unknown; 1 becomes 0; any other byte becomes 1.
+/// 255 (unknown) stays 255; 1 becomes 0; any other byte becomes 1.
 void logicalNot(const LogicArgs& args);
 
-/// False where either side is 0; else unknown where either is 255; else true, whatever the bytes.
+/// False where either side is 0; else unknown where either side is 255; else true, even for bytes
+/// other than 1.
 void logicalAnd(const LogicArgs& args);
 
-/// True where either side is 1; else unknown where either is 255; else false, whatever the bytes.
+/// True where either side is 1; else unknown where either side is 255; else false, even for bytes
+/// other than 0.
 void logicalOr(const LogicArgs& args);
 
-/// The arguments of `isTrue`: `count` elements of `multiplicity` bytes, and a validity byte for
-/// each.
+/// The arguments of `isTrue`, for `count` elements of `multiplicity` bytes. Each element has a
+/// validity byte.
 struct IsTrueArgs {
     unsigned char* result;
     unsigned char* resultValidity;
@@ -34,11 +37,11 @@ struct IsTrueArgs {
     std::int32_t multiplicity;
 };
 
-/// 1 where the byte of the operand is exactly 1 and its element is valid, otherwise 0. Then all
-/// elements of the result become valid.
+/// Stores 1 where the operand's byte is exactly 1 and its element is valid, otherwise 0. Afterwards
+/// makes all elements of the result valid.
 void isTrue(const IsTrueArgs& args);
 
-/// The loops behind the four.
+/// The loops that these four functions run, in one instruction set.
 struct BooleanKernels {
     void (*logicalNot)(const LogicArgs&);
     void (*logicalAnd)(const LogicArgs&);

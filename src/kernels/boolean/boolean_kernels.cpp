@@ -27,7 +27,7 @@ struct IsOne : OnTribools {
     static Tribool apply(Tribool x) { return x == 1; }
 };
 
-// This tests for zero: any other byte except unknown counts as true.
+// Only 0 is false and only 255 is unknown: any other byte counts as true.
 struct AndMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
         const Tribool lower = a < b ? a : b;
@@ -37,7 +37,7 @@ struct AndMap : OnTribools {
     }
 };
 
-// This tests for one: any other byte except unknown counts as false.
+// Only 1 is true and only 255 is unknown: any other byte counts as false.
 struct OrMap : OnTribools {
     static Tribool apply(Tribool a, Tribool b) {
         const bool isTrue = (a == 1) | (b == 1);
@@ -80,8 +80,8 @@ bool lanesIndependent(const IsTrueArgs& args, std::int64_t lanes) {
     return lanesAreIndependent(result, {args.operand, lanes, 1}) && validityFits;
 }
 
-/// Tests `elements` elements, starting at `element`. Only a single element may have more lanes than
-/// a tile.
+/// Applies `isTrue` to `elements` elements, starting at `element`. They must fit into a tile,
+/// unless `elements` is 1.
 void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t elements, Pace pace) {
     const std::int64_t multiplicity = args.multiplicity;
     Tile<Tribool> repeated;
@@ -98,7 +98,7 @@ void isTrueOfTile(const IsTrueArgs& args, std::int64_t element, std::int64_t ele
                                   atMost(pace.lanes, lanes - done));
 }
 
-/// For calls in which all elements are valid, so that only the operand's bytes decide.
+/// `isTrue` for calls in which all elements are valid, so that only the operand's bytes matter.
 void isTrueThroughout(const IsTrueArgs& args, std::int64_t lanes) {
     const bool independent = lanesIndependent(args, lanes);
     const std::int64_t pace = independent ? lanes : 1;
@@ -114,7 +114,8 @@ void runIsTrue(const IsTrueArgs& args) {
         isTrueThroughout(args, lanes);
     } else if (lanes > 0) {
         Pace pace = paceOf(lanesIndependent(args, lanes), args.multiplicity);
-        // With one component validity is not repeated, so no tiles are needed.
+        // Tiles hold the validity repeated for each component. With one component there is nothing
+        // to repeat, so one loop covers the whole block.
         if (pace.elements > 1 && args.multiplicity == 1)
             pace = {lanes, lanes};
         for (std::int64_t element = 0; element < args.count; element += pace.elements)

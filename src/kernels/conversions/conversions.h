@@ -1,10 +1,10 @@
-// Conversions between storage kinds. All values that change their kind go through here.
+// Conversions between storage kinds. The library converts values only with these functions.
 //
 // Integers and floats round to nearest, ties to even, once. Floats are truncated toward zero to
 // become integers; NaN, infinities and floats out of range become the most negative integer. `Half`
-// is IEEE 754 binary16. There are no branches, so that loops work on several lanes at a time, and
-// nothing depends on what a processor does with a value that does not fit. The floating-point
-// environment must be the default one.
+// is IEEE 754 binary16. The conversions have no branches, so that compilers can vectorise loops
+// over them. No result depends on what a processor does with a value that does not fit. The
+// floating-point environment must be the default one.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -45,18 +45,19 @@ inline double halfToFloat64(Half value) {
     return bitCast<double>(sign | (magnitude >= 0x7C00u ? special : finite));
 }
 
-/// Rounds to nearest, ties to even; 65520 and above become infinity, 2 to the power -25 and below
-/// zero. A NaN keeps its sign and the top ten bits of its fraction, and becomes quiet.
+/// Rounds to nearest, ties to even. Magnitudes of 65520 and above become infinity; 2 to the power
+/// -25 and below become zero. A NaN keeps its sign and the top ten bits of its fraction, and
+/// becomes quiet.
 inline Half float32ToHalf(float value) {
     const auto bits = bitCast<std::uint32_t>(value);
     const std::uint32_t magnitude = bits & 0x7FFFFFFFu;
     const std::uint32_t sign = (bits >> 16) & 0x8000u;
-    // This adds just under half of the last place that is kept, and the bit in that place, so that
-    // ties round to even. A carry runs into the exponent, up to infinity, as it should.
+    // Adds just under half a unit in the last place that is kept, plus the bit in that place, so
+    // that ties round to even. A carry correctly increases the exponent, up to infinity.
     const std::uint32_t normal =
         (magnitude - (112u << 23) + 0x0FFFu + ((magnitude >> 13) & 1u)) >> 13;
-    // Below 2 to the power -14 the last place is 2 to the power -24, which is the last place of 0.5
-    // in binary32. So the addition rounds as required.
+    // Below 2 to the power -14, the last place of a Half is 2 to the power -24. The last place of
+    // 0.5 in binary32 is the same, so adding 0.5 rounds as required.
     const auto shifted = bitCast<std::uint32_t>(bitCast<float>(magnitude) + 0.5f);
     const std::uint32_t subnormal = shifted - bitCast<std::uint32_t>(0.5f);
     const std::uint32_t nan = 0x7E00u | ((magnitude >> 13) & 0x03FFu);
@@ -72,12 +73,12 @@ inline Half float64ToHalf(double value) {
     const auto low = static_cast<std::uint32_t>(bits);
     const auto high = static_cast<std::uint32_t>(bits >> 32);
     const std::uint32_t sign = high & 0x80000000u;
-    // The upper word, with its last bit set if the lower word has any. Twenty fraction bits are
-    // enough to round to ten: ties stay ties, other values do not become ties, and a NaN stays a
-    // NaN.
+    // The upper word, with its last bit set if any bit of the lower word is set. Twenty fraction
+    // bits are enough to round to ten: ties stay ties, other values do not become ties, and a NaN
+    // stays a NaN.
     const std::uint32_t magnitude = (high & 0x7FFFFFFFu) | (low != 0 ? 1u : 0u);
     // Below 2 to the power -26 everything rounds to zero, from 2 to the power 17 on everything is
-    // infinite, and a NaN keeps its bits. In between the exponent fits binary32.
+    // infinite, and a NaN keeps its bits. In between, the exponent fits into binary32.
     const std::uint32_t rebiased = (magnitude - (std::uint32_t{1023 - 127} << 20)) << 3;
     const std::uint32_t nan = 0x7FC00000u | (rebiased & 0x007FFFFFu);
     const std::uint32_t inRange = magnitude < (std::uint32_t{1023 - 26} << 20) ? 0u : rebiased;
@@ -87,10 +88,11 @@ inline Half float64ToHalf(double value) {
     return float32ToHalf(bitCast<float>(sign | narrowed));
 }
 
-/// Rounds the integer itself, once; magnitudes of 65520 and above become infinity.
+/// Rounds the exact integer once. Magnitudes of 65520 and above become infinity.
 template <class Integer>
 inline Half integerToHalf(Integer value) {
-    // Beyond the limit everything is infinite. Within it every integer is exact in binary32.
+    // Integers beyond the limit become infinite, so clamping does not change the result. Within the
+    // limit every integer is exact in binary32.
     constexpr std::int32_t limit = 131072;
     const Integer above = value < -limit ? Integer{-limit} : value;
     const auto clamped = static_cast<std::int32_t>(above > limit ? Integer{limit} : above);
@@ -102,8 +104,8 @@ inline Half integerToHalf(Integer value) {
 /// not fit.
 template <class Integer, class Float>
 inline Integer truncate(Float value) {
-    // The magnitude of the least integer, a power of two, is exact in both float kinds. The
-    // greatest integer is not.
+    // The limit is the magnitude of the least integer: it is a power of two, which both float kinds
+    // hold exactly. The greatest integer is not exact in every float kind.
     constexpr auto indefinite =
         static_cast<Integer>(isSame<Integer, std::int32_t> ? INT32_MIN : INT64_MIN);
     constexpr auto limit = -static_cast<Float>(indefinite);
@@ -139,7 +141,7 @@ inline To convert(From value) {
         return static_cast<To>(value);
 }
 
-/// `convert` as a map for `mapRun`.
+/// The map that makes `mapRun` convert lanes.
 template <class To, class From>
 struct Convert {
     using In = From;

@@ -1,6 +1,7 @@
-// Vectors of operands and results, with the conversion instructions of the set. Compilers do not
-// emit these instructions for plain loops: C++ leaves the cast of a float that does not fit an
-// integer undefined, so plain loops must test the range first.
+// Loads operands into vectors and stores vectors of results, with the conversion instructions of
+// the set. Compilers do not emit these instructions for plain loops. For example, C++ does not
+// define the cast of a float that does not fit into an integer, so plain loops must test the range
+// first.
 #pragma once
 
 #include "kernels/conversions/working.h"
@@ -10,7 +11,7 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Loads a vector of an operand's lanes in the working type of `Result`. It exists for the pairs of
+/// Loads a vector of an operand's lanes in the working type of `Result`. Defined for the pairs of
 /// kinds below, in sets that have the instructions.
 template <class Result, class From, class Set = WideLanes>
 struct WideOperand;
@@ -29,8 +30,8 @@ requires requires {
 struct WideOperand<Half, float, Set> {
     static auto load(const unsigned char* in) { return Set::rounded(Set::loadFloats(in)); }
 };
-/// This rounds twice, but the result is that of rounding once: an integer that binary32 cannot hold
-/// is infinite as a Half.
+/// Rounds twice, first to binary32 and then to binary16. The result is still that of rounding once:
+/// an integer that binary32 cannot hold exactly becomes infinite as a Half in any case.
 template <class Set>
 requires requires {
     Set::loadHalves(nullptr);
@@ -110,7 +111,7 @@ inline constexpr bool hasWideOperand = requires {
     WideOperand<Result, From>::load(nullptr);
 };
 
-/// Conversions whose instructions compilers do not emit for plain loops.
+/// Whether the conversion needs instructions that compilers do not emit for plain loops.
 template <class Result, class From>
 inline constexpr bool isHidden = isSame<Result, Half> || isSame<From, Half> ||
                                  (isSame<Result, std::int32_t> && !isInteger<From>);
@@ -126,8 +127,8 @@ struct ConvertOperands {
     }
 };
 
-/// Converts lanes of `From` to halves. Infinities come out right although the value passes through
-/// binary32.
+/// Converts lanes of `From` to halves. The detour through binary32 does not change which values
+/// become infinite.
 template <class From>
 struct NarrowToHalves {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
@@ -137,7 +138,8 @@ struct NarrowToHalves {
     }
 };
 
-/// Works on several lanes at a time only in sets that have an instruction for that.
+/// Converts floats to Int64: eight lanes at a time in sets that have an instruction for that,
+/// otherwise one lane at a time.
 template <class From, class Set = WideLanes>
 struct TruncateToInt64 {
     static std::int64_t run(unsigned char* out, const unsigned char* in, std::int64_t lanes) {

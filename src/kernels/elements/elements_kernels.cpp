@@ -10,7 +10,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// `first`, `first` + 1, ..., wrapping.
+/// The vector `first`, `first` + 1, and so on. Numbers wrap around.
 VectorOf<std::uint64_t> ascending(std::uint64_t first) {
     return [first]<int... lane>(Numbers<lane...>) {
         return VectorOf<std::uint64_t>{(first + lane)...};
@@ -18,8 +18,8 @@ VectorOf<std::uint64_t> ascending(std::uint64_t first) {
     (numbersBelow<lanesOfVector<std::uint64_t>>);
 }
 
-// Four vectors at a time. With one at a time, as compilers would do it, counting takes as long as
-// storing.
+// Stores four vectors for each addition. Compilers would add before each store, and the additions
+// would then take as long as the stores.
 void runCountUp(unsigned char* out, std::int64_t start, std::int64_t count) {
     using Number = std::uint64_t;
     constexpr int lanes = lanesOfVector<Number>;
@@ -61,7 +61,7 @@ bool runIsContiguous(const std::int64_t* indices, const unsigned char* validity,
             std::memcpy(&numbers, indices + i + part * lanes, sizeof numbers);
             breaks |= numbers ^ (expected + Number{static_cast<Number>(part * lanes)});
         }
-        // If the numbers are scattered, that usually shows early.
+        // Tests often, because scattered numbers usually show a gap early.
         if (isAnySet(bitCast<ByteVector>(breaks)))
             return false;
         expected += Number{lanes * together};

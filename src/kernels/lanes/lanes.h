@@ -1,4 +1,4 @@
-// Loops over lanes, and when they may work on several lanes at once.
+// Loops over lanes, and the test whether a loop may work on several lanes at once.
 #pragma once
 
 #include "kernels/target/lane_access.h"
@@ -29,24 +29,26 @@ inline bool areDisjoint(const LaneRange& a, const LaneRange& b) {
     return endOf(a) <= startOf(b) || endOf(b) <= startOf(a);
 }
 
-/// Whether a kernel that writes `written` and reads `read` may work on many lanes at once and still
-/// give the bytes of working lane by lane in ascending order. That holds if the ranges do not
-/// overlap, or if lane i of one is lane i of the other.
+/// Whether a kernel that writes `written` and reads `read` may work on several lanes at once: the
+/// result must be the same as for one lane at a time in ascending order. This holds if the ranges
+/// do not overlap, or if they begin at the same address and have lanes of the same size.
 inline bool lanesAreIndependent(const LaneRange& written, const LaneRange& read) {
     return (written.start == read.start && written.laneBytes == read.laneBytes) ||
            areDisjoint(written, read);
 }
 
-/// Applies a map with instructions that only this set has, starting with the first lane, and
-/// returns how many lanes it has processed. Most maps have no such instructions.
+/// Applies a map to lanes from the first on, with instructions that only this set has. Returns how
+/// many lanes it has processed. Maps without such instructions use this general template, which
+/// processes none.
 template <class Map>
 struct WideRun {
     static std::int64_t run(unsigned char*, const unsigned char*, std::int64_t) { return 0; }
 };
 
 /// out[i] = Map::apply(in[i]) for every lane. `Map` defines the types `In` and `Out`. The lanes
-/// must be independent, or `lanes` 1. Maps that change the size of a lane, and maps of 8-byte
-/// lanes, are not unrolled: each round does enough work already.
+/// must be independent (see `lanesAreIndependent`), or `lanes` must be 1. The loop is not unrolled
+/// if the map changes the size of a lane or has 8-byte lanes: each iteration then does enough work
+/// already.
 template <class Map>
 [[gnu::noinline]] void mapRun(unsigned char* out, const unsigned char* in, std::int64_t lanes) {
     const std::int64_t done = WideRun<Map>::run(out, in, lanes);
@@ -64,7 +66,7 @@ template <class Map>
 }
 
 /// out[i] = Operation::apply(left[i], right[i]) for every lane. `Operation` defines the types
-/// `Left`, `Right` and `Out`. The lanes must be independent, or `lanes` 1.
+/// `Left`, `Right` and `Out`. The lanes must be independent, or `lanes` must be 1.
 template <class Operation>
 [[gnu::noinline]] void combineRun(unsigned char* out, const unsigned char* left,
                                   const unsigned char* right, std::int64_t lanes) {

@@ -1,4 +1,4 @@
-// Scans an area for unusual bytes, a vector at a time.
+// Searches validity bytes for exceptions, a vector at a time.
 #pragma once
 
 #include "kernels/lanes/vectors.h"
@@ -25,8 +25,9 @@ struct OthersThanOne {
     static bool areIn(const ByteVector& seen) { return isAnySet(seen); }
 };
 
-/// Whether `Sought` finds none of `count` bytes. It must not look for 1, which pads the last
-/// vector. Tests after every four vectors, since such a byte often comes early.
+/// Whether none of `count` bytes is one that `Sought` looks for. `Sought` must not look for 1,
+/// because bytes of 1 pad the last vector. Tests after every four vectors, as a byte that is sought
+/// often comes early.
 template <class Sought>
 [[gnu::noinline]] bool hasNone(const unsigned char* bytes, std::int64_t count) {
     const auto seen = [bytes](std::int64_t i) {

@@ -1,5 +1,5 @@
-// Processing a block in tiles: runs of lanes that are short enough to stay in the first-level cache
-// from one pass to the next.
+// Processing a block in tiles. A tile is a run of lanes short enough to stay in the first-level
+// cache from one pass over it to the next.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -11,14 +11,15 @@
 namespace Fenlet {
 inline namespace FENLET_TARGET {
 
-/// Lanes in a tile. Tests compile the kernels with smaller tiles to reach every boundary.
+/// Lanes in a tile. Tests compile the kernels with smaller tiles, so that small blocks reach every
+/// tile boundary.
 #ifdef FENLET_TILE_LANES
 inline constexpr std::int64_t tileLanes = FENLET_TILE_LANES;
 #else
 inline constexpr std::int64_t tileLanes = 512;
 #endif
 
-/// Uninitialised room for a tile's lanes, on the stack.
+/// An uninitialised buffer for the lanes of a tile. Kernels have it on the stack.
 template <class Lane>
 struct Tile {
     alignas(64) unsigned char bytes[static_cast<std::size_t>(tileLanes) * sizeof(Lane)];
@@ -35,11 +36,11 @@ struct Pace {
 inline Pace paceOf(bool lanesIndependent, std::int64_t multiplicity) {
     if (!lanesIndependent)
         return {1, 1};
-    // Avoids a division in the most common shape.
+    // Avoids the division below in the most common case.
     if (multiplicity == 1)
         return {tileLanes, tileLanes};
     const std::int64_t elements = tileLanes / multiplicity;
-    // A multiple of 64 elements fills whole vectors.
+    // A multiple of 64 elements fills whole vectors of every lane type.
     if (elements >= 64)
         return {elements / 64 * 64, tileLanes};
     return {elements > 0 ? elements : 1, tileLanes};
@@ -49,14 +50,14 @@ inline std::int64_t atMost(std::int64_t limit, std::int64_t value) {
     return value < limit ? value : limit;
 }
 
-/// Some consecutive elements or lanes.
+/// A run of consecutive elements or lanes.
 struct Piece {
     std::int64_t first;
     std::int64_t length;
 };
 
-/// Cuts `count` elements or lanes into pieces for a range-based `for`. Each piece has `pace` of
-/// them, except that the last one has what remains.
+/// Cuts `count` elements or lanes into pieces for a range-based `for`. Each piece has the length
+/// `pace`, except that the last piece has what remains.
 struct Pieces {
     std::int64_t count;
     std::int64_t pace;
@@ -72,7 +73,7 @@ struct Pieces {
     Iterator end() const { return {count, *this}; }
 };
 
-/// `value` repeated 2 or 4 times, in an integer of just that size.
+/// `value` repeated 2 or 4 times, in an integer of 2 or 4 bytes.
 template <int times>
 inline UnsignedOfSize<times> repeated(std::uint8_t value) {
     using Wide = UnsignedOfSize<times>;
@@ -83,12 +84,13 @@ inline UnsignedOfSize<times> repeated(std::uint8_t value) {
         return twice | twice << 16;
 }
 
-// Repeats lanes with a shuffle of vectors where the set has a suitable one.
+// Repeats each lane `multiplicity` times. Shuffles vectors if the set has a suitable instruction.
 template <class Lane, int multiplicity>
 [[gnu::noinline]] void spreadFixed(unsigned char* out, const unsigned char* in,
                                    std::int64_t elements) {
     constexpr bool fitsInteger = sizeof(Lane) == 1 && (multiplicity == 2 || multiplicity == 4);
-    // With 16-byte registers there is no instruction that shuffles small lanes into any order.
+    // Sets with vectors of 16 bytes lack an instruction that shuffles lanes of 1 or 2 bytes into
+    // any order.
     constexpr bool isWide = multiplicity > 1 && (sizeof(Lane) > 2 || vectorBytes > 16);
     constexpr std::int64_t laneBytes = sizeof(Lane);
     const std::int64_t done = isWide ? elements - elements % lanesOfVector<Lane> : 0;

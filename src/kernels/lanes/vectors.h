@@ -1,5 +1,6 @@
-// Vectors of lanes, as wide as the registers of the set, and the shuffles between elements of one
-// component and elements of several. Compilers do not emit these shuffles for plain loops.
+// Vectors of lanes, as wide as the vector registers of the set. Shuffles that repeat a lane for
+// each component, and that extract one component of each element. Compilers do not emit these
+// shuffles for plain loops.
 #pragma once
 
 #include "kernels/lanes/lanes.h"
@@ -14,7 +15,8 @@ template <class Lane>
 struct VectorType {
     using Type [[gnu::vector_size(vectorBytes)]] = Lane;
 };
-/// As many lanes as a register holds. `loadLane` and `storeLane` work on a vector as on a lane.
+/// A vector with as many lanes as a vector register holds. `loadLane` and `storeLane` accept a
+/// vector like a lane.
 template <class Lane>
 using VectorOf = typename VectorType<Lane>::Type;
 
@@ -33,8 +35,9 @@ struct NumbersBelow<0, number...> {
 template <int count>
 inline constexpr typename NumbersBelow<count>::Type numbersBelow{};
 
-/// Calls `body(first)` for each vector of `together` lanes and returns how many lanes that makes.
-/// It is unrolled four times: the loop would otherwise take as long as a simple conversion.
+/// Calls `body(first)` for each vector of `together` lanes. Returns how many lanes these vectors
+/// have. Unrolled four times, because otherwise the loop's overhead would be as large as the cost
+/// of a simple conversion.
 template <std::int64_t together, class Body>
 inline std::int64_t forEachVector(std::int64_t lanes, Body body) {
     std::int64_t first = 0;
@@ -70,8 +73,9 @@ inline VectorOf<Lane> everyOther(const VectorOf<Lane>& low, const VectorOf<Lane>
 }
 
 /// Every third lane of three consecutive vectors, starting with lane `first`. The number of lanes
-/// in a vector is not a multiple of three, so no two of the wanted lanes have the same place in
-/// their vectors. They are blended first, and then put in order.
+/// in a vector is not a multiple of three, so no two of the wanted lanes have the same position in
+/// their vectors. Two blends therefore collect all wanted lanes in one vector, and a shuffle puts
+/// them in order.
 template <int first, class Lane>
 inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>& middle,
                                  const VectorOf<Lane>& high) {
@@ -87,8 +91,9 @@ inline VectorOf<Lane> everyThird(const VectorOf<Lane>& low, const VectorOf<Lane>
     (numbersBelow<lanes>);
 }
 
-/// Every fourth lane of four consecutive vectors, starting with lane `first`. Lanes move within
-/// their 16 bytes and then once across them. That suits AVX2 best, and floats most of all.
+/// Every fourth lane of four consecutive vectors, starting with lane `first`. First moves lanes
+/// within blocks of 16 bytes, and then once across these blocks. This is fastest for floats in
+/// AVX2.
 template <int first, class Lane>
 inline VectorOf<Lane> everyFourth(const VectorOf<Lane>& a, const VectorOf<Lane>& b,
                                   const VectorOf<Lane>& c, const VectorOf<Lane>& d) {
@@ -106,8 +111,8 @@ inline VectorOf<Lane> everyFourth(const VectorOf<Lane>& a, const VectorOf<Lane>&
     (numbersBelow<lanes>);
 }
 
-/// Component `number` of as many elements as a vector has lanes. `in` points to all components of
-/// these elements, `multiplicity` each: 2, 3 or 4.
+/// Component `number` of as many elements as a vector has lanes. `in` points to these elements,
+/// which have `multiplicity` components each: 2, 3 or 4.
 template <class Lane, int multiplicity, int number>
 inline VectorOf<Lane> loadComponent(const unsigned char* in) {
     using Vector = VectorOf<Lane>;

@@ -10,7 +10,7 @@ namespace Fenlet {
 inline namespace FENLET_TARGET {
 namespace {
 
-/// Converts a lane and changes its sign. For a float that flips the sign bit; an integer wraps.
+/// Converts a lane and changes its sign. Flips the sign bit of a float. An integer wraps.
 template <class To, class From>
 struct Negated {
     using In = From;
@@ -39,7 +39,7 @@ void negate(const UnaryArgs& args) {
                                   operand + lane * std::int64_t{sizeof(From)}, pace);
 }
 
-/// The steps of a length: add a component to the sum, and take the root.
+/// The two steps of a length: adding the square of a component to the sum, and the root.
 template <class Result>
 struct Norm {
     using Lane = Result;
@@ -55,7 +55,7 @@ struct Norm {
 inline float roundedToHalf(float sum) {
     const auto bits = bitCast<std::uint32_t>(sum);
     const std::uint32_t normal = (bits + 0x0FFFu + ((bits >> 13) & 1u)) & 0xFFFFE000u;
-    // Below 2 to the power -14 the last place is that of 0.5 in binary32.
+    // Below 2 to the power -14, the last place of a Half is the last place of 0.5 in binary32.
     const float finite = sum < 0x1p-14f ? (sum + 0.5f) - 0.5f : bitCast<float>(normal);
     // A sum that is too large becomes infinite, and a NaN stays a NaN.
     return sum < 65520.0f ? finite : sum + __builtin_inff();
@@ -86,9 +86,9 @@ struct Root {
     static Out apply(In sum) { return Norm<Result>::root(sum); }
 };
 
-/// Adds the squares of the components of each element to its sum, in component order. Each addition
-/// needs the one before it, so this works on many elements at a time. With only a few elements that
-/// would gain nothing.
+/// Adds the squares of the components of each element to its sum, in component order. The additions
+/// for one element depend on each other, so the loop adds one component of many elements at a time.
+/// With fewer than four elements, it simply adds element by element.
 template <class Result>
 [[gnu::noinline]] void addSquares(unsigned char* sums, const unsigned char* lanes,
                                   std::int64_t elements, std::int64_t components) {
@@ -111,8 +111,9 @@ template <class Result>
     }
 }
 
-/// Computes the length of each element of `components` components, for as many elements at a time
-/// as fill a register. First it gathers their components, each in a separate register.
+/// Computes the lengths of elements of `components` components. Works on as many elements at a time
+/// as fill a vector: first puts each component of these elements into a separate vector, then
+/// computes.
 template <class Result, int components>
 [[gnu::noinline]] void measureFixed(unsigned char* out, const unsigned char* lanes,
                                     std::int64_t elements) {
@@ -146,8 +147,8 @@ template <class Result, int components>
 /// The type of `measureFixed`.
 using LengthRun = void (*)(unsigned char* out, const unsigned char* lanes, std::int64_t elements);
 
-/// Null where separate passes for sums and roots are faster: for results other than Float32 and
-/// Float64, and for elements of one or many components.
+/// The `measureFixed` for elements of 2 to 4 components and results of Float32 or Float64.
+/// Otherwise null, because separate passes for sums and roots are faster.
 template <class Result>
 LengthRun measureOf(std::int64_t components) {
     if constexpr (isSame<Result, float> || isSame<Result, double>) {
@@ -173,11 +174,12 @@ struct LengthRecipe {
     LaneMap root;
     LengthRun measure; ///< used instead of `addSquares` and `root` if not null
     std::int64_t operandBytes;
-    std::int64_t workingBytes; ///< of a component in the working type, and of a sum
+    std::int64_t workingBytes; ///< bytes of a component in the working type, and of a sum
     std::int64_t resultBytes;
 };
 
-/// Runs `recipe.measure`, for elements of a few components that are independent of one another.
+/// Runs `recipe.measure`. The areas must be independent, and the components of one element must fit
+/// into a tile.
 void measure(const UnaryArgs& args, const LengthRecipe& recipe) {
     auto* const result = static_cast<unsigned char*>(args.result);
     const auto* const operand = static_cast<const unsigned char*>(args.operand);
@@ -208,7 +210,7 @@ void follow(const UnaryArgs& args, const LengthRecipe& recipe) {
     for (const auto [element, elements] : Pieces{args.count, pace}) {
         const std::int64_t lanes = elements * multiplicity;
         std::memset(sums.bytes, 0, static_cast<std::size_t>(elements * recipe.workingBytes));
-        // Only a single element can have more lanes than a tile.
+        // This loop runs more than once only for a single element with more lanes than a tile.
         for (const auto [done, some] : Pieces{lanes, tileLanes}) {
             const unsigned char* in =
                 operand + (element * multiplicity + done) * recipe.operandBytes;
