@@ -11,7 +11,8 @@ namespace Fenlet {
 
 #ifdef FENLET_HAVE_TBB
 void standardCrew(int threads, const std::function<void(int worker)>& work) {
-    // Without enough threads, some of these calls start late. They find nothing left to do.
+    // If oneTBB has too few threads, some of these calls start after the others have finished. They
+    // then find nothing left to do.
     tbb::task_arena arena(std::min(threads, standardCrewSize()));
     arena.execute([&] {
         tbb::parallel_for(

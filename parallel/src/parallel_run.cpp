@@ -10,11 +10,12 @@
 namespace Fenlet {
 namespace {
 
-/// Elements in a piece: few enough that no thread waits long at the end of the run, and enough that
-/// the cost of taking a piece does not matter.
+/// Elements in a piece. Few enough that no thread waits long at the end of the run, and many enough
+/// that the cost of taking a piece does not matter.
 constexpr std::int64_t usualGrain = 32768;
 
-/// More pieces than this gain nothing, and the run remembers of each whether it is done.
+/// The most pieces of a run. More pieces would only take more memory: a run notes for each piece
+/// whether it is done.
 constexpr std::int64_t mostPieces = 1 << 20;
 
 std::int64_t grainOf(const ParallelOptions& options, std::int64_t count, std::int64_t blockSize) {
@@ -36,7 +37,7 @@ ParallelOutcome runByCrew(Crew crew, const ArrayRun& run, std::int64_t first, st
                           const ParallelOptions& options) {
     if (!run.isPrepared() || first < 0 || count < 0 || first > run.count() ||
         count > run.count() - first) {
-        // A worker refuses such a range too, and says why.
+        // A worker refuses such a range, too. Takes the error from there.
         ArrayRun::Worker asking(run);
         static_cast<void>(asking.run(first, count));
         ParallelOutcome refused;
@@ -63,7 +64,8 @@ ParallelOutcome evaluateByCrew(Crew crew, const FenletProgram& program, int bloc
         std::unique_ptr<BlockSink> sink;
     };
     {
-        // Refuses a wrong program or binding before any thread begins, even if the range is empty.
+        // Refuses a wrong program or wrong bindings before any thread begins, even if the range is
+        // empty.
         Interpreter planning;
         if (!planning.configure(program, blockSize) || !planning.checkBindings(bindings)) {
             ParallelOutcome refused;

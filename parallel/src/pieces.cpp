@@ -9,7 +9,7 @@ namespace Fenlet {
 namespace {
 
 /// A run in progress. Pieces are numbered in the order of their elements and taken in that order.
-/// So when a piece fails, all lower ones have been taken, and will be finished.
+/// So when a piece fails, threads have taken all pieces before it, and will finish these.
 class PieceRun {
   public:
     PieceRun(std::int64_t newFirst, std::int64_t newCount, std::int64_t newGrain,
@@ -93,7 +93,7 @@ class PieceRun {
     const std::function<PieceWork()>& makeWork;
 
     std::atomic<std::int64_t> next{0};
-    /// The lowest piece that failed. Neither it nor a later one begins any more.
+    /// The lowest piece that failed. No thread begins this piece or a later one.
     std::atomic<std::int64_t> endAt{std::numeric_limits<std::int64_t>::max()};
     std::atomic<bool> wasCancelled{false};
 

@@ -1,4 +1,4 @@
-// Parallel runs by any crew, so that tests can use other threads.
+// Parallel runs with any crew, so that tests can choose the threads.
 #pragma once
 
 #include "crew.h"

@@ -13,31 +13,31 @@
 
 namespace Fenlet {
 
-/// How a parallel run works. Results do not depend on it.
+/// How to run in parallel. Results do not depend on these options.
 struct ParallelOptions {
     /// The largest number of threads, including the caller's; 0 or less means `defaultThreads()`.
     /// A build without oneTBB runs everything on the caller's thread.
     int threads = 0;
-    /// Elements that a thread takes at a time, rounded up to whole blocks; 0 or less chooses a
-    /// number that suits most runs.
+    /// Elements that a thread takes at a time, rounded up to whole blocks; 0 or less means a number
+    /// that suits most runs.
     std::int64_t grain = 0;
-    /// Called after each piece with the number of elements that are done, anywhere in the range,
-    /// and the number of all. One thread calls it at a time, not always the caller's. May be empty.
-    /// Must not throw.
+    /// Called after each piece with the number of elements done so far, anywhere in the range, and
+    /// the number of all elements. Only one thread calls it at a time, but this is not always the
+    /// caller's thread. May be empty. Must not throw.
     std::function<void(std::int64_t done, std::int64_t total)> progress;
-    /// Read before each piece; once it is true, no further piece begins. May be null. Borrowed for
-    /// the call.
+    /// Read before each piece. Once the flag is true, no further piece begins. May be null.
+    /// Borrowed for the call.
     const std::atomic<bool>* isCancelled = nullptr;
 };
 
 /// How a parallel run ended.
 struct ParallelOutcome {
-    /// The refusal behind `error`; `None` for an error without one, such as a wrong range.
+    /// The refusal that caused `error`. `None` if no refusal caused it, as for a wrong range.
     ExecRefusal refusal = ExecRefusal::None;
     /// Why the run failed, in a sentence; empty if it finished or was cancelled. If several pieces
-    /// fail, the error of the first one in the range.
+    /// fail, this is the error of the first failed piece in the range.
     std::string error;
-    /// Whether the run was cancelled before all elements were complete, and no piece failed.
+    /// Whether the run was cancelled before all elements were complete. False if a piece failed.
     bool isCancelled = false;
     /// At least this many elements from the first on are complete, counted in whole pieces. Later
     /// elements may have been written too.
@@ -46,20 +46,20 @@ struct ParallelOutcome {
     bool ok() const { return error.empty() && !isCancelled; }
 };
 
-/// Evaluates `count` elements from `first` on of a prepared run, each thread with an
-/// `ArrayRun::Worker`. The threads are those of oneTBB's pool; the caller's thread works too, and
-/// finishes the run alone if no other is free.
+/// Evaluates `count` elements from `first` on of a prepared run. Each thread has its own
+/// `ArrayRun::Worker`. The threads are those of oneTBB's pool. The caller's thread works, too, and
+/// finishes the run alone if no other thread is free.
 ///
 /// Several threads call the run's providers at the same time, so providers must be thread-safe. The
-/// blocks of a piece come in order, but pieces do not.
+/// blocks within a piece are evaluated in order; pieces are evaluated in any order.
 ///
 /// If nothing is prepared, or the range does not lie within the arrays, nothing runs and `error`
-/// says why. An exception that leaves a provider ends the run and leaves this call, and so does one
-/// of the allocator.
+/// says why. An exception that a provider or the allocator throws ends the run and leaves this
+/// call.
 FENLETPARALLEL_API ParallelOutcome runParallel(const ArrayRun& run, std::int64_t first,
                                                std::int64_t count,
                                                const ParallelOptions& options = {});
-/// The same for all elements.
+/// Evaluates all elements of a prepared run, as above.
 FENLETPARALLEL_API ParallelOutcome runParallel(const ArrayRun& run,
                                                const ParallelOptions& options = {});
 
@@ -67,25 +67,24 @@ FENLETPARALLEL_API ParallelOutcome runParallel(const ArrayRun& run,
 /// on that thread, for one thread at a time. `interpreter` lives as long as the sink.
 using SinkFactory = std::function<std::unique_ptr<BlockSink>(const Interpreter& interpreter)>;
 
-/// Evaluates elements `first` to `first` + `count` - 1 of a program, each thread with an
-/// `Interpreter` and a sink. Blocks have `blockSize` elements, and only the last may have fewer.
+/// Evaluates a program over the elements `first` to `first` + `count` - 1. Each thread has its own
+/// `Interpreter` and sink. Blocks have `blockSize` elements; only the last may have fewer.
 /// Everything is borrowed for the call.
 ///
-/// Several threads call the providers at the same time, so these must be thread-safe, and so must
+/// Several threads call the providers at the same time, so providers must be thread-safe, as must
 /// everything that the sinks share. Each sink receives some of the blocks, in ascending order.
 ///
 /// A program or bindings that an `Interpreter` refuses are refused before any thread begins. A sink
-/// that returns false ends the run with `error` set and the refusal `None`. An exception that
-/// leaves a provider, a sink or `makeSink` ends the run and leaves this call, and so does one of
-/// the allocator.
+/// that returns false ends the run with `error` set and the refusal `None`. An exception that a
+/// provider, a sink, `makeSink` or the allocator throws ends the run and leaves this call.
 FENLETPARALLEL_API ParallelOutcome evaluateParallel(const FenletProgram& program, int blockSize,
                                                     std::int64_t first, std::int64_t count,
                                                     const Bindings& bindings,
                                                     const SinkFactory& makeSink,
                                                     const ParallelOptions& options = {});
 
-/// The number of threads that oneTBB offers, which is that of the machine unless the host limits
-/// it; 1 in a build without oneTBB.
+/// The number of threads that oneTBB offers: the number that the machine can run at once, unless
+/// the host limits it. 1 in a build without oneTBB.
 FENLETPARALLEL_API int defaultThreads();
 
 } // namespace Fenlet
