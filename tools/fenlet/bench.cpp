@@ -22,7 +22,7 @@ using namespace Fenlet;
 
 namespace {
 
-/// Made-up values: floats from 1 to 2, small integers, and truth values every third of which is
+/// Makes up values: floats from 1 to 2, small integers, and truth values of which every third is
 /// true.
 class MadeUp {
   public:
@@ -64,7 +64,7 @@ class MadeUp {
     std::vector<unsigned char> tables[7];
 };
 
-/// Provides everything that a program asks for.
+/// Serves every field, uniform and sampler of a program with made-up values.
 class MadeUpHost : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit MadeUpHost(const FenletProgram& program)
@@ -112,8 +112,8 @@ double medianTime(Work&& work) {
     return times[4];
 }
 
-/// A program that is planned, with made-up data and a sink that ignores what it gets. Each call
-/// throws `std::runtime_error` with one sentence if it is refused.
+/// A planned program with made-up data and a sink that ignores the blocks. If the interpreter
+/// refuses, the constructor and `evaluate` throw `std::runtime_error` with one sentence.
 class Runner {
   public:
     Runner(const FenletProgram& newProgram, MadeUpHost& host, int blockSize)
@@ -127,7 +127,8 @@ class Runner {
         if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
             throw std::runtime_error(describeOutcome(interpreter, program, call));
     }
-    /// Runs a step over the block of the last `evaluate` once more; it cannot be refused now.
+    /// Runs a step once more, over the last block of the last `evaluate`. It cannot be refused,
+    /// because it succeeded there.
     void runStep(const Interpreter::Step& step) { interpreter.runStep(step, bindings, 0); }
 
     const Interpreter& planned() const { return interpreter; }
@@ -151,7 +152,7 @@ void blockSizes(const FenletProgram& program, MadeUpHost& host) {
     }
 }
 
-/// The lines of the program's listing that are instructions, in program order.
+/// The lines of instructions in the program's listing, in program order.
 std::vector<std::string> instructionLines(const FenletProgram& program) {
     std::vector<std::string> lines;
     std::istringstream text(listing(program));
@@ -167,7 +168,8 @@ std::vector<std::string> instructionLines(const FenletProgram& program) {
 }
 
 void instructions(const FenletProgram& program, MadeUpHost& host, int blockSize) {
-    // Long enough for the clock, and about the same time for every block size.
+    // Chosen so that a measurement is long enough for the clock, and takes about the same time for
+    // every block size.
     const int repeats = std::max(1, (1 << 18) / blockSize);
     Runner runner(program, host, blockSize);
     runner.evaluate(blockSize);

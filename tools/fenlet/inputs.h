@@ -23,24 +23,27 @@ struct Assignment {
 };
 
 /// Splits `text` at the first equals sign. Throws `std::runtime_error` with a message for the user
-/// if there is none or one side is empty; `kind` is the word for the value in that message.
+/// if there is no equals sign or one side is empty. `kind` is the word for the value in this
+/// message.
 Assignment parseAssignment(const std::string& option, const std::string& text, const char* kind);
 
 /// Providers for every field, uniform and sampler of one program.
 class Inputs {
   public:
-    /// The program must outlive this.
+    /// The program must outlive this object.
     explicit Inputs(const Fenlet::FenletProgram& newProgram);
     Inputs(const Inputs&) = delete;
     Inputs& operator=(const Inputs&) = delete;
 
-    /// Each throws `std::runtime_error` or `Fenlet::FileError` with one line for the user.
+    /// If the value does not fit, each throws `std::runtime_error` or `Fenlet::FileError` with one
+    /// line for the user.
     void setField(const Assignment& field);
     void setUniform(const Assignment& uniform);
     void setSampler(const Assignment& sampler);
 
-    /// Throws as above unless everything that the program reads is given and fits. If `isForced`, a
-    /// uniform that does not fit into its register's format is only a warning.
+    /// Throws as the functions above do, unless everything that the program reads is given and
+    /// fits. If `isForced`, a uniform that does not fit into its register's format is only a
+    /// warning.
     void check(bool isForced) const;
 
     /// The number of elements of the fields; empty if there is no field.

@@ -64,7 +64,7 @@ constexpr const char* statuses = R"(
 Exit status: 0 success; 1 the program or its data has an error; 2 the command line is wrong.
 Messages go to standard error, but the findings of check go to standard output.)";
 
-/// A text that cannot be read. The message has several lines.
+/// Thrown for a text that cannot be read as a program. The message has several lines.
 class UnreadableText : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -101,21 +101,23 @@ ParseResult readProgram(const std::string& path) {
     return result;
 }
 
-/// Whether `run` and `bench` refuse a program with this finding. `isForced` does not make them run
-/// a program that the evaluator refuses, or that would read or write outside its registers.
+/// Whether `run` and `bench` refuse a program with this finding. Even if `isForced`, they refuse a
+/// program that the evaluator refuses, or that would read or write outside its registers.
 bool endsRun(const Finding& finding, bool isForced) {
     return finding.severity != FindingClass::ProbablyAMistake ||
            (spoilsResults(finding) && !isForced);
 }
 
-/// Where in the text the finding is: the file, and the line of the instruction if it has one.
+/// The place of the finding in the text: the file, and the line of the instruction if the finding
+/// is about one.
 std::string placeOf(const Finding& finding, const std::string& path, const ParseResult& text) {
     const auto number = static_cast<std::size_t>(finding.instruction);
     return finding.instruction < 0 ? nameOf(path)
                                    : nameOf(path) + ":" + std::to_string(text.lines[number]);
 }
 
-/// Prints the findings, one per line. Returns whether one of them ends a run.
+/// Prints the findings, one per line. Returns whether `run` refuses the program because of one of
+/// them.
 bool print(const std::vector<Finding>& findings, const std::string& path, const ParseResult& text,
            bool isForced, std::FILE* file) {
     bool endsOne = false;
@@ -129,7 +131,8 @@ bool print(const std::vector<Finding>& findings, const std::string& path, const 
     return endsOne;
 }
 
-/// Prints the findings on standard error. Throws if one of them ends the run.
+/// Prints the findings on standard error. Throws if the program must not run because of one of
+/// them.
 void admit(const ParseResult& text, const std::string& path, bool isForced) {
     const std::vector<Finding> findings = verifyProgram(text.program);
     if (!print(findings, path, text, isForced, stderr))
@@ -147,13 +150,14 @@ void admit(const ParseResult& text, const std::string& path, bool isForced) {
     throw std::runtime_error(nameOf(path) + ": not run: " + reason);
 }
 
-/// The findings are the answer of this command, so they go to standard output.
+/// Prints the findings to standard output, because they are the result of this command.
 int check(const std::string& path) {
     const ParseResult text = readProgram(path);
     return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;
 }
 
-/// Returns the exit status. Throws if there is something to report.
+/// Runs the command. Returns the exit status. Throws an exception with a message for the user if
+/// the command fails.
 int perform(const std::string& command, const std::string& file, const RunOptions& options) {
     int status = 0;
     if (command == "check") {

@@ -14,7 +14,7 @@ inline std::string quoted(const std::string& name) {
     return "\"" + name + "\"";
 }
 
-/// The number, if the whole text is one.
+/// The number, if the whole text is a number.
 template <class Number>
 std::optional<Number> numberIn(const std::string& text) {
     Number number{};
@@ -25,15 +25,17 @@ std::optional<Number> numberIn(const std::string& text) {
     return number;
 }
 
-/// One sort of declaration. `sort` is the word for it, such as "field"; `mark` precedes numbers.
+/// All declarations of one sort: fields, uniforms, samplers or registers. `sort` is the word for
+/// the sort, such as "field". `mark` precedes numbers.
 template <class Entry>
 class Declarations {
   public:
     Declarations(const std::vector<Entry>& newEntries, const char* newSort, char newMark)
         : entries(newEntries), sort(newSort), mark(newMark) {}
 
-    /// The position of the entry named `called`, which can also be its mark and number. Throws
-    /// `std::runtime_error` with one line for the user if there is none or the name is ambiguous.
+    /// The position of the entry `called`, given by its name or by its mark and number. Throws
+    /// `std::runtime_error` with one line for the user if there is no such entry or the name is
+    /// ambiguous.
     std::size_t find(const std::string& called) const {
         std::vector<std::size_t> found;
         for (std::size_t i = 0; i < entries.size(); ++i)
@@ -52,7 +54,7 @@ class Declarations {
         throw std::runtime_error("the program has no " + sort + " " + quoted(called) + known());
     }
 
-    /// The sort, and the name or, without a name, the number.
+    /// The sort and the name of an entry. An entry without a name is described by its number.
     std::string describe(std::size_t position) const {
         const std::string& name = entries[position].name;
         return sort + " " + (name.empty() ? numbered(position) : quoted(name));

@@ -10,7 +10,7 @@
 namespace Tool {
 
 struct RunOptions {
-    std::vector<std::string> fields; ///< all these lists: NAME=VALUE
+    std::vector<std::string> fields; ///< each entry of these lists has the form NAME=VALUE
     std::vector<std::string> uniforms;
     std::vector<std::string> samplers;
     std::vector<std::string> outputs;
@@ -20,7 +20,7 @@ struct RunOptions {
     bool isForced = false;          ///< whether to run in spite of findings that spoil results
 };
 
-/// Thrown when a signal asked the process to end. Unfinished files are removed first.
+/// Thrown when a signal asks the process to end. By then, unfinished files have been removed.
 struct Interrupted {
     int signal;
 };
@@ -28,8 +28,9 @@ struct Interrupted {
 /// Marks the registers that a run writes to files as outputs of the program. Throws as `run` does.
 void markOutputs(Fenlet::FenletProgram& program, const RunOptions& options);
 
-/// Evaluates a sound program and writes its results. At the end all files appear, or none. Throws
-/// `std::runtime_error` with one line for the user, or `Interrupted`.
+/// Evaluates a sound program and writes its results. The output files appear all together at the
+/// end; after a failure none appears. On failure throws `std::runtime_error` with one line for the
+/// user, or `Interrupted`.
 void run(const Fenlet::FenletProgram& program, const RunOptions& options);
 
 } // namespace Tool

@@ -1,4 +1,4 @@
-// What the command lines of all programs have in common.
+// Functions that the command lines of all programs share.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,7 +8,7 @@
 
 namespace Terminal {
 
-/// The text in one line, without control characters.
+/// The text in one line: every control character becomes a question mark.
 inline std::string oneLine(std::string text) {
     for (char& c : text)
         if (static_cast<unsigned char>(c) < ' ' || c == '\x7F')
@@ -16,8 +16,8 @@ inline std::string oneLine(std::string text) {
     return text;
 }
 
-/// Accepts the finite numbers that `accepts` accepts; `words` describes them. If a text is not a
-/// number, the option itself refuses it.
+/// A validator for the finite numbers that `accepts` accepts. `words` describes these numbers. The
+/// validator passes a text that is not a number, because the option refuses it anyway.
 template <class Accepts>
 CLI::Validator finiteNumber(const std::string& words, Accepts accepts) {
     const auto check = [words, accepts](const std::string& text) {
@@ -49,9 +49,8 @@ inline CLI::Validator fileName() {
         "");
 }
 
-/// Reads the options. If the program has to end, because it printed the help or an argument is
-/// wrong, returns the exit status for `main`. A wrong argument is reported in one line on standard
-/// error.
+/// Reads the options. If an argument is wrong, or the help was printed, returns the exit status for
+/// `main`; otherwise nothing. Reports a wrong argument in one line on standard error.
 inline std::optional<int> readCommandLine(CLI::App& app, int argumentCount, char** arguments) {
     app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
         return oneLine(failed->get_name() + ": " + error.what()) + "\n";

@@ -6,8 +6,8 @@
 
 namespace Terminal {
 
-/// Writes to standard error, and only if that is a terminal. The line appears after a moment, so
-/// that short work shows nothing, and it is removed at the end.
+/// Writes to standard error, and only if this is a terminal. The line appears after a moment, so
+/// that short work shows nothing. The destructor removes the line.
 class Progress {
   public:
     Progress(std::string what, long long total);
