@@ -1,4 +1,4 @@
-// What an `ArrayRun` allocates, and what is left when memory runs out.
+// What an `ArrayRun` allocates, and its state after an allocation has failed.
 #include "../doubles/counted_new.h"
 
 #include <fenletarrays/array_run.h>
@@ -12,7 +12,8 @@
 namespace Fenlet {
 namespace {
 
-/// Fields in place and converted, a constant, a uniform, a gather and two outputs.
+/// A program with fields that are read in place, fields that are converted, a constant, a uniform,
+/// a gather and two outputs.
 FenletProgram someOfEverything() {
     ProgramBuilder write(ProgramBuilder::OnError::Throw);
     const auto index = write.elementIndex();

@@ -280,7 +280,7 @@ TEST(ArrayRun, TakesNoMoreMemoryForLongChains) {
     ArrayRun run(program);
     ASSERT_TRUE(run.evaluate({{"a", values}}, {{"sum", sum}})) << run.error();
     EXPECT_EQ(sum[4999], 101);
-    // The sums alternate between two areas; the last step writes into the output.
+    // The sums alternate between two areas of scratch memory. The last step writes into the output.
     EXPECT_LE(run.figures().scratchBytes, std::int64_t{2} * 4 * run.blockSize());
 }
 
@@ -370,7 +370,7 @@ TEST_F(ArrayRunRefusals, NamePresenceThatIsShifted) {
                      {{"ndvi", MutableArrayView::of(nir).withPresence(present.data() + 1)}})
                   .find("the output \"ndvi\" overlaps the field \"nir\""),
               std::string::npos);
-    // Exactly the same is fine, however the elements are shaped.
+    // An output may be exactly the same elements as an input, even with another shape.
     EXPECT_TRUE(
         run.evaluate({{"nir", field.shaped({2, 2}).withPresence(present.data())}, {"red", red}},
                      {{"ndvi", MutableArrayView::of(nir).withPresence(present.data())}}))

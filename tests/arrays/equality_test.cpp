@@ -1,5 +1,5 @@
-// Random programs over random arrays: `ArrayRun` against `Interpreter` with `ArrayField` and a
-// copying sink, to the byte.
+// Runs random programs over random arrays, once with `ArrayRun` and once with an `Interpreter`,
+// `ArrayField` and a copying sink. All bytes must be equal.
 #include "../oracle/exact_conversions.h"
 #include "../oracle/lane_bits.h"
 #include "random_arrays.h"
@@ -24,7 +24,7 @@ namespace {
 class Trial {
   public:
     explicit Trial(std::uint64_t seed) : chance(seed), run(Model::randomCase(seed)) {
-        // Most of the model's programs are unsound on purpose.
+        // Most random programs of the model are unsound on purpose, so most trials use a sound one.
         if (!chance.oneIn(4))
             run.program = soundProgram(chance);
         run.count = chance.oneIn(20) ? 700 + chance.below(3000) : 1 + chance.below(200);
@@ -38,15 +38,15 @@ class Trial {
         }
     }
 
-    /// Runs both and returns the first difference, or an empty text. Counts in `events` what the
-    /// trial covered.
+    /// Runs both evaluators. Returns the first difference, or an empty text. Counts in `events`
+    /// what the trial covered.
     std::string compare(std::map<std::string, int>& events);
     std::string listed() const { return Model::describe(run); }
 
   private:
     struct Output {
         std::int32_t number;
-        std::unique_ptr<RandomArray> array; ///< null if it lies in a field's array
+        std::unique_ptr<RandomArray> array; ///< null if the output lies in a field's array
         MutableArrayView view;
         std::vector<std::vector<unsigned char>> before; ///< each element before the run
     };
@@ -151,7 +151,7 @@ void Trial::drawOutputs() {
                         [number](const Instruction& one) {
                             return one.op != OpCode::Nop && one.result == number;
                         });
-        // A wide register takes long to fill and to compare.
+        // Wide registers take long to fill and to compare, so most of them are left out.
         const bool isTooWide =
             info.multiplicity > 200 || (info.multiplicity > 20 && !chance.oneIn(30));
         const bool hasStorage =
@@ -190,7 +190,8 @@ bool areAlike(ArrayKind kind, const unsigned char* left, const unsigned char* ri
             Oracle::isNan(number, Oracle::loadBits(number, right)));
 }
 
-/// Checks that elements below `complete` are as expected, and that the others were not touched.
+/// Checks that the elements before `complete` are as expected, and that the other elements have not
+/// changed.
 std::string Trial::compareOutputs(const CollectingSink& expected, std::int64_t complete) {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         const CollectedRegister& wanted = expected[i];
@@ -345,7 +346,7 @@ TEST(ArrayRunModel, AgreesWithTheInterpreterOnRandomPrograms) {
         ASSERT_EQ(difference, "") << "seed " << seed << "\n" << trial.listed();
     }
     std::printf("%llu random programs over arrays agree\n", static_cast<unsigned long long>(cases));
-    // What did not happen was not tested.
+    // Checks that each event has happened: otherwise it was not tested.
     if (cases < 1000)
         return;
     for (const char* const name :

@@ -12,7 +12,7 @@ std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
 }
 
 /// Stores the components of one element at `out`. Returns whether the element has a value: one in
-/// eight has none.
+/// eight is missing.
 bool computeElement(std::uint64_t seed, CpuElementKind kind, int multiplicity, unsigned char* out) {
     Chance chance(seed);
     const auto size = static_cast<std::size_t>(elementSize(kind));

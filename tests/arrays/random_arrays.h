@@ -21,10 +21,10 @@ struct ArrayWish {
     std::int64_t count = 0;
     std::int64_t columns = 1; ///< the size of a second axis, if it divides the count
     bool isRead = true;       ///< elements may share memory or lie outside the array
-    bool hasPresence = false; ///< always; otherwise sometimes, if `isRead`
+    bool hasPresence = false; ///< if false, arrays that are read may have presence, too
 };
 
-/// A random array and its memory. An access beyond one of its two ends faults.
+/// A random array and its memory. An access beyond one end of the memory, drawn at random, faults.
 class RandomArray {
   public:
     RandomArray(Chance& chance, const ArrayWish& wish);
@@ -47,8 +47,9 @@ class RandomArray {
     std::unique_ptr<FencedArea> presence;
 };
 
-/// A field that the host computes: each value follows from a seed and the element's number. It
-/// declines the call with number `declineAt`, counted from 0; none if that is -1.
+/// A field that the host computes: each value follows from a seed and the element's number. The
+/// field declines the call with number `declineAt`, counted from 0. If `declineAt` is -1, it
+/// declines none.
 class ComputedField final : public CpuFieldAccessor {
   public:
     ComputedField(std::uint64_t newSeed, int newDeclineAt)
@@ -62,7 +63,8 @@ class ComputedField final : public CpuFieldAccessor {
     int declineAt;
 };
 
-/// The same for a sampler, whose values follow from a seed and the coordinates' bytes.
+/// A sampler that the host computes: each value follows from a seed and the bytes of the
+/// coordinates. `declineAt` is as for `ComputedField`.
 class ComputedSampler final : public FenletSampler {
   public:
     ComputedSampler(std::uint64_t newSeed, int newDeclineAt)

@@ -31,7 +31,7 @@ class SoundProgram {
                 addInstruction(sampler);
                 --left;
             } catch (const ProgramError&) {
-                // The builder adds nothing that does not fit.
+                // The builder refused the call and added nothing.
             }
         }
         FenletProgram program = builder.build().program;
@@ -71,8 +71,8 @@ class SoundProgram {
 
     Chance& chance;
     ProgramBuilder builder{ProgramBuilder::OnError::Throw};
-    // Every read of a field or uniform uses the same number of components, and for a field either
-    // truth values or numbers.
+    // All reads of one field or uniform use the same number of components. All reads of one field
+    // use truth values, or all use numbers.
     struct FieldUse {
         FieldHandle handle;
         std::int32_t multiplicity;
@@ -211,8 +211,8 @@ void SoundProgram::addInstruction(SamplerHandle sampler) {
     }
 }
 
-/// Picks an instruction and an older register of the same format and width. From there on, the
-/// instruction's result is replaced by that register.
+/// Picks an instruction and an older register of the same format and width. From this instruction
+/// on, the older register replaces the instruction's result.
 void SoundProgram::reuseRegister(FenletProgram& program) {
     const int from = chance.below(program.instructionCount());
     const std::int32_t result = program.instructions[static_cast<std::size_t>(from)].result;

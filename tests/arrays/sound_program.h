@@ -8,7 +8,7 @@
 namespace Fenlet {
 
 /// A program of up to about 30 instructions over three fields, three uniforms and a sampler. Every
-/// operand is written before it is read. Registers may be written more than once, also by
+/// operand is written before it is read. Registers may be written more than once, even by
 /// instructions that read them.
 FenletProgram soundProgram(Model::Chance& chance);
 

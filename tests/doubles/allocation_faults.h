@@ -9,16 +9,15 @@
 
 namespace Fenlet::Doubles {
 
-/// Makes the first, second, ... allocation of `operate(subject)` fail, each on a new subject from
-/// `prepare`: once together with all later ones, and once alone. Stops when no allocation is left
-/// to fail. Each failure must come out as `std::bad_alloc`, and the subject must leave no memory
-/// behind.
+/// Makes each allocation of `operate(subject)` fail in turn, on a new subject from `prepare` each
+/// time: first together with all later allocations, then alone. Stops when an operation succeeds.
+/// Each failed operation must throw `std::bad_alloc`, and the subject must free all its memory.
 ///
-/// Calls `examine(subject)` after each failure, when memory is available again, and after the first
-/// operation that succeeded. Returns how many operations failed.
+/// Calls `examine(subject)` after each failed operation, when memory is available again, and after
+/// the operation that succeeded. Returns how many operations failed.
 template <class Prepare, class Operate, class Examine>
 int failEachAllocation(Prepare prepare, Operate operate, Examine examine) {
-    // Allocates here what is allocated once for the whole process.
+    // A first operation makes the allocations that happen only once in a process.
     {
         auto subject = prepare();
         operate(subject);

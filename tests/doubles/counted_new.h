@@ -1,4 +1,5 @@
-// An operator new that counts, fails on request, and pretends that the machine has one tebibyte.
+// An operator new that counts allocations, fails on request, and refuses more memory than one
+// tebibyte.
 #pragma once
 
 #include <array>
@@ -11,7 +12,7 @@ class AllocationCount {
   public:
     AllocationCount();
     std::size_t count() const;
-    /// Sizes in bytes, in order, as far as there is room.
+    /// The sizes of the first allocations, in bytes.
     std::array<std::size_t, 16> sizes() const;
 };
 
@@ -21,8 +22,8 @@ std::size_t liveAllocations();
 /// Whether allocations succeed again after the one that fails.
 enum class Shortage { Lasting, Passing };
 
-/// While it lives, allocation number `number`, counted from 0, throws `std::bad_alloc`. If the
-/// shortage lasts, so do all later ones.
+/// While an object of this class lives, allocation number `number`, counted from 0, throws
+/// `std::bad_alloc`. If the shortage is lasting, all later allocations throw it, too.
 class FailingAllocation {
   public:
     explicit FailingAllocation(std::size_t number, Shortage shortage = Shortage::Lasting);

@@ -1,4 +1,4 @@
-// What tests of refusals expect of an interpreter.
+// Functions that check the refusals of an interpreter.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -7,7 +7,7 @@
 
 namespace Fenlet::Doubles {
 
-/// The reason and its exact words; null means no words.
+/// Expects this reason with this exact message. A null message means that there must be none.
 inline void expectReason(const Interpreter& interpreter, ExecRefusal code, const char* message) {
     EXPECT_EQ(interpreter.lastRefusal(), code)
         << execRefusalName(interpreter.lastRefusal()) << " instead of " << execRefusalName(code);
@@ -19,7 +19,7 @@ inline void expectNoPlan(const Interpreter& interpreter) {
     EXPECT_TRUE(interpreter.plan().empty());
 }
 
-/// `configure` refuses with these words and leaves no plan.
+/// Expects `configure` to refuse the program with this message and to leave no plan.
 inline void expectConfigureRefuses(const FenletProgram& program, ExecRefusal code,
                                    const char* message, int blockSize = 4) {
     Interpreter interpreter;

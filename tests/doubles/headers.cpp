@@ -1,1 +1,1 @@
-// Compiled so that the tests can share a precompiled header.
+// An empty source, for the target whose precompiled header all tests share.

@@ -10,8 +10,8 @@
 namespace Fenlet {
 namespace {
 
-// It ends the process where the set cannot run: GoogleTest would skip all tests, and that would
-// pass for success.
+// Ends the process if the machine cannot run the set. Skipping all tests instead would count as
+// success.
 class NamedSet : public testing::Environment {
     void SetUp() override {
         const char* const name = std::getenv("FENLET_TEST_SET");

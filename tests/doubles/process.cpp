@@ -40,7 +40,7 @@ class File {
     int number;
 };
 
-/// The end where the program writes, and the end where the test reads.
+/// A pipe or a terminal: the end where the program writes, and the end where the test reads.
 struct Channel {
     File ours;
     File theirs;
@@ -60,7 +60,7 @@ Channel terminalChannel() {
     return {std::move(ours), std::move(theirs)};
 }
 
-/// Runs in the new process: only what is safe between fork and exec.
+/// Runs in the new process. Calls only functions that are safe between fork and exec.
 [[noreturn]] void become(const Command& command, char* const* arguments, int input, int output,
                          int error) {
     const rlimit limit{static_cast<rlim_t>(command.longestFile),
@@ -75,8 +75,8 @@ Channel terminalChannel() {
     _exit(127);
 }
 
-/// Reads both until both have ended. A terminal ends with an error when nobody has it open any
-/// more.
+/// Reads both channels until both have ended. Reading from a terminal fails when no process has it
+/// open any more; this counts as its end.
 void drain(File& output, std::string& outputText, File& error, std::string& errorText) {
     pollfd files[2] = {{output.number, POLLIN, 0}, {error.number, POLLIN, 0}};
     std::string* const texts[2] = {&outputText, &errorText};

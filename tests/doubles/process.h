@@ -12,7 +12,7 @@ struct Command {
     std::vector<std::string> arguments;
     std::string folder;            ///< the working folder
     std::string output;            ///< the file for its standard output, if not empty
-    bool hasTerminal = false;      ///< its standard error is a terminal
+    bool hasTerminal = false;      ///< whether its standard error is a terminal
     std::int64_t longestFile = -1; ///< bytes that it may write to one file; -1 for no limit
     std::string input;             ///< the file for its standard input, if not empty
 };
@@ -23,7 +23,8 @@ struct Outcome {
     std::string error;
 };
 
-/// Throws `std::system_error` if it cannot be started.
+/// Runs the command and waits for its end. Throws `std::system_error` if the command cannot be
+/// started.
 Outcome run(const Command& command);
 
 } // namespace Fenlet::Doubles

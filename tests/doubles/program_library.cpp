@@ -1,4 +1,4 @@
-// The program library's functions, answered by the double.
+// The functions of the program library, replaced by those of a test double.
 #include "doubles/program_library.h"
 
 namespace Fenlet {
@@ -45,7 +45,8 @@ const RegisterInfo& FenletProgram::registerInfo(std::int32_t number) const {
     return registers.at(static_cast<std::size_t>(number));
 }
 
-// Fails if asked beyond the constant's multiplicity: nobody may do that.
+// Fails the test if `index` is not below the constant's multiplicity: the evaluator must not ask
+// for such a component.
 double Constant::realComponent(std::int32_t index) const {
     programLibrary().realComponentsAsked.push_back(index);
     return reals.at(static_cast<std::size_t>(index));

@@ -1,4 +1,5 @@
-// A program library that answers as a test tells it to, and counts its calls.
+// A test double for the program library. It returns what a test tells it to return, and counts
+// calls.
 #pragma once
 
 #include <fenletir/program.h>
@@ -12,10 +13,10 @@ namespace Fenlet::Doubles {
 
 struct ProgramLibrary {
     std::int32_t token = 6155;
-    /// By opcode number: the real arities, and 0 for numbers above them.
+    /// The arities by opcode number: the real ones, and 0 for numbers that are no opcode.
     std::array<std::int32_t, 64> arities{0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 2,
                                          2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 3};
-    /// Instead of what the program holds.
+    /// If set, returned instead of the program's own counts.
     std::optional<std::int32_t> registerCount;
     std::optional<std::int32_t> instructionCount;
 
@@ -30,7 +31,7 @@ struct ProgramLibrary {
     int planningCalls() const { return tokenCalls + arityCalls + countCalls + registerCalls; }
 };
 
-/// The one that is in use.
+/// The library that is in use.
 ProgramLibrary& programLibrary();
 
 } // namespace Fenlet::Doubles

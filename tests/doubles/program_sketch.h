@@ -1,4 +1,4 @@
-// Writes programs line by line, right or wrong.
+// Writes programs, right or wrong, one register or instruction at a time.
 #pragma once
 
 #include <fenletir/program.h>
@@ -57,7 +57,8 @@ inline Constant triboolConstant(unsigned char value) {
     return constant;
 }
 
-/// A register of each sort that the rules distinguish, and one entry in each pool.
+/// A program with one register of each sort that the rules distinguish, and with entries in each
+/// pool.
 struct BenchProgram : ProgramSketch {
     std::int32_t tribool = addRegister(RegisterFormat::Tribool);
     std::int32_t tribool2 = addRegister(RegisterFormat::Tribool, 2);

@@ -1,4 +1,4 @@
-// Providers and a sink that record their calls and do as a test tells them.
+// Providers and a sink that record their calls. A test sets what they answer.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -17,7 +17,7 @@ class RecordingField : public CpuFieldAccessor {
     struct Read {
         FieldRead request;
         std::vector<std::int64_t> indices;
-        std::vector<unsigned char> validity; ///< on entry
+        std::vector<unsigned char> validity; ///< the bytes on entry
     };
     std::vector<Read> reads;
     std::function<bool(const FieldRead&)> answer = [](const FieldRead&) { return true; };
@@ -37,7 +37,7 @@ class RecordingUniforms : public UniformSource {
         CpuElementKind kind;
         int multiplicity;
         void* out;
-        std::array<unsigned char, 512> scratch; ///< on entry
+        std::array<unsigned char, 512> scratch; ///< the bytes on entry
     };
     std::vector<Fetch> fetches;
     std::function<bool(const Fetch&)> answer = [](const Fetch&) { return true; };
@@ -115,7 +115,7 @@ struct RecordingHost {
     RecordingHost& operator=(const RecordingHost&) = delete;
 };
 
-/// The first `count` lanes of a data area, valid or not.
+/// The first `count` lanes of a data area, including those of invalid elements.
 template <class Lane>
 std::vector<Lane> lanesOf(const RegisterFile& registers, int number, int count) {
     std::vector<Lane> lanes(static_cast<std::size_t>(count));

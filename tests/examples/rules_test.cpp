@@ -27,7 +27,8 @@ class RulesExample : public testing::Test {
         return outcome.output;
     }
 
-    /// The first line, which has the counts, and the numbers of the rows that hold.
+    /// The counts, which are on the first line, followed by the numbers of the rows for which the
+    /// rule is true.
     std::string summary(const Strings& arguments) const {
         const std::string all = answer(arguments);
         std::string text;

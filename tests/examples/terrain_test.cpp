@@ -214,7 +214,7 @@ TEST_F(TerrainExample, DrawsGridsThatAreAllBorder) {
         EXPECT_EQ(picture.height, row.height);
         EXPECT_EQ(picture.pixels, std::vector<unsigned char>(row.width * row.height * 4, 0));
     }
-    // Longer than PNG readers accept by default.
+    // Rows that are longer than PNG readers accept by default.
     const std::string longest = folder.write(
         "long.npy", npyFile(npyHeader("|i1", "(1, 1000001)"), std::string(1000001, 'x')));
     const Outcome outcome = draw({longest, "--enlarge", "1"});
@@ -223,7 +223,7 @@ TEST_F(TerrainExample, DrawsGridsThatAreAllBorder) {
     EXPECT_EQ(outcome.error, "");
 }
 
-/// There is an earlier picture, which no failure may change.
+/// Tests in which drawing fails. An earlier picture exists, and must stay unchanged.
 class TerrainFailure : public TerrainExample {
   protected:
     TerrainFailure() { folder.write("terrain.png", "an earlier picture"); }
@@ -285,7 +285,7 @@ TEST_F(TerrainFailure, NamesTheInputAndWhatIsWrongWithIt) {
 }
 
 TEST_F(TerrainFailure, RefusesAGridWhosePictureWouldBeTooLarge) {
-    // 65,537 times 32,769 pixels, a few more than 32 bits can count.
+    // 65,537 times 32,769 pixels, slightly more than 32 bits can count.
     folder.write("grid.npy",
                  npyFile(npyHeader("|u1", "(1025, 513)"), std::string(1025 * 513, 'x')));
     expectFails({"grid.npy", "--enlarge", "64"},

@@ -1,4 +1,4 @@
-// What allocates memory, what does not, and the state after an allocation has failed.
+// Which calls allocate memory, and the state after an allocation has failed.
 #include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -42,7 +42,7 @@ class QuietSampler : public FenletSampler {
     }
 };
 
-/// Ends a run that delivers too many blocks.
+/// A sink that ends a run that delivers too many blocks.
 class LimitedSink : public BlockSink {
   public:
     int blocks = 0;
@@ -65,8 +65,8 @@ struct QuietHost {
     Bindings bindings{fields, 1, &uniforms, samplers, 1};
 };
 
-/// `count` registers, at least one, each with an instruction that fills it: element numbers in
-/// register 0, then the other sources in turn.
+/// A program with `count` registers, at least one. An instruction fills each: register 0 gets
+/// element numbers, the others get the results of the other source instructions in turn.
 struct SourcesProgram : ProgramSketch {
     explicit SourcesProgram(int count) {
         addConstant(realConstant({1, 2, 3}));
@@ -143,7 +143,7 @@ TEST(Allocation, HappensInNoRepeatedConfigure) {
         planned &= interpreter.configure(program, 16);
         refusals += !interpreter.configure(badRule, 16);
         planned &= interpreter.configure(program, 16);
-        // Nor for a smaller program.
+        // Planning a smaller program allocates nothing either.
         planned &= interpreter.configure(smaller, 8);
         planned &= interpreter.configure(program, 16);
         EXPECT_EQ(allocations.count(), 0u);
@@ -175,7 +175,7 @@ TEST(Allocation, OfARegisterFileTakesExactlyWhatALayoutNeeds) {
 
 // Failing allocations.
 
-/// Every area is either absent or lies within the storage.
+/// Expects every area to be absent or to lie within the storage.
 void expectSound(const RegisterFile& registers) {
     for (int number = 0; number < registers.registerCount(); ++number) {
         const RegisterSlot& slot = registers.slotOf(number);
@@ -192,7 +192,7 @@ void expectSound(const RegisterFile& registers) {
     EXPECT_LE(registers.liveElements(), registers.elementCapacity());
 }
 
-/// Configures while the allocation of this number fails. Returns whether it did fail.
+/// Configures while the allocation with this number fails. Returns whether `configure` failed.
 bool failsToConfigure(Interpreter& interpreter, const FenletProgram& program,
                       std::size_t allocation) {
     const FailingAllocation failing(allocation);
@@ -225,7 +225,7 @@ TEST(FailedAllocation, PassesOutOfConfigureAndTheNextOneWorks) {
             EXPECT_EQ(interpreter.executedSteps(), 0u);
             expectSound(interpreter.registerFile());
 
-            // Running it now is a mistake, but must be safe.
+            // Calling `evaluate` now is a mistake, but must be safe.
             host.sink.blocks = 0;
             const bool hasRoom = interpreter.registerFile().elementCapacity() > 0;
             const bool ran = interpreter.evaluate(0, 6, host.bindings, host.sink);
@@ -237,7 +237,7 @@ TEST(FailedAllocation, PassesOutOfConfigureAndTheNextOneWorks) {
             ASSERT_TRUE(interpreter.evaluate(100, 70, host.bindings, host.sink));
             EXPECT_EQ(host.sink.lastNumber, 169);
         }
-        // Slots, storage, index buffer, notes on registers, resolved steps and steps.
+        // Six allocations: slots, storage, index buffer, register facts, resolved steps and steps.
         EXPECT_EQ(number, 6u);
     }
 }
@@ -259,7 +259,7 @@ class PlanningSink : public BlockSink {
     Interpreter* interpreter = nullptr;
     const FenletProgram* next = nullptr;
     std::size_t allocation = 0;
-    bool catches = false; ///< otherwise the exception leaves the sink
+    bool catches = false; ///< whether the sink catches the exception
     bool failed = false;
     int blocks = 0;
 
@@ -308,7 +308,7 @@ TEST(FailedAllocation, InASinkThatConfiguresEndsTheRun) {
             EXPECT_TRUE(interpreter.evaluate(100, 70, host.bindings, host.sink));
             EXPECT_EQ(host.sink.lastNumber, 169);
         }
-        // Slots, storage, index buffer, notes on registers, resolved steps and steps.
+        // Six allocations: slots, storage, index buffer, register facts, resolved steps and steps.
         EXPECT_EQ(number, 6u);
     }
 }
@@ -366,7 +366,7 @@ TEST(HugeLayouts, EndInTheAllocatorsExceptionOrALengthError) {
         {RegisterFormat::Float64, CpuElementKind::Float64, 1, large, large},
         {RegisterFormat::Float64, CpuElementKind::Float64, 2, large, large},
         {RegisterFormat::Float64, CpuElementKind::Float64, 3, large, large},
-        // 2 to the power 64, and half a megabyte.
+        // The size would be 2 to the power 64 plus half a megabyte, which wraps to half a megabyte.
         {RegisterFormat::Float64, CpuElementKind::Float64, 1, 2147437309, 1073764994},
         {RegisterFormat::Float64, CpuElementKind::Float64, 1, INT_MAX, INT_MAX},
         {RegisterFormat::Float64, CpuElementKind::Float64, 9, INT_MAX, INT_MAX},
@@ -399,7 +399,7 @@ TEST(HugeLayouts, EndInTheAllocatorsExceptionOrALengthError) {
     }
 }
 
-// A bad spec is found before the size matters.
+// A bad spec is refused even if the layout is also too large.
 TEST(HugeLayouts, AreRefusedForABadSpecFirst) {
     const RegisterSpec specs[] = {{CpuElementKind::Float64, INT_MAX},
                                   {CpuElementKind::Float64, INT_MAX},

@@ -10,7 +10,8 @@ namespace {
 
 using namespace Doubles;
 
-/// Can read field 1 of three, sampler 1 of three and uniform 0.
+/// A program with three fields, three samplers and a uniform. Tests add instructions that use field
+/// 1, sampler 1 and uniform 0.
 struct ReadingProgram : BenchProgram {
     ReadingProgram() {
         fields.resize(3);
@@ -21,7 +22,7 @@ struct ReadingProgram : BenchProgram {
     void readUniform() { add(OpCode::LoadUniform, real, {}, 0); }
 };
 
-/// A run over `count` elements is refused before any step.
+/// Expects a run over `count` elements to be refused before any step.
 void expectRunRefused(const FenletProgram& program, const Bindings& bindings, ExecRefusal code,
                       const char* message, long long count = 4) {
     Interpreter interpreter;

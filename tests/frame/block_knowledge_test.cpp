@@ -1,5 +1,5 @@
-// A run remembers facts about the current block. Its results must be those of steps that are run
-// one by one and remember nothing.
+// A run remembers facts about the current block. Its results must equal those of single steps, run
+// with `runStep`, which remember nothing.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -19,7 +19,7 @@ using Bytes = std::vector<unsigned char>;
 constexpr int blockSize = 64;
 constexpr int elementCount = 150;
 
-/// A program and the behaviour of its one field.
+/// A program with one field, and what the field does when it is read.
 struct Case {
     ProgramSketch program;
     std::function<bool(const FieldRead&)> read = [](const FieldRead&) { return true; };
@@ -69,7 +69,7 @@ void expectTheSame(const Case& run) {
     EXPECT_EQ(steps.size(), 3u);
 }
 
-/// index, value = field[index], sum = value + value: registers 0, 1 and 2.
+/// The program index, value = field[index], sum = value + value, with registers 0, 1 and 2.
 struct FieldSum : Case {
     FieldSum() {
         program.addRegister(RegisterFormat::Int64);
@@ -139,7 +139,8 @@ TEST(BlockKnowledge, OfNumbersEndsWhereAFieldIsReadIntoThem) {
     run.program.add(OpCode::LoadField, numbers, {own}, 0);
     run.program.add(OpCode::LoadField, numbers, {numbers}, 0);
     run.program.add(OpCode::LoadField, told, {numbers}, 0);
-    // Reads 0 and 1 give ascending and scattered numbers, read 2 stores what it is told about them.
+    // Read 0 gives ascending numbers, read 1 scattered numbers. Read 2, at these numbers, stores
+    // whether the request says that they ascend by one.
     run.read = [call = 0](const FieldRead& request) mutable {
         const int turn = call++ % 3;
         if (turn == 2)
@@ -154,8 +155,8 @@ TEST(BlockKnowledge, OfNumbersEndsWhereAFieldIsReadIntoThem) {
     expectTheSame(run);
 }
 
-/// For negating a wide register into a narrow one, which writes beyond the narrow one, into the
-/// register after it.
+/// A program that negates a wide register into a narrow one. The instruction writes beyond the
+/// narrow register, into the register after it.
 struct Overrun : Case {
     Overrun() {
         program.addRegister(RegisterFormat::Float32, 16);
@@ -199,7 +200,7 @@ TEST(BlockKnowledge, OfConstantsEndsWhenTheirRegisterIsWritten) {
     run.program.add(OpCode::Add, 2, {0, 1});
     run.program.add(OpCode::LoadField, 0, {index}, 0);
     run.program.add(OpCode::Add, 1, {1, 1});
-    // All elements but the first, which alone is compared with the constant.
+    // Changes all elements except the first, because only the first is compared with the constant.
     run.read = [](const FieldRead& request) {
         std::memset(request.values + 4, 0x40, static_cast<std::size_t>(request.count - 1) * 4);
         return true;
@@ -249,7 +250,7 @@ TEST(BlockKnowledge, OfConstantsIsLostWhereANegationRunsPastItsRegister) {
     expectTheSame(run);
 }
 
-/// What each read of the field was told about its element numbers: whether they ascend by one.
+/// For each read of the field, whether its request said that the element numbers ascend by one.
 std::vector<bool> runsOn(const Case& run) {
     RecordingField field;
     CpuFieldAccessor* const fields[] = {&field};
@@ -280,7 +281,8 @@ TEST(BlockKnowledge, OfElementNumbersEndsWhenTheirRegisterIsWritten) {
 TEST(BlockKnowledge, OfElementNumbersCountsTheirValidity) {
     FieldSum run;
     run.program.registers[1].format = RegisterFormat::Int64;
-    // Reads at the values of a field, which are the block's own element numbers with one missing.
+    // The second read takes its element numbers from the first: they are the block's own numbers,
+    // but one is missing.
     run.program.add(OpCode::LoadField, 2, {1}, 0);
     run.program.add(OpCode::ElementIndex, 1);
     run.program.add(OpCode::LoadField, 2, {1}, 0);
@@ -317,7 +319,8 @@ TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
         if (request.kind == CpuElementKind::Int64)
             for (int i = 0; i < request.count; ++i) {
                 const std::int64_t doubled = request.indices[i] * 2;
-                // Stored one place ahead, where it must not overwrite an index still to be read.
+                // Stores each value at the next position, which would overwrite an index that is
+                // still to be read if the areas were the same.
                 const int place = i + 1 < request.count ? i + 1 : 0;
                 std::memcpy(request.values + place * 8, &doubled, 8);
             }
@@ -331,8 +334,8 @@ TEST(BlockKnowledge, OfElementNumbersHoldsWhereTheyAreOverwrittenByWhatIsRead) {
     EXPECT_EQ(second, 2);
 }
 
-/// Runs a program whose sink configures another one after the first block. Returns the first value
-/// of register 2 in each block.
+/// Runs a program whose sink configures another program after the first block. Returns the first
+/// value of register 2 in each block.
 std::vector<float> valuesAround(Interpreter& interpreter, const FenletProgram& program,
                                 const FenletProgram& next,
                                 const std::function<bool(const FieldRead&)>& answer) {
@@ -389,7 +392,7 @@ TEST(BlockKnowledge, OfOwnNumbersIsLostWhereASinkPlansAnotherProgram) {
     EXPECT_EQ(runOn, (std::vector<bool>{true, false, false}));
 }
 
-/// Runs a program in blocks of 4, with a sink that configures another one in the first block.
+/// Runs a program in blocks of 4, with a sink that configures another program in the first block.
 /// Returns the start and length of each block.
 std::vector<std::pair<long long, int>> blocksAround(const FenletProgram& program,
                                                     const FenletProgram& next, int nextBlockSize,

@@ -202,8 +202,8 @@ TEST(PlanInstruction, ChecksRegisterNumbersAndSlots) {
         expectOutcome(row);
 }
 
-// `configure` refuses such a program before it plans any instruction, so these tests change the
-// program afterwards.
+// `configure` refuses a program with such registers before it plans any instruction, so these tests
+// change the registers after `configure`.
 TEST(PlanInstruction, RefusesRegistersWithoutStorage) {
     Instruction add;
     add.op = OpCode::Add;
@@ -461,7 +461,7 @@ TEST(Configure, LeavesTheRegisterFileAsFarAsItCame) {
     expectLayout(interpreter, 1, 5);
     EXPECT_FALSE(interpreter.configure(good, 0));
     expectLayout(interpreter, 0, 0);
-    // None of them can run.
+    // Without a plan, `evaluate` does nothing.
     EXPECT_FALSE(interpreter.evaluate(0, 3, host.bindings, host.sink));
     EXPECT_EQ(host.sink.blocks.size(), 1u);
 }

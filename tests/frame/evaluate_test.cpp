@@ -1,4 +1,5 @@
-// The block loop: how it divides a range, what the sink and the providers see, and what it keeps.
+// The block loop: how it divides a range into blocks, what it passes to the sink and the providers,
+// and what it keeps from block to block.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -131,7 +132,7 @@ TEST(ElementIndex, PacksItsNumbersIntoAWiderRegister) {
     ASSERT_TRUE(interpreter.evaluate(7, 2, host.bindings, host.sink));
     EXPECT_EQ(liveLanes<std::int64_t>(interpreter.registerFile(), vector),
               (Numbers{7, 8, 0, 0, 0, 0}));
-    // The rest keeps what the previous, longer block stored.
+    // The other elements keep what the previous, longer block stored.
     ASSERT_TRUE(interpreter.evaluate(20, 1, host.bindings, host.sink));
     EXPECT_EQ(lanesOf<std::int64_t>(interpreter.registerFile(), vector, 3), (Numbers{20, 8, 0}));
 }
@@ -190,7 +191,7 @@ TEST(Evaluate, StopsWhenTheSinkDoes) {
     expectReason(interpreter, ExecRefusal::None, nullptr);
     EXPECT_TRUE(interpreter.isConfigured());
     EXPECT_EQ(interpreter.executedSteps(), 1u);
-    // Also in the last block.
+    // The sink may also end the run in the last block.
     EXPECT_FALSE(interpreter.evaluate(0, 4, host.bindings, host.sink));
     expectReason(interpreter, ExecRefusal::None, nullptr);
 }
@@ -249,7 +250,8 @@ TEST(Evaluate, StartsEveryBlockValid) {
     RecordingHost host;
     Interpreter interpreter;
     ASSERT_TRUE(interpreter.configure(program, 4));
-    // The first read clears all validity, the second, of two elements, clears none.
+    // The first read makes all elements invalid. The second read, of two elements, makes none
+    // invalid.
     host.field.answer = [&host](const FieldRead& request) {
         if (host.field.reads.size() == 1)
             storeLanes(request.validity, Bytes{0, 0, 0, 0});

@@ -1,4 +1,5 @@
-// Hosts that decline, throw or stop at any of their calls, and the state after that.
+// Hosts that decline, throw or end the run at any of their calls, and the state after each such
+// failure.
 #include "doubles/allocation_faults.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -50,20 +51,20 @@ struct Block {
     }
 };
 
-/// The call that fails, counted from 0 over providers and sink; -1 for none. It throws or returns
-/// false.
+/// The call that fails, counted from 0 over all calls of providers and the sink; -1 if none fails.
+/// The call throws or returns false.
 struct Failure {
     int call = -1;
     bool throws = false;
 };
 
-/// What a failing host throws. Not related to any standard exception.
+/// What a failing host throws. It is not derived from a standard exception.
 struct HostFault {
     int call;
 };
 
 /// Serves a case with random values, records what the sink receives, and fails at one call. A
-/// provider that fails has stored half of its results.
+/// provider that fails has already stored half of its results.
 class FaultyHost : public CpuFieldAccessor,
                    public UniformSource,
                    public FenletSampler,
@@ -222,7 +223,7 @@ Expected expectationOf(Case run) {
     EXPECT_TRUE(
         interpreter.evaluate(expected.run.first, expected.run.count, host.bindings(), host));
     expected.blocks = std::move(host.blocks);
-    // Again, with the registers as the first run left them.
+    // Runs again, with the registers as the first run left them.
     expectRuns(interpreter, expected);
     return expected;
 }
@@ -238,7 +239,7 @@ void expectReasonOf(const Interpreter& interpreter, Party party, Failure failure
         expectReason(interpreter, ExecRefusal::ProviderFailed, "sampler declined");
 }
 
-/// Whether the run throws the host's exception. If not, it must return false.
+/// Whether the run throws the host's exception. If it does not throw, it must return false.
 bool endsByThrowing(Interpreter& interpreter, const Case& run, FaultyHost& host, Failure failure) {
     try {
         EXPECT_FALSE(interpreter.evaluate(run.first, run.count, host.bindings(), host));
@@ -249,8 +250,8 @@ bool endsByThrowing(Interpreter& interpreter, const Case& run, FaultyHost& host,
     }
 }
 
-/// Runs the case up to the failure. Nothing may be called after it, blocks delivered before it stay
-/// delivered, and the plan stays.
+/// Runs the case up to the failure. The host must not be called after the failure, the sink must
+/// have received every block before it, and the plan must remain.
 void expectFails(Interpreter& interpreter, const Expected& expected, Failure failure) {
     const auto call = static_cast<std::size_t>(failure.call);
     const Party party = expected.calls[call].party;
@@ -272,7 +273,7 @@ void expectFails(Interpreter& interpreter, const Expected& expected, Failure fai
 }
 
 /// Lets each call of the case fail in each way, on a new interpreter each time, then calls
-/// `follow`. Neither may leak memory.
+/// `follow`. Neither the failed run nor `follow` may leak memory.
 template <class Follow>
 void afterEachFailure(const Expected& expected, Follow follow) {
     for (std::size_t call = 0; call < expected.calls.size(); ++call)
@@ -341,8 +342,8 @@ Case caseOf(const char* text, int blockSize, long long first, int count) {
     return run;
 }
 
-/// Ranges that end with a block, within a block and within the first block; one that begins below
-/// 0; one whose element numbers overflow.
+/// Cases with ranges that end at the end of a block, within a block and within the first block; a
+/// range that begins below 0; and a range whose element numbers overflow.
 std::vector<Expected> namedCases() {
     std::vector<Expected> cases;
     for (const char* const text : {scalarProgram, vectorProgram, numberProgram, ""}) {
@@ -408,7 +409,8 @@ TEST(HostFaults, LeaveAnInterpreterThatTakesAnyProgramAsANewOneDoes) {
     }
 }
 
-/// A refused program leaves no plan, calls no provider, and does not disturb the next.
+/// Expects a refused program to leave no plan, to call no provider, and not to affect the next
+/// program.
 void expectRefusedAndReplaced(Interpreter& interpreter, const FenletProgram& refused, int blockSize,
                               const Expected& expected) {
     EXPECT_FALSE(interpreter.configure(refused, blockSize));
@@ -425,7 +427,8 @@ void expectRefusedAndReplaced(Interpreter& interpreter, const FenletProgram& ref
 }
 
 TEST(HostFaults, LeaveAnInterpreterThatRefusesAsANewOneDoes) {
-    // Refused for a register, the block size, an instruction and a rule of an opcode.
+    // Programs that are refused because of a register, the block size, an instruction, and a rule
+    // of an opcode.
     ProgramSketch badFormat;
     badFormat.addRegister(static_cast<RegisterFormat>(8));
     ProgramSketch badRegister;
@@ -445,7 +448,7 @@ TEST(HostFaults, LeaveAnInterpreterThatRefusesAsANewOneDoes) {
 }
 
 TEST(HostFaults, OfRandomProgramsLeaveThePlanAndTakeTheNext) {
-    // The environment can ask for more.
+    // FENLET_FAULT_PROGRAMS in the environment can ask for more programs.
     const char* const asked = std::getenv("FENLET_FAULT_PROGRAMS");
     const std::size_t wanted = asked ? std::strtoull(asked, nullptr, 10) : 12;
     ASSERT_GT(wanted, 0u);
@@ -499,7 +502,7 @@ TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
     const Expected small = expectationOf(caseOf(numberProgram, 2, 0, 5));
     const Expected scalar = expectationOf(caseOf(scalarProgram, 4, -6, 11));
     const Expected vector = expectationOf(caseOf(vectorProgram, 7, -6, 11));
-    // At least slots, storage, index buffer and steps.
+    // At least four things are allocated: slots, storage, index buffer and steps.
     EXPECT_GE(failToConfigure(vector, scalar, [](Interpreter&) {}), 2 * 4);
     EXPECT_GE(failToConfigure(vector, scalar,
                               [&](Interpreter& interpreter) {
@@ -507,7 +510,7 @@ TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
                                   expectRuns(interpreter, small);
                               }),
               2 * 4);
-    // After a host has thrown, and with a smaller plan before.
+    // The same after a host has thrown, and after a smaller plan.
     EXPECT_GE(failToConfigure(vector, scalar,
                               [&](Interpreter& interpreter) {
                                   configureFor(interpreter, scalar);

@@ -1,4 +1,5 @@
-// Programs from a program library that answers what the real one never does.
+// Programs from a test double of the program library, which returns what the real library never
+// returns.
 #include "doubles/expectations.h"
 #include "doubles/program_library.h"
 #include "doubles/program_sketch.h"
@@ -48,8 +49,8 @@ TEST_F(ForeignPrograms, AreNotReadWhenTheOpCodeNumberingDiffers) {
     EXPECT_EQ(programLibrary().planningCalls(), 1);
 }
 
-// The stages of planning in order, each with a fault for it to find. The tests write the faulty
-// instructions in the opposite order.
+// The stages of planning in order, each with a fault that only this stage finds. The tests write
+// the faulty instructions in the opposite order.
 struct Stage {
     const char* name;
     void (*spoil)(BenchProgram&, int& blockSize);
@@ -185,7 +186,7 @@ TEST_F(ForeignPrograms, HaveTheFirstTwoOperandsPairedByArityForAllButSelect) {
         SCOPED_TRACE(arity);
         programLibrary().arities[24] = arity;
         BenchProgram program;
-        // A third operand plays no part.
+        // A third operand has no effect on the result.
         const std::int32_t last = arity == 3 ? program.real2 : noRegister;
         program.add(unknown, program.real, {program.real, program.real3, last});
         program.add(unknown, program.real, {program.real3, program.real, last});
@@ -386,7 +387,7 @@ TEST_F(ForeignPrograms, AreAskedOnlyForConstantsWhileTheyRun) {
     const int before = programLibrary().planningCalls();
     ASSERT_TRUE(interpreter.evaluate(0, 8, host.bindings, host.sink));
     EXPECT_EQ(programLibrary().planningCalls(), before);
-    // In each of the two blocks: all components, each by one accessor only.
+    // In each of the two blocks, each component is read once, with one accessor.
     using Asked = std::vector<std::int32_t>;
     EXPECT_EQ(programLibrary().realComponentsAsked, (Asked{0, 1, 2, 0, 1, 2}));
     EXPECT_EQ(programLibrary().integralComponentsAsked, (Asked{0, 1, 0, 1}));

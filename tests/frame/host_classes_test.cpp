@@ -26,7 +26,7 @@ void expectHostClass(const std::string& name) {
     SCOPED_TRACE(name);
     static_assert(std::is_abstract_v<Base>);
     static_assert(std::has_virtual_destructor_v<Base>);
-    // Only the pointer to the virtual table.
+    // Objects hold only the pointer to the virtual table.
     static_assert(sizeof(Base) == sizeof(void*));
 
     bool gone = false;
@@ -48,8 +48,8 @@ TEST(HostClasses, AreKnownByTypeAndDeletedThroughTheBase) {
 }
 
 #if defined(__GXX_ABI_VERSION)
-/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out. Only for
-/// comparison with other entries.
+/// Entry `slot` of the object's virtual table, as the Itanium C++ ABI lays it out. Use it only to
+/// compare entries.
 template <class Base>
 const void* virtualFunction(const Base& object, std::size_t slot) {
     const void* const* table;
@@ -57,8 +57,9 @@ const void* virtualFunction(const Base& object, std::size_t slot) {
     return table[slot];
 }
 
-/// The first class differs from `Recording` only in its destructor, the second in its operation as
-/// well. So the entries of their virtual tables that differ show where each of these is.
+/// Finds out where destructors and the operation are in the virtual table of `Base`.
+/// `Mortal<Recording>` differs from `Recording` only in its destructor, and `WithOperation` also in
+/// its operation. The entries that differ show the positions.
 template <class Base, class Recording, class WithOperation>
 void expectOperationBehindDestructors(const std::string& name) {
     SCOPED_TRACE(name);

@@ -1,4 +1,4 @@
-// Runs every kernel. None may allocate.
+// Runs every kernel. No kernel may allocate.
 #include "doubles/counted_new.h"
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
@@ -19,8 +19,8 @@ constexpr int firstNumber = 1;
 constexpr int endOfArithmetic = 5;
 constexpr int endOfNumbers = 6;
 
-/// Every kernel in every shape, on registers of one and of `width` components. A kind is given by
-/// its position in `formats`.
+/// A program that runs every kernel in every shape, on registers of one and of `width` components.
+/// A number below stands for the format at this position in `formats`.
 struct EveryKernelProgram : ProgramSketch {
     explicit EveryKernelProgram(int width) {
         fields.resize(1);
@@ -98,7 +98,7 @@ struct EveryKernelProgram : ProgramSketch {
     std::int32_t scalarResult[endOfNumbers] = {};
 };
 
-/// Gives bytes of all values, in runs and singly, and some invalid elements.
+/// A field with bytes of all values, repeated and single, and with some invalid elements.
 class PatternField : public CpuFieldAccessor {
   public:
     bool read(const FieldRead& request) override {

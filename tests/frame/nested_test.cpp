@@ -16,7 +16,8 @@ using namespace Doubles;
 using Blocks = std::vector<RecordingSink::Block>;
 using Floats = std::vector<float>;
 
-/// Loads x = field[index] into register 1. Register 2 is for the result.
+/// A program that loads x = field[index] into register 1. Register 2 is for the result of the
+/// programs below.
 struct FieldProgram : ProgramSketch {
     FieldProgram() {
         addRegister(RegisterFormat::Int64);
@@ -28,22 +29,22 @@ struct FieldProgram : ProgramSketch {
     }
 };
 
-/// x + x.
+/// Computes x + x.
 struct Twice : FieldProgram {
     Twice() { add(OpCode::Add, 2, {1, 1}); }
 };
 
-/// x * x, in as many steps as `Twice`.
+/// Computes x * x, in as many steps as `Twice`.
 struct Square : FieldProgram {
     Square() { add(OpCode::Multiply, 2, {1, 1}); }
 };
 
-/// x, in fewer steps.
+/// Loads x straight into register 2, in fewer steps than `Twice`.
 struct Same : FieldProgram {
     Same() { instructions.back().result = 2; }
 };
 
-/// x + x + ... in many more steps and registers.
+/// Computes x + x + ... in many more steps and registers than `Twice`.
 struct ManyTimes : FieldProgram {
     static constexpr int times = 700;
     ManyTimes() {
@@ -58,7 +59,7 @@ struct ManyTimes : FieldProgram {
     }
 };
 
-/// No steps: register 2 stays zero.
+/// A program without steps: register 2 stays zero.
 struct Nothing : ProgramSketch {
     Nothing() {
         for (int number = 0; number < 3; ++number)
@@ -66,7 +67,7 @@ struct Nothing : ProgramSketch {
     }
 };
 
-/// Refused, as the result register does not exist.
+/// A program that `configure` refuses, as the result register does not exist.
 struct Refused : FieldProgram {
     Refused() { add(OpCode::Add, 99, {1, 1}); }
 };
@@ -105,7 +106,7 @@ struct SinkRun {
     bool over(long long count) { return interpreter.evaluate(0, count, host.bindings, host.sink); }
 };
 
-/// Evaluates with another host.
+/// Evaluates a range with another host.
 void evaluateInside(Interpreter& interpreter, long long first, long long count) {
     RecordingHost inner;
     inner.field.answer = readField;
@@ -183,7 +184,7 @@ TEST(NestedConfigure, MayComeInEveryBlock) {
 }
 
 TEST(NestedConfigure, ThatIsRefusedEndsTheRunWithItsWords) {
-    for (const int elements : {10, 4}) { // also in the last block
+    for (const int elements : {10, 4}) { // the second time, in the last block
         SCOPED_TRACE(elements);
         SinkRun run;
         ASSERT_TRUE(run.interpreter.configure(twice, 4));
@@ -227,7 +228,7 @@ TEST(NestedConfigure, MayChangeWhichProvidersAreNeeded) {
     EXPECT_EQ(run.host.sink.blocks, (Blocks{{0, 4}}));
 }
 
-// A run within a run overwrites the registers.
+// Sinks that call `evaluate`. The inner run overwrites the registers.
 
 TEST(NestedEvaluate, LeavesTheRunToGoOn) {
     for (const int evaluated : {1, 3, 4, 100}) {
@@ -245,7 +246,7 @@ TEST(NestedEvaluate, LeavesTheRunToGoOn) {
 }
 
 TEST(NestedEvaluate, LeavesNothingBehindInTheBlocksAfterIt) {
-    // The inner run is shorter than a block, gets another uniform, and clears validity.
+    // The inner run is shorter than a block, gets another uniform, and makes elements invalid.
     FieldProgram program;
     program.uniforms.resize(1);
     program.addRegister(RegisterFormat::Float32);
@@ -337,7 +338,7 @@ const Provider providers[] = {
 };
 
 /// Runs the program over 10 elements in blocks of 4. In the second block one of the providers calls
-/// back before it stores its values.
+/// the interpreter before it stores its values.
 struct AskingRun {
     AskingProgram program;
     RecordingHost host;
@@ -452,7 +453,7 @@ TEST(ProvidersThatEvaluate, LeaveTheBlocksAfterItAlone) {
         }
 }
 
-// Each step runs over as many elements as are live when it begins.
+// Each step runs over the elements that are live when the step begins.
 TEST(ProvidersThatEvaluate, LeaveTheirBlockLengthToTheRestOfTheBlock) {
     AskingRun run(2);
     run.callBack = [&] {
@@ -469,7 +470,7 @@ TEST(ProvidersThatEvaluate, LeaveTheirBlockLengthToTheRestOfTheBlock) {
     EXPECT_EQ(blocks.at(1), AskingRun::valuesAt({500, 1, 2, 3}));
 }
 
-// The rest of the block works with what the inner steps left.
+// The remaining steps of the block work with the values that the inner steps left.
 TEST(ProvidersThatRunSteps, AreNoticedInTheBlock) {
     AskingRun run(2);
     run.callBack = [&] {
@@ -491,7 +492,7 @@ TEST(ProvidersThatRunSteps, AreNoticedInTheBlock) {
               (std::vector<std::vector<unsigned char>>{{1, 1, 1, 1}, {1, 0, 1, 1}, {1, 1}}));
 }
 
-// Also in a call of `runStep`.
+// A provider that calls `configure` in a call of `runStep` counts as declining, too.
 TEST(ProvidersThatConfigure, CountAsDecliningToASingleStep) {
     for (int caller = 0; caller < 3; ++caller) {
         SCOPED_TRACE(providers[caller].name);
@@ -504,7 +505,7 @@ TEST(ProvidersThatConfigure, CountAsDecliningToASingleStep) {
             run.areasAreGone = true;
         };
         const auto step = static_cast<std::size_t>(1 + caller);
-        // A copy, as `configure` discards the plan's own step.
+        // Runs a copy of the step, as `configure` discards the plan.
         const Interpreter::Step copy = run.interpreter.plan()[step];
         EXPECT_FALSE(run.interpreter.runStep(copy, run.host.bindings, 0));
         expectReason(run.interpreter, ExecRefusal::ProviderFailed, providers[caller].declines);

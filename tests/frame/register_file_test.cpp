@@ -161,7 +161,7 @@ TEST(RegisterFile, RefusesInAFixedOrder) {
         EXPECT_FALSE(registers.configure(row.specs, row.count, row.blockSize));
         EXPECT_STREQ(registers.failure(), row.message);
         expectEmpty(registers);
-        // An earlier layout is gone as well.
+        // A failed `configure` also discards an earlier layout.
         ASSERT_TRUE(registers.configure(good, 2, 8));
         registers.setBlockLength(5);
         EXPECT_FALSE(registers.configure(row.specs, row.count, row.blockSize));

@@ -1,4 +1,5 @@
-// What happens around every step: it is counted, and its result gets its validity.
+// What is the same for every step: the interpreter counts the step and writes the validity of its
+// result.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -13,7 +14,8 @@ using namespace Doubles;
 using Bytes = std::vector<unsigned char>;
 using Step = Interpreter::Step;
 
-// An opcode that does not exist, so that only the result's validity is written.
+// An opcode that does not exist. A step with it writes only the result's validity, and is then
+// refused.
 constexpr auto unknown = static_cast<OpCode>(24);
 
 /// Four live elements in a block of six, after one run. Registers 0 to 3 have the given validity
@@ -203,7 +205,7 @@ TEST(RunStep, CarriesInvalidityOnAndCleansStrayBytes) {
     const RegisterFile& registers = interpreter.registerFile();
     EXPECT_EQ(liveValidity(registers, program.real), (Bytes{1, 0, 1, 1}));
     EXPECT_EQ(liveValidity(registers, program.int64), (Bytes{1, 0, 1, 1}));
-    // Values of invalid elements are computed like all others.
+    // Values of invalid elements are computed, too.
     EXPECT_EQ(liveLanes<float>(registers, program.real), (std::vector<float>{10, 20, 30, 40}));
 }
 

@@ -332,7 +332,7 @@ struct StepCase {
     const char* message;
 };
 
-// What `validateStep` and `runStep` both refuse, with the same words.
+// Steps that `validateStep` and `runStep` both refuse, with the same message.
 const StepCase refusedSteps[] = {
     {"ElementIndex into a number of another kind",
      [](const StepBench& b) { return b.step(OpCode::ElementIndex, b.program.int32, Kind::Int32); },
@@ -466,7 +466,7 @@ TEST(ValidateStep, HasNoRuleForWhatTheKernelsDecide) {
     EXPECT_TRUE(bench.interpreter.isConfigured());
 }
 
-// A constant cannot be put into a kind without storage. No planned step has one.
+// A constant cannot be stored in a kind without storage. No planned step has such a kind.
 TEST(RunStep, RefusesToMaterialiseAConstantInNoKind) {
     for (const int kind : {0, 7, 100, -1}) {
         StepBench bench;
@@ -502,7 +502,7 @@ TEST(RunStep, RefusesToBroadcastAUniformInNoKind) {
     }
 }
 
-// Providers that are missing when a step runs, and which check comes first.
+// Providers that are missing when a step runs, and the order of the checks.
 
 TEST(RunStep, AsksForTheUniformSourceBeforeTheIndex) {
     StepBench bench;
@@ -531,7 +531,7 @@ TEST(RunStep, ReadsAFieldByTheStepsArityAndNotByItsOperand) {
     }
 }
 
-/// Every way in which provider 0 of one sort can be missing.
+/// Bindings for every way in which provider 0 of one sort can be missing.
 template <class Provider>
 struct MissingProviders {
     Provider* const hole[1] = {nullptr};

@@ -1,8 +1,8 @@
 // Calls kernels with arbitrary arguments: every instruction set must leave the same bytes.
 //
-// It is open which of two NaNs a sum returns, so no lane starts as a NaN. Areas of integers may
-// overlap. Areas of floats do not, since bytes of a result that are read as another lane could be
-// any NaN; each is a separate allocation of exactly the size that the kernel may touch.
+// IEEE 754 does not define which of two NaNs a sum returns, so no lane starts as a NaN. Areas of
+// integers may overlap. Areas of floats do not overlap, since a kernel could then read bytes of any
+// NaN: each is a separate allocation of exactly the size that the kernel may touch.
 #include "kernel_request.h"
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/boolean/boolean.h"
@@ -43,8 +43,8 @@ class Areas {
 
     bool overlap() const { return (request.shape & KernelShape::overlapping) != 0; }
 
-    /// The next area. A separate one ends at the end of its allocation, and begins up to 7 bytes
-    /// after the beginning of it.
+    /// Makes the next area. A separate area ends at the end of its allocation, and begins up to 7
+    /// bytes after the beginning.
     unsigned char* next(std::size_t bytes) {
         const std::size_t place = request.places[made++];
         if (overlap())
@@ -60,8 +60,8 @@ class Areas {
     bool operator==(const Areas& other) const { return pieces == other.pieces; }
 
   private:
-    /// Bytes that are no NaN of any float kind, wherever a lane begins: no exponent has all bits
-    /// set.
+    /// Bytes that never form a NaN of any float kind, wherever a lane begins: no exponent has all
+    /// bits set.
     std::vector<unsigned char> filled(std::size_t bytes) {
         std::vector<unsigned char> piece(bytes);
         for (unsigned char& byte : piece) {
@@ -78,12 +78,12 @@ class Areas {
     const std::uint8_t* data;
     std::size_t size;
     std::size_t position = 0;
-    unsigned round = 0; ///< how often all of the input was used
+    unsigned round = 0; ///< how often all bytes of the input have been used
     int made = 0;
     std::deque<std::vector<unsigned char>> pieces;
 };
 
-/// One request, as numbers of elements and bytes.
+/// A request, translated to numbers of elements and bytes.
 struct Call {
     Call(const KernelRequest& newRequest, Areas& newAreas)
         : request(newRequest),
@@ -204,7 +204,7 @@ bool Call::truth() {
     return true;
 }
 
-/// Runs the kernel for the request; false if there is none.
+/// Runs the kernel for the request. Returns false if there is no such kernel.
 bool Call::run() {
     switch (static_cast<KernelFamily>(request.family % Fuzz::kernelFamilies)) {
     case KernelFamily::Arithmetic:

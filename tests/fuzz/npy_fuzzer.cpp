@@ -1,4 +1,4 @@
-// Reads any bytes as a .npy file: both readers must agree on the array, or on what is wrong.
+// Reads any bytes as a .npy file. Both readers must give the same array or the same error.
 #include "reached.h"
 
 #include <fenlethosts/npy.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A file in memory, with a name that can be opened.
+/// A file in memory that can be opened by a name.
 class MemoryFile {
   public:
     MemoryFile(const std::uint8_t* data, std::size_t size) : descriptor(memfd_create("npy", 0)) {

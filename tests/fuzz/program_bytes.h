@@ -14,13 +14,13 @@ struct SizedProgram {
     int blockSize = 1;
 };
 
-/// Reads an input. Beyond its end there are zeros.
+/// Reads an input. Beyond the end of the input it reads zeros.
 class ByteReader {
   public:
     ByteReader(const std::uint8_t* newData, std::size_t newSize) : data(newData), size(newSize) {}
 
-    /// Two fields, uniforms and samplers, and a constant of each kind. Registers and instructions
-    /// come from the input, right or wrong.
+    /// A program with two fields, two uniforms, two samplers and a constant of each kind. Its
+    /// registers and instructions come from the input and may be wrong.
     SizedProgram program() {
         SizedProgram read;
         FenletProgram& program = read.program;
@@ -49,7 +49,7 @@ class ByteReader {
         --size;
         return *data++;
     }
-    /// A small number takes one byte, any other five.
+    /// A small number takes one byte, any other number five bytes.
     std::int32_t number() {
         const std::uint8_t small = next();
         if (small != 255)
@@ -59,7 +59,8 @@ class ByteReader {
             value = value << 8 | next();
         return static_cast<std::int32_t>(value);
     }
-    /// The last few values of its first byte also fill the slots that its opcode does not use.
+    /// For the last few values of the first byte, operand slots that the opcode does not use are
+    /// also filled.
     Instruction instruction() {
         Instruction read;
         const std::uint8_t code = next();
@@ -76,8 +77,9 @@ class ByteReader {
     std::size_t size;
 };
 
-/// The input that means the program. The program must have one to twelve registers of up to four
-/// components, small numbers, no operands beyond the arity, and the pools that every input has.
+/// The input from which `ByteReader` reads this program. The program must have one to twelve
+/// registers of up to four components, small numbers, no operands beyond the arity, and the pools
+/// that every input has.
 inline std::vector<std::uint8_t> bytesOf(const FenletProgram& program, int blockSize) {
     std::vector<std::uint8_t> bytes;
     const auto put = [&bytes](std::int64_t value) {

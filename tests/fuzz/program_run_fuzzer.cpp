@@ -1,4 +1,5 @@
-// Runs any bytes as instructions over sound registers: refused as the verifier says, or run.
+// Reads any bytes as a program over sound registers. The program must be refused if the verifier
+// says so, and run safely otherwise.
 #include "program_bytes.h"
 #include "reached.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 using namespace Fenlet;
 
-/// Writes every byte that it is asked for, and reads every byte that it gets.
+/// A host that writes every byte that it is asked for, and reads every byte that it receives.
 class Host : public CpuFieldAccessor, public UniformSource, public FenletSampler, public BlockSink {
   public:
     bool read(const FieldRead& request) override {
@@ -74,7 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool ran = interpreter.evaluate(-3, 100, host.bindings(), host);
     if (ran == hasClass(findings, FindingClass::RefusedInRun))
         std::abort();
-    // An empty program runs too, but tests nothing.
+    // A program without steps runs, too, but tests nothing.
     if (ran && interpreter.executedSteps() > 0)
         ++Fuzz::reached;
     return 0;

@@ -26,7 +26,8 @@ struct Numbered : ProgramSketch {
     }
 };
 
-/// The four operations on two fields of these kinds; the second field is a scalar or as wide.
+/// The four operations on two fields of these kinds; the second field is a scalar, or has as many
+/// components as the first.
 FenletProgram arithmetic(RegisterFormat result, RegisterFormat left, RegisterFormat right,
                          std::int32_t multiplicity, bool isScalar) {
     Numbered program;
@@ -37,7 +38,7 @@ FenletProgram arithmetic(RegisterFormat result, RegisterFormat left, RegisterFor
     return program;
 }
 
-/// The six comparisons, and `Select` by some of them.
+/// The six comparisons, and `Select` with some of their results as conditions.
 FenletProgram comparisons(RegisterFormat left, RegisterFormat right, std::int32_t multiplicity) {
     Numbered program;
     const std::int32_t a = program.field(left, multiplicity, 0);
@@ -51,7 +52,7 @@ FenletProgram comparisons(RegisterFormat left, RegisterFormat right, std::int32_
     return program;
 }
 
-/// `Select` by one condition for each element, then by one for each component.
+/// `Select` with one condition for each element, then with one for each component.
 FenletProgram selects(RegisterFormat result, RegisterFormat yes, RegisterFormat no) {
     Numbered program;
     const std::int32_t whenTrue = program.field(yes, 3, 0);

@@ -1,5 +1,5 @@
-// Reads any bytes as a program's text: they are read, or refused with a place. What was read must
-// survive a listing unchanged.
+// Reads any bytes as a program's text. The reader must give a program, or an error with a place. A
+// listing of the program must read back as the same program.
 #include "reached.h"
 
 #include <fenletir/text.h>

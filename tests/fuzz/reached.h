@@ -5,7 +5,7 @@
 
 namespace Fenlet::Fuzz {
 
-/// How many inputs so far got past everything that refuses inputs.
+/// How many inputs so far were not refused at any stage.
 inline std::size_t reached = 0;
 
 } // namespace Fenlet::Fuzz

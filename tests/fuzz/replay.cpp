@@ -1,9 +1,9 @@
-// Runs a fuzzer once over every file of the FOLDERs. Fails if fewer than MINIMUM of them get past
-// everything that refuses inputs:
+// Runs a fuzzer once over every file of the FOLDERs. Fails if fewer than MINIMUM inputs get past
+// every check that can refuse an input:
 //
 //   replay MINIMUM FOLDER...
 //
-// Reads the files with functions of C: MemorySanitizer does not know that those of the C++ library
+// Reads the files with C functions: MemorySanitizer does not see that functions of the C++ library
 // write to memory.
 #include "reached.h"
 
@@ -17,7 +17,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-/// Runs the fuzzer on the file; false if it cannot be read whole.
+/// Runs the fuzzer on the file; returns false if it cannot be read to the end.
 static bool runOn(const std::string& path) {
     std::FILE* const file = std::fopen(path.c_str(), "rb");
     if (file == nullptr)

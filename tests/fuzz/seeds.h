@@ -1,4 +1,4 @@
-// Seeds for the fuzzers. Each gets past everything that refuses inputs.
+// Seeds for the fuzzers. Each seed gets past every check that can refuse an input.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace Fenlet::Fuzz {
 
 struct Seed {
-    std::string name; ///< of its file
+    std::string name; ///< the name of its file
     std::vector<std::uint8_t> bytes;
 };
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <sys/stat.h>
 
-/// Makes the folder; true if it exists now.
+/// Makes the folder. Returns whether it exists now.
 static bool makeFolder(const std::string& path) {
     return mkdir(path.c_str(), 0777) == 0 || errno == EEXIST;
 }

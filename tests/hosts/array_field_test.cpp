@@ -18,7 +18,7 @@ constexpr unsigned char guard = 0xA5;
 constexpr std::int64_t leastNumber = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t greatestNumber = std::numeric_limits<std::int64_t>::max();
 
-/// A request for elements by their numbers, with its memory.
+/// A request for the elements with given numbers, and its memory.
 struct Request {
     CpuElementKind kind;
     std::int32_t components;
@@ -215,7 +215,7 @@ TEST(ArrayField, AnEmptyArrayNeedsNoMemory) {
 }
 
 TEST(ArrayField, KeepsAwayFromPositionsThatArriveInvalid) {
-    // Their numbers mean nothing, and their values become zero bytes.
+    // Element numbers of invalid positions mean nothing. Their values become zero bytes.
     const Bytes bytes = tellingLanes(CpuElementKind::Int32, 4);
     ArrayField field(viewOf(bytes, CpuElementKind::Int32));
     Request request(CpuElementKind::Int32, 1, {2, 1, leastNumber, 3});

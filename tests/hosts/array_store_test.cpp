@@ -1,4 +1,4 @@
-// Stores: what is refused, and what is stored for values that an array cannot hold.
+// `ArrayStore`: which arrays it refuses, and what it stores for values that an array cannot hold.
 #include "doubles/counted_new.h"
 #include "hosts/random_views.h"
 
@@ -41,7 +41,7 @@ OutputRules filled(Constant value, OutputRules rules = {}) {
 // ---------------------------------------------------------------------------------------------
 // What is refused
 
-/// The fault of storing a register in an array of four elements of this kind.
+/// The fault that `faultOf` finds for storing a register in an array of four elements of this kind.
 std::string faultOf(ArrayKind to, CpuElementKind from, const OutputRules& rules = {},
                     bool canBeMissing = false) {
     unsigned char memory[64];
@@ -226,7 +226,7 @@ TEST(ArrayStoreFaults, DemandMemoryForEachElement) {
 // ---------------------------------------------------------------------------------------------
 // What is stored
 
-/// Stores these values in an array of `To`, of which each element is 1 before.
+/// Stores these values in an array of `To` whose elements are 1 before. Returns the array.
 template <class To, class From>
 std::vector<To> stored(ArrayKind to, CpuElementKind from, const std::vector<From>& values,
                        const OutputRules& rules, unsigned char* present = nullptr) {
@@ -366,7 +366,7 @@ TEST(ArrayStore, LetsThreadsShareABytesBits) {
                            true, {});
     for (int turn = 0; turn < 200; ++turn) {
         std::fill(bits.begin(), bits.end(), static_cast<unsigned char>(turn % 2 == 0 ? 0 : 255));
-        // Each thread stores every third element, so they always share bytes.
+        // Each thread stores every third element, so all threads write to the same presence bytes.
         const auto work = [&](std::int64_t first) {
             for (std::int64_t i = first; i < count; i += 3)
                 store.store(i, 1, reinterpret_cast<const unsigned char*>(&values[0]),

@@ -66,7 +66,7 @@ TEST(ArrayKind, IsFoundFromATypeOfTheLanguage) {
     EXPECT_EQ(arrayKindOf<void*>(), ArrayKind::Unsupported);
 }
 
-/// The elements of a view over an array of bytes, -1 for a missing one.
+/// The elements of a view over an array of bytes. A missing element is -1.
 std::vector<int> elementsOf(const ArrayView& view) {
     EXPECT_EQ(faultOfView(view), "");
     std::vector<int> found;
@@ -225,7 +225,7 @@ TEST(ArrayView, SaysWhatIsWrongWithIt) {
                   view.componentStride = most / 60000;
               }),
               tooFar);
-    // The largest array that there can be. The view has no element at its far end.
+    // The largest possible array. The view does not include its last element.
     EXPECT_EQ(faultAfter([](ArrayView& view) {
                   view.axes[0].size = 1;
                   view.axes[0].stride = most - 3;

@@ -13,7 +13,7 @@ namespace {
 
 using Doubles::ProgramSketch;
 
-/// `count` sums of registers of that format.
+/// A program of `count` additions of registers in this format.
 ProgramSketch sums(int count, RegisterFormat format, std::int32_t multiplicity = 1) {
     ProgramSketch program;
     std::int32_t last = program.addRegister(format, multiplicity);
@@ -49,7 +49,7 @@ TEST(BlockSizeAdvice, KeepsWideRegistersInTheCaches) {
     }
 }
 
-// Each part of the advice, as the numbers are today. They may change with the measurements.
+// Tests each part of the rule with its present results. New measurements may change these numbers.
 TEST(BlockSizeAdvice, FollowsTheMeasurements) {
     EXPECT_EQ(adviseBlockSize(sums(1, RegisterFormat::Float32)), 2048);
     EXPECT_EQ(adviseBlockSize(sums(8, RegisterFormat::Float32)), 512);

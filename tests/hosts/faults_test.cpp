@@ -88,7 +88,7 @@ std::vector<CollectedRegister> collectedBy(Interpreter& interpreter, const Bindi
     return sink.collected();
 }
 
-/// Compares the values of valid elements only; what the others hold is left open.
+/// The values of valid elements. What invalid elements hold is not defined.
 std::vector<unsigned char> validValues(const CollectedRegister& one) {
     std::vector<unsigned char> values;
     const std::size_t bytes = one.values.size() / one.validity.size();
@@ -117,7 +117,7 @@ class ServedRun : public testing::Test {
         ASSERT_TRUE(interpreter.configure(program, 5));
         sink.emplace(interpreter.registerFile(), program.all(), rangeFirst, rangeCount);
         expected = collectedBy(interpreter, host.bindings, *sink);
-        // Three elements before the array are invalid; no other one has the value 0.
+        // The three elements before the array are invalid. No other element has the value 0.
         EXPECT_EQ(expected[1].validity[2], 0);
         EXPECT_EQ(expected[1].validity[3], 1);
         EXPECT_EQ(expected[5].at<double>(4), 0.25);
@@ -148,7 +148,8 @@ struct HostFault {
     int call;
 };
 
-/// Passes all calls on to another provider or sink; one of them fails after that.
+/// Passes all calls on to another provider or sink. The last allowed call fails after it was passed
+/// on.
 struct Fuse {
     int callsLeft;
     bool throws;
@@ -235,7 +236,7 @@ struct FilledTable {
         isSet = true;
     }
 
-    /// What the table gives for this uniform and number of components; empty if it declines.
+    /// The components that the table gives for this uniform; empty if it declines.
     std::vector<double> fetched(int index, int multiplicity) {
         std::vector<double> values(static_cast<std::size_t>(multiplicity));
         if (!table.fetch(index, float64, multiplicity, values.data()))
@@ -265,7 +266,7 @@ TEST(UniformTableMemory, ThatRunsOutLeavesTheTableAsItWas) {
         one.fill();
         expectFilled(one);
     };
-    // A copy of the value for each call, and the larger table, need memory.
+    // Allocations: a copy of the value for each call, and the larger table.
     EXPECT_EQ(failEachAllocation([] { return std::make_unique<FilledTable>(); },
                                  [](auto& one) { one->fill(); }, [&](auto& one) { examine(*one); }),
               2 * 3);
@@ -288,7 +289,7 @@ TEST(RampSamplerMemory, ThatRunsOutLeavesNoRamp) {
         slot.emplace(stops);
         EXPECT_EQ(sampled(*slot), (Values{1.5, 2.5, 3.5}));
     };
-    // The list of stops and the value of each need memory.
+    // Allocations: the list of stops, and the value of each stop.
     EXPECT_EQ(failEachAllocation([] { return std::make_unique<Slot>(); },
                                  [&](auto& slot) { slot->emplace(stops); },
                                  [&](auto& slot) { examine(*slot); }),
@@ -313,13 +314,13 @@ TEST(CollectingSinkMemory, ThatRunsOutLeavesNoSink) {
             slot->emplace(layout, numbers, rangeFirst, rangeCount);
             expectCollected(collectedBy(interpreter, host.bindings, **slot), expected);
         });
-    // At least the values and the validity of each register need memory.
+    // Allocations: at least the values and the validity of each register.
     EXPECT_GE(failures, 2 * 12);
 }
 
 // A refusal's message needs memory, too.
 
-/// `construct` is refused; each allocation up to that fails in turn.
+/// Expects `construct` to be refused. Makes each allocation before the refusal fail in turn.
 template <class Construct>
 void expectRefusalOrNoMemory(Construct construct) {
     struct Attempt {
@@ -356,7 +357,7 @@ TEST(RefusalMemory, ThatRunsOutComesOutInsteadOfTheWords) {
     expectRefusalOrNoMemory([&] { CollectingSink(none, {0}, 0, 1); });
 }
 
-/// `ask` is called while each of its allocations fails in turn, and once more after that.
+/// Calls `ask` while each of its allocations fails in turn, and once more with enough memory.
 template <class Ask>
 void expectAnswerOrNoMemory(Ask ask) {
     using Answer = decltype(ask());

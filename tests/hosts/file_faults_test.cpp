@@ -1,4 +1,4 @@
-// Reading and writing files when memory runs out: no file is half written, and none stays open or
+// Reading and writing files when memory runs out. No file may be half written, stay open or stay
 // mapped.
 #include "doubles/allocation_faults.h"
 #include "hosts/lane_bits.h"
@@ -61,7 +61,7 @@ class FileFaults : public testing::Test {
 // ---------------------------------------------------------------------------------------------
 // Reading
 
-/// What reading a file gave: an array, or the reason why there is none.
+/// The result of reading a file: an array, or the error message.
 struct ReadResult {
     CpuElementKind kind = CpuElementKind::Unsupported;
     std::vector<std::int64_t> shape;
@@ -97,8 +97,8 @@ ReadResult readMapped(const std::string& path) {
 
 class ReadFaults : public FileFaults {
   protected:
-    /// Reads the file in both ways while each allocation fails in turn. `expected` is what either
-    /// gives when there is enough memory.
+    /// Reads the file with both readers while each allocation fails in turn. With enough memory,
+    /// both must give `expected`.
     void expectReads(const std::string& path, const ReadResult& expected) {
         for (ReadResult (*const read)(const std::string&) : {&readWhole, &readMapped}) {
             const int failures =
@@ -110,7 +110,7 @@ class ReadFaults : public FileFaults {
                                        EXPECT_TRUE(*result == ReadResult() || *result == expected);
                                        EXPECT_TRUE(read(path) == expected);
                                    });
-            // The first bytes, the rest of the header, and the shape or the message need memory.
+            // Allocations: the first bytes, the rest of the header, and the shape or the message.
             EXPECT_GT(failures, 2 * 2);
         }
     }
@@ -171,8 +171,8 @@ void writeArray(const std::string& path) {
 
 class WriteFaults : public FileFaults {
   protected:
-    /// Writes an array to `path` while each allocation fails in turn. `path` is or leads to the
-    /// file with this name, the only one in the folder except for links.
+    /// Writes an array to `path` while each allocation fails in turn. `path` is the path of `file`,
+    /// or of a link to it. The folder has no other files, except links.
     void expectWholeOrUntouched(const std::string& path, const std::string& file,
                                 const Names& names) {
         writeArray(folder.path("expected.npy"));
@@ -198,7 +198,7 @@ class WriteFaults : public FileFaults {
                 writeArray(path);
                 EXPECT_EQ(folder.read(file), newContent);
             });
-        // At least the three paths of a file and the header need memory.
+        // Allocations: at least the three paths of a file, and the header.
         EXPECT_GE(failures, 2 * 4);
     }
 };
@@ -215,7 +215,7 @@ TEST_F(WriteFaults, LeaveTheFileThatALinkLeadsTo) {
     expectWholeOrUntouched(folder.path("first"), "array.npy", {"array.npy", "first", "inner"});
 }
 
-/// Expects `call` to fail with this message, and the writer or file to go on after it.
+/// Expects `call` to fail with this message, and the writer or file to remain usable after it.
 template <class Subject, class Prepare, class Call, class GoOn>
 void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goOn) {
     struct Attempt {
@@ -314,7 +314,8 @@ class FullDisk {
     void (*handler)(int);
 };
 
-// An incomplete file stays incomplete, even if there was no memory for the message.
+// A write that failed makes `keep` fail, even if there was no memory for the message of the
+// failure.
 TEST_F(WriteFaults, OfTheWordsForAFullDiskLeaveAFileThatIsNeverKept) {
     const std::string path = folder.write("file", oldContent);
     for (void (OutputFile::*const end)() : {&OutputFile::close, &OutputFile::keep})
@@ -338,7 +339,7 @@ TEST_F(WriteFaults, OfTheWordsForAFullDiskLeaveAFileThatIsNeverKept) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// From one file to another
+// Copying from one file to another
 
 /// Scales an array by a uniform, as a simple host does it.
 void scaleArray(const std::string& from, const std::string& to) {

@@ -18,14 +18,14 @@ using Filter = GridSampler::Filter;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-/// Three columns and two rows of 1 2 4, 8 16 32.
+/// Three columns and two rows. The rows are 1 2 4 and 8 16 32.
 const std::vector<double> sixCells = {1, 2, 4, 8, 16, 32};
 
 GridSampler sixCellGrid(Filter filter) {
     return {ArrayView::of(sixCells.data(), 6), 3, 2, filter};
 }
 
-/// The value at (x, y), NaN if the element is invalid.
+/// The value at (x, y); NaN if the element is invalid.
 double valueAt(GridSampler& grid, double x, double y) {
     SampleCall call = realCall(2, 1, {x, y});
     EXPECT_TRUE(call.ask(grid));
@@ -223,7 +223,7 @@ TEST(GridSampler, TakesCoordinatesOfEveryNumericKind) {
             EXPECT_EQ(call.bits(2), 2u);
         }
     }
-    // Nor does an integer that would lie within the grid if it lost its upper bits.
+    // Integers that would lie within the grid if they lost their upper bits are outside, too.
     GridSampler grid = sixCellGrid(Filter::Nearest);
     SampleCall far(CpuElementKind::Int64, 2, CpuElementKind::Int32, 1, {0, 0, 0, 0});
     storeBits(CpuElementKind::Int64, far.coordinates.data() + 1, std::uint64_t{1} << 32);

@@ -1,4 +1,4 @@
-// Lanes of any kind as bit patterns, and what a conversion must make of them.
+// Lanes of any kind as bit patterns, and the expected results of conversions.
 #pragma once
 
 #include "oracle/exact_conversions.h"
@@ -12,7 +12,7 @@
 
 namespace Fenlet {
 
-/// For messages of failed checks.
+/// Prints a kind in the message of a failed check.
 inline void PrintTo(CpuElementKind kind, std::ostream* out) {
     *out << cpuElementKindName(kind);
 }
@@ -32,7 +32,7 @@ constexpr bool converts(CpuElementKind to, CpuElementKind from) {
     return to == from || (to != CpuElementKind::Tribool && from != CpuElementKind::Tribool);
 }
 
-/// The bits that a lane of `from` becomes as one of `to`.
+/// The bits of a lane of kind `from` after conversion to kind `to`.
 constexpr std::uint64_t converted(CpuElementKind to, CpuElementKind from, std::uint64_t bits) {
     return to == from ? bits : Oracle::convertBits(to, from, bits);
 }

@@ -14,12 +14,13 @@ inline std::string littleEndian(std::uint64_t value, int count) {
     return bytes;
 }
 
-/// The mark of this machine's byte order before a type of several bytes, and that of the other one.
+/// The characters for this machine's byte order and for the opposite one, which precede a type of
+/// several bytes.
 inline constexpr bool isBigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
 inline constexpr char ownOrder = isBigEndian ? '>' : '<';
 inline constexpr char otherOrder = isBigEndian ? '<' : '>';
 
-/// A file of this version with this header text, padded as writers of the format do it.
+/// The content of a file of this version with this header text, padded as the format requires.
 inline std::string npyFile(std::string header, const std::string& entries, int version = 1) {
     const int lengthBytes = version == 1 ? 2 : 4;
     while ((8 + static_cast<std::size_t>(lengthBytes) + header.size() + 1) % 64 != 0)

@@ -43,7 +43,7 @@ void expectSame(const Fenlet::NpyFile& file, const NpyArray& array) {
     }
 }
 
-/// Both readers, `readNpy` and `Fenlet::NpyFile`: they must agree.
+/// Tests both readers, `readNpy` and `Fenlet::NpyFile`. They must give the same results.
 class NpyFile : public testing::Test {
   protected:
     NpyArray read(const std::string& content) const {
@@ -53,7 +53,7 @@ class NpyFile : public testing::Test {
         return array;
     }
 
-    /// The message without the file's name, which it begins with.
+    /// The message without the file's name at its beginning.
     std::string refusal(const std::string& content) const {
         const std::string path = folder.write("array.npy", content);
         const std::string message = messageOf([&] { readNpy(path); });
@@ -250,7 +250,8 @@ TEST_F(NpyFile, IsRefusedForAShapeThatNoMemoryHolds) {
               "the shape in the header holds a size that is too large");
     EXPECT_EQ(withShape("(9223372036854775808,)"),
               "the shape in the header holds a size that is too large");
-    // The most entries that can be counted, but none is there: no memory is allocated for them.
+    // The header announces the largest possible number of entries, but the file holds 1 byte of
+    // them. No memory is allocated for the announced entries.
     EXPECT_EQ(withShape("(1152921504606846976,)", "<f8"),
               "holds 1 bytes of entries where its shape asks for 9223372036854775808; the file is "
               "cut short");
@@ -356,12 +357,13 @@ TEST_F(NpyFile, ThatCannotBeReadIsNamedWithTheReason) {
     const std::string file = folder.write("file", "x");
     EXPECT_EQ(messageFor(file + "/array.npy"), file + "/array.npy: Not a directory");
     EXPECT_EQ(messageFor(""), ": No such file or directory");
-    // A file without an end: only its first bytes are read, which show that it is no .npy file.
+    // A file without an end. The reader reads only the first bytes, which show that this is not a
+    // .npy file.
     EXPECT_EQ(messageFor("/dev/zero"),
               "/dev/zero: not a .npy file (it does not begin with the format's mark)");
 }
 
-/// Whether the entries are mapped: a mapped file shows what is written to it later.
+/// Whether the reader maps the file: a mapping shows what is written to the file later.
 bool isMapped(const TemporaryFolder& folder, const std::string& content) {
     const std::string path = folder.write("array.npy", content);
     const Fenlet::NpyFile file(path);
@@ -428,7 +430,8 @@ class Piped {
 TEST_F(NpyFile, MayComeThroughAPipe) {
     const std::string pipe = folder.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    // More than a pipe holds at a time. In a plain file these entries would be mapped.
+    // More bytes than a pipe holds at a time. Entries like these would be mapped if they were in a
+    // plain file.
     const std::string entries = std::string(300000, '\3');
     const std::string content = npyFile(npyHeader("<i4", "(25000, 3)"), entries);
     const NpyArray array = readNpy(folder.write("array.npy", content));

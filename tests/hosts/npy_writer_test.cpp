@@ -34,7 +34,7 @@ Bytes entriesFor(CpuElementKind kind, const Shape& shape) {
     return bytes;
 }
 
-/// The message of the `FileError` that `work` throws, or what happened instead.
+/// The message of the `FileError` that `work` throws, or a text that says what happened instead.
 template <class Work>
 std::string failureOf(Work&& work) {
     try {
@@ -67,7 +67,7 @@ class FullDisk {
 
 class NpyWriterTest : public testing::Test {
   protected:
-    /// Writes an array of bytes: first three, then the others.
+    /// Writes an array of bytes in two parts: first three bytes, then the others.
     void writeBytes(const std::string& path, const std::string& content) const {
         NpyWriter writer(path, CpuElementKind::Tribool,
                          {static_cast<std::int64_t>(content.size())});
@@ -234,14 +234,15 @@ TEST_F(NpyWriterTest, SaysWhyAFileCannotBeMade) {
     const std::string pipe = folder.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     EXPECT_EQ(failure(pipe), pipe + ": is there and is not a plain file");
-    // Nobody may write there, not even root.
+    // No user may create a file there, not even root.
     EXPECT_EQ(failure("/proc/array.npy"), "/proc/array.npy: No such file or directory");
 }
 
 TEST_F(NpyWriterTest, LeavesNothingOnAFullDisk) {
     const std::string path = folder.write("array.npy", "what was there");
     const std::string large(100000, '\1');
-    // At the first byte, within the header, within the entries, at the last byte.
+    // The disk is full at the first byte, within the header, within the entries, and at the last
+    // byte.
     for (const rlim_t limit : {0u, 1u, 64u, 127u, 128u, 70000u, 100127u}) {
         SCOPED_TRACE(limit);
         const FullDisk disk(limit);
@@ -284,7 +285,7 @@ TEST_F(NpyWriterTest, FollowsSymbolicLinks) {
     std::filesystem::create_directory(folder.path("real"));
     std::filesystem::create_symlink("real/link", folder.path("link"));
     std::filesystem::create_symlink("array.npy", folder.path("real/link"));
-    // First there is no file where they lead, then there is one.
+    // The first time, the links lead to a file that does not exist; the second time it exists.
     for (const std::string content : {"\1", "\1\1"}) {
         writeBytes(folder.path("link"), content);
         EXPECT_EQ(folder.names(), (Names{"link", "real"}));

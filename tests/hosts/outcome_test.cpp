@@ -1,4 +1,4 @@
-// The outcome of a program in words: every refusal, the sink's stop, and success.
+// The outcome of a run in words: every refusal, a run that the sink ended, and success.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace Doubles;
 
-/// The program's first finding of that code, in its own words.
+/// The message of the program's first finding with this code.
 std::string foundIn(const FenletProgram& program, FindingCode code, std::int32_t instruction) {
     for (const Finding& finding : verifyProgram(program))
         if (finding.code == code && finding.instruction == instruction)
@@ -132,7 +132,8 @@ TEST_F(RefusedInstruction, NamesAConditionThatDoesNotFit) {
                   "%8 = Select %1, %8, %8", FindingCode::MultiplicityMismatch);
 }
 
-// Unequal operands are refused before any other mismatch of multiplicities, wherever they are.
+// `configure` refuses unequal operands in any instruction before all other mismatches of
+// multiplicities.
 TEST(OutcomeOfConfigure, NamesTheInstructionThatWasRefusedAndNotAnEarlierOneOfThatCode) {
     BenchProgram program;
     program.add(OpCode::Select, program.real3, {program.tribool2, program.real3, program.real3});
@@ -141,7 +142,7 @@ TEST(OutcomeOfConfigure, NamesTheInstructionThatWasRefusedAndNotAnEarlierOneOfTh
               "The program was refused: operands differ in multiplicity and neither is a scalar at "
               "instruction 2 of 2, %8 = Add %7, %8: " +
                   foundIn(program, FindingCode::MultiplicityMismatch, 1));
-    // And registers before both.
+    // `configure` refuses wrong registers before both.
     program.registers[0].multiplicity = -1;
     EXPECT_EQ(outcomeOfConfigure(program),
               "The program was refused: a register has non-positive multiplicity: " +
@@ -160,7 +161,7 @@ TEST(OutcomeOfConfigure, TakesAnyOtherProgram) {
 // -------------------------------------------------------------------------------------------------
 // evaluate
 
-/// A field, a uniform and a sample in the second, third and fourth of five steps.
+/// A program of five steps. The second, third and fourth read a field, a uniform and a sample.
 struct ReadingProgram : ProgramSketch {
     std::int32_t index = addRegister(RegisterFormat::Int64);
     std::int32_t height = addRegister(RegisterFormat::Float32, 3);
@@ -196,7 +197,7 @@ class OutcomeOfEvaluate : public testing::Test {
         call.returned = interpreter.evaluate(first, count, call.bindings, host.sink);
         return describeOutcome(interpreter, program, call);
     }
-    /// Answers false at the call with this number, from 0.
+    /// Makes the provider return false at the call with this number, counted from 0.
     template <class Provider>
     static void declineAt(Provider& provider, int number) {
         provider.answer = [number, calls = 0](const auto&) mutable { return calls++ != number; };
@@ -298,7 +299,7 @@ TEST_F(OutcomeOfEvaluate, IsToldWhereElementNumbersWrap) {
               "The sink ended the run after block 1 of 2305843009213693952 (elements 0 to 3).");
 }
 
-// No step tells how far a program without steps has come.
+// A program without steps has no steps to count, so the sentence cannot name the block.
 TEST_F(OutcomeOfEvaluate, OfAProgramWithoutStepsNamesNoBlock) {
     program.instructions.clear();
     declineAt(host.sink, 1);
@@ -309,7 +310,8 @@ TEST_F(OutcomeOfEvaluate, NamesNoPlaceAfterASinkThatRanTheInterpreter) {
     struct OtherSink final : BlockSink {
         bool consume(const RegisterFile&, long long, int) override { return true; }
     } other;
-    // Steps of the inner run count, so that the outer one seems to have run more than it has.
+    // Steps of the inner run are counted, too, so the outer run seems to have run more blocks than
+    // it has.
     host.sink.answer = [&](const RegisterFile&) {
         EXPECT_TRUE(interpreter.evaluate(0, 40, host.bindings, other));
         return false;
@@ -340,7 +342,7 @@ TEST_F(OutcomeOfEvaluate, NamesWhatASinkHadRefused) {
                   foundIn(inner, FindingCode::BadRegister, 1));
 }
 
-// Counters that do not fit lead to no place, and to nothing worse.
+// If the counters are not consistent, the sentence names no place, and nothing worse happens.
 TEST_F(OutcomeOfEvaluate, TakesAnyCall) {
     declineAt(host.field, 0);
     EXPECT_EQ(outcome(0, 4).find("The run was refused: field accessor declined: field"), 0u);

@@ -33,7 +33,7 @@ mode_t modeOf(const std::string& path) {
     return statusOf(path).st_mode & 07777;
 }
 
-/// Sets the umask while it exists.
+/// Sets the umask as long as this object exists.
 class Umask {
   public:
     explicit Umask(mode_t mask) : before(umask(mask)) {}
@@ -125,7 +125,7 @@ TEST_F(OutputFileTest, ANameOfAnyLengthThatTheSystemTakesIsTaken) {
 }
 
 // -------------------------------------------------------------------------------------------------
-// The file itself, with a name from the start and without
+// The temporary file, with a name from the start and without one
 
 class TemporaryFileTest : public testing::TestWithParam<Named> {
   protected:
@@ -159,8 +159,8 @@ class TemporaryFileTest : public testing::TestWithParam<Named> {
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
     }
 
-    /// Whether the file has a name before it is finished. A system without files that have no name
-    /// gives one from the start.
+    /// Whether the file has a name before it is finished. On a system without nameless files, it
+    /// has one from the start.
     bool isNamedEarly() const {
         if (GetParam() == Named::FromTheStart)
             return true;
@@ -175,7 +175,8 @@ class TemporaryFileTest : public testing::TestWithParam<Named> {
 #endif
     }
 
-    /// As an output does it: a run that begins with the leftovers of others.
+    /// Does what an output does: removes the leftovers of others, and then writes and replaces the
+    /// file.
     void runAgain() const {
         removeLeftovers(target());
         TemporaryFile file(target(), GetParam());
@@ -310,7 +311,7 @@ TEST_P(TemporaryFileTest, OfANameThatIsTakenGetsTheNext) {
     EXPECT_EQ(folder.read("file"), "");
 }
 
-// Files with other names, and whatever is not a plain file, belong to somebody else.
+// Files with other names, and everything that is not a plain file, are not leftovers.
 TEST(Leftovers, AreOnlyFilesOfTheseNames) {
     const TemporaryFolder folder;
     const Names others = {"file",

@@ -47,7 +47,7 @@ Asked drawRequest(Dice& dice, const ArrayView& view) {
     return asked;
 }
 
-/// The result that `ArrayField` documents.
+/// The result that the documentation of `ArrayField` promises.
 Asked expectedOf(const Asked& before, const ArrayView& view) {
     Asked after = before;
     const auto size = static_cast<std::size_t>(elementSize(before.kind));
@@ -96,7 +96,8 @@ TEST(RandomField, ReadsWhatANaiveReaderReads) {
     }
 }
 
-/// Compares addresses and runs of a layout with naive addresses of single elements.
+/// Compares the addresses and runs that a layout gives with addresses that a naive function
+/// computes for single elements.
 void expectRuns(Dice& dice, const DrawnView& drawn) {
     const ArrayView view = drawn.view;
     const ArrayLayout layout(view);

@@ -74,7 +74,7 @@ NaiveLane narrowedFloat(CpuElementKind to, CpuElementKind from, std::uint64_t bi
         lane.bits = to == CpuElementKind::Half ? (rounded < 0 ? 0xFBFF : 0x7BFF)
                                                : (rounded < 0 ? 0xFF7FFFFF : 0x7F7FFFFF);
     if (rule == Narrowing::Missing && fromInteger)
-        // Only an integer that is held exactly is the same after a conversion back.
+        // An integer fits if a conversion back gives the same integer.
         lane.fits = !overflows && rounded != 0x1p63 && converted(from, to, lane.bits) == bits;
     else if (rule == Narrowing::Missing)
         lane.fits = !overflows;
@@ -133,7 +133,7 @@ OutputRules drawRules(Dice& dice, const ArrayView& view) {
     return rules;
 }
 
-/// Does what `ArrayStore` documents, one element at a time.
+/// Does what the documentation of `ArrayStore` says, one element at a time.
 void storeNaively(const MutableArrayView& view, const Stored& stored, const OutputRules& rules) {
     const auto size = static_cast<std::size_t>(elementSize(stored.kind));
     const auto components = static_cast<std::size_t>(view.components);
@@ -195,8 +195,8 @@ void putBytes(const std::unique_ptr<FencedArea>& area, const Bytes& bytes) {
         area->data()[i] = bytes[i];
 }
 
-/// Stores the same elements by `ArrayStore` and naively, and compares all memory of the view.
-/// Returns whether the kinds can be stored.
+/// Stores the same elements with `ArrayStore` and with the naive writer, and compares all memory of
+/// the views. Returns whether the kinds can be stored.
 bool storesAlike(Dice& dice, const DrawnView& drawn, CpuElementKind kind) {
     const OutputRules rules = drawRules(dice, drawn.view);
     const std::string fault =

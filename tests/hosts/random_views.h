@@ -17,7 +17,7 @@
 
 namespace Fenlet {
 
-/// For messages of failed checks.
+/// Prints a kind in the message of a failed check.
 inline void PrintTo(ArrayKind kind, std::ostream* out) {
     *out << arrayKindName(kind);
 }
@@ -58,7 +58,7 @@ inline std::uint64_t drawLane(Dice& dice, CpuElementKind kind) {
             dice.draw(0, static_cast<std::int64_t>(telling.size()) - 1))];
     const int width = 8 * elementSize(kind);
     const std::uint64_t any = dice.bits();
-    // Small numbers fit into narrow arrays.
+    // Draws small numbers, too, because these fit into narrow arrays.
     const std::uint64_t some =
         dice.once(2) ? static_cast<std::uint64_t>(dice.draw(-70000, 70000)) : any;
     return width == 64 ? some : some & ((std::uint64_t{1} << width) - 1);
@@ -89,7 +89,8 @@ inline std::uint64_t registerBits(ArrayKind kind, const unsigned char* lane) {
     }
 }
 
-/// The number along each axis of the array of an element of the view; nothing outside the array.
+/// The position in the array, along each axis, of element `number` of the view. Nothing if the
+/// element lies outside the array.
 inline std::optional<std::vector<std::int64_t>> placeInArray(const ArrayView& view,
                                                              std::int64_t number) {
     std::vector<std::int64_t> place(static_cast<std::size_t>(view.axisCount));
@@ -104,7 +105,7 @@ inline std::optional<std::vector<std::int64_t>> placeInArray(const ArrayView& vi
     return place;
 }
 
-/// The distance from the array's element 0, by the strides that `stride` selects.
+/// The distance of `place` from the array's element 0, with the strides that `stride` selects.
 inline std::int64_t distance(const ArrayView& view, const std::vector<std::int64_t>& place,
                              std::int64_t ArrayAxis::*stride) {
     std::int64_t sum = 0;
@@ -146,7 +147,7 @@ inline NaiveElement naiveElement(const ArrayView& view, std::int64_t number) {
     return element;
 }
 
-/// A random view and its memory, which ends, or begins, at a page that must not be touched.
+/// A random view and its memory. The memory ends or begins at a page that must not be touched.
 struct DrawnView {
     MutableArrayView view;
     std::unique_ptr<FencedArea> values;
@@ -162,8 +163,8 @@ struct DrawnShape {
     bool isLarge = false;   ///< elements of many components
 };
 
-/// Random strides for axes of these extents: packed, with gaps, or negative, and, unless elements
-/// must be apart, overlapping or 0. `unit` is the size of one place.
+/// Random strides for axes of these extents: packed, with gaps or negative. If not `areApart`,
+/// elements may also overlap, and strides may be 0. `unit` is the size of one place.
 inline std::vector<std::int64_t> drawStrides(Dice& dice, const std::vector<std::int64_t>& extents,
                                              std::int64_t unit, bool areApart) {
     std::vector<std::size_t> order(extents.size());
@@ -205,7 +206,7 @@ struct PlaceRange {
     }
 };
 
-/// Sizes, offsets, extents and strides.
+/// Draws sizes, offsets, extents and strides.
 inline void drawAxes(Dice& dice, const DrawnShape& shape, MutableArrayView& view) {
     std::int64_t left = shape.isLarge ? 6 : 400;
     std::vector<std::int64_t> extents;
@@ -235,7 +236,7 @@ inline void drawAxes(Dice& dice, const DrawnShape& shape, MutableArrayView& view
     }
 }
 
-/// Memory for exactly the bytes that the view touches, and anything in them.
+/// Allocates exactly the bytes that the view touches, and fills them with random content.
 inline void drawMemory(Dice& dice, bool hasPresence, DrawnView& drawn) {
     MutableArrayView& view = drawn.view;
     PlaceRange values;

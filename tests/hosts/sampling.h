@@ -1,4 +1,4 @@
-// One block of samples.
+// A call of a sampler for one block of positions.
 #pragma once
 
 #include "hosts/lane_bits.h"
@@ -11,7 +11,7 @@
 
 namespace Fenlet::Hosts {
 
-/// The bits of a value in each kind, by the library's conversion.
+/// The bits of a value in a kind, converted by the library.
 inline std::uint64_t bitsOf(CpuElementKind kind, double value) {
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
@@ -78,7 +78,7 @@ inline SampleCall realCall(int coordinateMultiplicity, int valueMultiplicity,
             valueMultiplicity, lanes};
 }
 
-/// Expects the sampler to decline without a change to the memory.
+/// Whether the sampler declines and leaves all memory unchanged.
 inline bool declines(FenletSampler& sampler, SampleCall call) {
     return !call.ask(sampler) && call.values == Bytes(call.values.size(), SampleCall::guard) &&
            call.validity == Bytes(call.validity.size(), 1);

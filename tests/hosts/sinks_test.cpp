@@ -127,7 +127,7 @@ TEST(CollectingSink, EndsTheRunAtABlockOutsideItsRange) {
         EXPECT_EQ(sink[0].values, untouched) << run.first << ", " << run.count;
         EXPECT_EQ(sink[0].validity, Bytes(4, 0)) << run.first << ", " << run.count;
     }
-    // The blocks before it, which are within the range, are kept.
+    // The sink keeps the blocks within the range, which came before.
     Bench bench(2);
     CollectingSink sink(bench.interpreter.registerFile(), {0}, 4, 4);
     int blocks = 0;

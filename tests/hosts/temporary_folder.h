@@ -1,4 +1,4 @@
-// A folder for the files of one test, which is removed at its end.
+// A folder for the files of one test. It is removed at the end of the test.
 #pragma once
 
 #include <algorithm>
@@ -27,12 +27,13 @@ class TemporaryFolder {
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-    /// The path of a file in it.
+    /// The path of a file in the folder.
     std::string path(const std::string& name = ".") const { return (place / name).string(); }
 
     /// Writes a file and returns its path.
     std::string write(const std::string& name, const std::string& content) const {
-        // On some file systems it takes long to truncate a file and write it again.
+        // Removes the file first: on some file systems it takes long to truncate a file and write
+        // it again.
         std::filesystem::remove(place / name);
         std::ofstream file(place / name, std::ios::binary);
         file << content;
@@ -41,7 +42,7 @@ class TemporaryFolder {
         return path(name);
     }
 
-    /// A file's content; throws if there is none.
+    /// A file's content. Throws if there is no such file.
     std::string read(const std::string& name) const {
         std::ifstream file(place / name, std::ios::binary);
         if (!file)
@@ -49,7 +50,7 @@ class TemporaryFolder {
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
-    /// The sorted names of all that is in it.
+    /// The sorted names of everything in the folder.
     std::vector<std::string> names() const {
         std::vector<std::string> all;
         for (const auto& entry : std::filesystem::directory_iterator(place))

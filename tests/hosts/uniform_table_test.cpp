@@ -16,7 +16,8 @@ namespace {
 
 constexpr unsigned char guard = 0xA5;
 
-/// What `fetch` writes; empty if it declines, and then it must not have written anything.
+/// The bytes that `fetch` writes; empty if it declines. In that case it must not have written
+/// anything.
 Bytes fetched(UniformTable& table, int index, CpuElementKind kind, int multiplicity) {
     Bytes out(512, guard);
     const auto size = static_cast<std::size_t>(elementSize(kind) * multiplicity);
@@ -36,7 +37,8 @@ Bytes packed(CpuElementKind kind, const std::vector<std::uint64_t>& bits) {
     return bytes;
 }
 
-/// What the value's components become in each kind; empty where there is no conversion.
+/// Expects the table to give these components, converted, in each kind, and to decline where there
+/// is no conversion.
 void expectServes(UniformTable& table, int index, CpuElementKind from,
                   const std::vector<std::uint64_t>& bits) {
     for (const CpuElementKind to : allKinds) {

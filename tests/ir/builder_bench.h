@@ -1,4 +1,4 @@
-// A builder that starts with registers of all sorts.
+// A builder in which registers of all sorts are already defined.
 #pragma once
 
 #include <fenletir/program_builder.h>
@@ -38,7 +38,7 @@ struct Bench {
     Register wide3 = filled("wide3", Format::Float64, 3);
 };
 
-/// How many registers and instructions a bench begins with.
+/// The number of registers and of instructions that a bench begins with.
 inline constexpr std::int32_t benchRegisters = 14;
 
 } // namespace Fenlet::BuilderTests

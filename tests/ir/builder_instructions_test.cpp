@@ -9,8 +9,9 @@
 namespace Fenlet::BuilderTests {
 namespace {
 
-/// The one instruction that `call` writes on a new bench, with its result:
-/// `Component real3 #2 : Float32 x1`. Fails and returns nothing if it writes anything else as well.
+/// Makes `call` on a new bench. Returns the instruction that it writes and the type of the result,
+/// such as `Component real3 #2 : Float32 x1`. If the call writes anything else, fails the test and
+/// returns nothing.
 template <class Call>
 std::string written(Call&& call) {
     Bench bench;

@@ -1,4 +1,4 @@
-// A call of the builder whose allocation fails changes nothing.
+// If an allocation fails in a call of the builder, the call changes nothing.
 #include "builder_bench.h"
 #include "doubles/counted_new.h"
 
@@ -17,8 +17,8 @@ using Call = std::function<void(Builder&, const Bench&)>;
 
 constexpr const char* longName = "a name of more characters than a string keeps in its own record";
 
-/// Makes the first, second, ... allocation of the call fail. This is repeated on programs of many
-/// lengths, because their length decides which arrays are full. Returns how often memory ran out.
+/// Makes each allocation of the call fail in turn. Repeats this on programs of many lengths,
+/// because the length decides which arrays must grow. Returns how often memory ran out.
 int runOutOfMemory(const Call& call) {
     int failures = 0;
     for (int length = 0; length < 40; ++length) {

@@ -36,7 +36,7 @@ TEST(BuilderOutcome, IsTheSameProgramInBothModes) {
               listing(Bench(Builder::OnError::Throw).builder.build().program));
 }
 
-/// Makes every call, with operands that are right if nothing went wrong before.
+/// Makes every call of the builder after an error. The operands would be right without that error.
 void callEverything(Builder& p, const Bench& b) {
     EXPECT_EQ(p.field("new").number, -1);
     EXPECT_EQ(p.uniform("new").number, -1);

@@ -1,5 +1,5 @@
-// Whatever calls a builder gets, the programs that it builds are right: random calls, checked by
-// the verifier and the evaluator.
+// Makes random calls on a builder, right and wrong. The programs that it builds must be right; the
+// verifier and the evaluator check them.
 #include "model/random_program.h"
 
 #include <fenletexec/interpreter.h>
@@ -20,8 +20,8 @@ namespace {
 using Model::Chance;
 using Builder = ProgramBuilder;
 
-/// Makes random calls on a builder, with arguments that are right more often than not. The same
-/// seed makes the same calls until one is refused.
+/// Makes random calls on a builder. Most arguments are right. The same seed makes the same calls
+/// until one is refused.
 class Caller {
   public:
     Caller(Builder& newBuilder, std::uint64_t seed) : p(newBuilder), chance(seed) {}

@@ -12,9 +12,9 @@ namespace {
 
 using Builder = ProgramBuilder;
 
-/// The message with which `call` is refused on a new bench. It is the same whether it is thrown or
-/// returned by `build()`. A call that throws leaves the program unchanged; after one that
-/// reports, there is none.
+/// The message with which `call` is refused on a new bench. The message must be the same whether
+/// the call throws it or `build()` returns it. A call that throws must leave the program unchanged.
+/// After a call that reports an error, `build()` must return no program.
 template <class Call>
 std::string refused(Call&& call) {
     Bench throwing(Builder::OnError::Throw);

@@ -1,5 +1,4 @@
-// When memory runs out, the program library loses nothing, leaks nothing and leaves nothing half
-// done.
+// When memory runs out, calls of the program library change nothing and leak nothing.
 #include "builder_bench.h"
 #include "doubles/allocation_faults.h"
 #include "model/random_program.h"
@@ -58,7 +57,8 @@ TEST(ProgramMemory, OfRandomProgramsIsGivenBack) {
     for (std::uint64_t seed = 1; programs < 6; ++seed) {
         SCOPED_TRACE(seed);
         FenletProgram program = Model::randomCase(seed).program;
-        // The work grows with the square of a program's length.
+        // The test's time grows with the square of a program's length, so it takes only short
+        // programs.
         if (program.instructions.size() < 3 || program.instructions.size() > 7)
             continue;
         ++programs;
@@ -116,8 +116,9 @@ std::string inWords(const BuildResult& result) {
     return listing(result.program) + result.error;
 }
 
-/// Makes every allocation of the call fail in turn, each time on a copy of the bench's builder,
-/// whose arrays are as small as possible. A call that fails changes nothing and can be repeated.
+/// Makes every allocation of the call fail in turn, each time on a copy of the bench's builder: the
+/// arrays of a copy are full. A call that fails must change nothing, and must succeed when
+/// repeated.
 int runOutOfMemory(const Call& call, OnError onError) {
     const Bench bench(onError);
     const std::string before = inWords(Builder(bench.builder).build());

@@ -35,7 +35,8 @@ double infinityOf(Format format) {
     return format == Format::Half ? 65520 : format == Format::Float32 ? 0x1.ffffffp127 : HUGE_VAL;
 }
 
-/// Whether a float format holds an integer: without its factors of two, it is short enough.
+/// Whether a float format holds an integer exactly: without its factors of two, the integer must
+/// have no more digits than the format.
 bool holds(Format format, std::int64_t value) {
     std::uint64_t odd =
         value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
@@ -53,7 +54,8 @@ NumberFit expected(std::int64_t value, Format format) {
         return NumberFit::NoNumber;
     if (format == Format::Int64)
         return NumberFit::Fits;
-    // A double holds all other limits exactly, so rounding to a double does not cross them.
+    // A double holds the limits of all other formats exactly, so rounding `value` to a double does
+    // not move it across a limit.
     const auto rounded = static_cast<double>(value);
     if (isIntegerFormat(format))
         return rounded >= limitOf(format) || rounded < -limitOf(format) ? NumberFit::OutOfRange
@@ -79,7 +81,7 @@ NumberFit expected(double value, Format format) {
                                                                        : NumberFit::Inexact;
 }
 
-/// Expects the rule to hold for the number in every format.
+/// Expects `fitOfReal` to follow the rule for `value` in every format.
 void expectRule(double value) {
     for (std::int32_t number = 0; number < 8; ++number) {
         const auto format = static_cast<Format>(number);
@@ -215,7 +217,7 @@ TEST(NumberFit, TellsTheNearestNumberThatFits) {
     EXPECT_EQ(realMisfit(0.1, Format::Half), "");
 }
 
-/// The last number in the words.
+/// The last number in the message.
 double nearestIn(const std::string& words) {
     return std::strtod(words.c_str() + words.rfind(' '), nullptr);
 }
@@ -226,7 +228,7 @@ TEST(NumberFit, TellsNoNumberThatIsFartherThanAnother) {
         const auto value = static_cast<std::int64_t>(bits()) >> (bits() % 64);
         const std::string floated = integerMisfit(value, Format::Float32);
         if (!floated.empty()) {
-            // The machine rounds an integer straight to the nearest.
+            // The cast rounds the integer once, to nearest.
             EXPECT_EQ(nearestIn(floated), double(float(value))) << floated;
         }
         const std::string doubled = integerMisfit(value, Format::Float64);

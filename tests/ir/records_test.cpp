@@ -151,7 +151,7 @@ TEST(Constants, OfRealsAreExactAndTruncateAsIntegers) {
         {9223372036854774784.0, 9223372036854774784}, // the last below 2^63
         {-twoTo63, INT64_MIN},
         {5e-324, 0},
-        // What has no such integer.
+        // Values that no Int64 can hold.
         {twoTo63, INT64_MIN},
         {-9223372036854777856.0, INT64_MIN},
         {1e300, INT64_MIN},

@@ -1,4 +1,4 @@
-// How errors are shown, and texts that are cut off, damaged or malicious.
+// How errors are shown, and what happens with texts that are cut off, damaged or malicious.
 #include "text_support.h"
 
 #include <fenletir/text.h>
@@ -53,7 +53,8 @@ TEST(TextErrors, ShowWholeCharactersOfALongLine) {
     for (int count = 0; count < 30; ++count)
         globes += globe;
     for (std::size_t blanks = 1; blanks <= 4; ++blanks) {
-        // The place moves, so that the piece begins and ends within a character.
+        // The error moves by one byte each time, so that the shown piece would begin or end within
+        // a character.
         const std::string gap(blanks, ' ');
         const ParseError error = parseProgram("field " + globes + gap + "!" + globes).error;
         EXPECT_EQ(error.column, 37 + static_cast<int>(blanks));
@@ -67,7 +68,8 @@ TEST(TextErrors, CiteAPieceOfALongWord) {
               "expected a type such as f32 or i64x3, found \"" + std::string(40, 'b') + "\"...");
 }
 
-/// Expects a complete listing or a complete error.
+/// Expects that the text is read and its listing reads back as the same program, or that the error
+/// is complete.
 void expectSoundAnswer(const std::string& text) {
     const ParseResult result = parseProgram(text);
     if (result.ok()) {
@@ -93,7 +95,7 @@ TEST(DamagedText, IsAnsweredWhereverItIsCutOff) {
         for (std::size_t length = 0; length <= text.size(); ++length) {
             const std::string piece = text.substr(0, length);
             ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(piece));
-            // Bytes after the end make no difference.
+            // Bytes after the end of the text must make no difference.
             const ParseResult apart = parseProgram(piece);
             const ParseResult before = parseProgram(std::string_view(text).substr(0, length));
             ASSERT_EQ(before.error.message, apart.error.message) << piece;
@@ -136,7 +138,7 @@ TEST(DamagedText, IsAnsweredWhateverItsBytesAre) {
         ASSERT_NO_FATAL_FAILURE(expectSoundAnswer(text)) << "seed " << seed;
         read += parseProgram(text).ok();
     }
-    // Both outcomes occurred.
+    // Some texts were read, and many were not.
     EXPECT_GT(read, 500);
     EXPECT_LT(read, 19000);
 }

@@ -11,7 +11,7 @@
 namespace Fenlet::TextTests {
 namespace {
 
-/// Whether the program, and its listing, are the same after writing and reading.
+/// Whether writing and reading gives back the same program, and listing it again the same text.
 testing::AssertionResult survives(const FenletProgram& program) {
     const std::string text = listing(program);
     const ParseResult result = parseProgram(text);
@@ -32,7 +32,7 @@ testing::AssertionResult survives(const FenletProgram& program) {
     return testing::AssertionSuccess();
 }
 
-/// Removes what the failure does not need: instructions, ends of pools, names.
+/// Removes instructions, ends of pools and names without which the program still fails.
 FenletProgram shrunk(FenletProgram program) {
     for (std::size_t place = program.instructions.size(); place-- > 0;) {
         FenletProgram smaller = program;
@@ -69,7 +69,7 @@ TEST(ProgramText, ReadsBackAsTheIdenticalProgram) {
         longest = std::max(longest, program.instructions.size());
         rawLines += text.find("\nraw ") != std::string::npos;
     }
-    // The random programs covered what they are for.
+    // The random programs covered long programs and raw lines.
     EXPECT_EQ(longest, 15u);
     EXPECT_GT(rawLines, 2000u);
 }
@@ -141,8 +141,8 @@ std::clock_t timeOfLines(int lines) {
     return std::clock() - begin;
 }
 
-// Ten times the lines take a little more than ten times as long, because of the caches. Quadratic
-// time in any of the three would take a hundred times as long.
+// Ten times the lines take a little more than ten times as long, because of the caches. If
+// building, writing or reading took quadratic time, it would take a hundred times as long.
 TEST(ProgramText, TakesTimeInProportionToItsLines) {
     EXPECT_LT(timeOfLines(100000), 40 * timeOfLines(10000));
 }

@@ -9,12 +9,12 @@
 
 namespace Fenlet::TextTests {
 
-/// Every part of the program, bit for bit, as lines for failure messages. The texts of two programs
-/// are equal if and only if the programs are. It shares no code with the listing.
+/// Every part of the program, bit for bit, as lines for failure messages. Two programs have the
+/// same text if and only if they are equal. Shares no code with the listing.
 std::string image(const FenletProgram& program);
 
-/// Makes random programs: tidy ones, in which each line makes sense, and ones with arbitrary
-/// contents in all records.
+/// Makes random programs. In some each instruction makes sense; in the others all records have
+/// arbitrary contents.
 class ProgramDice {
   public:
     explicit ProgramDice(std::uint64_t seed) : engine(seed) {}

@@ -26,7 +26,8 @@ FenletProgram slopeProgram() {
     return builder.build().program;
 }
 
-/// The program of the text. Fails and returns an empty program if it cannot be read.
+/// Reads a program from its text. If the text cannot be read, fails the test and returns an empty
+/// program.
 FenletProgram read(std::string_view text) {
     const ParseResult result = parseProgram(text);
     EXPECT_TRUE(result.ok()) << result.error.line << ":" << result.error.column << ": "

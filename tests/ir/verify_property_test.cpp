@@ -68,7 +68,7 @@ class Promise {
     bool refusedInRun = false;
 
   private:
-    // A refusal hides later ones, so each instruction is also planned alone.
+    // `configure` stops at the first refusal, so each instruction is also planned alone.
     std::string refusedForAReason(int blockSize) {
         if (isSound(findings))
             return "refused without a finding: " + inWords(interpreter);
@@ -134,7 +134,8 @@ class Promise {
         visit(slot.validityOffset, lanes);
     }
 
-    /// Gives the twin the same registers for this step, and different bytes everywhere else.
+    /// Makes the registers of this step equal in both interpreters, and all other bytes of `others`
+    /// different.
     void disturbAllBut(const Interpreter::Step& step, RegisterFile& registers,
                        RegisterFile& others) {
         const unsigned char* const from = registers.data(0);
@@ -151,7 +152,8 @@ class Promise {
             forEachArea(registers, step.operands[slot], same);
     }
 
-    /// Only the result's areas have changed, and they are the same in both.
+    /// Checks that the step has changed only its result's areas, and that these are the same in
+    /// both interpreters.
     std::string touchesItsOwn(const Interpreter::Step& step,
                               const std::vector<unsigned char>& before, RegisterFile& registers,
                               RegisterFile& others) {

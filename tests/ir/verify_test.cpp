@@ -1,4 +1,4 @@
-// Each finding of the verifier: its code, its place and its words.
+// Each finding of the verifier: its code, its place and its message.
 #include <fenletir/program_builder.h>
 #include <fenletir/verify.h>
 
@@ -55,7 +55,7 @@ struct Sketch {
     std::int32_t indexRegister() const { return program.instructions[0].result; }
 };
 
-/// All findings, one per line: class, code and words.
+/// All findings, one per line: class, code and message.
 std::string findingsOf(const FenletProgram& program) {
     constexpr const char* classes[] = {"refused", "refused in run", "outside", "mistake"};
     std::string all;
@@ -333,13 +333,15 @@ TEST(Verify, FindsConstantsThatTheFormatCannotHold) {
 }
 
 TEST(Verify, LooksAtTheNumbersThatTheRegisterTakes) {
-    // A record can hold both sorts of number. Each format prefers its own.
+    // A `Constant` can hold both integers and reals. An integer format uses the integers, a float
+    // format the reals.
     Constant both;
     both.integers = {300};
     both.reals = {0.5};
     EXPECT_EQ(findingsOf(loading(both, Format::Float32)), "");
     EXPECT_NE(findingsOf(loading(both, Format::Int8)), "");
-    // Components that the register has no room for are dropped, which has its own finding.
+    // Components that the register has no room for are not checked: the different width is a
+    // separate finding.
     FenletProgram program = loading(Constant::ofIntegers({1, 300}), Format::Int8);
     program.registers[0].multiplicity = 1;
     const std::vector<Finding> findings = verifyProgram(program);

@@ -1,4 +1,4 @@
-// Memory with an edge: an access beyond it ends the program.
+// Memory with a fence: an access beyond it ends the program.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace Fenlet {
 
-/// An area of `size` zero bytes with memory that may not be touched right after or right before it:
-/// reading or writing past that edge ends the test program.
+/// An area of `size` zero bytes. The memory right after it, or right before it, is protected: an
+/// access there ends the test program.
 class FencedArea {
   public:
     enum class Fence { After, Before };
@@ -30,7 +30,7 @@ class FencedArea {
     FencedArea(const FencedArea&) = delete;
     FencedArea& operator=(const FencedArea&) = delete;
 
-    /// The area's first byte. An area of no bytes is one that may not be touched at all.
+    /// The area's first byte. If the area has no bytes, any access to it ends the test program.
     unsigned char* data() const { return start; }
 
   private:

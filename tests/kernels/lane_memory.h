@@ -1,4 +1,4 @@
-// The memory in which kernels are compared with lane-by-lane loops: one piece, with areas anywhere.
+// The memory in which tests compare kernels with loops over single lanes.
 #pragma once
 
 #include "oracle/exact_conversions.h"
@@ -13,16 +13,16 @@
 
 namespace Fenlet {
 
-/// Bytes with areas in them that a test places freely: apart, misaligned, overlapping. A test runs
-/// a naive loop on one copy and the kernel on another, and compares the two as a whole, including
-/// all bytes that the kernel should not touch.
+/// A piece of memory in which a test places areas freely: apart, misaligned or overlapping. A test
+/// runs a naive loop on one copy and the kernel on another, and compares the two as a whole,
+/// including all bytes that the kernel should not touch.
 ///
-/// The naive loop loads and stores lanes here as bits. Where a lane only has to be a NaN, the loop
-/// stores it with `storeNan`. If it reads such a lane later, the result is open, and `isAmbiguous`
-/// says so.
+/// The naive loop loads and stores lanes here as bits. If a lane may be any NaN, the loop stores it
+/// with `storeNan`; this is an open lane. If the loop reads an open lane later, its result is not
+/// defined, and `isAmbiguous` returns true.
 class LaneMemory {
   public:
-    /// Neighbouring bytes differ, and no byte is 0 or 1.
+    /// Fills the memory with bytes of which neighbours differ and none is 0 or 1.
     explicit LaneMemory(std::size_t size) : bytes(size), openLanes(size, 0) {
         for (std::size_t i = 0; i < size; ++i)
             bytes[i] = static_cast<unsigned char>(0x60 + i % 29);
@@ -51,7 +51,8 @@ class LaneMemory {
 
     bool isAmbiguous() const { return ambiguous; }
 
-    /// The first byte in which `actual` is not what this memory says; empty if there is none.
+    /// The first byte in which `actual` differs from this memory, in words; empty if there is none.
+    /// An open lane may be any NaN.
     std::string firstDifference(const LaneMemory& actual) const {
         if (actual.bytes == bytes)
             return {};
@@ -83,7 +84,7 @@ class LaneMemory {
         std::fill_n(&openLanes[start], sizeOf(kind), open);
     }
 
-    /// Whether nothing has been stored over part of the open lane at `start` since.
+    /// Whether no later store has overwritten a part of the open lane at `start`.
     bool isWhole(std::size_t start) const {
         const auto first = openLanes.begin() + static_cast<std::ptrdiff_t>(start);
         return std::count(first, first + static_cast<std::ptrdiff_t>(sizeOf(nanKind)),
@@ -96,7 +97,8 @@ class LaneMemory {
     }
 
     std::vector<unsigned char> bytes;
-    /// For each byte, one more than where the open lane that it belongs to starts; 0 for none.
+    /// For each byte of an open lane, the offset at which this lane starts, plus 1; 0 for all other
+    /// bytes.
     std::vector<std::uint32_t> openLanes;
     CpuElementKind nanKind = CpuElementKind::Float32;
     bool ambiguous = false;
@@ -105,7 +107,7 @@ class LaneMemory {
 /// The offsets of separate areas, with guard bytes around each.
 class AreaRow {
   public:
-    /// The first area begins `misalignment` bytes past an aligned place.
+    /// The first area begins `misalignment` bytes after an aligned offset.
     explicit AreaRow(int misalignment) : end(static_cast<std::size_t>(misalignment)) {}
 
     /// The start of the next area, which has that many lanes.
@@ -114,7 +116,7 @@ class AreaRow {
         end = start + static_cast<std::size_t>(lanes * elementSize(kind));
         return start;
     }
-    /// A memory with room for all of them.
+    /// A memory with room for all areas.
     LaneMemory memory() const { return LaneMemory(end + guardBytes); }
 
   private:

@@ -1,4 +1,5 @@
-// Test values for kernels: where kinds end, round, wrap or stop being numbers.
+// Test values for kernels: the ends of ranges, values at which results round or wrap, infinities
+// and NaNs.
 #pragma once
 
 #include "oracle/lane_bits.h"
@@ -29,7 +30,7 @@ constexpr auto withAllKinds(const CpuElementKind (&more)[count]) {
 
 inline constexpr auto everyKind = withAllKinds({CpuElementKind::Unsupported});
 
-/// All kinds, and numbers that are not kinds.
+/// All kinds, and numbers that are not the number of a kind.
 inline constexpr auto everyKindAndStrays = withAllKinds(
     {CpuElementKind::Unsupported, static_cast<CpuElementKind>(-1),
      static_cast<CpuElementKind>(AllKinds::count + 1), static_cast<CpuElementKind>(100)});
@@ -57,7 +58,7 @@ class Draw {
     std::uint64_t state;
 };
 
-/// Bits of the special values of a kind; those of `Tribool` hold stray bytes too.
+/// The bits of a kind's special values. For `Tribool` they include bytes other than 0, 1 and 255.
 inline const std::vector<std::uint64_t>& specialBits(CpuElementKind kind) {
     static const std::vector<std::uint64_t> none{0};
     static const std::vector<std::uint64_t> tribools{0, 1, 255, 2, 42, 127, 128, 254};
@@ -133,7 +134,7 @@ inline const std::vector<std::uint64_t>& specialBits(CpuElementKind kind) {
     }
 }
 
-/// The bits of a small whole number, as most programs hold them. A `Half` is any below 2.
+/// The bits of a small whole number, which most programs use. For `Half`, any number below 2.
 inline std::uint64_t drawWholeBits(CpuElementKind kind, Draw& draw) {
     const int whole = draw.below(201) - 100;
     if (kind == CpuElementKind::Float32)
@@ -145,7 +146,7 @@ inline std::uint64_t drawWholeBits(CpuElementKind kind, Draw& draw) {
     return static_cast<std::uint64_t>(static_cast<std::int64_t>(whole));
 }
 
-/// One value's bits: special ones, any bits at all, and small whole numbers.
+/// The bits of a random value: a special value, any bits, or a small whole number.
 inline std::uint64_t drawBits(CpuElementKind kind, Draw& draw) {
     const std::vector<std::uint64_t>& special = specialBits(kind);
     const int choice = draw.below(4);
@@ -164,7 +165,7 @@ inline void drawLanes(unsigned char* area, CpuElementKind kind, std::int64_t lan
         Oracle::storeBits(kind, area + static_cast<std::size_t>(lane) * bytes, drawOne(kind, draw));
 }
 
-/// Fills validity bytes: 0, 1 and stray bytes that count as valid.
+/// Fills validity bytes with 0, 1 and other bytes, which count as valid.
 inline void drawValidity(unsigned char* area, std::int64_t elements, Draw& draw) {
     constexpr unsigned char bytes[] = {1, 0, 1, 255, 1, 2, 0, 128};
     for (std::int64_t element = 0; element < elements; ++element)

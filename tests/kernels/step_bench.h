@@ -38,8 +38,8 @@ inline LoadedRegister loadedSingles(int multiplicity, std::vector<float> lanes,
     return loaded(RegisterFormat::Float32, multiplicity, std::move(lanes), std::move(validity));
 }
 
-/// Loads the registers from 0 on and runs one instruction on up to three of them, in that order,
-/// into the register after the last. `program` may be changed before `run`.
+/// Loads registers from 0 on, and runs one instruction with these as its operands, in this order.
+/// The register after the last is the result. A test may change `program` before `run`.
 struct StepBench {
     Doubles::ProgramSketch program;
     Doubles::RecordingHost host;
@@ -63,7 +63,7 @@ struct StepBench {
         };
     }
 
-    /// One block of `count` elements.
+    /// Runs one block of `count` elements.
     bool run(int count) {
         return interpreter.configure(program, count) &&
                interpreter.evaluate(0, count, host.bindings, host.sink);

@@ -1,7 +1,8 @@
-// Sums, products, quotients, square roots and order of floating-point values, in integers.
+// Sums, products, quotients, square roots and comparisons of floating-point values, computed with
+// integers.
 //
-// Each result is exact, or rounds to the same float as the exact result. Rounding happens once,
-// when the result is encoded. Operands are values of binary32 or binary64.
+// Each result is exact, or it rounds to the same float as the exact result. The only rounding is in
+// the function that encodes the result. Operands are values of binary32 or binary64.
 #pragma once
 
 #include "exact_number.h"
@@ -18,7 +19,7 @@ inline ExactNumber infinite(bool negative) {
     return number;
 }
 
-/// The NaN that an operation makes. Its bits mean nothing.
+/// The NaN that an operation makes. Its bits are not defined.
 inline ExactNumber notANumber() {
     ExactNumber number;
     number.form = ExactNumber::Class::Nan;
@@ -53,8 +54,8 @@ inline ExactNumber finiteSum(ExactNumber left, ExactNumber right) {
     if (left.exponent < right.exponent)
         std::swap(left, right);
     if (left.exponent - right.exponent > 64) {
-        // Then `left` has all the bits of its format, and `right` is less than a thousandth of its
-        // last place: all numbers as small as that round alike.
+        // `right` is less than a thousandth of the last place of `left`. All numbers as small as
+        // this have the same effect on the rounded sum, so `right` becomes one of them.
         right.magnitude = 1;
         right.exponent = left.exponent - 64;
     }
@@ -106,8 +107,8 @@ inline ExactNumber multiply(const ExactNumber& left, const ExactNumber& right) {
     return product;
 }
 
-/// The quotient's magnitude has at least 74 bits. The last one is set if there is a remainder: it
-/// lies below all bits that rounding keeps, and tells the result from a tie.
+/// The quotient's magnitude has at least 74 bits. If there is a remainder, the last bit is set.
+/// This bit is below all bits that rounding keeps, and shows that the result is not a tie.
 inline ExactNumber divide(const ExactNumber& left, const ExactNumber& right) {
     const bool negative = left.negative != right.negative;
     if (isNan(left) || isNan(right))
@@ -139,7 +140,8 @@ inline Wide integerRoot(Wide square) {
     return root;
 }
 
-/// The root's magnitude has at least 63 bits. The last one is set if the root is not whole.
+/// The root's magnitude has at least 63 bits. If the root is not a whole number, the last bit is
+/// set, as in `divide`.
 inline ExactNumber squareRoot(const ExactNumber& number) {
     if (isNan(number) || isZero(number))
         return number;
@@ -159,8 +161,8 @@ inline ExactNumber squareRoot(const ExactNumber& number) {
     return root;
 }
 
-/// -1, 0 or 1, for bits of a float kind that are not NaN. Without the sign, the bits are in the
-/// order of the values; both zeros are equal.
+/// Compares two values that are not NaN, given as bits: -1, 0 or 1. Magnitudes have the same order
+/// as their bits. Both zeros are equal.
 inline int compareFloatBits(FloatFormat format, std::uint64_t left, std::uint64_t right) {
     const auto ordered = [format](std::uint64_t bits) {
         const std::uint64_t sign = std::uint64_t{1} << (format.fractionBits + format.exponentBits);

@@ -1,4 +1,4 @@
-// Compares the arithmetic in integers with the processor's arithmetic.
+// Compares exact_arithmetic.h with the processor's arithmetic.
 #include "exact_arithmetic.h"
 #include "random_program.h"
 
@@ -28,7 +28,7 @@ template <class Type>
 std::uint64_t bitsOf(typename Type::Float value) {
     typename Type::Bits bits;
     std::memcpy(&bits, &value, sizeof bits);
-    // IEEE 754 leaves open which NaN an operation makes.
+    // IEEE 754 does not define which NaN an operation makes.
     return isNan(Type::kind, bits) ? UINT64_MAX : bits;
 }
 
@@ -46,7 +46,7 @@ std::uint64_t encoded(const ExactNumber& number) {
     return isNan(number) ? UINT64_MAX : bits;
 }
 
-/// -1, 0 or 1, and 2 for values that have no order.
+/// Compares two values: -1, 0 or 1, and 2 if one is a NaN.
 template <class Float>
 int orderOf(Float left, Float right) {
     return left < right ? -1 : left > right ? 1 : left == right ? 0 : 2;
@@ -59,7 +59,7 @@ int exactOrder(std::uint64_t left, std::uint64_t right) {
     return compareFloatBits(formatOf(Type::kind), left, right);
 }
 
-/// The operation whose results differ; empty if all agree.
+/// The name of the first operation whose results differ; empty if all results agree.
 template <class Type>
 std::string differenceAt(std::uint64_t left, std::uint64_t right) {
     const auto a = valueOf<Type>(left);
@@ -109,8 +109,8 @@ std::vector<std::uint64_t> specialBits(FloatFormat format) {
     return all;
 }
 
-/// Random bits, and bits with a nearby exponent: with those, an operation does not just return one
-/// operand or round it away.
+/// Draws pairs of random bits, and pairs with similar exponents: for these, a sum depends on both
+/// operands.
 template <class Type>
 void expectAgreementByChance(int pairs) {
     const FloatFormat format = formatOf(Type::kind);

@@ -1,7 +1,7 @@
-// Numbers of any storage kind as exact values, and their one rounding into another kind.
+// Numbers of any storage kind as exact values, and the rounding of such values to another kind.
 //
-// Only integers and bit patterns: nothing here uses the processor's conversions, so that it can be
-// compared with code that does.
+// Uses only integers and bit patterns, and none of the processor's conversions, so that tests can
+// compare it with code that uses them.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -10,11 +10,12 @@
 
 namespace Fenlet::Model {
 
-/// Room for the product of two significands, or for one that is shifted far.
+/// An integer that holds the product of two significands, or one significand shifted far to the
+/// left.
 __extension__ using Wide = unsigned __int128;
 
-/// A value: sign, and magnitude * 2 to the power exponent; or an infinity; or a NaN with the ten
-/// bits at the top of its fraction.
+/// A value: either a number, with sign and magnitude * 2 to the power exponent; or an infinity; or
+/// a NaN, of which it keeps the upper ten fraction bits.
 struct ExactNumber {
     enum class Class { Finite, Infinite, Nan };
     Class form = Class::Finite;
@@ -84,7 +85,8 @@ inline int leadingBit(Wide magnitude) {
     return high != 0 ? 127 - __builtin_clzll(high) : 63 - __builtin_clzll(low);
 }
 
-/// Truncated toward zero; the most negative integer if there is no such integer.
+/// The bits of the number truncated toward zero. The most negative integer if the number is out of
+/// range or a NaN.
 inline std::uint64_t encodeInteger(const ExactNumber& number, int width) {
     const std::uint64_t indefinite = std::uint64_t{1} << (width - 1);
     if (number.form != ExactNumber::Class::Finite)
@@ -121,7 +123,7 @@ inline Wide roundedShift(Wide magnitude, int places) {
     return roundsUp ? kept + 1 : kept;
 }
 
-/// Rounded to nearest, ties to even, once.
+/// The bits of the number, rounded once to nearest, ties to even.
 inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) {
     const std::uint64_t sign = std::uint64_t{number.negative}
                                << (format.fractionBits + format.exponentBits);
@@ -134,7 +136,8 @@ inline std::uint64_t encodeFloat(const ExactNumber& number, FloatFormat format) 
     if (number.magnitude == 0)
         return sign;
 
-    // The last place follows from the leading bit, but is no lower than that of a subnormal.
+    // The leading bit determines the last place, but the last place is not below that of a
+    // subnormal.
     const int lowest = 1 - format.bias() - format.fractionBits;
     int place = leadingBit(number.magnitude) + number.exponent - format.fractionBits;
     if (place < lowest)

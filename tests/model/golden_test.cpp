@@ -12,7 +12,8 @@
 namespace Fenlet::Model {
 namespace {
 
-/// FNV-1a over the values of lanes, not over their bytes, so that it does not depend on byte order.
+/// An FNV-1a digest of the values of lanes. It does not use their bytes in memory, so that it does
+/// not depend on byte order.
 class Digest {
   public:
     void add(std::uint64_t value) {
@@ -25,7 +26,8 @@ class Digest {
     std::uint64_t state = 0xCBF29CE484222325u;
 };
 
-/// The lane's bits. All NaNs give the same ones, since it is open which of two NaNs a sum returns.
+/// The lane's bits. All NaNs give the same bits, since IEEE 754 does not define which of two NaNs a
+/// sum returns.
 std::uint64_t laneBits(CpuElementKind kind, const unsigned char* lane) {
     const int size = elementSize(kind);
     std::uint64_t bits = 0;

@@ -63,7 +63,7 @@ ExactNumber operate(OpCode op, const ExactNumber& left, const ExactNumber& right
     }
 }
 
-/// One operation on operands of the result's kind, which is a float kind.
+/// Computes one operation. Both operands have the result's kind, which is a float kind.
 std::uint64_t operateBits(OpCode op, Kind kind, std::uint64_t left, std::uint64_t right) {
     const ExactNumber exact = operate(op, decode(kind, left), decode(kind, right));
     const Kind working = workingKind(kind);
@@ -92,11 +92,11 @@ std::uint64_t operateIntegers(OpCode op, std::uint64_t left, std::uint64_t right
 }
 
 Kind comparisonKind(Kind left, Kind right) {
-    // Enumerators are in the order of their rank.
+    // The order of the enumerators is the order of the ranks.
     return static_cast<int>(left) > static_cast<int>(right) ? left : right;
 }
 
-/// -1, 0 or 1, and 2 for values that have no order.
+/// Compares two values: -1, 0 or 1, and 2 if one is a NaN.
 int compareBits(Kind kind, std::uint64_t left, std::uint64_t right) {
     if (!isFloatKind(kind)) {
         const int shift = kind == Kind::Int32 ? 32 : 0;
@@ -614,7 +614,8 @@ void Model::booleanUnary(const Instruction& instruction) {
     const Register& operand = reg(instruction.operands[0]);
     note(opCodeName(instruction.op));
     for (int e = 0; e < count; ++e) {
-        // The loop cannot change the operand's validity: no register's values overlap it.
+        // The loop cannot change the operand's validity, because no register's values overlap a
+        // validity area.
         const bool valid = readByte(operand.validity + static_cast<std::size_t>(e)) != 0;
         for (int c = 0; c < result.multiplicity; ++c) {
             const long long lane = static_cast<long long>(e) * result.multiplicity + c;

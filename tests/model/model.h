@@ -1,8 +1,9 @@
-// A second evaluator of the whole instruction set, deliberately naive: one lane at a time, in
-// ascending order, straight from bytes to bytes.
+// A second evaluator of the whole instruction set. It is deliberately naive: it works on one lane
+// at a time, in ascending order, and on bytes in memory.
 //
-// The tests compare the evaluator with it. It shares no rule with the evaluator, lays out its own
-// registers, and runs one step at a time, so that the two can be compared after each.
+// Tests compare the evaluator with this model. The model shares no rules with the evaluator and
+// lays out its own registers. It runs one step at a time, so that tests can compare the two after
+// each step.
 #pragma once
 
 #include <fenletexec/interpreter.h>
@@ -21,8 +22,7 @@ struct Verdict {
     bool refused() const { return code != ExecRefusal::None; }
 };
 
-/// A lane whose bits are open: an operation made a NaN there, and only that it is a NaN is
-/// defined.
+/// A lane in which an operation made a NaN. The bits of this NaN are not defined.
 struct OpenLane {
     std::size_t offset;
     CpuElementKind kind;
@@ -33,8 +33,8 @@ class Model {
     /// Plans `program` as the evaluator would.
     Verdict configure(const FenletProgram& program, int blockSize);
 
-    /// Whether `bindings` has a provider for everything that the program reads. Reports the first
-    /// instruction that lacks one.
+    /// Whether `bindings` has every provider that the program needs. Reports the first instruction
+    /// whose provider is missing.
     Verdict checkBindings(const Bindings& bindings) const;
 
     /// Begins a block of `count` elements, all valid.
@@ -46,16 +46,17 @@ class Model {
     /// All areas of all registers.
     std::vector<unsigned char> storage;
 
-    /// The lanes whose bits the last instruction left open.
+    /// The lanes of the last instruction whose bits are not defined.
     std::vector<OpenLane> openLanes;
 
-    /// Set if an instruction read a lane that it had left open itself: its result is unknown.
+    /// Set if an instruction read an open lane that it had written itself. Its result is then
+    /// unknown.
     bool ambiguous = false;
 
-    /// Set if an instruction read or wrote outside the storage: its result is unknown.
+    /// Set if an instruction read or wrote outside the storage. Its result is then unknown.
     bool outside = false;
 
-    /// The kernels that have run, by names that hold family, kinds, operation and shape.
+    /// If not null, receives the name of each kernel that runs: family, kinds, operation and shape.
     std::vector<std::string>* kernelsRun = nullptr;
 
   private:

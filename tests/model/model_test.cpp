@@ -16,7 +16,8 @@
 namespace Fenlet::Model {
 namespace {
 
-/// How a case went: empty if evaluator and model agree, else where they differ.
+/// The outcome of a case. `difference` says where evaluator and model differ; it is empty if they
+/// agree.
 struct Outcome {
     std::string difference;
     ExecRefusal bindings = ExecRefusal::None; ///< result of the check of the providers
@@ -26,7 +27,7 @@ struct Outcome {
     bool ran = false;
 };
 
-/// The sink's calls in the log, to which the providers write too.
+/// A call of the sink, as a line of the log. The providers write to the same log.
 std::string sinkCall(long long blockStart, int count) {
     return "consume " + std::to_string(count) + " from " + std::to_string(blockStart);
 }
@@ -36,7 +37,8 @@ std::vector<unsigned char> bytesOf(const RegisterFile& registers) {
     return {bytes, bytes + registers.byteCount()};
 }
 
-/// State after a run of `evaluate`, to compare with the same run made step by step.
+/// Records the state after each block of `evaluate`, to compare it with the same run made step by
+/// step.
 class RecordingSink : public BlockSink {
   public:
     RecordingSink(int newStopAt, std::vector<std::string>& newLog)
@@ -59,7 +61,8 @@ std::string words(ExecRefusal code, const char* message) {
     return std::string(execRefusalName(code)) + " \"" + (message ? message : "") + "\"";
 }
 
-/// Runs one case: evaluator and model step by step, and a second evaluator through `evaluate`.
+/// Runs one case in three ways: the evaluator step by step, the model step by step, and a second
+/// interpreter with `evaluate`.
 class Comparison {
   public:
     Comparison(const Case& newRun, std::vector<std::string>& kernels)
@@ -132,7 +135,7 @@ class Comparison {
         }
     }
 
-    /// Where the range lies, and how its fields were read, as far as the run went.
+    /// Notes events: where the range lies, and how fields were read before the run ended.
     void noteRange() {
         const std::vector<int>& lengths = outcome.blocks;
         if (!lengths.empty() && run.first < 0)
@@ -172,8 +175,8 @@ class Comparison {
         return true;
     }
 
-    /// Compares every byte, taking over the evaluator's bits of a lane that is open where it is a
-    /// NaN there too.
+    /// Compares every byte. In an open lane, the evaluator may have any NaN; the model then takes
+    /// over its bits.
     void expectStorage(const std::string& where, const unsigned char* bytes) {
         for (const OpenLane& lane : model.openLanes) {
             const auto size = static_cast<std::size_t>(elementSize(lane.kind));
@@ -251,14 +254,14 @@ std::uint64_t setting(const char* name, std::uint64_t otherwise) {
     return text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
-/// The case with this seed. Now and then its host lacks a provider.
+/// The case with this seed. In some cases the host lacks a provider.
 Case caseWithHoles(std::uint64_t seed) {
     Case run = randomCase(seed);
     run.holes = randomHoles(seed, run.program);
     return run;
 }
 
-/// What a run of many cases has covered.
+/// Counts what a run of many cases has covered.
 struct Coverage {
     std::map<std::string, long long> kernels;
     std::map<std::string, long long> events;
@@ -285,7 +288,7 @@ struct Coverage {
         return found == events.end() ? 0 : found->second;
     }
 
-    /// For each family, the kernels and shapes that ran.
+    /// For each family, the number of kernels and shapes that ran.
     std::map<std::string, int> perFamily() const {
         std::map<std::string, int> families;
         for (const auto& [kernel, times] : kernels)

@@ -27,7 +27,7 @@ RegisterFormat randomFormat(Chance& chance) {
 
 constexpr Kind arithmeticKinds[] = {Kind::Int32, Kind::Half, Kind::Float32, Kind::Float64};
 
-/// Builds a case instruction by instruction; most of them fit.
+/// Builds a case, one instruction at a time. Most instructions fit the registers.
 class CaseBuilder {
   public:
     explicit CaseBuilder(std::uint64_t seed) : chance(seed), isLong(chance.oneIn(longOdds)) {}
@@ -35,7 +35,7 @@ class CaseBuilder {
     Case build();
 
   private:
-    /// One case in this many has blocks long enough to hold vectors, tiles and pieces of any size.
+    /// One case in `longOdds` has blocks that are longer than any vector, tile or piece.
     static constexpr int longOdds = 16;
 
     void declare();
@@ -58,7 +58,7 @@ class CaseBuilder {
     int shape = 1;
 };
 
-/// Many components only for few elements, to save time.
+/// Draws many components only for blocks of few elements, to save time.
 int CaseBuilder::randomMultiplicity() {
     switch (chance.below(8)) {
     case 0:
@@ -138,13 +138,13 @@ int CaseBuilder::registerOf(Kind kind, int multiplicity) {
     return static_cast<int>(registers().size()) - 1;
 }
 
-// Every draw is a separate statement. Compilers choose the order in which arguments are evaluated,
-// and the programs must be the same with all of them.
+// Every draw is a separate statement: compilers choose the order in which they evaluate arguments,
+// and the programs must be the same with every compiler.
 void CaseBuilder::fit(Instruction& instruction) {
     auto& [op, result, operands, immediate] = instruction;
     const auto number = static_cast<std::uint32_t>(op);
     const int width = chance.oneIn(3) ? randomMultiplicity() : shape;
-    // Now and then a result or an operand that does not fit the others.
+    // Sometimes draws a result or an operand that does not fit the others.
     const auto about = [&] { return chance.oneIn(12) ? randomMultiplicity() : width; };
     const int aboutResult = about();
     const int aboutOperand = about();
@@ -194,7 +194,8 @@ void CaseBuilder::fit(Instruction& instruction) {
     }
 }
 
-/// How many entries of its pool an instruction can name; 1 where it names none.
+/// The number of entries in the pool that the instruction's immediate refers to; 1 if it refers to
+/// none.
 int CaseBuilder::poolSize(OpCode op) const {
     switch (op) {
     case OpCode::LoadConstant:
@@ -217,7 +218,7 @@ Instruction CaseBuilder::randomInstruction() {
     instruction.op = static_cast<OpCode>(chance.below(chance.oneIn(200) ? 27 : 24));
     if (chance.oneIn(6))
         instruction.op = sources[chance.below(4)];
-    // The families with the most kernels, so that all of them run.
+    // Draws the families with the most kernels more often, so that all their kernels run.
     if (chance.oneIn(6))
         instruction.op = OpCode::Select;
     if (chance.oneIn(4))
@@ -250,7 +251,7 @@ Instruction CaseBuilder::loadOf(int number) {
 
 void CaseBuilder::drawRange() {
     if (isLong) {
-        // Every other size is a power of two from 64 to 1024, one less or one more.
+        // Half of the sizes are a power of two from 64 to 1024, or one less, or one more.
         const int power = (64 << chance.below(5)) - 1 + chance.below(3);
         const int other = 64 + chance.below(1037);
         run.blockSize = chance.oneIn(2) ? power : other;
@@ -362,7 +363,7 @@ std::uint64_t randomComponent(Chance& chance, CpuElementKind kind) {
     }
 }
 
-/// Sets to null the entries that the case wants missing.
+/// Sets to null the entry that the case wants to be missing.
 template <class Provider>
 static void leaveOut(std::vector<Provider*>& providers, int number) {
     if (number >= 0 && static_cast<std::size_t>(number) < providers.size())
@@ -408,7 +409,8 @@ void RandomHost::fill(std::uint64_t seed, CpuElementKind kind, int multiplicity,
     const auto bytes = static_cast<std::size_t>(elementSize(kind));
     for (std::size_t c = 0; c < static_cast<std::size_t>(multiplicity); ++c) {
         const std::uint64_t bits = randomComponent(chance, kind);
-        // Byte by byte from the lowest, so that the value does not depend on byte order.
+        // Stores from the least significant byte on, so that the value does not depend on byte
+        // order.
         for (std::size_t b = 0; b < bytes; ++b) {
             const bool bigEndian = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__;
             const std::size_t place = bigEndian ? bytes - 1 - b : b;
@@ -448,7 +450,7 @@ bool RandomHost::readField(int number, const FieldRead& request) {
 bool RandomHost::fetch(int index, CpuElementKind kind, int multiplicity, void* out) {
     const bool answer =
         answers("fetch " + std::to_string(index) + " " + shapeOf(kind, multiplicity));
-    // Now and then one component fewer than asked for: the missing one must be zero.
+    // Sometimes gives one component fewer than asked for. The missing component must then be zero.
     const std::uint64_t seed = mix(run.dataSeed, static_cast<std::uint64_t>(index) + 77);
     fill(seed, kind, multiplicity - static_cast<int>(seed % 7 == 0),
          static_cast<unsigned char*>(out));

@@ -9,7 +9,8 @@
 
 namespace Fenlet::Model {
 
-/// A small generator (SplitMix64). The standard library's distributions differ between libraries.
+/// A small random generator (SplitMix64). It replaces the distributions of the standard library,
+/// which differ between implementations.
 class Chance {
   public:
     explicit Chance(std::uint64_t seed) : state(seed) {}
@@ -23,21 +24,21 @@ class Chance {
     std::uint64_t state;
 };
 
-/// Which providers of one sort a host lacks.
+/// Which providers of one sort are missing in a host.
 struct PoolHoles {
     int nullEntry = -1; ///< the provider whose entry is null; -1 for none
-    int shortBy = 0;    ///< how many too few the count says; may make it negative
+    int shortBy = 0;    ///< how much smaller the count is than it should be; may make it negative
     bool nullArray = false;
 };
 
-/// What a host lacks.
+/// The providers that are missing in a host.
 struct Holes {
     PoolHoles fields;
     PoolHoles samplers;
     bool noUniforms = false;
 };
 
-/// One run: a program, how it is cut into blocks, and what its hosts do.
+/// One run: a program, its range and block size, and the behaviour of its host.
 struct Case {
     FenletProgram program;
     int blockSize = 1;
@@ -47,29 +48,29 @@ struct Case {
     int declineAtCall = -1;    ///< the provider call that declines, counted from 0; -1 for none
     int stopAtBlock = -1;      ///< the block at which the sink stops; -1 for none
     bool holeInFields = false; ///< the first field has no accessor
-    Holes holes;               ///< what else the host lacks
+    Holes holes;               ///< other missing providers
 };
 
-/// A random case; most are sound. Its last register is unused and wide, so that code that runs past
-/// another register stays within the storage.
+/// A random case. Most cases are sound. The last register is unused and wide, so that code that
+/// writes past another register stays within the storage.
 Case randomCase(std::uint64_t seed);
 
-/// Random holes for the case with this seed; most cases have none.
+/// Random missing providers for the case with this seed; in most cases none is missing.
 Holes randomHoles(std::uint64_t seed, const FenletProgram& program);
 
 /// Random `bytes` of one component, often a special value.
 std::uint64_t randomComponent(Chance& chance, CpuElementKind kind);
 
-/// Provides all data of a case. Values follow from the case's data seed and from the request. Keeps
-/// a log of its calls.
+/// Provides all data of a case. The values depend only on the case's data seed and on the request.
+/// Keeps a log of its calls.
 class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit RandomHost(const Case& run);
 
-    /// Like field 0, for callers without an evaluator.
+    /// Reads field 0, for callers without an evaluator.
     bool read(const FieldRead& request) override { return readField(0, request); }
     bool fetch(int index, CpuElementKind kind, int multiplicity, void* out) override;
-    /// Like sampler 0, for callers without an evaluator.
+    /// Samples sampler 0, for callers without an evaluator.
     bool sample(const void* coordinates, CpuElementKind coordinateKind, int coordinateMultiplicity,
                 void* values, CpuElementKind valueKind, int valueMultiplicity,
                 unsigned char* validity, int count) override {
@@ -119,7 +120,8 @@ class RandomHost : public CpuFieldAccessor, public UniformSource, public FenletS
     std::vector<FenletSampler*> samplers;
 };
 
-/// The case as text for a person: how it runs, what its host lacks, and the program's listing.
+/// The case as text for a person: how it runs, which providers are missing, and the program's
+/// listing.
 std::string describe(const Case& run);
 
 } // namespace Fenlet::Model

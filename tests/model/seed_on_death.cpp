@@ -28,7 +28,7 @@ constexpr int fatalSignals[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV};
 std::atomic<std::uint64_t> currentSeed{0};
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "a signal handler reads it");
 
-/// The previous action for each of the signals.
+/// The action for each signal before `tellSeedOnDeath` replaced it.
 struct sigaction before[std::size(fatalSignals)];
 
 /// Does only what a signal handler may do: it allocates nothing and uses no stream.
@@ -45,7 +45,7 @@ void tellSeed() {
     for (; power != 0; power /= 10)
         text[length++] = static_cast<char>('0' + seed / power % 10);
     text[length++] = '\n';
-    // If this fails, nothing can be done.
+    // If this fails, nothing more can be done.
     [[maybe_unused]] const auto written = write(STDERR_FILENO, text, length);
 }
 
@@ -54,7 +54,8 @@ void handle(int signal, siginfo_t* information, void*) {
     for (std::size_t i = 0; i < std::size(fatalSignals); ++i)
         if (fatalSignals[i] == signal)
             sigaction(signal, &before[i], nullptr);
-    // On return a fault happens again; a signal that was sent does not.
+    // After a return from here a fault happens again, but a signal that was sent must be raised
+    // again.
     if (information->si_code <= 0)
         raise(signal);
 }

@@ -10,7 +10,8 @@
 
 namespace Fenlet::Model {
 
-/// Makes a case smaller in one way after another, and keeps each change with which it still fails.
+/// Makes a case smaller in one way after another. Keeps each change after which the case still
+/// fails.
 template <class Fails>
 class Shrinker {
   public:
@@ -40,8 +41,8 @@ class Shrinker {
         return failed;
     }
 
-    /// Moves a number of the case, which `place` finds, towards `least`: all the way, half of it,
-    /// or by one.
+    /// Moves a number of the case towards `least`: all the way, half of the way, or by one. `place`
+    /// finds the number in a case.
     template <class Place>
     bool lower(long long least, Place place) {
         const long long now = *place(run);
@@ -76,7 +77,7 @@ class Shrinker {
         return smaller;
     }
 
-    /// All but the last, which takes what runs past the others.
+    /// Makes all registers narrower except the last, which is there for writes past the others.
     bool narrowRegisters() {
         bool smaller = false;
         for (std::size_t i = 0; i + 1 < run.program.registers.size(); ++i) {
@@ -109,7 +110,7 @@ class Shrinker {
     bool dropComponent(std::size_t number, std::vector<Value> Constant::*values, std::size_t c) {
         Case next = run;
         Constant& constant = next.program.constants[number];
-        // Without a component it would be a Tribool.
+        // Keeps one component: a constant without components would be a Tribool.
         if (constant.multiplicity < 2)
             return false;
         --constant.multiplicity;
@@ -137,8 +138,8 @@ class Shrinker {
     Fails& fails;
 };
 
-/// The smallest failing case that is found by making one thing smaller at a time. `run` must fail;
-/// `fails` says whether a case does.
+/// Makes one thing of a failing case smaller at a time, as long as it still fails. Returns the
+/// smallest case found. `fails` says whether a case fails; `run` must fail.
 template <class Fails>
 Case shrinkCase(Case run, Fails&& fails) {
     return Shrinker(std::move(run), fails).shrink();

@@ -1,7 +1,7 @@
 // The conversions between storage kinds, computed on bit patterns with integers only.
 //
-// A second implementation, to compare with the one that kernels use. Every value becomes an exact
-// number, which is rounded once, so that nothing here depends on a processor's arithmetic.
+// A second implementation, to compare with that of the kernels. Every value becomes an exact
+// number, which is rounded once. Nothing here depends on the processor's floating-point arithmetic.
 #pragma once
 
 #include <fenletexec/element_kinds.h>
@@ -13,8 +13,8 @@ namespace Fenlet::Oracle {
 
 enum class NumberClass { Finite, Infinite, Nan };
 
-/// A value of any numeric kind: its sign, and significand * 2 to the power exponent. A NaN has its
-/// fraction at the top of the significand instead.
+/// A value of any numeric kind: its sign, and significand * 2 to the power exponent. For a NaN, the
+/// significand has the fraction in its upper bits instead.
 struct ExactNumber {
     NumberClass numberClass;
     bool negative;
@@ -73,7 +73,8 @@ constexpr ExactNumber readFloat(FloatFormat format, std::uint64_t bits) {
             format.leastPlace() + exponentField - 1};
 }
 
-/// Truncated toward zero; the most negative integer of the width if there is no such integer.
+/// The number truncated toward zero, as an integer of `width` bits. The most negative integer if
+/// the number is out of range or a NaN.
 constexpr std::uint64_t writeInteger(int width, const ExactNumber& number) {
     const std::uint64_t limit = std::uint64_t{1} << (width - 1);
     const int bits = 64 - std::countl_zero(number.significand);
@@ -110,8 +111,8 @@ constexpr std::uint64_t unitsOf(const ExactNumber& number, int place) {
     return units + (up ? 1 : 0);
 }
 
-/// Rounded to nearest, ties to even, once. A NaN keeps as much of its fraction as fits, from the
-/// top, and becomes quiet.
+/// The bits of the number, rounded once to nearest, ties to even. A NaN keeps as many of its upper
+/// fraction bits as fit, and becomes quiet.
 constexpr std::uint64_t writeFloat(FloatFormat format, const ExactNumber& number) {
     const std::uint64_t sign = number.negative ? format.signBit() : 0;
     if (number.numberClass == NumberClass::Nan)
@@ -124,8 +125,9 @@ constexpr std::uint64_t writeFloat(FloatFormat format, const ExactNumber& number
     const int leadingPlace = 63 - std::countl_zero(number.significand) + number.exponent;
     const int wantedPlace = leadingPlace - format.fractionBits;
     const int place = wantedPlace < format.leastPlace() ? format.leastPlace() : wantedPlace;
-    // Adding the significand adds a normal number's hidden bit to the exponent field, so the
-    // lowest place is 0 there and not 1. A carry out of the fraction adds one more.
+    // The significand of a normal number includes the hidden bit, which adds 1 to the exponent
+    // field. So the lowest normal place is encoded as 0 here, not as 1. A carry out of the fraction
+    // correctly adds 1 more.
     const std::uint64_t encoded =
         (static_cast<std::uint64_t>(place - format.leastPlace()) << format.fractionBits) +
         unitsOf(number, place);
@@ -133,7 +135,7 @@ constexpr std::uint64_t writeFloat(FloatFormat format, const ExactNumber& number
 }
 
 /// Whether the processor's conversions between Float32 and Float64 turn every NaN into the same
-/// one. IEEE 754 leaves that open.
+/// one. IEEE 754 allows this.
 #ifdef __riscv
 inline constexpr bool hasSingleNan = true;
 #else

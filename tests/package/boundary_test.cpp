@@ -1,4 +1,4 @@
-// The four host classes across library boundaries: their virtual tables, and their type
+// The four host classes, used across library boundaries: their virtual tables and their type
 // information.
 #include "other_side.h"
 
@@ -56,8 +56,8 @@ namespace {
 
 constexpr std::size_t slotCount = 3;
 
-/// The symbols that the first entries of an object's virtual table point to. The two names of a
-/// destructor that frees nothing count as one.
+/// The symbols that the first entries of an object's virtual table point to. Both names of a
+/// destructor that frees no memory count as one.
 template <class Object>
 std::vector<std::string> slotNames(const Object& object) {
     void* const* table;
@@ -92,7 +92,8 @@ TEST(HostClassTables, HoldTheOperationBehindTheTwoDestructors) {
 }
 
 /// One of the library's virtual tables: the offset, the type information and the entries. The
-/// entries for the destructors of an abstract class are the compiler's choice: nobody calls them.
+/// entries for the destructors of an abstract class are not tested: nothing calls them, and
+/// compilers differ.
 class LibraryTable : public testing::TestWithParam<const char*> {};
 
 TEST_P(LibraryTable, HasOneOperationAndDoesNotDefineIt) {

@@ -37,7 +37,7 @@ passes() {
         failures=$((failures + 1))
     fi
 }
-refused() { # refused FILE LINE: the tree, with that line at the end of that file
+refused() { # refused FILE LINE: adds LINE to the end of FILE; the script must refuse the tree
     plant
     printf '%s\n' "$2" >>"$tree/$1"
     if "$script" "$tree" >"$tree.out" 2>&1; then

@@ -11,7 +11,7 @@ build=$(mktemp -d)
 trap 'rm -rf "$build"' EXIT
 unset CXXFLAGS CFLAGS LDFLAGS LD_LIBRARY_PATH
 
-# Without optimisation, so that it builds quickly.
+# Builds without optimisation, to save time.
 cmake -S "$source" -B "$build" -G "$generator" -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" -DCMAKE_BUILD_TYPE=Debug \
     -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DBUILD_SHARED_LIBS=OFF -DFENLET_BUILD_EXAMPLES=OFF \

@@ -32,7 +32,7 @@ if grep -rlF -e "$source" -e "$build" -e "$place/first" "$prefix" --include='*.c
     fail 'An installed file names the folders of the build.'
 fi
 for library in "$prefix"/lib*/*.so; do
-    [ -e "$library" ] || continue # static libraries
+    [ -e "$library" ] || continue # true for static libraries
     readelf --dynamic --wide "$library" | grep -E 'R(UN)?PATH' | grep -qF ': [$ORIGIN]' ||
         fail "$library looks for the others elsewhere than beside it."
 done

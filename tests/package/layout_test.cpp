@@ -1,6 +1,7 @@
 // Pins the layout of the records and the numbers of the enumerations that cross library boundaries:
-// code built against one version of these headers must not misread another's. Most of it tests by
-// compiling. The layout of private fields is tested through references that the class returns.
+// code built with one version of these headers must be able to use libraries built with another.
+// Most of these tests are checks at compile time. The layout of private fields is tested through
+// references that the class returns.
 #include <fenletexec/interpreter.h>
 #include <fenletir/number_fit.h>
 #include <fenletir/program.h>
@@ -145,7 +146,8 @@ static_assert(sizeof(FindingClass) == 4 && sizeof(FindingCode) == 4);
 static_assert(numberedFromZero(FindingClass::Refused, FindingClass::RefusedInRun,
                                FindingClass::OutsideItsArea, FindingClass::ProbablyAMistake));
 
-// The program library tells a backend's refusals by the backend's own numbers, which it cannot see.
+// The program library uses the numbers of `ExecRefusal` in `FindingCode`, but cannot include its
+// header.
 template <FindingCode finding, ExecRefusal refusal>
 constexpr bool sameNumber = static_cast<int>(finding) == static_cast<int>(refusal);
 static_assert(sameNumber<FindingCode::UnsupportedFormat, ExecRefusal::UnsupportedFormat>);
@@ -252,13 +254,13 @@ TEST(InterpreterLayout, HasItsStateInItsPlacesThroughItsLife) {
     ASSERT_TRUE(interpreter.evaluate(0, 9, {}, sink));
     interpreter.refuseAtRun(ExecRefusal::ProviderFailed, "declined");
     expectState(interpreter, {&program, true, ExecRefusal::ProviderFailed, "declined", 6});
-    // No plan, no program.
+    // After a refusal there is no plan and no program.
     EXPECT_FALSE(interpreter.configure(bad, 4));
     expectState(interpreter,
                 {nullptr, false, ExecRefusal::BadRegister, "result register out of range", 0});
 }
 
-// The first word of an array is where its entries begin.
+// The first word of a vector is the address of its entries.
 TEST(RegisterFileLayout, HasItsStateInItsPlaces) {
     using Fields = RegisterFileFields;
     const RegisterSpec specs[] = {{CpuElementKind::Float32, 3}, {CpuElementKind::Tribool, 1}};

@@ -13,7 +13,7 @@ void multiplyAdd(const float* a, const float* b, const float* c, float* out, std
 } // namespace Rounded
 
 namespace Fused {
-/// The same, compiled so that it may round once.
+/// The same functions, compiled so that the compiler may fuse both operations and round once.
 void multiplyAdd(const double* a, const double* b, const double* c, double* out, std::size_t count);
 void multiplyAdd(const float* a, const float* b, const float* c, float* out, std::size_t count);
 } // namespace Fused

@@ -1,4 +1,5 @@
-// The library that derives from host classes and hands out the object as its bases.
+// A library with a class derived from two host classes. It returns an object of this class as
+// pointers to its bases.
 #include "other_side.h"
 
 namespace Fenlet::Package {

@@ -5,11 +5,11 @@
 
 namespace Fenlet::Package {
 
-/// What the library makes: one object that is a field, and a sink as well.
+/// The object that the library makes: it is both a field and a sink.
 struct MadeElsewhere {
     CpuFieldAccessor* field;
     BlockSink* sink;
-    bool* destroyed; ///< becomes true with the object
+    bool* destroyed; ///< set to true when the object is destroyed
 };
 
 /// The type of `makeElsewhere`, which the library exports by that name.

@@ -1,4 +1,5 @@
-// With the kernels' options a product and a sum round twice; one rounding would give other bits.
+// With the kernels' options, a product and a sum round separately. A single rounding would give
+// different bits.
 #include "multiply_add.h"
 
 #include <array>
@@ -7,11 +8,11 @@
 namespace Fenlet {
 namespace {
 
-// More numbers than fit into a vector register, and some more.
+// More numbers than fit into a vector register, and not a multiple of its size.
 constexpr std::size_t count = 35;
 
-/// (1 + e)(1 - e) - 1, where the square of e is too small to be kept in the product: 0 if the
-/// product is rounded, and -e * e if only the sum is.
+/// Computes (1 + e)(1 - e) - 1, where e * e is too small to be kept in the product. The result is 0
+/// if the product is rounded, and -e * e if only the sum is rounded.
 template <class T>
 class Rounding : public testing::Test {
   protected:

@@ -11,13 +11,13 @@ place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
 unset CXXFLAGS CFLAGS LDFLAGS LD_LIBRARY_PATH
 
-# Neither optimised nor with debug information, to save time.
+# Builds without optimisation and debug information, to save time.
 cmake -S "$source/tests/package/subproject" -B "$place/build" -G "$generator" \
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" \
     -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DFENLET_SOURCE="$source" >"$place/log" ||
     { cat "$place/log" && exit 1; }
 cmake --build "$place/build" --parallel 2 >"$place/log" || { cat "$place/log" && exit 1; }
-# The parent's -ffast-math did not reach the libraries.
+# Checks that the parent's -ffast-math does not apply to the libraries.
 "$source/scripts/check-instructions" "$place"/build/fenlet/*/libfenlet*.so
 "$place/build/consumer"
 "$place/build/with_hosts"

@@ -1,5 +1,5 @@
-// Parallel runs on plain threads: the same bits as one thread gives, which failure is reported,
-// progress and cancellation.
+// Parallel runs on plain threads. They must give the same bits as one thread. Also tests which
+// failure is reported, progress and cancellation.
 #include "run_by_crew.h"
 
 #include <fenlethosts/array_field.h>
@@ -100,7 +100,7 @@ TEST_F(ParallelRun, RefusesWhatOneThreadRefuses) {
     EXPECT_TRUE(runByCrew(&plainThreads, run, count, 0, {}).ok());
 }
 
-/// Declines every read that includes one of some elements.
+/// A field that declines every read that includes one of the given elements.
 class DecliningField final : public CpuFieldAccessor {
   public:
     explicit DecliningField(std::vector<std::int64_t> newDeclined)
@@ -196,8 +196,8 @@ TEST_F(ParallelRun, LetsExceptionsOfProvidersOut) {
     EXPECT_THROW(runByCrew(&plainThreads, run, 0, run.count(), options), std::runtime_error);
 }
 
-/// Copies a register's values to their positions in `out`. Ends the run with the block that begins
-/// at `stopAt` or later.
+/// Copies a register's values to their positions in `out`. Ends the run at the first block that
+/// begins at `stopAt` or later.
 class PlacingSink final : public BlockSink {
   public:
     PlacingSink(int newNumber, std::vector<double>& newOut) : number(newNumber), out(newOut) {}

@@ -1,4 +1,4 @@
-// Copying one value over a block.
+// Copying one value to every element of a block.
 #include "sources/broadcast_value.h"
 
 #include <climits>
@@ -12,7 +12,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned char guard = 0xEE;
 
-// Every byte pattern passes through unchanged, so these bytes need no meaning in any kind.
+// Bytes are copied unchanged, so these bytes need not be meaningful values of any kind.
 Bytes valueOf(std::size_t bytes) {
     Bytes value(bytes);
     for (std::size_t i = 0; i < bytes; ++i)

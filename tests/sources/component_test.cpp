@@ -1,4 +1,4 @@
-// Taking components out of registers, in every pair of kinds.
+// Extracting components of registers, for every pair of kinds.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -23,7 +23,8 @@ using Kind = CpuElementKind;
 
 // Whole programs.
 
-/// Component `component` of a register that holds `source`, after it went through a program.
+/// Runs a program that extracts component `component` of a register that holds `source`. Returns
+/// the result.
 template <class To, class From>
 std::vector<To> extracted(const std::vector<From>& source, RegisterFormat from, RegisterFormat to,
                           int multiplicity = 1, int component = 0) {
@@ -225,7 +226,7 @@ TEST(DispatchComponent, ServesEveryPairOfNumbersAndTriboolWithItself) {
     EXPECT_EQ(served, 26);
 }
 
-/// Lane by lane in ascending order, through the conversion of single values.
+/// Extracts a component lane by lane in ascending order, with conversions of single values.
 template <class To, class From>
 void extractPlainly(const ComponentArgs& args) {
     for (int e = 0; e < args.count; ++e)
@@ -250,7 +251,7 @@ Bytes sourceBytes(std::size_t size) {
     return bytes;
 }
 
-/// Compares the dispatcher with the plain loop, the result area starting `offset` bytes from the
+/// Compares the dispatcher with the plain loop. The result area starts `offset` bytes from the
 /// source area.
 template <class To, class From>
 void compareWithPlainLoop(Kind to, Kind from, int count, int multiplicity, int component,
@@ -275,7 +276,7 @@ void compareWithPlainLoop(Kind to, Kind from, int count, int multiplicity, int c
 template <class To, class From>
 void compareApart(Kind to, Kind from, int count, int multiplicity, int component) {
     const auto lanes = static_cast<std::size_t>(count * multiplicity);
-    // One byte past any alignment.
+    // The area begins one byte after an aligned address.
     Bytes source = sourceBytes(1 + lanes * sizeof(From));
     const std::size_t resultBytes = static_cast<std::size_t>(count) * sizeof(To);
     Bytes expected(1 + resultBytes + 16, 0xEE);

@@ -101,7 +101,8 @@ TEST(LoadConstant, PutsATriboolIntoTheFirstComponentAlone) {
 }
 
 TEST(LoadConstant, LetsTheKindAloneChooseTheAccessor) {
-    // Both values at once, which no constant of the library's own making has.
+    // A constant with a Tribool and reals at once. The functions of `Constant` make no such
+    // constant.
     Constant both;
     both.boolean = 255;
     both.integers = {3};
@@ -117,7 +118,7 @@ TEST(LoadConstant, LetsTheKindAloneChooseTheAccessor) {
 TEST(LoadConstant, ConvertsFromTheWidestValueInOneStep) {
     EXPECT_EQ(loaded<std::int32_t>(integerConstant({0x100000000}), RegisterFormat::Int32)[0], 0);
     EXPECT_EQ(loaded<std::int32_t>(integerConstant({0x1FFFFFFFF}), RegisterFormat::Int32)[0], -1);
-    // Just above a tie of binary16, which binary32 would round onto the tie.
+    // A value just above a tie of binary16. Rounding to binary32 first would give the tie.
     EXPECT_EQ(loaded<std::uint16_t>(realConstant({1 + 0x1p-11 + 0x1p-30}), RegisterFormat::Half)[0],
               0x3C01);
     EXPECT_EQ(loaded<std::uint16_t>(realConstant({65520}), RegisterFormat::Half)[0], 0x7C00);
@@ -139,7 +140,7 @@ TEST(LoadConstant, OfNoComponentsIsZero) {
         EXPECT_EQ(loaded<std::uint16_t>(none, RegisterFormat::Half), (Halves{0, 0}));
         EXPECT_EQ(loaded<float>(none, RegisterFormat::Float32, 2), (Floats{0, 0, 0, 0}));
         EXPECT_EQ(loaded<double>(none, RegisterFormat::Float64), (Doubles64{0, 0}));
-        // A Tribool still has its byte.
+        // A Tribool constant still has its byte.
         none.boolean = 255;
         EXPECT_EQ(loaded<unsigned char>(none, RegisterFormat::Tribool), (Bytes{255, 255}));
     }

@@ -16,7 +16,7 @@ using Bytes = std::vector<unsigned char>;
 using Numbers = std::vector<std::int64_t>;
 using Int32s = std::vector<std::int32_t>;
 
-/// Field 0 fills an index register, field 1 is read at it.
+/// A program that fills an index register from field 0, and reads field 1 at these numbers.
 template <class Index>
 struct IndexBench {
     ProgramSketch program;
@@ -72,7 +72,7 @@ TEST(LoadField, BeginsWithADefaultRequest) {
 }
 
 TEST(LoadField, TakesTheNumbersAsTheyStand) {
-    // No block start is added, and nothing is tested against a bound.
+    // The numbers are passed on as they are: no block start is added, and no bounds are checked.
     EXPECT_EQ(IndexBench<std::int64_t>({7, 8, 9}, {1, 1, 1}).read().indices, (Numbers{7, 8, 9}));
     EXPECT_EQ(IndexBench<std::int64_t>({INT64_MIN, -1, INT64_MAX}, {1, 1, 1}).read().indices,
               (Numbers{INT64_MIN, -1, INT64_MAX}));
@@ -143,7 +143,7 @@ TEST(LoadField, LooksAtEveryPosition) {
 TEST(LoadField, StartsFromTheValidityOfItsIndices) {
     const IndexBench<std::int64_t> bench({7, 8, 9}, {200, 0, 1});
     EXPECT_EQ(bench.read().validity, (Bytes{1, 0, 1}));
-    // The raw number of an element that is not valid is passed on too.
+    // The number of an invalid element is passed on, too.
     EXPECT_EQ(bench.read().indices, (Numbers{7, 8, 9}));
     EXPECT_FALSE(bench.read().request.contiguous);
 }
@@ -163,7 +163,7 @@ TEST(LoadField, MayReadIntoItsOwnIndexRegister) {
     program.add(OpCode::LoadField, program.int64, {program.int64}, 0);
     RecordingHost host;
     host.field.answer = [](const FieldRead& request) {
-        // Written before it is read, which the accessor may do: the numbers are a copy.
+        // An accessor may write values before it reads numbers, because the numbers are a copy.
         storeLanes(request.values, Numbers{0, 0, 0});
         Numbers doubled;
         for (int i = 0; i < request.count; ++i)
@@ -195,7 +195,7 @@ TEST(LoadField, KeepsElementMajorOrderAndTheAccessorsVerdicts) {
     ASSERT_TRUE(interpreter.evaluate(0, 3, host.bindings, host.sink));
     const RegisterFile& registers = interpreter.registerFile();
     EXPECT_EQ(liveLanes<float>(registers, program.real), (std::vector<float>{1, 11, 21}));
-    // The frame does not look at what the accessor did; the next step cleans it up.
+    // The accessor's validity bytes are kept as they are. The next step turns them into 0 and 1.
     EXPECT_EQ(liveValidity(registers, program.real2), (Bytes{1, 0, 77}));
     EXPECT_EQ(liveValidity(registers, program.real), (Bytes{1, 0, 1}));
 }

@@ -67,7 +67,7 @@ TEST(LoadUniform, HandsOutAZeroedScratchEachTime) {
     program.add(OpCode::LoadUniform, program.real3, {}, 0);
     RecordingHost host;
     host.uniforms.answer = [](const Fetch& fetch) {
-        // All of the scratch, whatever was asked for.
+        // Writes all bytes of the buffer, even those that were not asked for.
         storeLanes(fetch.out, std::vector<unsigned char>(512, 0xAB));
         return true;
     };

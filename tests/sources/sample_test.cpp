@@ -1,4 +1,4 @@
-// Handing coordinates to samplers.
+// Passing coordinates to samplers.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"

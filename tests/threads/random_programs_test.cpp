@@ -10,7 +10,7 @@
 namespace Fenlet::Model {
 namespace {
 
-/// Every byte of every block.
+/// A sink that records every byte of every block.
 class RecordingSink : public BlockSink {
   public:
     bool consume(const RegisterFile& registers, long long, int) override {

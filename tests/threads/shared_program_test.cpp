@@ -1,4 +1,4 @@
-// Several threads, each with its interpreter, share a program.
+// Several threads share a program. Each thread has a separate interpreter.
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
 
@@ -36,7 +36,7 @@ struct SharedProgram : ProgramSketch {
     }
 };
 
-/// The work of one thread, with a separate interpreter and host, and its results.
+/// The work of one thread, and its results. Each thread has a separate interpreter and host.
 struct Worker {
     double limit;
     std::vector<double> results;

@@ -28,7 +28,8 @@ std::string bytesOf(const std::vector<Lane>& lanes) {
     return {reinterpret_cast<const char*>(lanes.data()), lanes.size() * sizeof(Lane)};
 }
 
-/// Uses a field and a uniform: heights in other units, and whether they are above the sea.
+/// A program with a field and a uniform. It converts heights to other units, and tells which are
+/// above the sea.
 const std::string heightProgram = "# Heights above the sea.\n"
                                   "field height\n"
                                   "uniform scale\n"
@@ -56,7 +57,7 @@ class FenletCommand : public testing::Test {
         return outcome.output;
     }
 
-    /// The messages of a call that fails with `status` and writes no file.
+    /// Expects a call to fail with `status` and to write no file. Returns its messages.
     std::string complaint(int status, const Strings& arguments,
                           const std::string& input = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -68,14 +69,16 @@ class FenletCommand : public testing::Test {
         return outcome.error;
     }
 
-    /// The message about the program or its data, which is one line.
+    /// Expects a call to fail because of the program or its data. Returns the message, which must
+    /// be one line.
     std::string refusal(const Strings& arguments, const std::string& input = "") const {
         return oneLine(complaint(1, arguments, input));
     }
-    /// The message about the command line, which is one line.
+    /// Expects a call to fail because of the command line. Returns the message, which must be one
+    /// line.
     std::string misuse(const Strings& arguments) const { return oneLine(complaint(2, arguments)); }
 
-    /// The message of a run of `program` that fails.
+    /// Expects a run of `program` to fail. Returns the message.
     std::string refusedRun(const std::string& program, Strings arguments) const {
         folder.write("program", program);
         arguments.insert(arguments.begin(), {"run", "program"});
@@ -271,7 +274,7 @@ TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
     EXPECT_EQ(second.rfind("program:4: error: Instruction 3 (", 0), 0u) << outcome.output;
     EXPECT_NE(first, second);
 
-    // The other commands print the same and stop.
+    // The other commands print the same findings and stop.
     const std::string reasons =
         outcome.output + "fenlet: program: not run: the evaluator refuses the program\n";
     for (Strings arguments : {Strings{"run", "program", "--count", "3", "--out", "c=c.npy"},
@@ -337,7 +340,8 @@ TEST_F(FenletCommand, RunsAProgramOverFiles) {
     EXPECT_EQ(folder.names(), before);
 }
 
-/// Fields of one and three components, a sampler, lanes without a value, truth values.
+/// A program with fields of one and three components, a sampler, elements without a value, and
+/// truth values.
 const std::string wideProgram = "i : i64 = ElementIndex\n"
                                 "normal : f32x3 = LoadField normal[i]\n"
                                 "at : f64x2 = LoadField at[i]\n"
@@ -357,7 +361,7 @@ TEST_F(FenletCommand, WritesTheSameFilesInEveryBlockSize) {
     std::vector<double> places;
     for (int i = 0; i < count; ++i) {
         normals.insert(normals.end(), {float(i), 1.0f / float(i + 1), float(i % 17) - 8});
-        // Some are outside the grid and have no value.
+        // Some places are outside the grid and have no value.
         places.insert(places.end(), {i % 40 * 0.1, i % 7 * 0.3});
     }
     writeArray("normal.npy", "<f4", "(3000, 3)", normals);
@@ -520,7 +524,7 @@ TEST_F(FenletCommand, CallsByNumberWhatHasNoNameOfItsOwn) {
               "the program has no register \"%-1\"; it has %0, \"twice\", \"twice\", %3");
 }
 
-/// Needs one argument of each sort.
+/// A program that needs one argument of each sort.
 const std::string allSorts = "i : i64 = ElementIndex\n"
                              "at : f32x2 = LoadField at[i]\n"
                              "isDry : tribool = LoadField dry[i]\n"
@@ -729,8 +733,8 @@ TEST_F(FenletCommand, LeavesAllFilesAsTheyWereWhereOneCannotBeWritten) {
         EXPECT_EQ(folder.read("small.npy"), "what was there");
         return outcome.error;
     };
-    // The small file has 528 bytes and the large one 928. With a limit of 0, neither fits; with
-    // 700, only the small one does.
+    // The small file has 528 bytes and the large one 928. With a limit of 0 neither file fits; with
+    // a limit of 700 only the small one fits.
     EXPECT_EQ(refusedAt(0, "large.npy"), "fenlet: small.npy: File too large\n");
     EXPECT_EQ(refusedAt(700, "large.npy"), "fenlet: large.npy: File too large\n");
     EXPECT_EQ(refusedAt(-1, "none/large.npy"),
@@ -791,7 +795,7 @@ TEST_F(FenletCommand, SaysWhyItCannotAnswer) {
     }
 }
 
-/// The words of the line.
+/// The words of a line.
 Strings wordsOf(const std::string& line) {
     std::istringstream stream(line);
     return {std::istream_iterator<std::string>(stream), {}};

@@ -20,7 +20,7 @@ KINDS = {
     "<f8": "f64",
 }
 
-# Other types that can be read, and which of the six kinds each becomes.
+# Other NumPy types that `fenlet run` can read, and the kind that each becomes.
 WIDENED = {
     "i1": "i32", "u1": "i32", "<i2": "i32", "<u2": "i32", "<u4": "i64",
     ">i2": "i32", ">u2": "i32", ">i4": "i32", ">u4": "i64", ">i8": "i64",

@@ -18,7 +18,8 @@ using namespace std::chrono_literals;
 /// Captures this program's standard error until it is destroyed.
 class StandardError {
   public:
-    /// The end that is written to, and the end that is read.
+    /// Takes two ends of a pipe or terminal: `theirs`, to which standard error is written, and
+    /// `newOurs`, from which the test reads.
     StandardError(int theirs, int newOurs) : ours(newOurs), saved(dup(STDERR_FILENO)) {
         dup2(theirs, STDERR_FILENO);
         close(theirs);
@@ -31,8 +32,8 @@ class StandardError {
     StandardError(const StandardError&) = delete;
     StandardError& operator=(const StandardError&) = delete;
 
-    /// What was written since the last call. A terminal passes text on with a delay, so this waits:
-    /// long for as much as is expected, and a moment for more.
+    /// What was written since the last call. A terminal passes text on with a delay, so this
+    /// function waits: long until it has as much text as `expected`, and then a moment for more.
     std::string written(const std::string& expected) const {
         std::string text;
         std::array<char, 256> buffer;
@@ -85,7 +86,7 @@ TEST(Progress, LeavesNoTraceOfShortWork) {
         progress.advance(50);
         progress.advance(200);
     }
-    // On a machine that is too busy, this work was not short.
+    // On a busy machine, the work may not have been short.
     const bool wasShort = std::chrono::steady_clock::now() - start < 300ms;
     const std::string written = terminal.written("");
     EXPECT_TRUE(written.empty() || !wasShort) << written;

@@ -1,10 +1,10 @@
 // Runs random programs under MemorySanitizer in the instruction set named by the argument. Each
-// block begins with uninitialised registers. If a step leaves out an element, or reads lanes that
-// belong to none, MemorySanitizer reports it when the values reach a provider or the sink, or
-// decide a branch.
+// block begins with uninitialised registers. If a step skips an element, or reads lanes that belong
+// to no element, MemorySanitizer reports this when such values reach a provider or the sink, or
+// when a branch depends on them.
 //
-// The program has its own host and uses no streams: the C++ library is not instrumented, so
-// whatever it writes would count as uninitialised.
+// This test has its own host and uses no streams: the C++ library is not instrumented, so
+// everything that it writes would count as uninitialised.
 #include "kernels/target/sets.h"
 #include "model/random_program.h"
 
@@ -26,7 +26,8 @@ std::size_t elementBytes(CpuElementKind kind, int multiplicity) {
     return static_cast<std::size_t>(elementSize(kind) * multiplicity);
 }
 
-/// Gives random values, many of them special ones, and examines everything it is given.
+/// A host that gives random values, many of them special, and checks that everything that it
+/// receives is initialised.
 class Host : public CpuFieldAccessor, public UniformSource, public FenletSampler {
   public:
     explicit Host(const Model::Case& run)
@@ -91,7 +92,7 @@ class Host : public CpuFieldAccessor, public UniformSource, public FenletSampler
     std::vector<FenletSampler*> samplers;
 };
 
-/// The registers that each block writes completely before it reads them.
+/// The registers that each block writes completely before it reads any part of them.
 std::vector<int> renewedRegisters(const FenletProgram& program,
                                   const std::vector<Finding>& findings) {
     std::vector<int> renewed;
@@ -107,8 +108,8 @@ std::vector<int> renewedRegisters(const FenletProgram& program,
     return renewed;
 }
 
-/// Those of them that hold a constant or a uniform at the end of a block. The next block may
-/// compare its own value with the one left there.
+/// The registers that hold a constant or a uniform at the end of a block. The next block may
+/// compare its value with the one that was left there.
 std::vector<int> keptRegisters(const FenletProgram& program) {
     std::vector<int> kept;
     for (const Instruction& instruction : program.instructions) {
@@ -134,7 +135,7 @@ void unwrite(const std::vector<int>& renewed, const RegisterFile& registers, std
         __msan_poison(registers.validity(number) + live, capacity - live);
 }
 
-/// Examines every lane of every block.
+/// A sink that checks that every lane of every block is initialised.
 class Sink : public BlockSink {
   public:
     Sink(const std::vector<int>& newRenewed, int elements) : renewed(newRenewed), left(elements) {}

@@ -1,4 +1,4 @@
-// The storage kinds: names, sizes, and what the formats map onto.
+// The storage kinds: names, sizes, and the kind of each format.
 #include <fenletexec/element_kinds.h>
 
 #include <climits>

@@ -1,5 +1,5 @@
-// Every refusal that the library knows: its code and its exact words. Hosts show these texts and
-// compare the codes, so neither may drift.
+// Every refusal of the library, with its code and its exact message. Hosts show the messages and
+// compare the codes, so neither may change by accident.
 #include "vocabulary/faults.h"
 
 #include <gtest/gtest.h>
@@ -110,7 +110,7 @@ TEST(Faults, HaveTheirCodesAndWords) {
         EXPECT_STREQ(row.fault.message, row.words);
         words.insert(row.words);
     }
-    // No two refusals have the same text.
+    // No two refusals have the same message.
     EXPECT_EQ(words.size(), std::size(rows));
 }
 

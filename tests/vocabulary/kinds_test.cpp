@@ -35,7 +35,7 @@ TEST(KindLists, KnowTheKindOfALane) {
     EXPECT_EQ(kindOf<std::string>, CpuElementKind::Unsupported);
 }
 
-/// The kinds of three lanes as one number.
+/// The numbers of three kinds as the digits of one number.
 template <class First, class Second, class Third>
 constexpr int digitsOf = static_cast<int>(kindOf<First>) * 100 +
                          static_cast<int>(kindOf<Second>) * 10 + static_cast<int>(kindOf<Third>);

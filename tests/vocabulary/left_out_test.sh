@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Adds a storage kind, and an instruction set, to one place after another. Until they are everywhere
-# the library must not compile.
+# Adds a storage kind, and an instruction set, to one place after another. Until they are in every
+# place, the library must not compile.
 #
 #   left_out_test.sh SOURCES COMPILER
 set -euo pipefail

@@ -69,7 +69,7 @@ TEST(DispatchArithmetic, ServesTheFourKindsInEveryPlaceAndNoOthers) {
 
 TEST(DispatchArithmetic, TouchesNothingWhereItHasNoKernel) {
     forEveryTriple([](const ArithmeticKinds& kinds) {
-        // Null pointers: one access would end the test.
+        // All pointers are null, so a single access would end the test.
         for (const ArithmeticOp op : everyArithmeticOp) {
             const ArithmeticArgs args{nullptr, nullptr, nullptr, nullptr, 100, 3, false, true, op};
             if (!isArithmeticKind(kinds.result) || !isArithmeticKind(kinds.left) ||

@@ -1,4 +1,5 @@
-// Which bytes the kernels touch: none past their areas, and not what a zero divisor leaves unread.
+// The kernels touch no bytes outside their areas, and no dividends after the last divisor that is
+// not zero.
 #include "kernels/fenced_area.h"
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
@@ -25,7 +26,7 @@ TEST(ArithmeticFences, StandRightAtTheAreasEdges) {
                 const FencedArea result(bytesOf(call.kinds.result, call.lanes()), fence);
                 const FencedArea left(bytesOf(call.kinds.left, call.leftLanes()), fence);
                 const FencedArea right(bytesOf(call.kinds.right, call.rightLanes()), fence);
-                // Written by integer divisions alone.
+                // Only integer divisions write validity.
                 const FencedArea validity(
                     call.dividesIntegers() ? static_cast<std::size_t>(call.count) : 0, fence);
                 drawLanes(left.data(), call.kinds.left, call.leftLanes(), draw);
@@ -44,7 +45,7 @@ TEST(ArithmeticFences, StandRightAtTheAreasEdges) {
     });
 }
 
-// Every lane of the left side is out of reach where no divisor is other than zero.
+// All divisors are zero, and no lane of the left side can be accessed.
 TEST(IntegerDivision, DoesNotReadWhatItWouldDivideByZero) {
     constexpr std::int32_t count = 100;
     constexpr std::int32_t multiplicity = 3;
@@ -65,7 +66,8 @@ TEST(IntegerDivision, DoesNotReadWhatItWouldDivideByZero) {
                 }
 }
 
-// The fence is after the last lane that has a divisor, in the middle of a run of lanes.
+// The left side ends, at a fence, after the last lane whose divisor is not zero, in the middle of a
+// block.
 TEST(IntegerDivision, ReadsItsLeftSideOnlyUpToTheLastDivisorThatIsNotZero) {
     constexpr std::int32_t lanes = 60;
     for (const CpuElementKind left : arithmeticKinds)

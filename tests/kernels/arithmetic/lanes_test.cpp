@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, in separate areas.
+// Every kernel, over lanes of all sorts. Areas do not overlap.
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 
@@ -13,7 +13,7 @@ TEST(ArithmeticLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     int number = 0;
     for (const int multiplicity : everyMultiplicity)
         forEveryKernel([&](ArithmeticCall call) {
-            // Neighbouring cases differ in length, and together the cases have all lengths.
+            // Neighbouring cases differ in length. Together the cases cover all lengths.
             const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 40 : 200;
             call.count = 1 + number * 37 % longest;
             call.multiplicity = multiplicity;
@@ -53,7 +53,7 @@ TEST(ArithmeticLanes, EqualANaiveLoopAroundTheLengthOfATile) {
     });
 }
 
-// The kernel divides in one way if no divisor is zero, and in another if one is.
+// The kernel uses one loop if no divisor is zero, and a different loop if any divisor is zero.
 TEST(ArithmeticLanes, EqualANaiveLoopWhateverTheShareOfZeroDivisors) {
     Draw draw(4);
     forEveryKernel([&](ArithmeticCall call) {
@@ -78,7 +78,7 @@ TEST(ArithmeticLanes, EqualANaiveLoopWhateverTheShareOfZeroDivisors) {
     });
 }
 
-// 65536 * 65537 is 65536 in 32 bits.
+// Lanes are counted modulo 2 to the power 32: 65536 * 65537 lanes are 65536.
 TEST(ArithmeticLanes, AreCountedIn32BitsInTheFullShape) {
     std::vector<float> left(65537, 2);
     std::vector<float> right(65537, 3);
@@ -92,7 +92,7 @@ TEST(ArithmeticLanes, AreCountedIn32BitsInTheFullShape) {
     EXPECT_EQ(result, expected);
 }
 
-// -(65537 * 65535) is 1 in 32 bits.
+// Lanes are counted modulo 2 to the power 32: -(65537 * 65535) is 1.
 TEST(ArithmeticLanes, AreOneForANegativeProductThatWrapsToOne) {
     for (const ArithmeticBuild& build : everyArithmeticBuild()) {
         const std::int32_t left[2] = {20, 20};

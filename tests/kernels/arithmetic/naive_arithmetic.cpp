@@ -73,7 +73,7 @@ std::uint64_t operateOnKind(CpuElementKind kind, ArithmeticOp op, std::uint64_t 
     }
 }
 
-/// One call that goes through its lanes.
+/// A call of the naive loop, one lane at a time.
 struct NaiveRun {
     const ArithmeticCall& call;
     LaneMemory& memory;

@@ -62,7 +62,7 @@ struct ArithmeticCall {
 /// Runs the call in `memory`, lane by lane in ascending order.
 void runNaively(const ArithmeticCall& call, LaneMemory& memory);
 
-/// One compiled form of the kernels.
+/// One way of compiling the kernels.
 struct ArithmeticBuild {
     const char* name;
     bool (*run)(const ArithmeticKinds& kinds, const ArithmeticArgs& args);
@@ -87,17 +87,18 @@ void forEveryKernel(const Visit& visit) {
 /// place, with guard bytes around each, and fills operands and validity with drawn values.
 LaneMemory layOutApart(ArithmeticCall& call, int misalignment, Draw& draw);
 
-/// The outcome of comparing a build with the naive loop.
+/// The result of comparing a build with the naive loop.
 struct ArithmeticVerdict {
-    bool isAmbiguous; ///< the naive loop read a NaN that may be any; nothing was compared
+    bool
+        isAmbiguous; ///< the naive loop read a NaN whose bits are not defined; nothing was compared
     std::string difference;
 };
 
-/// Runs the call both ways, each in a copy of `memory`.
+/// Runs the build and the naive loop, each in a copy of `memory`, and compares the copies.
 ArithmeticVerdict holdAgainstNaive(const ArithmeticBuild& build, const ArithmeticCall& call,
                                    const LaneMemory& memory);
 
-/// `holdAgainstNaive` for areas that do not overlap: nothing is ambiguous there.
+/// `holdAgainstNaive` for areas that do not overlap: there the loop reads no such NaN.
 inline void expectNaiveLanes(const ArithmeticBuild& build, const ArithmeticCall& call,
                              const LaneMemory& memory) {
     const ArithmeticVerdict verdict = holdAgainstNaive(build, call, memory);

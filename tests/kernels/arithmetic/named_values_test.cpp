@@ -1,5 +1,5 @@
-// Single results that show where an operand is converted, where a lane wraps or rounds, and what
-// becomes of a zero divisor.
+// Single results that show when operands are converted, where results wrap or round, and what a
+// zero divisor gives.
 #include "naive_arithmetic.h"
 
 #include <bit>
@@ -17,7 +17,7 @@ constexpr std::int32_t greatest = std::numeric_limits<std::int32_t>::max();
 constexpr float infinity = std::numeric_limits<float>::infinity();
 constexpr double nan64 = std::numeric_limits<double>::quiet_NaN();
 
-/// A `Half` as its bits, in tests that write it down.
+/// The bits of a `Half`, for values written in tests.
 using HalfBits = std::uint16_t;
 constexpr HalfBits halfInfinity = 0x7C00;
 
@@ -38,7 +38,7 @@ struct Outcome {
     std::vector<unsigned char> validity;
 };
 
-/// One kernel over `elements` elements whose validity is 1 before.
+/// Runs one kernel over `elements` elements. All validity bytes are 1 before.
 template <class Result, class Left, class Right>
 Outcome<Result> run(ArithmeticOp op, ArithmeticShape shape, std::int32_t elements,
                     const std::vector<Left>& left, const std::vector<Right>& right) {
@@ -58,7 +58,7 @@ Outcome<Result> run(ArithmeticOp op, ArithmeticShape shape, std::int32_t element
     return outcome;
 }
 
-/// One lane, of an element that stays valid.
+/// Computes one lane of an element that must stay valid.
 template <class Result, class Left, class Right>
 Result one(ArithmeticOp op, Left left, Right right) {
     const Outcome<Result> outcome =
@@ -117,7 +117,7 @@ TEST(IntegerDivision, NegatesForADivisorOfMinusOneAndWraps) {
     EXPECT_EQ((one<std::int32_t>(ArithmeticOp::Divide, 5, -1.9)), -5);
 }
 
-// Quotients near a whole number are where anything but an exact division would show.
+// A division that is not exact would fail for quotients near a whole number.
 TEST(IntegerDivision, IsExactAroundEveryMultipleOfTheDivisor) {
     for (const std::int32_t divisor :
          {2, 3, 7, 10, 641, 46341, 65537, 715827882, greatest, least}) {
@@ -177,7 +177,7 @@ TEST(IntegerDivision, TestsTheDivisorAfterItsConversion) {
     EXPECT_EQ(half.validity, Bytes{0});
 }
 
-// Stray bytes count as valid, and those that no zero divisor clears are left as they are.
+// Bytes other than 0 and 1 count as valid. They stay as they are unless a zero divisor clears them.
 TEST(IntegerDivision, TouchesNoValidityButThatOfZeroDivisors) {
     for (const std::int32_t multiplicity : {1, 2, 3}) {
         const Bytes before{1, 0, 255, 2, 0, 7, 128, 1};
@@ -211,7 +211,7 @@ TEST(FloatArithmetic, RoundsOperandsToTheResultsKind) {
     EXPECT_EQ((one<double>(ArithmeticOp::Add, 16777217, 0)), 16777217.0);
     EXPECT_TRUE(std::isnan(one<float>(ArithmeticOp::Multiply, 1e300, 0)));
     EXPECT_EQ((one<double>(ArithmeticOp::Multiply, 1e300, 0)), 0.0);
-    // 16777217 would survive in a wider sum.
+    // A sum in a wider type would keep 16777217.
     EXPECT_EQ((one<float>(ArithmeticOp::Subtract, 16777217.0, 16777216.0)), 0.0f);
     EXPECT_EQ((one<double>(ArithmeticOp::Multiply, 16777217, 0.1f)),
               16777217.0 * static_cast<double>(0.1f));
@@ -252,7 +252,8 @@ TEST(HalfArithmetic, RoundsTheOperandsAndThenTheResult) {
 }
 
 TEST(HalfArithmetic, WorksInBinary32BetweenTheRoundings) {
-    // 2049 is a tie between 2048 and 2050. What lies just above it shows only in a wider sum.
+    // 2049 is a tie between 2048 and 2050. Only a wider sum shows that the exact value lies just
+    // above this tie.
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, HalfBits{0x6800}, HalfBits{0x3C01})), 0x6801);
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, HalfBits{0x6800}, HalfBits{0x3C00})), 0x6800);
     EXPECT_EQ((one<float>(ArithmeticOp::Multiply, HalfBits{0x7BFF}, HalfBits{0x7BFF})),

@@ -1,4 +1,5 @@
-// Areas that overlap: the lanes of one that are written are lanes of another that are read.
+// Areas that overlap, so that the kernel writes lanes of one area that are read as lanes of
+// another.
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 
@@ -8,7 +9,7 @@
 namespace Fenlet {
 namespace {
 
-/// Counts the cases that a sweep could not compare: not all of them may be such.
+/// Counts the cases of a sweep, and those that it could not compare. These must be few.
 class Sweep {
   public:
     void hold(const ArithmeticBuild& build, const ArithmeticCall& call, const LaneMemory& memory) {
@@ -40,7 +41,7 @@ void drawEverywhere(LaneMemory& memory, CpuElementKind kind, Draw& draw) {
               draw);
 }
 
-/// Places `call`'s areas apart from each other, but for `moving`, which starts `distance` bytes
+/// Places the areas of `call` apart from each other, except `moving`, which starts `distance` bytes
 /// from `fixed`.
 LaneMemory layOutPair(ArithmeticCall& call, std::size_t ArithmeticPlaces::*fixed,
                       std::size_t ArithmeticPlaces::*moving, int distance) {
@@ -75,8 +76,8 @@ TEST(ArithmeticOverlap, OfResultAndOperandGivesWhatLaneOrderGives) {
     });
 }
 
-// So far away that the lanes in between fill a tile. The numbers are small, since with too many
-// NaNs nothing is left to compare.
+// The distance is so long that the lanes in between fill a tile. The numbers are small, since too
+// many NaNs would leave nothing to compare.
 TEST(ArithmeticOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(2);
@@ -95,7 +96,8 @@ TEST(ArithmeticOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     });
 }
 
-// Only an integer division writes validity, so only there does it matter what validity overlaps.
+// Only integer divisions write validity, so only for these does it matter what the validity
+// overlaps.
 TEST(ArithmeticOverlap, OfValidityAndAnythingElseGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(3);
@@ -126,7 +128,7 @@ TEST(ArithmeticOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             const auto somewhere = [&draw](bool again, std::size_t other) {
                 return again ? other : static_cast<std::size_t>(draw.below(400));
             };
-            // Areas with equal starts are common in programs but rare at random.
+            // In programs, areas often begin at the same place. At random they would rarely do so.
             const int equal = draw.below(6);
             call.places.left = somewhere(false, 0);
             call.places.right = somewhere(equal == 0 || equal == 1, call.places.left);
@@ -138,7 +140,7 @@ TEST(ArithmeticOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
     });
 }
 
-// A register that is also one of its operands, or both.
+// The result is the same register as one operand, or as both.
 TEST(ArithmeticOverlap, OfEqualAreasGivesWhatAreasApartGive) {
     Draw draw(5);
     forEveryKernel([&](const ArithmeticCall& kernel) {

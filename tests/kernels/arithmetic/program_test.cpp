@@ -1,4 +1,5 @@
-// Arithmetic in whole programs: what the frame adds, and registers that meet in unusual ways.
+// Arithmetic in whole programs: validity and refusals, and registers that are used twice or do not
+// fit.
 #include "doubles/expectations.h"
 #include "doubles/program_sketch.h"
 #include "doubles/recording.h"
@@ -41,7 +42,7 @@ RegisterFormat formatOf(CpuElementKind kind) {
     }
 }
 
-/// Gives the lanes and the validity that a test prepared.
+/// A field that gives the lanes and the validity that a test prepared.
 class PreparedField : public CpuFieldAccessor {
   public:
     std::vector<unsigned char> lanes;
@@ -57,8 +58,8 @@ class PreparedField : public CpuFieldAccessor {
     }
 };
 
-/// A program of loads and one arithmetic step, and the block that it ends with. The first register
-/// holds the elements' numbers.
+/// A program of loads and one arithmetic step, and its last block. The first register holds the
+/// elements' numbers.
 class Bench {
   public:
     Bench() { program.add(OpCode::ElementIndex, elementNumbers); }
@@ -145,7 +146,8 @@ class Bench {
     Doubles::RecordingSink sink;
 };
 
-/// The step as a call of a kernel in the register file, after what the frame does to validity.
+/// The step as a call of a kernel in the register file, with the validity that the evaluator writes
+/// before it.
 ArithmeticCall callOf(const Bench& bench, ArithmeticOp op, std::int32_t result, std::int32_t left,
                       std::int32_t right) {
     const RegisterSlot& resultSlot = bench.registers().slotOf(result);
@@ -165,8 +167,8 @@ ArithmeticCall callOf(const Bench& bench, ArithmeticOp op, std::int32_t result, 
              rightSlot.dataOffset}};
 }
 
-/// Runs the bench, whose last instruction is this step, against the naive loop, over every byte of
-/// the block memory. Returns whether anything could be compared.
+/// Runs the bench, whose last instruction is this step, and compares every byte of the block memory
+/// with the naive loop. Returns whether anything could be compared.
 bool expectNaiveBlock(Bench& bench, ArithmeticOp op, std::int32_t result, std::int32_t left,
                       std::int32_t right) {
     bench.add(op, result, left, right);
@@ -209,7 +211,7 @@ TEST(ArithmeticPrograms, AreRefusedAtTheFirstBlockWhereThereIsNoKernel) {
                 ++refused;
                 Doubles::expectReason(bench.interpreter, ExecRefusal::KindMismatch, noKernel);
                 EXPECT_TRUE(bench.sink.blocks.empty());
-                // The result's data is what it was; its validity has been made.
+                // The refused step has written the result's validity but not its data.
                 LaneMemory expected = bench.memoryBefore();
                 const RegisterSlot& slot = bench.registers().slotOf(target);
                 for (std::size_t i = 0; i < Bench::blockSize; ++i)
@@ -243,7 +245,7 @@ TEST(ArithmeticPrograms, EqualANaiveLoopWithRegistersThatFit) {
     });
 }
 
-// Every register may be the result, an operand or both operands, with any multiplicities: the
+// A register may be the result, an operand or both operands. Multiplicities may be any: the
 // evaluator does not compare those of the operands with the result's.
 TEST(ArithmeticPrograms, EqualANaiveLoopWhicheverRegistersMeet) {
     constexpr int widths[][2] = {{1, 1}, {3, 3}, {1, 3}, {3, 1}, {1, 4}, {2, 1}};
@@ -262,7 +264,8 @@ TEST(ArithmeticPrograms, EqualANaiveLoopWhicheverRegistersMeet) {
                         bench.draw = Draw(static_cast<std::uint64_t>(cases));
                         const std::int32_t registers[2] = {bench.addLoaded(own, width[0]),
                                                            bench.addLoaded(other, width[1])};
-                        // Room for reads that run on past the last of them.
+                        // A last register, so that reads past the others stay within the block
+                        // memory.
                         bench.addLoaded(CpuElementKind::Float64, 8);
                         ++cases;
                         compared += expectNaiveBlock(bench, op, registers[roles.result],
@@ -272,8 +275,8 @@ TEST(ArithmeticPrograms, EqualANaiveLoopWhicheverRegistersMeet) {
     EXPECT_GT(compared, cases * 9 / 10);
 }
 
-// Uses the registers in every order. Reads that run on past an operand's area then reach the
-// result's area, before and after it is written, or another register's area.
+// Lays out the registers in every order. Reads past the end of an operand's area then reach another
+// register's area, or the result's area before or after it is written.
 TEST(ArithmeticPrograms, EqualANaiveLoopWhereMultiplicitiesDoNotFit) {
     constexpr int widths[][3] = {{3, 1, 1}, {1, 1, 3}, {1, 3, 1}, {4, 1, 1}, {2, 1, 3},
                                  {2, 5, 1}, {5, 3, 3}, {1, 2, 2}, {7, 1, 4}};
@@ -317,8 +320,8 @@ TEST(ArithmeticPrograms, ReadAWideOperandFlatlyForANarrowResult) {
         EXPECT_EQ(sums[i], 100.0f + static_cast<float>(i));
 }
 
-// Both operands have only one component for each element, so reads run on through the registers
-// behind them: first the left one's validity, then the right one, then the result itself.
+// Both operands have only one component for each element, so the kernel reads past their ends.
+// Reads of the left operand reach first its validity, then the right operand, then the result.
 TEST(ArithmeticPrograms, ReadNarrowOperandsOnPastTheirEndsForAWideResult) {
     Bench bench;
     const std::int32_t left = bench.addLoaded(CpuElementKind::Int32, 1);
@@ -331,8 +334,8 @@ TEST(ArithmeticPrograms, ReadNarrowOperandsOnPastTheirEndsForAWideResult) {
     bench.add(ArithmeticOp::Add, result, left, right);
     ASSERT_TRUE(bench.run());
 
-    // Areas of 128 bytes for the lanes and 64 for the validity, so the result begins 96 integers
-    // after the left operand and 48 after the right one.
+    // Each register has 128 bytes for lanes and 64 for validity. So the result begins 96 integers
+    // after the left operand and 48 after the right operand.
     const std::uint64_t start = bench.registers().slotOf(left).dataOffset;
     ASSERT_EQ(bench.registers().slotOf(right).dataOffset, start + 192);
     ASSERT_EQ(bench.registers().slotOf(result).dataOffset, start + 384);
@@ -344,7 +347,7 @@ TEST(ArithmeticPrograms, ReadNarrowOperandsOnPastTheirEndsForAWideResult) {
     const auto lastValid = std::bit_cast<std::int32_t>(std::array<unsigned char, 4>{1});
     EXPECT_EQ(sums[39], lastValid + lastValid);
     EXPECT_EQ(sums[47], 0);
-    // From here on the right side is the result itself, 48 lanes back.
+    // From here on, the right side reads the result, 48 lanes back.
     EXPECT_EQ(sums[48], 1000 + sums[0]);
     EXPECT_EQ(sums[76], 1000 + sums[28]);
     EXPECT_EQ(sums[80], 0x01010101 + sums[32]);
@@ -395,7 +398,7 @@ TEST(ArithmeticPrograms, ComputeInvalidElementsToo) {
               std::vector<unsigned char>(Bench::blockSize, 0));
 }
 
-// (1 + 2^-12) squared has a last bit that binary32 cannot hold. Multiplying and adding in one go
+// (1 + 2^-12) squared has a last bit that binary32 cannot hold. A fused multiplication and addition
 // would keep it.
 TEST(ArithmeticPrograms, RoundAfterEveryStep) {
     for (const CpuElementKind kind : {CpuElementKind::Float32, CpuElementKind::Float64}) {

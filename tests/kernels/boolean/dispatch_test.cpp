@@ -1,4 +1,4 @@
-// Which kinds have three-valued logic, and what a call without lanes leaves alone.
+// Which kinds have three-valued logic. A call without lanes changes nothing.
 #include "doubles/expectations.h"
 #include "kernels/step_bench.h"
 #include "naive_boolean.h"
@@ -19,7 +19,7 @@ static_assert(std::is_same_v<decltype(IsTrueArgs::multiplicity), std::int32_t>);
 
 constexpr CpuElementKind tribool = CpuElementKind::Tribool;
 
-/// A step of Tribools whose kinds can be changed behind the planner's back.
+/// A step on Tribools. Tests change its kinds after planning.
 struct KindsBench : StepBench {
     Interpreter::Step step;
 
@@ -31,7 +31,8 @@ struct KindsBench : StepBench {
         step = interpreter.plan().back();
     }
 
-    /// Runs the step and expects that it is served, or refused with `message` and without a trace.
+    /// Runs the step. Expects it to succeed if `serves`; otherwise to be refused with `message` and
+    /// to change nothing.
     void expectServed(bool serves, const char* message) {
         const Bytes before = lanesIn<unsigned char>(step.result);
         EXPECT_EQ(interpreter.runStep(step, host.bindings, 0), serves)
@@ -73,7 +74,7 @@ TEST(BooleanStep, OfTwoOperandsServesTriboolsAndNoOtherKinds) {
     }
 }
 
-// Null pointers: one access would end the test.
+// All pointers are null, so a single access would end the test.
 TEST(Boolean, TouchesNothingForNoLanes) {
     for (const BooleanBuild& build : everyBooleanBuild()) {
         for (const std::int64_t lanes : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN}) {
@@ -87,7 +88,7 @@ TEST(Boolean, TouchesNothingForNoLanes) {
     }
 }
 
-// The bytes before the lanes are in reach, so that a loop which ran backwards would show.
+// The bytes before the lanes belong to the test, so it would notice a loop that runs backwards.
 TEST(Boolean, WritesNothingForNoLanes) {
     for (const BooleanBuild& build : everyBooleanBuild())
         for (const std::int32_t count : {0, -1, -20})

@@ -1,4 +1,4 @@
-// Which bytes the kernels touch: none past their areas.
+// The kernels touch no bytes outside their areas.
 #include "kernels/fenced_area.h"
 #include "naive_boolean.h"
 
@@ -7,7 +7,7 @@ namespace {
 
 using Fence = FencedArea::Fence;
 
-/// A call whose areas all begin or end at memory that nobody may touch.
+/// A call whose areas all begin or end at a fence: an access beyond it ends the test.
 struct FencedCall {
     BooleanOp op;
     int count;

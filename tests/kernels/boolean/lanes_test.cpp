@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, in separate areas.
+// Every kernel, over lanes of all sorts. Areas do not overlap.
 #include "naive_boolean.h"
 
 namespace Fenlet {

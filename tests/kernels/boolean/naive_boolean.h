@@ -16,8 +16,8 @@ enum class BooleanOp { Not, And, Or, IsTrue };
 inline constexpr BooleanOp everyBooleanOp[] = {BooleanOp::Not, BooleanOp::And, BooleanOp::Or,
                                                BooleanOp::IsTrue};
 
-/// Where the areas of a call are in a `LaneMemory`. `Not` and `IsTrue` have no right side, and only
-/// `IsTrue` has anything to do with validity.
+/// Where the areas of a call are in a `LaneMemory`. `Not` and `IsTrue` have no right side. Only
+/// `IsTrue` reads and writes validity.
 struct BooleanPlaces {
     std::size_t result;
     std::size_t resultValidity;
@@ -38,14 +38,14 @@ struct BooleanCall {
     std::string name() const;
 };
 
-/// The byte that the rule of a lane gives. For `IsTrue` the lane must belong to a valid element.
+/// The result of the operation on one lane. For `IsTrue` the lane must belong to a valid element.
 /// `Not` and `IsTrue` ignore `right`.
 unsigned char decide(BooleanOp op, unsigned char left, unsigned char right);
 
 /// Runs the call in `memory`, lane by lane in ascending order; the result's validity comes last.
 void runNaively(const BooleanCall& call, LaneMemory& memory);
 
-/// One compiled form of the kernels.
+/// One way of compiling the kernels.
 struct BooleanBuild {
     const char* name;
     BooleanKernels kernels;
@@ -56,15 +56,15 @@ struct BooleanBuild {
 /// The kernels of the library, as steps call them, and the same kernels with tiles of a few lanes.
 const std::vector<BooleanBuild>& everyBooleanBuild();
 
-/// Fills lanes: half of them false, true and unknown, the others any byte.
+/// Fills lanes. Half of them are false, true or unknown; the others have any byte.
 void drawTribools(unsigned char* area, std::int64_t lanes, Draw& draw);
 
 /// Lays the call's areas out apart from each other, beginning `misalignment` bytes past an aligned
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(BooleanCall& call, int misalignment, Draw& draw);
 
-/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
-/// there is none.
+/// Runs the build and the naive loop, each in a copy of `memory`. Returns the first difference;
+/// empty if there is none.
 std::string differenceFromNaive(const BooleanBuild& build, const BooleanCall& call,
                                 const LaneMemory& memory);
 

@@ -24,7 +24,7 @@ unsigned char either(unsigned char left, unsigned char right) {
     return result;
 }
 
-/// One element of one component, or more.
+/// Runs `IsTrue` over one element, which has as many components as `components`.
 Bytes truthOf(const Bytes& components, const unsigned char* validity,
               unsigned char* resultValidity) {
     Bytes result(components.size(), 99);
@@ -108,7 +108,7 @@ TEST(IsTrue, TakesAnyValidityByteButZeroForValid) {
     }
 }
 
-// All pairs of bytes in one call, so that they meet the wide loops as well as each other.
+// All pairs of bytes in one call, so that the vector loops process them, too.
 TEST(Boolean, FollowsItsRuleForEveryPairOfBytes) {
     Bytes left;
     Bytes right;

@@ -1,4 +1,4 @@
-// Areas that overlap: lanes that are written are lanes that are read.
+// Areas that overlap, so that the kernel reads lanes that it writes.
 #include "naive_boolean.h"
 
 #include <cstdlib>
@@ -10,8 +10,8 @@ constexpr std::size_t BooleanPlaces::*everyOtherPlace[] = {
     &BooleanPlaces::left, &BooleanPlaces::right, &BooleanPlaces::leftValidity,
     &BooleanPlaces::resultValidity};
 
-/// Places `moving` `distance` bytes from `fixed`, with the other areas out of their way, and fills
-/// what is read, validity last.
+/// Places `moving` at `distance` bytes from `fixed` and the other areas elsewhere. Then fills the
+/// areas that are read, validity last.
 LaneMemory layOutPair(BooleanCall& call, std::size_t BooleanPlaces::*fixed,
                       std::size_t BooleanPlaces::*moving, int distance, Draw& draw) {
     const std::size_t room = static_cast<std::size_t>(call.lanes() + std::abs(distance)) + 64;
@@ -42,7 +42,7 @@ TEST(BooleanOverlap, OfResultAndAnythingElseGivesWhatLaneOrderGives) {
                 }
 }
 
-// The result's validity is written when everything has been read.
+// The kernel writes the result's validity after it has read everything.
 TEST(BooleanOverlap, OfResultValidityAndAnythingElseGivesWhatLaneOrderGives) {
     Draw draw(2);
     for (auto other : {&BooleanPlaces::left, &BooleanPlaces::leftValidity, &BooleanPlaces::result})
@@ -75,7 +75,7 @@ TEST(BooleanOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             BooleanCall call{op, 1 + draw.below(60), 1 + draw.below(5), draw.below(6) != 0, {}};
             LaneMemory memory(800);
             drawTribools(memory.at(0), 800, draw);
-            // Areas with equal starts are common in programs but rare at random.
+            // In programs, areas often begin at the same place. At random they would rarely do so.
             std::size_t start = 0;
             for (auto place : {&BooleanPlaces::result, &BooleanPlaces::left, &BooleanPlaces::right,
                                &BooleanPlaces::leftValidity, &BooleanPlaces::resultValidity}) {
@@ -87,7 +87,7 @@ TEST(BooleanOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
         }
 }
 
-// A register that is also one of its operands, or both.
+// The result is the same register as one operand, or as both.
 TEST(BooleanOverlap, OfEqualAreasGivesWhatAreasApartGive) {
     Draw draw(5);
     for (const BooleanOp op : everyBooleanOp)

@@ -10,7 +10,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// One step on Tribool registers 0 and on, into the register after them.
+/// One step on Tribool registers from 0 on. Its result is the register after them.
 struct LogicBench : StepBench {
     LogicBench(OpCode op, int resultMultiplicity, const std::vector<LoadedRegister>& operands)
         : StepBench(op, RegisterFormat::Tribool, resultMultiplicity, operands) {}
@@ -70,7 +70,7 @@ TEST(IsTrueStep, GoesByTheResultsComponentsWhateverTheOperandHas) {
               (Bytes{1, 0, 0, 0, 0, 0}));
     EXPECT_EQ(narrow.validityIn(1), (Bytes{1, 1}));
 
-    // The bytes after the operand's two elements are those of its own area, up to its validity.
+    // The bytes after the operand's two elements belong to the operand's area, too.
     LogicBench wide(OpCode::IsTrue, 3, {loadedTribools(1, {1, 255, 1, 1, 0, 1}, {0, 1})});
     ASSERT_TRUE(wide.run(2));
     EXPECT_EQ(wide.lanes(1), (Bytes{0, 0, 0, 1, 0, 1}));
@@ -85,7 +85,7 @@ TEST(IsTrueStep, MayHaveItsOperandAsResult) {
     EXPECT_EQ(bench.validityIn(0), (Bytes{1, 1, 1}));
 }
 
-// What decides a value does not make it valid.
+// An operand that decides the value does not make the element valid.
 TEST(AndStep, DecidesValuesAndStaysInvalidWhereEitherSideIs) {
     LogicBench bench(OpCode::And, 1,
                      {loadedTribools(1, {0, 0, 1, 255, 2, 1}, {1, 1, 1, 0, 1, 77}),
@@ -125,7 +125,8 @@ TEST(IsTrueStep, TakesADecidedButInvalidLaneForFalse) {
     EXPECT_EQ(bench.validityIn(known), (Bytes{1, 1, 1}));
 }
 
-// Areas begin at multiples of 64 bytes, so that the four bytes past the two elements are in reach.
+// Areas begin at multiples of 64 bytes, so the four bytes after the two elements are still in the
+// area.
 TEST(AndStep, ReadsAScalarSideFlatAndRepeatsNothing) {
     const LoadedRegister scalar = loadedTribools(1, {1, 0, 1, 1, 1, 1}, {1, 1});
     const LoadedRegister triple = loadedTribools(3, {1, 1, 1, 1, 1, 1}, {1, 1});

@@ -34,7 +34,7 @@ bool isNumeric(CpuElementKind kind) {
            std::end(numericKinds);
 }
 
-/// A call on nothing: one access would end the test.
+/// A call whose pointers are null, so that a single access would end the test.
 ComparisonArgs unreachable(std::int32_t count, std::int32_t multiplicity, bool rightScalar,
                            std::uint32_t predicate) {
     return {nullptr, nullptr,      nullptr,     nullptr,  nullptr,
@@ -78,7 +78,7 @@ TEST(DispatchComparison, TouchesNothingForNoPredicateAndStillServes) {
     });
 }
 
-// Not even for invalid elements, where no predicate is applied.
+// Even invalid elements are not written, although no predicate applies to them.
 TEST(DispatchComparison, WritesNothingForNoPredicateWhateverTheValidity) {
     forEveryComparedPair([](const ComparisonKinds& kinds) {
         for (const ComparisonBuild& build : everyComparisonBuild()) {

@@ -1,5 +1,5 @@
-// Which bytes the kernels touch: none beyond their areas, and no operand before the first or after
-// the last element that both sides are valid in.
+// The kernels touch no bytes outside their areas, and no operand before the first or after the last
+// element in which both sides are valid.
 #include "kernels/fenced_area.h"
 #include "naive_comparisons.h"
 
@@ -41,8 +41,8 @@ TEST(ComparisonFences, StandRightAtTheAreasEdges) {
     });
 }
 
-/// A call where only the first or only the last elements are valid. The operands of all others
-/// cannot be accessed.
+/// A call where only the first or only the last elements are valid. The operands of all other
+/// elements cannot be accessed.
 struct FencedCall {
     ComparisonKinds kinds;
     bool rightScalar;
@@ -64,8 +64,8 @@ void FencedCall::expectReadsOnlyWhatIsValid(const ComparisonBuild& build, Draw& 
     std::vector<unsigned char> expected;
     for (std::int32_t element = 0; element < count; ++element) {
         const bool isReached = element >= first && element < first + reached;
-        // Elements within reach are valid on both sides or on one. All others are valid on one side
-        // or on neither.
+        // Elements whose operands can be accessed are valid on both sides, on one or on neither.
+        // All others are valid on one side or on neither.
         const int way = draw.below(isReached ? 8 : 3);
         const auto at = static_cast<std::size_t>(element);
         leftValidity[at] = isReached ? way != 1 : way == 1;

@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, in separate areas.
+// Every kernel, over lanes of all sorts. Areas do not overlap.
 #include "naive_comparisons.h"
 
 #include <iterator>
@@ -8,7 +8,7 @@ namespace {
 
 constexpr int everyRunLength[] = {1, 3, 20, 100, 1000};
 
-/// Lays the call out in separate areas, with or without validity.
+/// Lays out the areas of the call apart from each other, with or without validity.
 LaneMemory layOutCase(ComparisonCall& call, Draw& draw) {
     call.hasLeftValidity = draw.below(5) != 0;
     call.hasRightValidity = draw.below(5) != 0;
@@ -22,7 +22,7 @@ TEST(ComparisonLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     for (const int multiplicity : everyMultiplicity)
         for (int turn = 0; turn < 4; ++turn)
             forEveryComparison([&](ComparisonCall call) {
-                // Together the cases have all lengths.
+                // Together the cases cover all lengths.
                 const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 20 : 200;
                 call.count = 1 + number * 37 % longest;
                 call.multiplicity = multiplicity;
@@ -103,7 +103,7 @@ TEST(ComparisonLanes, EqualANaiveLoopForEveryPairOfSpecialValues) {
     });
 }
 
-// The data of an invalid element does not matter.
+// The values of invalid elements have no effect.
 TEST(ComparisonLanes, AreUnknownInEveryComponentOfAnInvalidElementWhateverItHolds) {
     Draw draw(6);
     forEveryComparison([&](ComparisonCall call) {

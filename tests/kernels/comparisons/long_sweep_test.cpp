@@ -9,7 +9,7 @@ TEST(ComparisonSweep, EqualsANaiveLoopInEveryKernelMultiplicityAndBlockSize) {
     for (const int multiplicity : everyMultiplicity)
         for (int count = 1; count <= (multiplicity > 10 ? 20 : 200); ++count)
             forEveryComparison([&](ComparisonCall call) {
-                // Longer blocks take the predicates in turn.
+                // Longer blocks run with only one predicate each, in turn.
                 if (count > 40 && call.predicate != everyPredicate[count % 6])
                     return;
                 call.count = count;

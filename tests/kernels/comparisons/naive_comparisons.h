@@ -23,8 +23,8 @@ struct ComparisonKinds {
     CpuElementKind right;
 };
 
-/// Where the areas of a call are in a `LaneMemory`. The validity areas are absent where a call says
-/// so.
+/// Where the areas of a call are in a `LaneMemory`. The operands' validity areas exist only if the
+/// call has them.
 struct ComparisonPlaces {
     std::size_t result;
     std::size_t left;
@@ -51,15 +51,15 @@ struct ComparisonCall {
     std::string name() const;
 };
 
-/// What the predicate says of two values' bits: 0 or 1.
+/// The result of the predicate for two values, given as bits: 0 or 1.
 unsigned char compareBits(Predicate predicate, const ComparisonKinds& kinds, std::uint64_t left,
                           std::uint64_t right);
 
-/// Runs the call in `memory`: elements in ascending order, in each its components in ascending
-/// order, with the right value read once for the element where it is a scalar.
+/// Runs the call in `memory`: elements in ascending order, and the components of each in ascending
+/// order. Reads a scalar right value once for each element.
 void runNaively(const ComparisonCall& call, LaneMemory& memory);
 
-/// One compiled form of the kernels.
+/// One way of compiling the kernels.
 struct ComparisonBuild {
     const char* name;
     bool (*run)(const ComparisonKinds& kinds, const ComparisonArgs& args);
@@ -91,16 +91,16 @@ void forEveryComparison(const Visit& visit) {
 /// byte except 0 counts as valid.
 void drawValidityRuns(unsigned char* area, std::int64_t elements, int runLength, Draw& draw);
 
-/// Fills both operands with drawn values. In every other lane the right value is the left one
-/// converted to its kind, or a neighbour of that.
+/// Fills both operands with drawn values. In every other lane, the right value is the left value
+/// converted to the right kind, or a neighbour of this value.
 void drawOperands(const ComparisonCall& call, LaneMemory& memory, Draw& draw);
 
 /// Lays the call's areas out apart from each other, beginning `misalignment` bytes past an aligned
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(ComparisonCall& call, int misalignment, int runLength, Draw& draw);
 
-/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
-/// there is none.
+/// Runs the build and the naive loop, each in a copy of `memory`. Returns the first difference;
+/// empty if there is none.
 std::string differenceFromNaive(const ComparisonBuild& build, const ComparisonCall& call,
                                 const LaneMemory& memory);
 

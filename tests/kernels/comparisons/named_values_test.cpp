@@ -20,7 +20,7 @@ constexpr CpuElementKind kindOf<std::uint16_t> = CpuElementKind::Half;
 template <>
 constexpr CpuElementKind kindOf<float> = CpuElementKind::Float32;
 
-/// One valid value on each side, through the dispatcher. A Half is given as its bits.
+/// Compares two valid values, through the dispatcher. A Half is given as its bits.
 template <class Left, class Right>
 int compare(Predicate predicate, Left left, Right right) {
     unsigned char result = 99;
@@ -30,7 +30,7 @@ int compare(Predicate predicate, Left left, Right right) {
     return result;
 }
 
-/// The answers of the six predicates, in their order, as digits.
+/// The results of the six predicates, in the order of their numbers, as digits.
 template <class Left, class Right>
 std::string answers(Left left, Right right) {
     std::string digits;
@@ -120,7 +120,7 @@ TEST(Comparison, FindsANanDifferentFromEverythingAndNeverUnknown) {
     expectUnordered(wide, wide);
 }
 
-// A signalling NaN must not pass through a register that would quieten it or worse.
+// A signalling NaN must give the same result as a quiet NaN.
 TEST(Comparison, FindsSignallingNansAsDifferentAsQuietOnes) {
     const std::uint32_t singles[] = {0x7F800001, 0x3F800000};
     const std::uint64_t wides[] = {0x7FF0000000000001, 0x3FF0000000000000};
@@ -140,7 +140,8 @@ TEST(Comparison, FindsSignallingNansAsDifferentAsQuietOnes) {
         }
 }
 
-// The pair is compared in the higher kind even where that loses what would tell the two apart.
+// Both values are compared in the higher kind, even if rounding to this kind makes different values
+// equal.
 TEST(Comparison, RoundsIntegersToTheFloatThatTheyMeet) {
     EXPECT_EQ(answers(16777217, 16777216.0f), equal);
     EXPECT_EQ(answers(16777216.0f, 16777217), equal);
@@ -152,7 +153,7 @@ TEST(Comparison, RoundsIntegersToTheFloatThatTheyMeet) {
     EXPECT_EQ(answers(INT64_MAX, 0x1p63), equal);
 }
 
-// Through Float64 it would be 2^60.
+// Rounded through Float64, the integer would become 2^60.
 TEST(Comparison, RoundsAnInt64ToFloat32Once) {
     const std::int64_t integer = (std::int64_t{1} << 60) + (std::int64_t{1} << 36) + 1;
     EXPECT_EQ(answers(integer, 0x1p60f + 0x1p37f), equal);
@@ -186,7 +187,8 @@ TEST(Comparison, WidensAFloat32ThatMeetsAFloat64) {
     EXPECT_EQ(answers(std::numeric_limits<float>::infinity(), 1e300), greater);
 }
 
-/// Compares Float32 elements of three components with a Float32 side of the shape.
+/// Compares Float32 elements of three components with Float32 elements of three components, or with
+/// scalars.
 Bytes compareTriples(Predicate predicate, bool rightScalar, const std::vector<float>& left,
                      const Bytes& leftValidity, const std::vector<float>& right,
                      const Bytes& rightValidity) {

@@ -1,4 +1,4 @@
-// Areas that overlap: bytes that are written are bytes that are read.
+// Areas that overlap, so that the kernel reads bytes that it writes.
 #include "naive_comparisons.h"
 
 #include <cstdlib>
@@ -11,8 +11,8 @@ constexpr std::size_t ComparisonPlaces::*everyOtherPlace[] = {
     &ComparisonPlaces::left, &ComparisonPlaces::leftValidity, &ComparisonPlaces::right,
     &ComparisonPlaces::rightValidity};
 
-/// Places the result `distance` bytes from `other`, with the other areas out of their way, and
-/// fills what is read.
+/// Places the result at `distance` bytes from `other` and the other areas elsewhere. Then fills the
+/// areas that are read.
 LaneMemory layOutPair(ComparisonCall& call, std::size_t ComparisonPlaces::*other, int distance,
                       Draw& draw) {
     ComparisonPlaces& places = call.places;
@@ -37,7 +37,7 @@ LaneMemory layOutPair(ComparisonCall& call, std::size_t ComparisonPlaces::*other
     return memory;
 }
 
-/// Gives the call a size of at most that many lanes, with or without validity.
+/// Gives the call a random size of at most `mostLanes` lanes, with or without validity.
 void drawShape(ComparisonCall& call, int mostLanes, Draw& draw) {
     call.multiplicity = 1 + draw.below(5);
     call.count = 1 + draw.below(mostLanes / call.multiplicity);
@@ -86,7 +86,7 @@ TEST(ComparisonOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             drawLanes(memory.at(0), kind, 1100 / elementSize(kind), draw);
             if (draw.below(2) == 0)
                 drawValidityRuns(memory.at(0), 1100, 1 + draw.below(20), draw);
-            // Areas with equal starts are common in programs but rare at random.
+            // In programs, areas often begin at the same place. At random they would rarely do so.
             std::size_t start = 0;
             for (auto place :
                  {&ComparisonPlaces::result, &ComparisonPlaces::left, &ComparisonPlaces::right,
@@ -101,8 +101,8 @@ TEST(ComparisonOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
     });
 }
 
-// Elements of more components than a tile has lanes. The result overlaps a scalar, or the validity,
-// that is still needed for later components.
+// Elements of more components than a tile has lanes. The result overlaps a scalar or a validity
+// byte that the kernel still needs for later components.
 TEST(ComparisonOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     Draw draw(4);
     forEveryComparedPair([&](const ComparisonKinds& kinds) {
@@ -123,7 +123,8 @@ TEST(ComparisonOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     });
 }
 
-// One register on both sides, and a result that begins where an operand or both of them do.
+// The same register on both sides, and a result that begins at the same place as one operand or as
+// both.
 TEST(ComparisonOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     Draw draw(5);
     forEveryComparison([&](ComparisonCall call) {

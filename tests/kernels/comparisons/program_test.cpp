@@ -144,7 +144,8 @@ TEST(ComparisonStep, IsRefusedForAScalarOnTheLeft) {
     }
 }
 
-// The refusals from a step that nobody has checked before it runs, in the order of the checks.
+// `runStep` makes the same checks in the same order, for a step that `validateStep` has not
+// checked.
 TEST(ComparisonStep, IsCheckedAgainWhenItRuns) {
     ComparisonBench bench(OpCode::Less, 1, loadedSingles(1, {1, 2}, {1, 0}),
                           loadedSingles(1, {2, 1}, {1, 1}));
@@ -165,7 +166,7 @@ TEST(ComparisonStep, IsCheckedAgainWhenItRuns) {
     expectRefused(ExecRefusal::KindMismatch, noBoolean);
 }
 
-// Every pair of formats passes `configure`. Those without a kernel are refused in the first block,
+// Every pair of formats passes `configure`. A pair without a kernel is refused in the first block,
 // so a run without blocks is not refused.
 TEST(ComparisonStep, RefusesKindsWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,

@@ -1,4 +1,4 @@
-// A hundred million values of the 64-bit kinds, drawn where conversions decide something.
+// A hundred million values of the 64-bit kinds, drawn near ties and near the ends of ranges.
 #include "portions.h"
 
 namespace Fenlet {
@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::uint64_t draws = 100'000'000;
 
-/// 64 evenly distributed bits for every number (Steele, Lea and Flood 2014, SplitMix).
+/// Maps each number to 64 evenly distributed bits (SplitMix; Steele, Lea and Flood 2014).
 constexpr std::uint64_t scatter(std::uint64_t number) {
     std::uint64_t bits = (number + 1) * 0x9E3779B97F4A7C15;
     bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9;
@@ -25,16 +25,17 @@ struct Choices {
     }
 };
 
-/// Makes a tie, or a value just beside one. Of the lowest `width` bits of `bits`, the upper `kept`
-/// stay; the rest becomes one half of the last place kept, or that plus or minus 1.
+/// Makes a tie, or a value next to a tie. Of the lowest `width` bits of `bits`, keeps the upper
+/// `kept` bits. The remaining bits become one half of the last place kept, or one half plus or
+/// minus 1.
 std::uint64_t nearTie(std::uint64_t bits, int width, int kept, Choices& choices) {
     const std::uint64_t half = std::uint64_t{1} << (width - kept - 1);
     const auto nudge = static_cast<std::uint64_t>(choices.below(3));
     return (bits & ~(half | (half - 1))) + half + nudge - 1;
 }
 
-/// Either any bits; or an exponent between the end of `Half` and the end of `Int64`, or one of any
-/// Float32, with a fraction that is random or near a tie.
+/// Draws any bits, or a value whose fraction is random or near a tie. The exponent of such a value
+/// lies between the least of `Half` and the greatest of `Int64`, or is that of any Float32.
 double drawFloat64(std::uint64_t number) {
     const std::uint64_t even = scatter(number);
     Choices choices{scatter(~number)};
@@ -50,7 +51,7 @@ double drawFloat64(std::uint64_t number) {
                            (static_cast<std::uint64_t>(exponent) << 52) | fraction);
 }
 
-/// A number of random width, which is random or near a tie of one of the float kinds.
+/// Draws an integer of random width, either random or near a tie of a float kind.
 std::int64_t drawInt64(std::uint64_t number) {
     const std::uint64_t even = scatter(number);
     Choices choices{scatter(~number)};

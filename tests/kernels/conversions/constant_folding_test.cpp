@@ -11,7 +11,8 @@
 namespace Fenlet {
 namespace {
 
-/// Bits of values at which the two could differ: thresholds, values beyond them, ties and NaNs.
+/// Bits of values at which compiler and processor could differ: thresholds, values beyond them,
+/// ties and NaNs.
 template <class From>
 inline constexpr std::array<std::uint64_t, 0> temptations{};
 template <>
@@ -82,7 +83,7 @@ inline constexpr std::array temptations<double>{bitsOf(-0.0),
 template <class To, class From, std::size_t index>
 void expectSameFoldedAndRun() {
     constexpr std::uint64_t bits = temptations<From>[index];
-    // On such a processor only the compiler keeps the bits of a NaN.
+    // On a processor with a single NaN, only the compiler keeps the bits of a NaN.
     if (Oracle::hasSingleNan && Oracle::isNan(kindOf<From>, bits))
         return;
     const volatile std::uint64_t hidden = bits;

@@ -38,7 +38,7 @@ constexpr T valueOf(std::uint64_t bits) {
     return std::bit_cast<T>(static_cast<UnsignedOfSize<sizeof(T)>>(bits));
 }
 
-/// One conversion that is not part of any loop.
+/// Converts a single value. The compiler cannot make this part of a vector loop.
 template <class To, class From>
 [[gnu::noinline]] To convertAlone(From value) {
     return convert<To>(value);
@@ -63,8 +63,8 @@ unsigned char* bytesOf(std::vector<T>& lanes) {
 }
 
 /// The first lane in which `actual` and `expected` differ in any bit, in words; empty if there is
-/// none. Both are results for `in`: `how` says how `actual` was computed, `witness` how `expected`
-/// was.
+/// none. `in` has the values that were converted. For the message, `how` says how `actual` was
+/// computed, and `witness` how `expected` was computed.
 template <class To, class From>
 std::string firstDifference(const std::vector<From>& in, const std::vector<To>& actual,
                             const std::vector<To>& expected, const char* how, const char* witness) {
@@ -79,7 +79,8 @@ std::string firstDifference(const std::vector<From>& in, const std::vector<To>& 
            " by " + witness;
 }
 
-/// The same for both ways of converting: one value at a time, and all of them in a run.
+/// The first difference between `expected` and the conversion of `in`, one value at a time and all
+/// in a run.
 template <class To, class From>
 std::string firstMismatch(const std::vector<From>& in, const std::vector<To>& expected,
                           const char* witness) {
@@ -99,7 +100,7 @@ std::vector<To> exactlyConverted(const std::vector<From>& in) {
     return out;
 }
 
-/// `firstMismatch` against exact integer arithmetic.
+/// `firstMismatch` with the results of exact integer arithmetic as `expected`.
 template <class To, class From>
 std::string firstInexactness(const std::vector<From>& in) {
     return firstMismatch(in, exactlyConverted<To>(in), "integer arithmetic");

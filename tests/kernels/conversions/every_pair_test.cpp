@@ -1,5 +1,5 @@
-// All pairs of kinds against exact integer arithmetic, over all of `Half` and over patterns of
-// bits.
+// Compares the conversions between all pairs of kinds with exact integer arithmetic, for every
+// `Half` and for patterns of bits.
 #include "pattern_values.h"
 
 #include <cmath>
@@ -23,8 +23,8 @@ TEST(Conversions, KeepEveryBitBetweenEqualKinds) {
     expectCopies(patternValues<double>());
 }
 
-/// Every value of `Half` that is not a NaN, and every point halfway between two of them, up to the
-/// one where infinity begins.
+/// Every value of `Half` that is not a NaN, and every point halfway between two neighbours, up to
+/// the point from which values round to infinity.
 std::vector<double> halvesAndTies() {
     std::vector<double> values;
     const auto asDouble = [](std::uint64_t bits) {
@@ -39,7 +39,7 @@ std::vector<double> halvesAndTies() {
     return values;
 }
 
-/// `values` and what lies next to them in `Float`, below and above, of both signs.
+/// `values` and their neighbours in `Float`, below and above, with both signs.
 template <class Float>
 std::vector<Float> withNeighbours(const std::vector<double>& values) {
     constexpr Float infinity = std::numeric_limits<Float>::infinity();
@@ -67,7 +67,7 @@ TEST(ToHalf, TakesEveryIntegerInReach) {
               "");
 }
 
-/// What a `Half` becomes on the way to `Wide` and back: itself, and quiet if it was a NaN.
+/// Expects every `Half` to be the same after conversion to `Wide` and back. A NaN becomes quiet.
 template <class Wide>
 void expectToComeBack() {
     const std::vector<Half> halves = everyHalf();
@@ -86,8 +86,8 @@ TEST(EveryHalf, ComesBackFromFloat32AndFloat64) {
     expectToComeBack<double>();
 }
 
-/// From 2 to the power 10 on every half is a whole number, which comes back from an integer as it
-/// was.
+/// Expects every `Half` from 2 to the power 10 on to be the same after conversion to an integer and
+/// back: all of them are whole numbers.
 template <class Integer>
 void expectWholeOnesToComeBack() {
     std::vector<Half> halves;

@@ -1,4 +1,4 @@
-// Every value of the 32-bit kinds, and every tie that can be gone through.
+// Every value of the 32-bit kinds, and every tie where these are few enough to test.
 #include "portions.h"
 
 namespace Fenlet {
@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::uint64_t everyWord = std::uint64_t{1} << 32;
 
-/// `middle` and the two values next to it in bits.
+/// Appends the values whose bits are `middle` - 1, `middle` and `middle` + 1.
 template <class T>
 void appendWithNeighbours(std::uint64_t middle, std::vector<T>& in) {
     in.insert(in.end(), {valueOf<T>(middle - 1), valueOf<T>(middle), valueOf<T>(middle + 1)});
@@ -70,8 +70,8 @@ TEST(EveryHalf, ToFloat64) {
     EXPECT_EQ(firstFaultFromHalf<double>(), "");
 }
 
-/// A tie: the leading one at `place`, then the 23 bits of `number`, then one half of their last
-/// place.
+/// A tie between two numbers of 24 bits: a leading one at bit `place`, then the 23 bits of
+/// `number`, then one half of the last place.
 std::uint64_t tieOf24Bits(int place, std::uint64_t number) {
     const std::uint64_t kept = (std::uint64_t{1} << 23) | number;
     return ((kept << 1) | 1) << (place - 24);
@@ -99,7 +99,7 @@ TEST(EveryTie, FromFloat64ToFloat32) {
         firstFaultAmong<float, double>(infinity, [&](std::uint64_t bits, std::vector<double>& in) {
             const double lower = widened(bits);
             const double upper = bits + 1 == infinity ? 0x1p128 : widened(bits + 1);
-            // Of each four ties in a row, two are negative: one that rounds up and one that rounds
+            // Of every four consecutive ties, two are negative: one rounds up, the other rounds
             // down.
             const std::uint64_t sign = (bits & 2) << 62;
             appendWithNeighbours(bitsOf((lower + upper) / 2) | sign, in);

@@ -10,8 +10,8 @@
 
 namespace Fenlet {
 
-/// In the lowest `width` bits: each single bit, each run of ones that reaches the top, and the
-/// neighbours of all of them.
+/// Patterns of `width` bits: each single bit, each run of ones that includes the top bit, and their
+/// neighbours.
 inline std::vector<std::uint64_t> bitPatterns(int width) {
     const std::uint64_t mask = ~std::uint64_t{0} >> (64 - width);
     std::vector<std::uint64_t> patterns;
@@ -24,8 +24,8 @@ inline std::vector<std::uint64_t> bitPatterns(int width) {
     return patterns;
 }
 
-/// For every exponent, the power of two and its neighbours. Where some kind begins or ends, every
-/// pattern of the fraction.
+/// For every exponent, the power of two and its neighbours. For exponents at which the range of a
+/// kind begins or ends, every pattern of the fraction.
 template <class Float>
 std::vector<Float> floatPatterns() {
     constexpr Oracle::FloatFormat format = Oracle::formatOf(kindOf<Float>);

@@ -14,7 +14,7 @@
 namespace Fenlet {
 
 /// Calls `check(first, count)` for every portion of the numbers below `total`, on two threads,
-/// until one returns a fault. Returns that fault; empty if there is none.
+/// until one call returns a fault. Returns this fault; empty if there is none.
 template <class Check>
 std::string firstFaultInPortions(std::uint64_t total, const Check& check) {
     constexpr std::uint64_t portion = 1024;
@@ -47,7 +47,7 @@ std::string firstFault(const std::vector<From>& in) {
 }
 
 /// The first fault of converting what `draw(number, in)` appends to `in` for the numbers below
-/// `total`. Prints what the conversion is compared with.
+/// `total`. Prints the names of the witnesses.
 template <class To, class From, class Draw>
 std::string firstFaultAmong(std::uint64_t total, const Draw& draw) {
     std::cout << "[ AGAINST  ] integer arithmetic";

@@ -1,5 +1,5 @@
-// Runs of conversions give what single conversions give, at every length and place, and touch
-// nothing else.
+// Runs of conversions give the results of single conversions, for every length and alignment, and
+// touch no other bytes.
 #include "pattern_values.h"
 
 #include <cstring>
@@ -10,7 +10,7 @@ namespace {
 constexpr int guard = 80;
 constexpr unsigned char guardByte = 0xA5;
 
-/// A spread of the kind's patterns, `lanes` long.
+/// `lanes` values, taken at equal steps from the patterns of the kind.
 template <class T>
 std::vector<T> sampleOf(int lanes) {
     const std::vector<T> patterns = patternValues<T>();

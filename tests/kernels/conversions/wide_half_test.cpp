@@ -1,4 +1,5 @@
-// The kernels' runs of Half conversions, in whatever width, against one lane at a time.
+// Compares the kernels' loops over Half conversions, in vectors of any width, with conversions of
+// one lane at a time.
 #include "kernels/conversions/conversions.h"
 #include "sources/component.h"
 
@@ -15,7 +16,7 @@ void storeAt(std::vector<unsigned char>& area, std::size_t place, Lane lane) {
     std::memcpy(area.data() + place * sizeof lane, &lane, sizeof lane);
 }
 
-/// Both areas are misaligned by one byte.
+/// Runs the kernel of Component, which converts. Both areas are misaligned by one byte.
 template <class To, class From>
 std::vector<unsigned char> extracted(CpuElementKind to, CpuElementKind from,
                                      const std::vector<unsigned char>& lanes) {
@@ -40,7 +41,8 @@ TEST(WideHalves, WidenEveryHalfAsOneLaneDoes) {
                  expected));
 }
 
-/// Every `step`th Float32, in blocks.
+/// Converts every `step`th Float32 to Half, in blocks, and compares the results with single
+/// conversions.
 void narrowAsOneLaneDoes(std::uint64_t step) {
     constexpr std::size_t block = 4099;
     std::vector<unsigned char> floats(block * sizeof(float));

@@ -1,4 +1,5 @@
-// Other ways of converting to and from `Half`, where the machine or the compiler has them.
+// Witnesses: other implementations of conversions to and from `Half`, if the machine or the
+// compiler has them.
 #pragma once
 
 #include "conversion_checks.h"
@@ -13,7 +14,7 @@
 
 namespace Fenlet {
 
-/// Converts all values in another way, the one that `name` says.
+/// Converts all values with another implementation, called `name`.
 template <class To, class From>
 struct Witness {
     const char* name;
@@ -44,7 +45,7 @@ inline bool hasF16c() {
     _mm256_storeu_ps(out, _mm256_cvtph_ps(halves));
 }
 
-/// `convertEight` over all of `in`, which is filled up to whole eights.
+/// Converts all of `in` with `convertEight`. The last group is filled up to eight values.
 template <class To, class From, void (*convertEight)(To* out, const From* in)>
 std::vector<To> convertedInEights(const std::vector<From>& in) {
     std::vector<From> padded = in;
@@ -73,7 +74,7 @@ std::vector<To> convertedThroughFloat16(const std::vector<From>& in) {
 }
 #endif
 
-/// The ways that this machine and compiler have, in addition to integer arithmetic.
+/// The witnesses that this machine and compiler have.
 template <class To, class From>
 std::vector<Witness<To, From>> witnessesHere() {
     std::vector<Witness<To, From>> witnesses;

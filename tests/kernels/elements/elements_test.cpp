@@ -21,7 +21,7 @@ std::vector<std::int64_t> runOf(std::int64_t first, int count) {
 TEST(CountUp, GivesEachPlaceTheNextNumberAndWraps) {
     for (int count = 0; count <= longest; ++count)
         for (const std::int64_t start : {std::int64_t{0}, std::int64_t{-5}, INT64_MAX - 3}) {
-            // One byte off any alignment, with a fence behind.
+            // The area begins one byte after an aligned address, and guard bytes follow it.
             std::vector<unsigned char> bytes(1 + sizeof(std::int64_t) * (longest + 1), 0xCC);
             const std::vector<unsigned char> before = bytes;
             countUp(bytes.data() + 1, start, count);
@@ -54,7 +54,7 @@ TEST(WidenIndices, KeepsEveryInt32) {
 }
 
 TEST(IsContiguous, NoticesEveryPlaceThatBreaksTheRunAndEveryInvalidOne) {
-    // More than four of the widest vectors, which are looked at together.
+    // Longer than a group of vectors that the loop examines together, in every set.
     constexpr int longestRun = 330;
     for (int count = 1; count <= longestRun; ++count) {
         std::vector<std::int64_t> numbers = runOf(INT64_MAX - 70, count);
@@ -80,7 +80,7 @@ TEST(IsContiguous, HoldsForNoElements) {
 }
 
 TEST(IsOneThroughout, NoticesEveryPlaceThatHoldsAnythingElse) {
-    // Several of the pieces that are looked at together.
+    // Lengths around one and two groups of vectors that the loop examines together.
     for (const int count : {0, 1, 2, 63, 255, 256, 257, 511, 512, 513, 600}) {
         std::vector<unsigned char> validity(static_cast<std::size_t>(count), 1);
         EXPECT_TRUE(isOneThroughout(validity.data(), count)) << count;

@@ -65,7 +65,7 @@ TEST(DispatchSelect, ServesAllNumericTriplesAndTriboolsAmongThemselves) {
     EXPECT_EQ(served, 126);
 }
 
-// Null pointers: one access would end the test.
+// All pointers are null, so a single access would end the test.
 TEST(DispatchSelect, TouchesNothingWhereItHasNoKernel) {
     forEveryTriple([](const SelectKinds& kinds) {
         const SelectArgs args{nullptr, nullptr, nullptr, 1,   nullptr,

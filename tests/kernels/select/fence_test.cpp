@@ -1,4 +1,4 @@
-// Which bytes the kernels touch: none past their areas, and of an arm only what is taken.
+// The kernels touch no bytes outside their areas, and of each arm only the lanes that are taken.
 #include "kernels/fenced_area.h"
 #include "naive_select.h"
 
@@ -50,8 +50,8 @@ TEST(SelectFences, StandRightAtTheAreasEdges) {
     });
 }
 
-/// A call that takes one arm in `reached` elements only, the first or the last ones, with the arm
-/// and its validity out of reach in all others.
+/// A call that takes one arm only in the first or the last `reached` elements. In all other
+/// elements, neither this arm nor its validity can be accessed.
 struct FencedCall {
     SelectKinds kinds;
     bool fencesTrue;
@@ -128,7 +128,7 @@ TEST(SelectFences, StandRightAroundAnyNumberOfElementsThatAreTaken) {
                             call.expectReadsOnlyWhatIsTaken(build, draw);
 }
 
-/// Where the test is built with the address sanitizer, nobody may touch these bytes.
+/// In a build with the address sanitizer, makes every access to these bytes an error.
 void poison([[maybe_unused]] const void* bytes, [[maybe_unused]] std::size_t size) {
 #ifdef FENLET_HAS_POISON
     ASAN_POISON_MEMORY_REGION(bytes, size);
@@ -140,7 +140,8 @@ void heal([[maybe_unused]] const void* bytes, [[maybe_unused]] std::size_t size)
 #endif
 }
 
-/// A call whose arms have lanes of eight bytes, all zero, with those poisoned that are not taken.
+/// Runs a call whose arms have lanes of eight bytes, all zero. The lanes that are not taken are
+/// poisoned.
 void expectReadsNoPoison(const SelectKinds& kinds, std::int32_t multiplicity,
                          std::int32_t conditionMultiplicity, int runLength, Draw& draw) {
     const std::int32_t count = 500 / multiplicity;

@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, in separate areas.
+// Every kernel, over lanes of all sorts. Areas do not overlap.
 #include "naive_select.h"
 
 #include <iterator>
@@ -8,7 +8,7 @@ namespace {
 
 constexpr int everyRunLength[] = {1, 3, 20, 100, 1000};
 
-/// A case of a sweep: neighbouring cases differ in everything but kinds and multiplicity.
+/// A case of a sweep. Neighbouring cases differ in everything except kinds and multiplicity.
 struct Case {
     SelectCall call;
     int misalignment;
@@ -34,7 +34,7 @@ TEST(SelectLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     for (const int multiplicity : everyMultiplicity)
         for (int turn = 0; turn < 10; ++turn)
             forEverySelectKernel([&](const SelectKinds& kinds) {
-                // Together the cases have all lengths.
+                // Together the cases cover all lengths.
                 const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 20 : 200;
                 Case one = caseOf(number, kinds, 1 + number * 37 % longest, multiplicity);
                 const LaneMemory memory =
@@ -78,8 +78,7 @@ TEST(SelectLanes, EqualANaiveLoopAroundTheLengthOfATile) {
     });
 }
 
-// A caller of the kernels may give conditions that are further apart than needed, or closer
-// together.
+// A caller of the kernels may pass conditions with any stride, larger or smaller than needed.
 TEST(SelectLanes, EqualANaiveLoopWithConditionsOfAnotherStride) {
     Draw draw(4);
     int number = 0;

@@ -31,7 +31,7 @@ bool runDispatcher(const SelectKinds& kinds, const SelectArgs& args) {
     return dispatchSelect(kinds.result, kinds.whenTrue, kinds.whenFalse, args);
 }
 
-/// One call that goes through its elements.
+/// A call of the naive loop, one element at a time.
 struct NaiveRun {
     const SelectCall& call;
     LaneMemory& memory;
@@ -49,7 +49,7 @@ struct NaiveRun {
                      kind == tribool ? bits : Oracle::convertBits(call.kinds.result, kind, bits));
     }
 
-    /// Stores the component that the condition takes.
+    /// Stores the component of the arm that the condition selects.
     void store(std::uint64_t condition, std::int64_t lane) const {
         if (condition == 1)
             take(call.kinds.whenTrue, call.places.whenTrue, lane);

@@ -18,8 +18,8 @@ struct SelectKinds {
     CpuElementKind whenFalse;
 };
 
-/// Where the areas of a call are in a `LaneMemory`. The arms' validity areas are absent where a
-/// call says so.
+/// Where the areas of a call are in a `LaneMemory`. The arms' validity areas exist only if the call
+/// has them.
 struct SelectPlaces {
     std::size_t result;
     std::size_t resultValidity;
@@ -51,11 +51,12 @@ struct SelectCall {
     std::string name() const;
 };
 
-/// Runs the call in `memory`: elements in ascending order, in each its components in ascending
-/// order, each with the validity that it asks for, and last the element's validity byte.
+/// Runs the call in `memory`: elements in ascending order, and the components of each in ascending
+/// order. Each component reads the validity of its arm. The element's validity byte is written
+/// last.
 void runNaively(const SelectCall& call, LaneMemory& memory);
 
-/// One compiled form of the kernels.
+/// One way of compiling the kernels.
 struct SelectBuild {
     const char* name;
     bool (*run)(const SelectKinds& kinds, const SelectArgs& args);
@@ -83,8 +84,8 @@ void drawConditions(unsigned char* area, std::int64_t conditions, int runLength,
 /// place, with guard bytes around each, and fills what is read with drawn values.
 LaneMemory layOutApart(SelectCall& call, int misalignment, int runLength, Draw& draw);
 
-/// Runs the call in both ways, each in a copy of `memory`, and returns the difference; empty if
-/// there is none.
+/// Runs the build and the naive loop, each in a copy of `memory`. Returns the first difference;
+/// empty if there is none.
 std::string differenceFromNaive(const SelectBuild& build, const SelectCall& call,
                                 const LaneMemory& memory);
 

@@ -31,7 +31,7 @@ std::ostream& operator<<(std::ostream& out, const Outcome<Lane>& outcome) {
                << testing::PrintToString(outcome.validity);
 }
 
-/// One arm: its lanes, and its validity, which is absent where it is empty.
+/// One arm: its lanes and its validity. Empty validity means that there is no validity area.
 template <class Lane>
 struct Arm {
     std::vector<Lane> lanes;
@@ -39,7 +39,7 @@ struct Arm {
 };
 
 /// Selects by `condition` into elements of `multiplicity` components, as many as the arms have. The
-/// result's validity bytes hold 0 before.
+/// result's validity bytes are 0 before the call.
 template <class Result, class True, class False>
 Outcome<Result> select(const SelectKinds& kinds, std::int32_t multiplicity, const Bytes& condition,
                        const Arm<True>& whenTrue, const Arm<False>& whenFalse) {
@@ -160,7 +160,7 @@ TEST(Select, LeavesNoTraceOfTheArmThatIsNotTaken) {
               (Outcome<std::int32_t>{{705032704, 2}, {1, 1}}));
 }
 
-/// One value, taken from either arm, next to an arm of another kind.
+/// Converts one value, taken from either arm. The other arm has another kind.
 template <class Result, class Lane>
 Result converted(CpuElementKind result, CpuElementKind kind, Lane value) {
     const auto first = select<Result, Lane, std::int64_t>({result, kind, int64}, 1, {1},
@@ -181,7 +181,8 @@ TEST(Select, ConvertsEachArmStraightToTheResultsKind) {
         0x1p60f + 0x1p37f);
     EXPECT_EQ(converted<std::uint16_t>(half, int32, std::int32_t{65520}), 0x7C00);
     EXPECT_EQ(converted<std::uint16_t>(half, int32, std::int32_t{2049}), 0x6800);
-    // No common type of the arms: the other one is a float throughout.
+    // The arms are not converted to a common type: an integer keeps its value although the other
+    // arm is a float.
     EXPECT_EQ(converted<std::int64_t>(int64, int32, std::int32_t{16777217}), 16777217);
     EXPECT_EQ((select<std::int64_t, std::int32_t, float>({int64, int32, single}, 1, {1, 0},
                                                          {{16777217, 0}, {}}, {{0, 0.5f}, {}})),

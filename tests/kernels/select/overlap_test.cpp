@@ -1,4 +1,4 @@
-// Areas that overlap: bytes that are written are bytes that are read, or written twice.
+// Areas that overlap, so that the kernel reads bytes that it writes, or writes bytes twice.
 #include "naive_select.h"
 
 #include <cstdlib>
@@ -10,8 +10,8 @@ constexpr std::size_t SelectPlaces::*everyOtherPlace[] = {
     &SelectPlaces::condition, &SelectPlaces::whenTrue,          &SelectPlaces::whenTrueValidity,
     &SelectPlaces::whenFalse, &SelectPlaces::whenFalseValidity, &SelectPlaces::resultValidity};
 
-/// Places `moving` `distance` bytes from `fixed`, with the other areas out of their way, and fills
-/// what is read.
+/// Places `moving` at `distance` bytes from `fixed` and the other areas elsewhere. Then fills the
+/// areas that are read.
 LaneMemory layOutPair(SelectCall& call, std::size_t SelectPlaces::*fixed,
                       std::size_t SelectPlaces::*moving, int distance, Draw& draw) {
     const std::size_t room = static_cast<std::size_t>(call.lanes() * 8 + std::abs(distance)) + 64;
@@ -87,7 +87,7 @@ TEST(SelectOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
             SelectCall call = drawCall(kinds, 60, draw);
             LaneMemory memory(1400);
             drawConditions(memory.at(0), 1400, 1 + draw.below(20), draw);
-            // Areas with equal starts are common in programs but rare at random.
+            // In programs, areas often begin at the same place. At random they would rarely do so.
             std::size_t start = 0;
             for (auto place :
                  {&SelectPlaces::result, &SelectPlaces::whenTrue, &SelectPlaces::whenFalse,
@@ -104,7 +104,7 @@ TEST(SelectOverlap, OfAllAreasInAnyWayGivesWhatLaneOrderGives) {
 }
 
 // Elements of more components than a tile has lanes. The result overlaps lanes of an arm or of the
-// condition that are still needed for later components.
+// condition that the kernel still needs for later components.
 TEST(SelectOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     Draw draw(5);
     forEverySelectKernel([&](const SelectKinds& kinds) {
@@ -119,7 +119,7 @@ TEST(SelectOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     });
 }
 
-// A register that is its own arm, or both of them, or its own condition.
+// The result is the same register as one arm, as both arms, or as the condition.
 TEST(SelectOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     Draw draw(6);
     forEverySelectKernel([&](const SelectKinds& kinds) {
@@ -147,7 +147,7 @@ TEST(SelectOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     });
 }
 
-// The truth values or the validity overwrite the conditions that they are picked by.
+// The result's truth values or validity overwrite the conditions that select them.
 TEST(SelectOverlap, InPlaceOfTheConditionsGivesWhatLaneOrderGives) {
     Draw draw(7);
     constexpr CpuElementKind truth = CpuElementKind::Tribool;

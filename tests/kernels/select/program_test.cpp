@@ -41,8 +41,8 @@ TEST(SelectStep, TakesAConditionForEachComponent) {
     EXPECT_EQ(bench.validityIn(3), (Bytes{0, 1, 0}));
 }
 
-// The frame has put the AND of the condition's and of the first arm's validity into the result's
-// area before the kernel runs, which is the second arm's own.
+// Before the kernel runs, the evaluator writes the combined validity of the condition and the first
+// arm to the result. This overwrites the second arm's validity, as the second arm is the result.
 TEST(SelectStep, MayHaveItsSecondArmAsResult) {
     SelectBench bench(RegisterFormat::Float32, 1,
                       {loadedTribools(1, {0, 0, 0, 1}, {1, 0, 1, 1}),
@@ -101,7 +101,8 @@ TEST(SelectStep, IsRefusedForAConditionOfAnotherMultiplicity) {
                            "Select's condition is neither scalar nor component-matched");
 }
 
-// The same two refusals from a step that nobody has checked before it runs, in the same order.
+// `runStep` makes the same two refusals in the same order, for a step that `validateStep` has not
+// checked.
 TEST(SelectStep, IsCheckedAgainWhenItRuns) {
     SelectBench bench(RegisterFormat::Float32, 3,
                       {loadedTribools(1, {1}, {1}), loadedSingles(3, {1, 2, 3}, {1}),
@@ -119,8 +120,8 @@ TEST(SelectStep, IsCheckedAgainWhenItRuns) {
     EXPECT_EQ(bench.lanesIn<float>(3), (std::vector<float>{1, 2, 3}));
 }
 
-// Every combination of formats passes `configure`. Those without a kernel are refused in the first
-// block, so a run without blocks is not refused.
+// Every combination of formats passes `configure`. A combination without a kernel is refused in the
+// first block, so a run without blocks is not refused.
 TEST(SelectStep, RefusesArmsWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
                                           RegisterFormat::Int64,   RegisterFormat::Half,

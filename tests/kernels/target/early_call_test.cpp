@@ -1,4 +1,5 @@
-// Calls that come before the instruction set is chosen, from another object's initialisation.
+// Calls of kernels before the instruction set is chosen: from the initialisation of a static
+// object.
 #include "kernels/arithmetic/arithmetic.h"
 #include "kernels/target/sets.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr int lanes = 1 << 16;
 
-/// Each `Half` plus the one before it, for all of them, and the instruction set that was used.
+/// Adds to each `Half` the one before it. Keeps the sums and the instruction set that was used.
 struct EarlySums {
     EarlySums() : set(chosenInstructionSet) {
         for (std::size_t i = 0; i < lanes; ++i) {
@@ -35,7 +36,7 @@ struct EarlySums {
     std::array<std::uint16_t, lanes> sums{};
 };
 
-// The first priority that is not the implementation's own.
+// 101 is the first priority that programs may use, so this object is initialised before others.
 [[gnu::init_priority(101)]] const EarlySums early;
 
 /// The sign and payload of a NaN depend on the processor.
@@ -50,7 +51,8 @@ TEST(EarlyCall, RunsTheBaselineAndIsRight) {
     ASSERT_TRUE(early.add(sums));
     for (std::size_t i = 0; i < lanes; ++i)
         ASSERT_EQ(oneForNaN(early.sums[i]), oneForNaN(sums[i])) << i;
-    // 1 plus the half before it: sums that were never written would be equal, too.
+    // 1 plus the half before it. This shows that the sums were written: if they were not, they
+    // would all be equal.
     EXPECT_EQ(early.sums[0x3C00], 0x4000);
 }
 

@@ -38,7 +38,7 @@ TEST(DispatchUnary, ServesTheFourKindsInBothPlacesAndNoOthers) {
     }
 }
 
-// Null pointers: one access would end the test.
+// All pointers are null, so a single access would end the test.
 TEST(DispatchUnary, TouchesNothingWhereItHasNoKernel) {
     for (const UnaryOp op : everyUnaryOp)
         for (const CpuElementKind result : everyKindAndStrays)

@@ -1,4 +1,4 @@
-// Which bytes the kernels touch: none past their areas.
+// The kernels touch no bytes outside their areas.
 #include "kernels/fenced_area.h"
 #include "naive_unary.h"
 

@@ -1,4 +1,4 @@
-// Every kernel over lanes of all sorts, in separate areas.
+// Every kernel, over lanes of all sorts. Areas do not overlap.
 #include "naive_unary.h"
 
 #include <iterator>
@@ -12,8 +12,7 @@ TEST(UnaryLanes, EqualANaiveLoopInEveryKernelAndMultiplicity) {
     for (const int multiplicity : everyMultiplicity)
         for (int turn = 0; turn < 8; ++turn)
             forEveryUnaryKernel([&](UnaryCall call) {
-                // Neighbouring cases have different lengths, and all cases together have all of
-                // them.
+                // Neighbouring cases differ in length. Together the cases cover all lengths.
                 const int longest = multiplicity > 100 ? 3 : multiplicity > 10 ? 40 : 200;
                 call.count = 1 + number * 37 % longest;
                 call.multiplicity = multiplicity;
@@ -54,7 +53,8 @@ TEST(UnaryLanes, EqualANaiveLoopAroundTheLengthOfATile) {
         });
 }
 
-// Components whose order shows in their sum: each partial sum rounds, and the small ones come late.
+// The sum of these components depends on their order: each partial sum rounds, and the small
+// components come last.
 TEST(Length, AddsUpInTheOrderOfTheComponents) {
     for (const std::int32_t multiplicity : {2, 3, 4, 5, 9, 40, 600})
         forEveryUnaryKernel([&](UnaryCall call) {

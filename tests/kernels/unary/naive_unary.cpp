@@ -57,7 +57,7 @@ std::uint64_t negated(CpuElementKind kind, std::uint64_t bits) {
     return bits ^ Oracle::formatOf(kind).signBit();
 }
 
-/// The running sum with one more component in it, both of this kind.
+/// The running sum plus the square of one more component. Both have this kind.
 std::uint64_t withSquare(CpuElementKind kind, std::uint64_t sum, std::uint64_t component) {
     switch (kind) {
     case CpuElementKind::Int32:

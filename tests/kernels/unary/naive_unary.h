@@ -39,7 +39,7 @@ struct UnaryCall {
 /// Runs the call in `memory`, lane by lane in ascending order.
 void runNaively(const UnaryCall& call, LaneMemory& memory);
 
-/// One compiled form of the kernels.
+/// One way of compiling the kernels.
 struct UnaryBuild {
     const char* name;
     bool (*run)(UnaryOp op, const UnaryKinds& kinds, const UnaryArgs& args);
@@ -62,17 +62,18 @@ void forEveryUnaryKernel(const Visit& visit) {
 /// place, with guard bytes around each, and fills the operand with drawn values.
 LaneMemory layOutApart(UnaryCall& call, int misalignment, Draw& draw);
 
-/// The outcome of comparing a build with the naive loop.
+/// The result of comparing a build with the naive loop.
 struct UnaryVerdict {
-    bool isAmbiguous; ///< the naive loop read a NaN that may be any; nothing was compared
+    bool
+        isAmbiguous; ///< the naive loop read a NaN whose bits are not defined; nothing was compared
     std::string difference;
 };
 
-/// Runs the call both ways, each in a copy of `memory`.
+/// Runs the build and the naive loop, each in a copy of `memory`, and compares the copies.
 UnaryVerdict holdAgainstNaive(const UnaryBuild& build, const UnaryCall& call,
                               const LaneMemory& memory);
 
-/// `holdAgainstNaive` for areas that do not overlap: nothing is ambiguous there.
+/// `holdAgainstNaive` for areas that do not overlap: there the loop reads no such NaN.
 inline void expectNaiveLanes(const UnaryBuild& build, const UnaryCall& call,
                              const LaneMemory& memory) {
     const UnaryVerdict verdict = holdAgainstNaive(build, call, memory);

@@ -13,7 +13,7 @@ constexpr CpuElementKind half = CpuElementKind::Half;
 constexpr CpuElementKind single = CpuElementKind::Float32;
 constexpr CpuElementKind wide = CpuElementKind::Float64;
 
-/// One element through the dispatcher.
+/// Runs one operation on one element, through the dispatcher.
 template <class Result, class Operand>
 Result run(UnaryOp op, CpuElementKind result, CpuElementKind operand,
            const std::vector<Operand>& components) {
@@ -91,14 +91,15 @@ TEST(Length, OfIntegersWrapsAndIsTruncated) {
     EXPECT_EQ(length<std::int32_t>(int32, int32, std::vector{65537}), 362);
     EXPECT_EQ(length<std::int32_t>(int32, int32, std::vector{INT32_MIN}), 0);
     EXPECT_EQ(length<std::int32_t>(int32, int32, std::vector{1, 1}), 1);
-    // The sum wraps from below 0 to above it again.
+    // The sum wraps to a negative number and then back to a positive one.
     EXPECT_EQ(length<std::int32_t>(int32, int32, std::vector{46341, 46341, 3}), 96);
 }
 
 TEST(Length, OfHalvesRoundsTheSumAfterEachComponent) {
     EXPECT_EQ(length<std::uint16_t>(half, half, std::vector{std::uint16_t{0x5C00}}), 0x7C00);
     EXPECT_EQ(length<std::uint16_t>(half, half, std::vector{std::uint16_t{0x5BF8}}), 0x5BF8);
-    // 2048 + 1 is 2048 in binary16, each of four times; 2052 would have a longer root.
+    // In binary16, 2048 + 1 is 2048. So adding 1 four times does not change the sum; the root of
+    // 2052 would be larger.
     const std::vector<float> small{32.0f, 32.0f, 1.0f, 1.0f, 1.0f, 1.0f};
     EXPECT_EQ(length<std::uint16_t>(half, single, small),
               length<std::uint16_t>(half, single, std::vector{32.0f, 32.0f}));
@@ -127,7 +128,7 @@ TEST(Length, IsANanWhereAComponentIs) {
     EXPECT_EQ(length<std::int32_t>(int32, single, std::vector{nan}), 0);
 }
 
-// The product must not be kept exact on its way into the sum.
+// The square must be rounded before it is added.
 TEST(Length, RoundsTheSquareBeforeTheSum) {
     const float x = 1.0f + 0x1p-12f;
     const float square = x * x;

@@ -1,10 +1,10 @@
-// Areas that overlap: lanes that are written are lanes that are read.
+// Areas that overlap, so that the kernel reads lanes that it writes.
 #include "naive_unary.h"
 
 namespace Fenlet {
 namespace {
 
-/// Counts the cases that a sweep could not compare: not all of them may be such.
+/// Counts the cases of a sweep, and those that it could not compare. These must be few.
 class Sweep {
   public:
     void hold(const UnaryBuild& build, const UnaryCall& call, const LaneMemory& memory) {
@@ -26,7 +26,8 @@ class Sweep {
     int ambiguous = 0;
 };
 
-/// The result begins `distance` bytes from the operand; both are filled with the operand's kind.
+/// Places the result at `distance` bytes from the operand. Fills both with lanes of the operand's
+/// kind.
 LaneMemory layOutPair(UnaryCall& call, int distance, Draw& draw) {
     call.operand = 6000;
     call.result = static_cast<std::size_t>(6000 + distance);
@@ -54,7 +55,7 @@ TEST(UnaryOverlap, GivesWhatLaneOrderGives) {
     });
 }
 
-// As many elements as one has bytes, too.
+// The counts include the number of bytes of one element.
 TEST(UnaryOverlap, FromOnePlaceGivesWhatLaneOrderGivesForEveryCount) {
     Sweep sweep;
     Draw draw(4);
@@ -81,7 +82,8 @@ TEST(UnaryOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     });
 }
 
-// An element that has more components than a tile, and its own length written among them.
+// Elements with more components than a tile has lanes. The length of an element is written among
+// its components.
 TEST(UnaryOverlap, WithinLongElementsGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(3);

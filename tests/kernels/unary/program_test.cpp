@@ -88,8 +88,8 @@ TEST(NegateStep, CountsTheOperandsLanesWhateverTheResultHas) {
     }));
 }
 
-// 4 elements of 2 Int32 fill 32 bytes, and areas begin at multiples of 64, so that the 32 bytes too
-// many end in the gap after the result's own area.
+// 4 elements of 2 Int32 fill 32 bytes, and the result has room for 16. Areas begin at multiples of
+// 64 bytes, so the other 16 bytes go into the gap after the result's area.
 TEST(NegateStep, StoresFlatPastANarrowerResult) {
     UnaryBench bench(OpCode::Negate, RegisterFormat::Int32, 1, RegisterFormat::Int32, 2);
     bench.load<std::int32_t>({1, 2, 3, 4, 5, 6, 7, 8}, {1, 1, 1, 1});
@@ -119,7 +119,7 @@ TEST(LengthStep, MayHaveItsOperandAsResult) {
     }));
 }
 
-// Every pair of formats passes `configure`. Those without a kernel are refused in the first block,
+// Every pair of formats passes `configure`. A pair without a kernel is refused in the first block,
 // so a run without blocks is not refused.
 TEST(UnaryStep, RefusesAPairWithoutAKernelWhenItFirstRuns) {
     constexpr RegisterFormat formats[] = {RegisterFormat::Tribool, RegisterFormat::Int32,
@@ -152,7 +152,7 @@ TEST(UnaryStep, LeavesTheResultsDataAloneWhereItRefuses) {
     EXPECT_FALSE(bench.interpreter.evaluate(0, 2, bench.host.bindings, bench.host.sink));
     const RegisterFile& registers = bench.interpreter.registerFile();
     EXPECT_EQ(lanesOf<std::int64_t>(registers, 1, 2), (std::vector<std::int64_t>{0, 0}));
-    // The frame has made the validity by then.
+    // The result's validity was written before the step was refused.
     EXPECT_EQ(liveValidity(registers, 1), (Bytes{0, 1}));
 }
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Holds scripts/check-vector-code against kernels in which the compiler made no loop wide.
+# Tests that scripts/check-vector-code refuses kernels in which the compiler has vectorised no loop.
 #
 #   lane_by_lane_test.sh CHECK LIST OBJECT...
 #
-# The baseline set's own list beside LIST is held to the same.
+# The list for the baseline set, beside LIST, must be refused in the same way.
 set -euo pipefail
 check=$1 list=$2
 shift 2
@@ -17,7 +17,8 @@ fail() {
     failed=true
 }
 
-# Some loops are written in vectors, whatever the compiler is told. All others are refused.
+# Some loops use vector types, so they are vector code with any compiler options. All other loops
+# must be refused.
 inVectors='combineScalars|combineWhole|spreadFixed<unsigned (int|long), [234]>|takeFixed'
 inVectors+='|mapRun<(Convert|ToWorking)<int, (float|double)>>'
 written='spreadFixed<unsigned int, 3>'
@@ -29,7 +30,7 @@ others=$(grep -vE "^($inVectors)" <<<"$shown" || true)
 grep -qxF "$written" <<<"$shown" || fail "Not taken for vector code: $written"
 grep 'No function' "$own/report" >&2 && fail "The list names what is not there."
 
-# One object is enough to see what becomes of other lists.
+# One object is enough to test other lists.
 for object in "$@"; do
     [[ $object == */comparisons_kernels.* ]] && objects=("$object")
 done

@@ -1,4 +1,4 @@
-// Code of the parent project, which its own flags allow.
+// Code of the parent project. Its flags allow what this project's flags would refuse.
 int fenletParent(double value) {
     int unused;
     return (int)value;
