@@ -2,10 +2,10 @@
 //
 //     block_sizes [ROUNDS [PROGRAM...]]
 //
-// For each program, prints the time at each block size relative to the best size, and at the
-// advised one. A round runs every size once, in turn, so that a busy machine slows all of them
-// alike; the numbers are medians over the rounds of ratios within a round. Exits with 1 if the
-// advice for a program takes over 10 % longer than its best size.
+// For each program, prints the time at each block size and at the advised size, relative to the
+// best size. A round runs every size once, in turn, so that a busy machine slows all sizes alike.
+// The numbers are medians over the rounds of ratios within a round. Exits with 1 if a program at
+// its advised size takes over 10 % longer than at its best size.
 #include "programs.h"
 #include "rule.h"
 #include "workloads.h"
@@ -36,7 +36,7 @@ constexpr long long elements = side * side;
 constexpr std::array blockSizes = {128, 256, 512, 1024, 2048, 4096, 8192, 16384};
 constexpr double slowest = 1.10;
 
-/// A program with its data, samplers included.
+/// A program with its data and samplers.
 struct Subject {
     std::string name;
     Workload work;
@@ -44,12 +44,13 @@ struct Subject {
     std::vector<std::shared_ptr<FenletSampler>> samplers;
 };
 
-/// Writes the programs that nothing else measures.
+/// Writes the programs that only this benchmark measures.
 class Inventions {
   public:
     explicit Inventions(WorkloadData& newData) : data(newData) {}
 
-    /// A vegetation index of two bands, with a correction, clamped, and 0 where a mask says so.
+    /// A vegetation index of two bands, with a correction. It is clamped, and 0 where a mask is
+    /// true.
     Subject vegetation() {
         const auto red = scaled("a");
         const auto infrared = scaled("b");
@@ -61,7 +62,7 @@ class Inventions {
         return finish("vegetation", program.select(isVegetation, lifted, constant(0)));
     }
 
-    /// Each step reads the result of the one before it.
+    /// A program in which each step reads the result of the step before.
     Subject longChain(int steps) {
         const auto first = field("a", Format::Float32);
         Register value = first;
@@ -70,7 +71,7 @@ class Inventions {
         return finish("chain-" + std::to_string(steps), value);
     }
 
-    /// Two vectors of 3, normalised and mixed.
+    /// Two vectors of three components, normalised and mixed.
     Subject vectors() {
         const auto first = field("vector", Format::Float32, 3);
         const auto light = program.constant(Format::Float32, {0.3, 0.5, 0.8});
@@ -91,7 +92,7 @@ class Inventions {
         return finish("constants", value);
     }
 
-    /// Wide numbers, all of which stay in use to the end.
+    /// Float64 registers, all of which are used until the end.
     Subject allAlive() {
         std::vector<Register> values = {field("wide", Format::Float64)};
         for (int i = 1; i < 12; ++i)
@@ -167,7 +168,7 @@ Subject enlargement(WorkloadData& data) {
     return subject;
 }
 
-/// The rules example's own rule, over as many rows as there are elements.
+/// The rule of the rules example, over one row for each element.
 Subject rule(const Rules::Table& table) {
     Rules::RuleProgram compiled =
         Rules::compileRule("(low < high and rain > 0.5) or not automatic", table);
@@ -200,7 +201,7 @@ Rules::Table tableOfStations() {
     return table;
 }
 
-/// A subject as it runs at one block size.
+/// Runs a subject at one block size.
 class Runner {
   public:
     Runner(Subject& subject, int newBlockSize) : blockSize(newBlockSize) {
@@ -251,13 +252,13 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
-/// Times at each block size, beside those of the same round at the first size.
+/// The time at each block size relative to the best size: medians over the rounds.
 std::vector<double> relativeTimes(std::vector<std::unique_ptr<Runner>>& runners, int rounds) {
     std::vector<std::vector<double>> ratios(runners.size());
     for (int round = 0; round < rounds; ++round) {
         std::vector<double> times(runners.size());
         for (std::size_t i = 0; i < runners.size(); ++i) {
-            // Another size begins each round.
+            // Each round begins with a different size.
             const std::size_t place = (i + static_cast<std::size_t>(round)) % runners.size();
             times[place] = std::min(runners[place]->time(), runners[place]->time());
         }
@@ -273,7 +274,7 @@ std::vector<double> relativeTimes(std::vector<std::unique_ptr<Runner>>& runners,
     return medians;
 }
 
-/// Prints a subject's row, and answers whether the advice for it is good enough.
+/// Prints a subject's row. Returns whether the advised size is good enough.
 bool measure(Subject& subject, int rounds) {
     std::vector<std::unique_ptr<Runner>> runners;
     for (const int blockSize : blockSizes)

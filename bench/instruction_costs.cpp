@@ -1,10 +1,11 @@
-// Counts the instructions of the library's work.
+// Counts the instructions that the library executes.
 //
 //   valgrind --tool=callgrind --callgrind-out-file=FILE instruction_costs
 //
-// writes one FILE.N for each piece of work in each instruction set that valgrind knows. The file
-// holds the name of the work and its instructions. Without valgrind, the program does the work and
-// prints nothing. Each piece runs once before it is counted, so that initialisation does not count.
+// writes one FILE.N for each piece of work, in each instruction set that valgrind supports. The
+// file holds the name of the work and its number of instructions. Without valgrind, the program
+// runs the work and prints nothing. Each piece runs once before it is counted, so that
+// initialisation is not counted.
 #include "kernel_cases.h"
 #include "kernels/target/sets.h"
 #include "workloads.h"
@@ -96,7 +97,7 @@ void countFixedCosts(const std::string& set, WorkloadData& data) {
 int main() {
     using namespace Fenlet;
     using namespace Fenlet::Bench;
-    // Valgrind does not know AVX-512, so it is not available there.
+    // Valgrind does not support AVX-512, so this set is not available under valgrind.
     WorkloadData data(elements);
     for (int set = 0; set < instructionSetCount; ++set) {
         if (!chooseInstructionSet(static_cast<InstructionSet>(set)))

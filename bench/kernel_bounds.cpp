@@ -1,4 +1,4 @@
-// The best loops written by hand, compiled once for each instruction set.
+// The fastest loops that we could write by hand, compiled once for each instruction set.
 //
 // Values that are converted to integers are in range, so that a cast is a single instruction.
 #include "kernel_bounds.h"
@@ -48,7 +48,7 @@ struct Divide {
     }
 };
 
-/// Sums and products of integers wrap.
+/// Applies the operation. Sums and products of integers wrap.
 template <class Operation, class Value>
 Value operate(Value a, Value b) {
     if constexpr (isSame<Value, Int32>)
@@ -91,8 +91,8 @@ struct Turned {
     }
 };
 
-/// One of the `multiplicity` vectors of the result, vector number `part`. Each scalar is repeated
-/// for all components of its element.
+/// Computes vector `part` of the `multiplicity` vectors of the result. Repeats each scalar for all
+/// components of its element.
 template <class Operation, class Value, int multiplicity, int part, int... lane>
 void partByScalar(Value* result, const Value* left, const typename VectorOf<Value>::Type& scalars,
                   std::integer_sequence<int, lane...> /*lanes*/) {
@@ -124,18 +124,19 @@ void vectorsByScalars(Byte* resultArea, const Byte* vectorArea, const Byte* scal
             std::make_integer_sequence<int, multiplicity>());
 }
 
-/// Vectors on the left, one component for each element on the right.
+/// Combines elements of `multiplicity` components on the left with one component for each element
+/// on the right.
 template <class Operation, class Value, int multiplicity>
 void byScalar(const LoopAreas& areas) {
     vectorsByScalars<Operation, Value, multiplicity>(areas.result, areas.left, areas.right);
 }
-/// The same with the operands exchanged.
+/// Does the same as `byScalar`, with the operands exchanged.
 template <class Operation, class Value, int multiplicity>
 void scalarBy(const LoopAreas& areas) {
     vectorsByScalars<Turned<Operation>, Value, multiplicity>(areas.result, areas.right, areas.left);
 }
 
-/// Through double, which holds every Int32 and never rounds a quotient past a whole number.
+/// Divides in double, which holds every Int32 and never rounds a quotient past a whole number.
 void divideInt32(const LoopAreas& areas) {
     auto* const __restrict result = reinterpret_cast<Int32*>(areas.result);
     Byte* const __restrict validity = areas.resultValidity;
@@ -195,7 +196,7 @@ inline void narrow(float* singles, const Singles& wide) {
     __builtin_memcpy(singles, &wide, sizeof(wide));
 }
 
-/// For Half and Float32, computed in Float32.
+/// An operation for Half and Float32, computed in Float32.
 template <class Operation, class Result, class Left, class Right>
 void throughSingles(const LoopAreas& areas) {
     auto* const __restrict result = reinterpret_cast<Result*>(areas.result);
@@ -358,7 +359,7 @@ void chooseByAddress(Value* result, const Value* left, const Value* right, const
 }
 
 #if defined(__AVX512F__)
-/// A vector of words, chosen by conditions of the same width.
+/// Chooses a vector of words with conditions of the same width.
 inline void chooseVector(Int32* result, const Int32* left, const Int32* right,
                          const __m512i& condition) {
     const __mmask16 isTrue = _mm512_cmpeq_epi32_mask(condition, _mm512_set1_epi32(1));
@@ -483,8 +484,8 @@ void negate(const LoopAreas& areas) {
         result[i] = -left[i];
 }
 
-/// The shuffle that gathers component `number`: the index of lane `lane`, in vector `part` of the
-/// whole elements if the lane comes from there. Otherwise the lane stays as it is in `taken`.
+/// An index of the shuffle that gathers component `number`: where lane `lane` of the result comes
+/// from. That is vector `part` of the elements, or `taken` if another vector has the lane.
 constexpr int placeOf(int lane, int number, int part, int lanes, int multiplicity) {
     const int place = lane * multiplicity + number;
     return place / lanes == part ? lanes + place % lanes : lane;
@@ -508,7 +509,7 @@ VectorOf<float>::Type componentOf(const float* left,
     return taken;
 }
 
-/// Component 1.
+/// Extracts component 1 of each element.
 template <int multiplicity>
 void component(const LoopAreas& areas) {
     auto* const result = reinterpret_cast<float*>(areas.result);
@@ -537,7 +538,7 @@ void length(const LoopAreas& areas) {
 
 constexpr int touchedBytes = 16384;
 
-/// Only loads, as wide as possible.
+/// Loads all operands with the widest vectors, and does nothing else.
 void readBytes(const LoopAreas& areas) {
     using Vector = VectorOf<Int64>;
     const auto* const left = reinterpret_cast<const Int64*>(areas.left);
@@ -584,7 +585,7 @@ void allPresent(const LoopAreas& areas) {
     areas.result[0] = others == 0;
 }
 
-/// Only stores.
+/// Stores all results with the widest vectors, and does nothing else.
 void writeBytes(const LoopAreas& areas) {
     using Vector = VectorOf<Int64>;
     auto* const result = reinterpret_cast<Int64*>(areas.result);

@@ -1,10 +1,12 @@
-// The best loops written by hand for single shapes of the kernels' work. They know kinds and
-// counts, and their areas do not overlap. Kernels are measured against them.
+// Loops written by hand, each for one shape of a kernel's work. Kernels are measured against them.
+// Unlike kernels, these loops know kinds and counts at compile time and assume that areas do not
+// overlap.
 #pragma once
 
 namespace Fenlet::Bench {
 
-/// Few enough for all areas of one call to stay in the first-level cache together.
+/// The number of elements of a call: few enough for all areas to stay in the first-level cache
+/// together.
 constexpr int boundElements(int multiplicity) {
     return multiplicity == 1 ? 1024 : 512;
 }
@@ -20,16 +22,16 @@ struct LoopAreas {
     const unsigned char* condition;
 };
 
-/// One shape.
+/// The loop for one shape.
 struct NamedLoop {
     const char* name;
     void (*run)(const LoopAreas& areas);
     int lanes;        ///< components of the result
-    int bytesRead;    ///< in one run
-    int bytesWritten; ///< in one run
+    int bytesRead;    ///< in one call
+    int bytesWritten; ///< in one call
 };
 
-// Each instruction set has `const NamedLoop handLoops[]` in its own namespace. The last one has no
-// name, and the first two do nothing but read and write.
+// Each instruction set has `const NamedLoop handLoops[]` in its own namespace. The last entry has
+// no name. The first two loops only read and only write.
 
 } // namespace Fenlet::Bench

@@ -200,7 +200,7 @@ std::vector<KernelCase> otherCases() {
     };
 }
 
-/// The loops over elements. Those that return something write it to the first byte of the result.
+/// The loops over elements. A call that returns a value writes it to the first byte of the result.
 std::vector<KernelCase> elementCases() {
     constexpr int count = boundElements(1);
     return {

@@ -40,16 +40,16 @@ class Areas {
     unsigned char* first = nullptr;
 };
 
-/// One call over given areas.
+/// A call of a kernel over given areas.
 using Action = std::function<void()>;
 
-/// A kernel's call for one shape, and the data that it reads.
+/// The call of a kernel for one shape, and the data that it reads.
 struct KernelCase {
     std::string name; ///< the name of the loop by hand
     CpuElementKind left;
     CpuElementKind right;
-    /// The call, with its kernel looked up in the current instruction set, as a run does once for
-    /// each step.
+    /// Looks up the kernel in the current instruction set, as a plan does once for each step, and
+    /// returns the call.
     std::function<Action(Areas&)> call;
     int conditionRun = 1;
 

@@ -1,8 +1,8 @@
 // Measures kernels over blocks that stay in the first-level cache, in every instruction set of this
-// machine, in turns with the best loop by hand for the same shape.
+// machine, in turns with the loop by hand for the same shape.
 //
-// Counters: lanes of the result per nanosecond; the kernel's speed divided by that of the loop
-// (`ratio`), and by that of the loads and stores alone (`limit`).
+// Counters: lanes of the result per nanosecond; the kernel's speed divided by the speed of the loop
+// by hand (`ratio`), and divided by the speed of its loads and stores alone (`limit`).
 #include "kernel_cases.h"
 #include "kernels/target/sets.h"
 
@@ -76,7 +76,8 @@ void measure(benchmark::State& state, Areas& areas, const KernelCase& one, int s
     state.counters["limit"] = std::max(reading, writing) / times[0];
 }
 
-/// Whether kernel and loop write the same result; otherwise a comparison means nothing.
+/// Whether kernel and loop write the same result. If they do not, comparing their times is
+/// meaningless.
 bool agree(Areas& areas, const KernelCase& one, int set, const NamedLoop& loop) {
     chooseInstructionSet(static_cast<InstructionSet>(set));
     one.prepare(areas);
@@ -103,7 +104,7 @@ const NamedLoop* findLoop(int set, const std::string& name) {
     return nullptr;
 }
 
-/// Registers a case in each instruction set. Returns whether it can be compared in all of them.
+/// Registers a case in each instruction set. Returns whether kernel and loop agree in all sets.
 bool registerCase(Areas& areas, const KernelCase& one) {
     for (int set = 0; set < instructionSetCount; ++set) {
         if (!isAvailable(static_cast<InstructionSet>(set)))

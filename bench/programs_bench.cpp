@@ -23,7 +23,7 @@ WorkloadData& sharedData() {
     return data;
 }
 
-/// A workload with its providers.
+/// A workload and its providers.
 class Bound {
   public:
     explicit Bound(Workload newWorkload) : workload(std::move(newWorkload)) {
@@ -42,7 +42,7 @@ class Bound {
     std::vector<CpuFieldAccessor*> accessors;
 };
 
-/// The argument is the block size; 0 means the advised one. Reports the time for all elements.
+/// The argument is the block size; 0 means the advised size. Reports the time for all elements.
 void wholeProgram(benchmark::State& state, const NamedWorkload& named) {
     Bound bound(named.make(sharedData()));
     Interpreter interpreter;
@@ -70,7 +70,7 @@ void configure(benchmark::State& state) {
     }
 }
 
-/// The same in an interpreter that has planned it before.
+/// Checks and plans a program in an interpreter that has already planned it.
 void configureAgain(benchmark::State& state) {
     const Workload work = chain(sharedData(), static_cast<int>(state.range(0)));
     Interpreter interpreter;
@@ -78,7 +78,7 @@ void configureAgain(benchmark::State& state) {
         benchmark::DoNotOptimize(interpreter.configure(work.program, 1024));
 }
 
-/// The part that every plan needs: filling the registers of such a program with zeros.
+/// The part of planning that cannot be avoided: filling the registers of such a program with zeros.
 void zeroRegisters(benchmark::State& state) {
     const Workload work = chain(sharedData(), static_cast<int>(state.range(0)));
     Interpreter interpreter;
@@ -109,7 +109,7 @@ void firstResult(benchmark::State& state) {
     }
 }
 
-/// Ignores its blocks.
+/// A sink that ignores its blocks.
 class NoSink final : public BlockSink {
   public:
     bool consume(const RegisterFile& /*registers*/, long long /*start*/, int /*count*/) override {
@@ -122,11 +122,12 @@ bool isLoad(const Instruction& instruction) {
            instruction.op == OpCode::LoadConstant;
 }
 
-/// How much of a program runs; each part includes the ones before it.
+/// How much of a program runs. Each part includes the parts before it.
 enum class Part { Frame, Loads, Steps };
 
-/// A workload without its steps, or without its loads too: the difference is their cost. It keeps
-/// all registers, and what each block does for them. It collects no result.
+/// Runs a whole workload, or one without its other steps, or one also without its loads. The
+/// differences in time are the costs of these parts. All registers remain, so each block has the
+/// same fixed work. No result is collected.
 void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part part) {
     Workload work = named.make(sharedData());
     const int blockSize = adviseBlockSize(work.program);
@@ -136,7 +137,7 @@ void partOfProgram(benchmark::State& state, const NamedWorkload& named, Part par
     });
     Bound bound(std::move(work));
     Interpreter interpreter;
-    // Every part runs at the block size for the whole program.
+    // Every part runs at the block size that is advised for the whole program.
     if (!interpreter.configure(bound.workload.program, blockSize)) {
         state.SkipWithError(interpreter.lastRefusalMessage());
         return;

@@ -21,7 +21,7 @@ class Numbers {
     std::uint32_t below(std::uint32_t bound) {
         return static_cast<std::uint32_t>((std::uint64_t{next()} * bound) >> 32);
     }
-    /// From 0 to 1, without 1.
+    /// A number from 0 up to, but not including, 1.
     float share() { return static_cast<float>(next() >> 8) * 0x1p-24F; }
 
   private:
@@ -60,19 +60,19 @@ DataArray drawSigned(std::int64_t count, std::uint32_t seed) {
         count, seed, [](Numbers& numbers) { return 2 * numbers.share() - 1; }, 3);
 }
 
-/// Near 1, so that quotients stay moderate.
+/// Values near 1, so that quotients stay moderate.
 DataArray drawPositive(std::int64_t count, std::uint32_t seed) {
     return singles(count, seed, [](Numbers& numbers) { return 0.5F + numbers.share(); });
 }
 
-/// One of sixteen values from 0 to 1, so that many elements are equal.
+/// Each value is one of sixteen from 0 to 1, so that many elements are equal.
 DataArray drawCoarse(std::int64_t count, std::uint32_t seed) {
     return singles(count, seed, [](Numbers& numbers) {
         return static_cast<float>(numbers.below(16)) * 0.0625F;
     });
 }
 
-/// One in ten is missing.
+/// Truth values: one in ten elements is missing.
 DataArray drawPresence(std::int64_t count, std::uint32_t seed) {
     return truths(count, seed, [](Numbers& numbers) { return numbers.below(10) != 0; });
 }
@@ -114,7 +114,7 @@ DataArray drawInt32(std::int64_t count, std::uint32_t seed) {
     return drawWhole<std::int32_t>(CpuElementKind::Int32, count, seed, 1U << 31);
 }
 
-/// One in 32 is zero.
+/// Divisors, of which one in 32 is zero.
 DataArray drawDivisors(std::int64_t count, std::uint32_t seed) {
     return drawWhole<std::int32_t>(CpuElementKind::Int32, count, seed, 32);
 }
@@ -176,8 +176,8 @@ WorkloadData::WorkloadData(std::int64_t count)
 
 WorkloadData::WorkloadData(const std::string& folder)
     : make([folder](const std::string& name) {
-          // Copied into exactly as much memory as it needs: the memory that programs take in
-          // addition to their data is measured too.
+          // Copies the array into exactly as much memory as it needs, because the memory that
+          // programs take in addition to their data is measured, too.
           const NpyFile file(folder + "/" + name + ".npy");
           const auto components =
               static_cast<std::int32_t>(file.shape().size() == 2 ? file.shape()[1] : 1);

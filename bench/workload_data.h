@@ -38,14 +38,14 @@ const std::vector<std::string>& arrayNames();
 /// unknown name.
 DataArray draw(const std::string& name, std::int64_t count);
 
-/// Arrays by name. Each is made when it is first needed, and kept.
+/// Arrays by name. Each array is made when it is first needed, and then kept.
 class WorkloadData {
   public:
     using Source = std::function<DataArray(const std::string& name)>;
 
     /// Arrays made by `draw`, of `count` elements.
     explicit WorkloadData(std::int64_t count);
-    /// Arrays from a folder: files of their names, with what `draw` made.
+    /// Arrays from a folder. Each file has the name of an array, and contains what `draw` made.
     explicit WorkloadData(const std::string& folder);
 
     const DataArray& operator[](const std::string& name);

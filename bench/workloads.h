@@ -24,15 +24,15 @@ struct Workload {
 
 /// One of the measured programs.
 struct NamedWorkload {
-    const char* name; ///< short name, used everywhere
+    const char* name; ///< a short name
     const char* what; ///< description
     Workload (*make)(WorkloadData& data);
 };
 
-/// All of them, in the order of their names.
+/// All measured programs, in the order of their names.
 const std::vector<NamedWorkload>& workloads();
 
-/// Null if there is no workload of this name.
+/// The workload of this name; null if there is none.
 const NamedWorkload* findWorkload(const std::string& name);
 
 /// A program of `instructions` instructions, at least two: an element index, one Float32 field, and

@@ -1,10 +1,10 @@
 // Compares two results: compare OURS THEIRS TOLERANCE
 //
 // OURS and THEIRS are paths without their endings: PATH.npy holds the values, and PATH.present.npy
-// says which elements are present; without that file all are. The same elements must be missing in
-// both. Present values must be equal, or differ by at most TOLERANCE times ours, or times 1 if ours
-// is smaller; NaN equals NaN. Prints the largest difference in that measure, or the first element
-// that differs by more.
+// says which elements are present. Without this file all elements are present. The same elements
+// must be missing in both. Present values must be equal, or differ by at most TOLERANCE times the
+// magnitude of ours; if this is below 1, by at most TOLERANCE. NaN equals NaN. Prints the largest
+// difference, in this measure, or the first element that differs by more.
 #include <fenlethosts/npy.h>
 
 #include <cmath>
@@ -76,7 +76,8 @@ double realAt(const NpyArray& array, std::int64_t entry) {
     return 0;
 }
 
-/// 0 for equal values, infinity for values that cannot be compared. Zeros of two signs differ.
+/// 0 for equal values, infinity for values that cannot be compared. Zeros with different signs
+/// differ.
 double difference(double ours, double theirs) {
     if (std::isnan(ours) || std::isnan(theirs))
         return std::isnan(ours) && std::isnan(theirs) ? 0 : HUGE_VAL;
@@ -85,7 +86,7 @@ double difference(double ours, double theirs) {
     return std::abs(ours - theirs) / std::fmax(1, std::abs(ours));
 }
 
-/// Exit status: 0 if they agree.
+/// Returns the exit status: 0 if the answers agree.
 int compare(const Answer& ours, const Answer& theirs, double tolerance) {
     if (ours.count != theirs.count || ours.components != theirs.components) {
         std::cout << "another shape\n";

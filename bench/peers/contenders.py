@@ -1,4 +1,4 @@
-"""The contenders: how to install, start and talk to each."""
+"""The contenders: how to install each, to start it and to communicate with it."""
 import dataclasses
 import os
 import pathlib
@@ -8,7 +8,7 @@ import subprocess
 
 PEERS = pathlib.Path(__file__).resolve().parent
 ROOT = PEERS.parent.parent
-DEBIAN_PYTHON = "/usr/bin/python3"  # the one that sees Debian's modules
+DEBIAN_PYTHON = "/usr/bin/python3"  # this Python finds Debian's modules
 POLARS, DUCKDB = "0.26.1", "1.5.6-r.1"  # the versions of their npm packages
 ARCH = {"x86_64": "x64", "aarch64": "arm64"}.get(platform.machine(), platform.machine())
 OURS = "fenletexec"
@@ -21,29 +21,29 @@ HAND_THREADS = "hand-threads"
 
 
 class Problem(Exception):
-    """A problem, in one line."""
+    """A problem that the user must solve, in one line."""
 
 
 @dataclasses.dataclass
 class Contender:
     name: str
     title: str
-    kind: str  # "ours", "bound", "compiled" or "peer": interpreted or eager, so that bars hold
+    kind: str  # "ours", "bound", "compiled", or "peer" if interpreted or eager
     command: list
     debian: tuple = ()
     npm: tuple = ()
-    target: str = ""  # what is built for it
+    target: str = ""  # the target to build
     tolerance: dict = dataclasses.field(default_factory=dict)  # by workload; "" for all others
     version: str = ""
-    absent: str = ""  # why it is left out
+    absent: str = ""  # why the contender is left out
 
     def allowed(self, workload):
         return self.tolerance.get(workload, self.tolerance.get("", 0))
 
 
 def contenders(build, block):
-    """All contenders. `build` holds the programs. Ours runs in blocks of `block` elements, or of the
-    advised size if that is None."""
+    """All contenders. `build` is the folder with the programs. Ours runs in blocks of `block`
+    elements, or of the advised size if `block` is None."""
     programs = pathlib.Path(build) / "bench/peers"
     native = str(programs / "native_peer")
     python = lambda name: [DEBIAN_PYTHON, str(PEERS / f"{name}_peer.py"), "DATA"]
@@ -67,7 +67,7 @@ def contenders(build, block):
                   target="native_peer"),
         Contender("portable", "whole frame, portable", "bound",
                   [str(programs / "portable_peer"), "DATA", "frame"], target="portable_peer"),
-        # Its norm adds the squares in another order.
+        # Eigen's norm adds the squares in another order.
         Contender("eigen", "Eigen", "compiled", [str(programs / "eigen_peer"), "DATA"],
                   debian=("libeigen3-dev",), target="eigen_peer", tolerance={"W5": 1e-6}),
         Contender("numpy", "NumPy", "peer", python("numpy"), debian=("python3-numpy",)),
@@ -75,19 +75,20 @@ def contenders(build, block):
                   debian=("python3-numpy", "python3-numexpr")),
         Contender("pytorch", "PyTorch", "peer", python("pytorch"),
                   debian=("python3-numpy", "python3-torch")),
-        # Its root is a power of 0.5.
+        # polars computes a root as a power of 0.5.
         Contender("polars", "polars", "peer", node("polars"), tolerance={"W5": 1e-6},
                   npm=(f"nodejs-polars@{POLARS}", f"nodejs-polars-linux-{ARCH}-gnu@{POLARS}")),
         Contender("duckdb", "DuckDB", "peer", node("duckdb"),
                   npm=(f"@duckdb/node-api@{DUCKDB}",)),
-        # It computes in doubles.
+        # muParser computes in doubles.
         Contender("muparser", "muParser", "peer", [str(programs / "muparser_peer"), "DATA"],
                   debian=("libmuparser-dev",), target="muparser_peer", tolerance={"": 1e-6}),
     ]
 
 
 def environment(modules):
-    """One thread each, and large pages for all arrays, which NumPy requests anyway."""
+    """Environment variables that give each contender one thread, and large pages for all arrays.
+    NumPy requests large pages anyway."""
     return dict(
         os.environ,
         GLIBC_TUNABLES="glibc.malloc.hugetlb=1",
@@ -109,7 +110,7 @@ def last_line(text):
 
 
 def install(contender, modules):
-    """Installs what the contender needs; sets `absent` if that fails."""
+    """Installs what the contender needs. Sets `absent` if the installation fails."""
     if contender.debian:
         done = subprocess.run([ROOT / "scripts/install-packages", *contender.debian],
                               capture_output=True, text=True, check=False)
@@ -141,7 +142,7 @@ class Running:
             raise Problem(f"{contender.title} cannot be started: {problem.strerror}") from problem
 
     def ask(self, *words):
-        """The answer; None if the contender cannot express the workload."""
+        """Sends a request. Returns the answer, or None if the contender cannot express the workload."""
         try:
             self.process.stdin.write(" ".join(str(word) for word in words) + "\n")
             self.process.stdin.flush()

@@ -1,8 +1,9 @@
 // DuckDB: duckdb_peer.js FOLDER
 //
 // Prepared queries over a table in memory, on one thread. The engine keeps each result in its own
-// chunks. A missing value is NULL. A vector is three columns; W1 uses only one of them, since the
-// others would be optimised away. There are no halves, and a join, which could do W9, keeps no order.
+// chunks. A missing value is NULL. A vector is three columns. W1 uses only one of them, since
+// DuckDB would optimise the others away. DuckDB has no halves. A join could express W9, but keeps
+// no order.
 "use strict";
 const duckdb = require("@duckdb/node-api");
 const { readNpy, serve } = require("./protocol.js");
@@ -32,7 +33,7 @@ const fromNumbers = (entries, start, end) =>
 let connection;
 const tables = new Set();
 
-/// Makes a table of the arrays once. Those of `holed` are NULL where their presence is false.
+/// Makes a table of the arrays, once. Arrays in `holed` are NULL where their presence is false.
 async function table(name, arrays, holed = []) {
   if (tables.has(name)) return;
   const columns = arrays.flatMap(columnsOf);

@@ -1,6 +1,7 @@
 // Eigen's arrays: eigen_peer FOLDER
 //
-// Each workload is as few expressions as possible, compiled into loops; nothing is interpreted.
+// Each workload has as few expressions as possible. They are compiled into loops; nothing is
+// interpreted.
 #include "protocol.h"
 
 #include <Eigen/Core>

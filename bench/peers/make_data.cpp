@@ -1,5 +1,5 @@
-// Writes the arrays that the compared programs read: make_data FOLDER COUNT [ARRAY...]
-// Without names it writes all arrays. It keeps existing files.
+// Writes the arrays that the compared programs read: make_data FOLDER COUNT [ARRAY...] Without
+// ARRAY it writes all arrays. It does not overwrite existing files.
 #include "workload_data.h"
 
 #include <fenlethosts/npy_writer.h>

@@ -1,7 +1,7 @@
 // muParser in its bulk mode: muparser_peer FOLDER
 //
-// All its values are doubles, so the data is converted to doubles before anything is timed, and a
-// missing value is a NaN. It has no conversions, integers or indices.
+// All values of muParser are doubles, so the data is converted to doubles before anything is timed.
+// A missing value is a NaN. muParser has no conversions, integers or indices.
 #include "protocol.h"
 
 #include <cmath>
@@ -18,8 +18,8 @@ namespace {
 struct Expression {
     const char* workload;
     const char* text;
-    std::vector<std::string> arrays; ///< of a vector, component 0
-    CpuElementKind kind;             ///< in which the result is compared
+    std::vector<std::string> arrays; ///< component 0 of a vector
+    CpuElementKind kind;             ///< the kind in which the result is compared
     bool isHoled;
 };
 
@@ -28,7 +28,8 @@ const std::vector<Expression>& expressions() {
         {"W1", "vector*1.5 > 0 ? vector*1.5 : 1", {"vector"}, CpuElementKind::Float32, false},
         {"W2", "(a*b + c)/d - e", {"a", "b", "c", "d", "e"}, CpuElementKind::Float32, false},
         {"W3", "(whole + a)*wide", {"whole", "a", "wide"}, CpuElementKind::Float32, false},
-        // Of all comparisons with a NaN, only inequality is true.
+        // A comparison with a NaN is false unless it tests for inequality, so these conditions find
+        // missing values, too.
         {"W4",
          "(p < q && r > 0.5) || p < r || p > r",
          {"p", "q", "r"},
@@ -88,7 +89,7 @@ class Evaluation {
 
     void run() { parser.Eval(results.data(), static_cast<int>(results.size())); }
 
-    /// In the kind of our result.
+    /// The result, converted to the kind of our result.
     Result result() {
         const bool isTruth = expression.kind == CpuElementKind::Tribool;
         const auto size = static_cast<std::size_t>(elementSize(expression.kind));

@@ -11,7 +11,7 @@
 
 namespace Fenlet::Bench {
 
-/// Values of one block, and which are present: null if all are.
+/// Values of one block. `present` says which are present; null if all are.
 template <class Value>
 struct Lanes {
     const Value* values = nullptr;
@@ -26,7 +26,7 @@ struct Same {
     Value operator[](std::int64_t /*i*/) const { return value; }
 };
 
-/// Values of one block whose presence is handled elsewhere.
+/// Values of one block. The caller handles their presence.
 template <class Value>
 struct Plain {
     const Value* values = nullptr;
@@ -42,13 +42,13 @@ unsigned char presenceAt(const Plain<Value>& /*values*/, std::int64_t /*i*/) {
     return 1;
 }
 
-/// Steps over one block after another.
+/// Runs the steps of a program over one block after another.
 ///
-/// Bare, it does only what the values need: it reads fields in place, the last step writes to the
-/// destination, and presence is computed only where elements can be missing. With the whole frame
-/// it does what an interpreter of any program does: it copies each field into a register, numbers
-/// elements, spreads constants over a register, resets each register's presence for each block and
-/// combines it in each step, and copies the result and its presence out.
+/// Without the whole frame, it does only what the values need: it reads fields in place, the last
+/// step writes to the destination, and presence is computed only where elements can be missing.
+/// With the whole frame, it does all the work of an interpreter: it copies each field into a
+/// register, numbers elements, spreads constants over a register, resets each register's presence
+/// for each block and combines it in each step, and copies the result and its presence out.
 template <bool wholeFrame>
 class Blocks {
   public:
@@ -107,7 +107,7 @@ class Blocks {
         }
     }
 
-    /// One step: applies `function` to the operands' elements of `width` components.
+    /// Runs one step: applies `function` to the operands, whose elements have `width` components.
     template <class Value, class Function, class... Operands>
     Lanes<Value> step(std::int64_t width, Function function, Operands... operands) {
         const int number = used++;
@@ -115,7 +115,8 @@ class Blocks {
         return {values<Value>(number), combined(number, operands...)};
     }
 
-    /// The program's last step, into element `first` of `out` and of `outPresent`.
+    /// Runs the program's last step. The result goes to `out` and `outPresent`, from element
+    /// `first` on.
     template <class Value, class Function, class... Operands>
     void last(Value* out, unsigned char* outPresent, std::int64_t width, Function function,
               Operands... operands) {
@@ -128,7 +129,8 @@ class Blocks {
         }
     }
 
-    /// Copies a result of this block and its presence to their destination, unless they are there.
+    /// Copies a result of this block and its presence to their destination, unless the last step
+    /// wrote them there.
     template <class Value>
     void copyOut(Value* target, const Value* result, std::int64_t width, unsigned char* outPresent,
                  const unsigned char* present) {
@@ -138,10 +140,11 @@ class Blocks {
         }
     }
 
-    /// The part of a buffer that belongs to this block, and its number of elements.
+    /// The first element of this block and its number of elements.
     std::int64_t start() const { return first; }
     std::int64_t elements() const { return count; }
-    /// A register for a step that writes its values itself; its presence comes from the operands.
+    /// The values of a register, for a step that writes them itself. `combined` computes the
+    /// presence from the operands.
     template <class Value>
     Value* values(int number) {
         return reinterpret_cast<Value*>(base + static_cast<std::size_t>(number) * areaBytes);

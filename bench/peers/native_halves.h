@@ -45,7 +45,7 @@ inline std::uint16_t narrowOne(float single) {
     return static_cast<std::uint16_t>(_mm_cvtsi128_si32(halves));
 }
 
-/// out = left `operate` right, lane by lane, computed in singles and rounded.
+/// out[i] = left[i] `operate` right[i], computed in Float32 and rounded.
 template <class Operate>
 void onHalves(std::uint16_t* out, const std::uint16_t* left, const std::uint16_t* right,
               std::int64_t count, Operate operate) {
@@ -56,7 +56,7 @@ void onHalves(std::uint16_t* out, const std::uint16_t* left, const std::uint16_t
         out[i] = narrowOne(operate(widenOne(left[i]), widenOne(right[i])));
 }
 
-/// out = a * b + c, rounded after each.
+/// out[i] = a[i] * b[i] + c[i], rounded after each operation.
 inline void multiplyAdd(std::uint16_t* out, const std::uint16_t* a, const std::uint16_t* b,
                         const std::uint16_t* c, std::int64_t count) {
     std::int64_t i = 0;

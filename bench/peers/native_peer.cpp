@@ -1,8 +1,8 @@
 // The workloads written by hand: native_peer FOLDER fused|blocks|frame|threads
 //
-// Fused, a workload is one loop over all elements. In blocks, it is one loop for each step over
-// blocks of 1,024 elements: bare, or with all the work of an interpreter's frame. With threads, the
-// bare blocks run on every core.
+// With `fused`, a workload is one loop over all elements. With `blocks`, it is one loop for each
+// step, over blocks of 1,024 elements. `frame` adds all the work of an interpreter's frame to
+// `blocks`. With threads, the bare blocks run on every core.
 #include "native_blocks.h"
 #include "native_halves.h"
 #include "protocol.h"
@@ -201,7 +201,8 @@ void blocks4(WorkloadData& data, Output& out, Blocks<whole>& blocks) {
                                    data["r"].as<float>()};
     const Byte* const presences[] = {data["p_present"].as<Byte>(), data["q_present"].as<Byte>(),
                                      data["r_present"].as<Byte>()};
-    // A comparison with a missing value is unknown, which is a value like any other.
+    // A comparison with a missing value gives unknown. Unknown is a value, so the result is
+    // present.
     const auto values = [](const Lanes<float>& lanes) { return Plain<float>{lanes.values}; };
     const auto presence = [](const Lanes<float>& lanes) { return Plain<Byte>{lanes.present}; };
     blocks.each(out.count, 12, [&] {

@@ -1,21 +1,21 @@
 """numexpr: numexpr_peer.py FOLDER
 
-Expressions are compiled once and evaluated by its interpreter, on one thread, into arrays that are
-made once. A result in a wider type than the array's is cast when it is stored: so a quotient of
-integers, which is a double in its language, is truncated.
+Expressions are compiled once. numexpr's interpreter evaluates them on one thread, into arrays that
+are made once. A result in a wider type than the array's is cast when it is stored. A quotient of
+integers, for example, is a double in numexpr and is truncated.
 """
 import numexpr
 import numpy as np
 from peer_protocol import Prepared, serve
 
-# Its names for the types; its float has 32 bits.
+# numexpr's names for the types. In numexpr, float has 32 bits.
 SINGLE, DOUBLE, WHOLE = float, np.double, np.int32
 SCALE = np.float32(1.5)
 CHAIN = 20
 
 
 def compile_expression(expression, **kinds):
-    """Takes its variables in the order of these names."""
+    """Compiles an expression. Its arguments have the order of `kinds`."""
     compiled = numexpr.NumExpr(expression, list(kinds.items()))
 
     def run(*values, out):
@@ -37,7 +37,7 @@ def evaluated(arrays, kinds, expression, result_kind, *constants):
 
 
 def vector_times_uniform(data):
-    """The product in one expression, and the choice in another over a view of component 0."""
+    """Computes the product in one expression. A second one selects, over a view of component 0."""
     vector = data["vector"]
     scaled = np.empty_like(vector)
     result = np.empty(len(vector), np.float32)
@@ -94,7 +94,8 @@ def chosen(condition):
 
 
 def three_valued():
-    """A constant in the text would be a double, and turn the whole expression into doubles."""
+    """Passes the constant as an argument: in the text it would be a double, and the whole expression
+    would be computed in doubles."""
     arrays = ["p", "q", "r", "p_present", "q_present", "r_present"]
     kinds = {**dict.fromkeys("pqr", SINGLE), "hp": bool, "hq": bool, "hr": bool, "half": SINGLE}
     expression = "(((p < q) & (r > half) & hq) | (p != r)) & hp & hr"

@@ -1,7 +1,7 @@
 """NumPy: numpy_peer.py FOLDER
 
 Results and intermediate results go to arrays that are made once. An array of booleans says which
-values are missing: NumPy has nothing else for that that is fast.
+values are missing: NumPy has no other fast way.
 """
 import numpy as np
 from peer_protocol import Prepared, serve
@@ -124,7 +124,8 @@ def gathered(data):
     result = np.empty(place.shape, np.float32)
 
     def run():
-        # The other modes read into a buffer first; no index is outside.
+        # "clip" avoids a copy: the other modes read into a buffer first. No index is outside the
+        # table.
         np.take(table, place, out=result, mode="clip")
 
     return Prepared(["place", "table"], run, lambda: result)

@@ -22,12 +22,13 @@ class Data:
 
 
 class Prepared:
-    """A workload that is ready to run: its inputs, the run, and the place of its result."""
+    """A workload that is ready to run: its inputs, a function that runs it, and one that returns
+    its result."""
 
     def __init__(self, arrays, run, result):
         self.arrays = arrays
         self.run = run
-        self.result = result  # answers an array, or an array and one that says what is present
+        self.result = result  # returns an array, or an array and one that says what is present
 
 
 def both(result):
@@ -92,5 +93,5 @@ def serve(version, workloads):
     for line in sys.stdin:
         try:
             print(server.answer(line.split()), flush=True)
-        except Exception as problem:  # whatever it is, the one who asked wants to know
+        except Exception as problem:  # reports every error to the caller
             print("error:", " ".join(str(problem).split()) or type(problem).__name__, flush=True)

@@ -10,8 +10,8 @@ COLOURS = ("#0072b2", "#009e73", "#e69f00", "#cc79a7", "#56b4e9", "#8c564b", "#7
 
 
 def workloads(found):
-    """One column for each workload: our bar, the bounds as lines and the peers as dots, on a
-    logarithmic scale."""
+    """One column for each workload, on a logarithmic scale: our time is a bar, the bounds are lines
+    and the peers are dots."""
     values = [value for value in found.times.values() if value > 0]
     low = 10 ** math.floor(math.log10(min(values)))
     high = 10 ** math.ceil(math.log10(max(values)))

@@ -1,7 +1,7 @@
 // polars: polars_peer.js FOLDER
 //
-// Expressions over the columns of a frame. A missing value is null. A vector is three columns, since
-// there is no arithmetic on vectors.
+// Expressions over the columns of a data frame. A missing value is null. A vector is three columns,
+// since polars has no arithmetic on vectors.
 "use strict";
 const pl = require("nodejs-polars");
 const { readNpy, serve } = require("./protocol.js");
@@ -32,7 +32,7 @@ function frame(names) {
   return pl.DataFrame(names.flatMap(column));
 }
 
-/// The frame with null where the column of that name with _present is false.
+/// The data frame, with null in each column where the column named <name>_present is false.
 function holed(names) {
   return frame([...names, ...names.map((name) => `${name}_present`)]).select(
     ...names.map((name) =>

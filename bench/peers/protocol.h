@@ -1,6 +1,6 @@
 // How scripts/performance talks to the programs that it compares.
 //
-// Each is started with a folder of arrays, and writes one line for each line that it reads:
+// Each program is started with a folder of arrays. It writes one line for each line that it reads:
 //
 //   version             its name and version
 //   W2 load             reads the arrays of W2: the bytes of these and of its result
@@ -8,8 +8,8 @@
 //   W2 time [TIMES]     runs W2 TIMES times, by default once: nanoseconds for all of them
 //   W2 first [TIMES]    the same, with everything prepared anew each time
 //
-// For a workload that it cannot express it writes `none`; if anything goes wrong, a line that
-// begins with `error`.
+// For a workload that it cannot express, a program writes `none`. If anything goes wrong, it writes
+// a line that begins with `error`.
 #pragma once
 
 #include "workload_data.h"
@@ -31,9 +31,9 @@ struct Result {
 
 /// A workload that is ready to run any number of times.
 struct Prepared {
-    std::vector<std::string> arrays; ///< what it reads
-    std::function<void()> run;       ///< empty for what cannot be expressed
-    std::function<Result()> result;  ///< of the last run
+    std::vector<std::string> arrays; ///< the arrays that it reads
+    std::function<void()> run;       ///< empty if the workload cannot be expressed
+    std::function<Result()> result;  ///< the result of the last run
 };
 
 /// A program to be compared.
@@ -42,7 +42,7 @@ struct Contender {
     std::function<Prepared(const std::string& workload, WorkloadData& data)> prepare;
 };
 
-/// Answers until the input ends. Returns the exit status of the process.
+/// Answers requests until the input ends. Returns the exit status of the process.
 int serve(const std::string& folder, const Contender& contender);
 
 } // namespace Fenlet::Bench

@@ -1,8 +1,8 @@
 // How scripts/performance talks to the programs that it compares: see protocol.h.
 //
-// A workload of a peer names what it reads and has two functions. `run` runs it. `result` returns the
-// last run's values as one typed array, or one for each component, and, if elements may be missing, an
-// array of 0 and 1 as `present`.
+// A workload of a peer names the arrays that it reads and has two functions. `run` runs it.
+// `result` returns the values of the last run, as one typed array or one for each component. If
+// elements may be missing, it also returns `present`, an array of 0 and 1.
 "use strict";
 const fs = require("fs");
 const readline = require("readline");
@@ -15,7 +15,7 @@ const types = {
   "<f8": Float64Array,
 };
 
-/// Reads into one buffer in parts, since one call reads at most 2 GiB.
+/// Reads a file into one buffer, in parts, since one call reads at most 2 GiB.
 function readBytes(file, bytes, position) {
   const part = 1 << 30;
   for (let done = 0; done < bytes.length; )

@@ -1,6 +1,7 @@
 """PyTorch: pytorch_peer.py FOLDER
 
-Called once for each step, on one thread, into tensors that are made once where that is possible.
+Each step is one call of PyTorch, on one thread. Where possible, results go to tensors that are made
+once.
 """
 import torch
 from peer_protocol import Prepared, serve
@@ -53,7 +54,7 @@ def mixed_kinds(data):
     total, result = torch.empty_like(wide), torch.empty_like(a)
 
     def run():
-        # An Int32 and a Float32 would meet in Float32.
+        # PyTorch would add an Int32 and a Float32 in Float32.
         total.copy_(whole)
         torch.add(total, a, out=total)
         torch.mul(total, wide, out=total)
@@ -126,7 +127,7 @@ def integer_division(data):
     present = torch.empty(len(divisor), dtype=torch.bool)
 
     def run():
-        # A zero divisor would end it.
+        # PyTorch throws if a divisor is zero.
         torch.ne(divisor, 0, out=present)
         torch.clamp(divisor, min=1, out=safe)
         torch.div(dividend, safe, rounding_mode="trunc", out=result)

@@ -6,7 +6,7 @@ import pathlib
 import plot
 from contenders import BLOCKS, FRAME, FUSED, HAND_THREADS, IN_PLACE, OURS, THREADS
 
-W2_BYTES = 24  # of five fields and the result, for each element
+W2_BYTES = 24  # bytes of five fields and the result, for each element
 SETS = ("Baseline", "Avx2", "Avx512")
 
 
@@ -140,7 +140,7 @@ def times_table(found, times):
 
 
 def footnotes(found):
-    """Which answers are not the same to the bit."""
+    """Footnotes for results that are not equal to ours to the bit."""
     notes = []
     for one in found.present():
         apart = [f"{name} ({found.agreed[name, one.name]:.1g})" for name in found.workloads
@@ -229,7 +229,7 @@ def array_costs_part(found):
 
 
 def flatness(found):
-    """How much our time varies over counts that all exceed the last-level cache."""
+    """How much our time varies over counts of elements that all exceed the last-level cache."""
     ours, fused = ([time for (name, _), time in found.beyond.items() if name == who]
                    for who in (OURS, FUSED))
     if len(ours) < 2:
@@ -337,7 +337,7 @@ difference is what they cost on this machine. An `ArrayRun` makes none either.
 
 
 def between_part(found):
-    """Why others are faster, if they are."""
+    """The section on why others are faster, if they are."""
     rows = []
     for name in found.workloads:
         best = found.best_peer(name)
@@ -461,7 +461,7 @@ def kernel_part(found):
 
 
 def kernel_name(name):
-    """The name without what Google Benchmark adds."""
+    """The name of the kernel, without the parts that Google Benchmark adds."""
     return name.split("/iterations:")[0]
 
 
