@@ -1,7 +1,7 @@
 """Builds test programs in which one file of src/ is broken.
 
-The build folder does not change: broken objects are compiled elsewhere, and linked instead of its
-own.
+The build folder does not change: broken objects are compiled elsewhere, and linked instead of the
+objects in the build folder.
 """
 import json
 import os
@@ -14,7 +14,7 @@ SETS = {"baseline": "Baseline", "avx2": "Avx2", "avx512": "Avx512"}
 OF_A_SET = re.compile(r"fenletexec_kernels_(baseline|avx2|avx512)\.dir")
 OF_OTHER_SETS = re.compile(r"_avx2\.dir|_avx512\.dir|_tiles\d+\.dir")
 
-# The tests that run only one family of kernels.
+# The tests that run only one family of kernels, with this family.
 FAMILIES = {
     **{f"{family}_test": family for family in ("arithmetic", "boolean", "comparisons", "component",
                                                "elements", "select", "unary")},
@@ -23,7 +23,7 @@ FAMILIES = {
 
 
 class DoesNotBuild(Exception):
-    """The compiler or the linker fails. `source` is what it was building."""
+    """The compiler or the linker failed while it built `source`."""
 
     def __init__(self, source):
         super().__init__(source)
@@ -41,7 +41,8 @@ class Pristine:
             words = shlex.split(entry["command"])
             self.compile[words[words.index("-o") + 1]] = (words, entry["file"])
         self.users = self._users()
-        # All objects compiled from files of src/, including tests that include its headers.
+        # All objects compiled from files of src/, including objects of tests that include its
+        # headers.
         of_src = str(self.tree / "src") + "/"
         self.of_src = {name for path, names in self.users.items() if path.startswith(of_src)
                        for name in names}
@@ -85,8 +86,8 @@ class Pristine:
 
 
 class Broken:
-    """The programs of a pristine build with one file broken. Files go to `folder`. Kernels are
-    `optimised` as in the library, or only a little."""
+    """The programs of a pristine build with one file broken. Files go to `folder`. If `optimised`,
+    kernels are optimised as in the library, otherwise only a little."""
 
     def __init__(self, pristine, file, source, folder, optimised=False):
         self.pristine = pristine
@@ -100,7 +101,7 @@ class Broken:
         place.write_text(source)
 
     def _compiled(self, name):
-        """The broken object of that name."""
+        """Compiles the broken object of this name, and returns its path."""
         if name in self.fresh:
             return self.fresh[name]
         words, source = self.pristine.compile[name]
@@ -153,9 +154,9 @@ class Broken:
         return changed
 
     def program(self, program, everything):
-        """Builds the program. Kernel families that its tests never run stay unbroken. Without
-        `everything`, only the objects nearest to the test are broken: the library's objects of its
-        family in the baseline set."""
+        """Builds the program. Kernel families that its tests never run are not broken. Without
+        `everything`, only the objects nearest to the test are broken: the library's objects of the
+        test's family in the baseline set."""
         family = FAMILIES.get(os.path.basename(program))
         names = [name for name in self._linked_in(program)
                  if not family or not name.endswith("_kernels.cpp.o")

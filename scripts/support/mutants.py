@@ -71,7 +71,7 @@ CLOSING = {"(": ")", "{": "}", "[": "]"}
 
 
 def blanked(source):
-    """The source with spaces where no break may be made; its length stays the same."""
+    """The source, with spaces instead of the parts in which no break may be made."""
     return BLANKED.sub(lambda found: re.sub(r"[^\n]", " ", found.group()), source)
 
 
@@ -105,7 +105,8 @@ def up_to(code, start, stops):
 
 
 def arguments(code, opening, end):
-    """The ranges of the arguments between two brackets; templates' commas do not separate them."""
+    """The ranges of the arguments between two brackets. Commas of templates do not separate
+    arguments."""
     ranges, depth, start = [], 0, opening + 1
     for place in range(opening + 1, end):
         here = code[place]

@@ -24,7 +24,7 @@ class Run:
 
     @property
     def sets(self):
-        """The instruction set that it runs, as the only element; empty if it names none."""
+        """The instruction set that the run uses, as the only element; empty if it names none."""
         return [value for name, value in self.settings if name == "FENLET_TEST_SET"]
 
     @property
@@ -36,7 +36,8 @@ class Run:
 
 
 def test_runs(build):
-    """The quick tests and those of CI as ctest lists them, without those of packages and documents.
+    """The quick tests and the tests of CI, as ctest lists them. Leaves out tests of packages and
+    documents.
 
     All tests of one program in one environment are one run.
     """
