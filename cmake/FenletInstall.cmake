@@ -1,5 +1,5 @@
 # What `cmake --install` installs: the libraries, their headers, and the files for
-# `find_package(fenletexec)` and pkg-config. The installed folder may be moved.
+# `find_package(fenletexec)` and pkg-config. Users may move the installed folder.
 include(CMakePackageConfigHelpers)
 
 set(fenletPackageFolder ${CMAKE_INSTALL_LIBDIR}/cmake/fenletexec)
@@ -24,7 +24,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/fenletexecConfigVersion.cmake
   DESTINATION ${fenletPackageFolder})
 
-# A .pc file for each library. Their paths are relative to the files themselves.
+# A .pc file for each library. The paths in it are relative to the .pc file.
 set(pcFolder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH fenletPrefixFromPc ${pcFolder} ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" fenletPrefixFromPc ${fenletPrefixFromPc})
@@ -35,8 +35,8 @@ file(RELATIVE_PATH fenletLibFromPrefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_F
 function(fenlet_install_pc library requires description)
   set(definitions)
   set(privateLibs)
-  # Users of a static library need its definition, and the C++ runtime, which a C compiler does not
-  # link.
+  # Users of a static library need its preprocessor definition. They also need the C++ runtime,
+  # because a C compiler does not link it.
   if(NOT BUILD_SHARED_LIBS)
     string(TOUPPER ${library} name)
     set(definitions " -D${name}_STATIC")

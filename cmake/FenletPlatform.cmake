@@ -1,4 +1,5 @@
-# Stops the configuration for compilers and machines on which the results would differ.
+# Stops the configuration for compilers and machines that are not supported, because results would
+# differ or the build would fail.
 include(CheckCXXSourceCompiles)
 
 if(NOT CMAKE_CXX_COMPILER_ID MATCHES "^(GNU|Clang)$")
@@ -17,7 +18,7 @@ if(NOT CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF")
                       "${CMAKE_SYSTEM_NAME} does not have.")
 endif()
 
-# A machine that computes in registers wider than the type rounds twice. A parent project may set
+# If a machine computes in registers wider than the type, it rounds twice. A parent project may set
 # -ffast-math for its own code; the options of this project's targets turn it off again.
 set(CMAKE_REQUIRED_FLAGS -fno-fast-math)
 check_cxx_source_compiles("

@@ -13,7 +13,8 @@ function(fenlet_target_defaults target)
     COMPILE_WARNING_AS_ERROR ${PROJECT_IS_TOP_LEVEL})
   target_compile_options(${target} PRIVATE
     # Every operation must round separately, whatever flags a parent project sets: a fused
-    # multiply-add or a reordered sum would change results. For clang, the order of the two matters.
+    # multiply-add or a reordered sum would change results. For clang, the order of these two
+    # options matters.
     -fno-fast-math -ffp-contract=off
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
     -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wdouble-promotion
@@ -32,25 +33,26 @@ function(fenlet_target_defaults target)
   endif()
 endfunction()
 
-# The options of a library, shared or static as BUILD_SHARED_LIBS says.
+# The options of a library. BUILD_SHARED_LIBS decides whether it is shared or static.
 function(fenlet_library_defaults target static_definition)
   fenlet_target_defaults(${target})
   if(FENLET_COVERAGE)
     target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping)
   endif()
-  # Before 1.0, each minor version may break the binary interface.
+  # Before version 1.0, each minor version may change the binary interface.
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
-    # Installed libraries find each other in the folder that they are in.
+    # Installed libraries find each other in their own folder.
     INSTALL_RPATH $ORIGIN)
   get_target_property(type ${target} TYPE)
   if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(${target} PUBLIC ${static_definition})
   elseif(type STREQUAL "SHARED_LIBRARY")
-    # Templates of the standard library have default visibility; the map hides them.
+    # The map hides instances of the standard library's templates, which have default visibility.
     set(map ${PROJECT_SOURCE_DIR}/cmake/fenlet.map)
-    # A library always calls its own functions, even if the process has others of the same name.
+    # With this option, a library always calls its own functions, even if the process has others
+    # with the same names.
     target_link_options(${target} PRIVATE LINKER:--version-script=${map},-Bsymbolic-functions)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${map})
   endif()

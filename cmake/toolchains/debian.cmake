@@ -4,7 +4,7 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${fenletMachine})
 set(CMAKE_CXX_COMPILER ${fenletMachine}-linux-gnu-g++)
 
-# Use the target's C library, and nothing that was installed for the building machine.
+# Uses the target's C library, and nothing that is installed for the machine that builds.
 set(fenletRoot /usr/${fenletMachine}-linux-gnu)
 set(CMAKE_FIND_ROOT_PATH ${fenletRoot})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
