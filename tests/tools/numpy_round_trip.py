@@ -1,4 +1,4 @@
-"""NumPy writes arrays, `fenlet run` copies them, and NumPy reads what it wrote."""
+"""NumPy writes arrays, `fenlet run` copies them, and NumPy reads the copies."""
 
 import pathlib
 import subprocess
