@@ -200,8 +200,8 @@ struct TripleTable {
     }
 };
 
-/// Makes a table. The entry for kinds whose lanes have types A, B and C is `make.operator()<A, B,
-/// C>()`.
+/// Makes a table. The entry for kinds whose lanes have types A, B and C is
+/// `make.operator()<A, B, C>()`.
 template <class Entry, class Kinds, class Make>
 constexpr TripleTable<Entry, Kinds> tripleTable(Make make) {
     TripleTable<Entry, Kinds> table{};
