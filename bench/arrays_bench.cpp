@@ -24,7 +24,7 @@ struct Subject {
     }
 };
 
-/// From a program to its result, with nothing prepared.
+/// Measures everything from a program to its result: `prepare` and `run`.
 void prepareAndRun(benchmark::State& state) {
     Subject subject;
     for (auto _ : state) {
@@ -34,7 +34,7 @@ void prepareAndRun(benchmark::State& state) {
     }
 }
 
-/// A prepared run of as many elements as the argument says.
+/// Measures a prepared run. The argument is the number of elements.
 void runAgain(benchmark::State& state) {
     Subject subject;
     ArrayRun run(subject.workload.program);

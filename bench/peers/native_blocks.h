@@ -59,8 +59,8 @@ class Blocks {
         base = storage.data() + (alignment - address % alignment) % alignment;
     }
 
-    /// From now on, `each` goes only through elements `newBegin` to `newEnd` - 1. By default it
-    /// goes through all.
+    /// Restricts later calls of `each` to elements `newBegin` to `newEnd` - 1. By default `each`
+    /// visits all elements.
     void keepTo(std::int64_t newBegin, std::int64_t newEnd) {
         firstBegin = newBegin;
         lastEnd = newEnd;

@@ -2,7 +2,7 @@
 //
 // With `fused`, a workload is one loop over all elements. With `blocks`, it is one loop for each
 // step, over blocks of 1,024 elements. `frame` adds all the work of an interpreter's frame to
-// `blocks`. With threads, the bare blocks run on every core.
+// `blocks`. With `threads`, the loops of `blocks` run on every core.
 #include "native_blocks.h"
 #include "native_halves.h"
 #include "protocol.h"

@@ -153,7 +153,7 @@ class Reader {
     bool readUniform() { return uniforms.readDeclaration(cursor); }
     bool readSampler() { return samplers.readDeclaration(cursor); }
 
-    /// constant @0 = 0.5
+    /// Reads a line such as: constant @0 = 0.5
     bool readConstantLine() {
         const std::string next = std::string("@") + std::to_string(program.constants.size());
         if (!cursor.accept('@'))
@@ -174,7 +174,7 @@ class Reader {
         return constant.has_value();
     }
 
-    /// register %3 height : f32
+    /// Reads a line such as: register %3 height : f32
     bool readRegister() {
         const std::optional<Target> target = registers.readTarget(cursor);
         if (!target)
@@ -200,7 +200,7 @@ class Reader {
         return true;
     }
 
-    /// raw Add %1 (%2, %900, %-1) -1
+    /// Reads a line such as: raw Add %1 (%2, %900, %-1) -1
     bool readRaw() {
         Instruction instruction;
         const std::optional<OpCode> op = readOpCodeNameOrNumber();
@@ -259,7 +259,7 @@ class Reader {
         return number ? std::optional(static_cast<OpCode>(*number)) : std::nullopt;
     }
 
-    /// height : f32 = LoadField elevation[%3]
+    /// Reads a line such as: height : f32 = LoadField elevation[%3]
     bool readInstruction() {
         const std::optional<Target> target = registers.readTarget(cursor);
         if (!target || !cursor.expect('=', "before an opcode"))

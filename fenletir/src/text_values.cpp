@@ -75,7 +75,7 @@ std::optional<std::int64_t> integerOf(TextCursor& cursor, const Literal& literal
     return std::nullopt;
 }
 
-/// `bits(0x7ff8000000000001)`
+/// Reads a number written as its bits, such as `bits(0x7ff8000000000001)`.
 std::optional<double> bitsOf(TextCursor& cursor, const Literal& literal) {
     constexpr std::string_view opening = "bits(0x";
     std::string_view digits = literal.text;
@@ -155,7 +155,8 @@ std::optional<Constant> numbersOf(TextCursor& cursor, const std::vector<Literal>
     return isGood ? std::optional<Constant>(std::move(constant)) : std::nullopt;
 }
 
-/// `raw 3 255 (1, 2) (0.5)`: multiplicity, Tribool byte, integers, reals.
+/// Reads the raw notation, such as `raw 3 255 (1, 2) (0.5)`: multiplicity, Tribool byte, integers
+/// and reals.
 std::optional<Constant> readRawConstant(TextCursor& cursor) {
     Constant constant;
     cursor.skipSpace();

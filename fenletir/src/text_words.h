@@ -28,7 +28,7 @@ std::size_t characterCount(std::string_view text);
 std::string quoted(std::string_view name);
 /// The name, in quotes if it needs them.
 std::string nameText(std::string_view name);
-/// `f32`, `f32x3`, `format(26)x-1`.
+/// The type of a register as text, such as `f32`, `f32x3` or `format(26)x-1`.
 std::string typeText(const RegisterInfo& info);
 /// The opcode's name, or its number if it is unknown.
 std::string opCodeText(OpCode op);

@@ -21,12 +21,12 @@ std::string counted(long long count, const char* what) {
     return std::to_string(count).append(1, ' ').append(what).append(count == 1 ? "" : "s");
 }
 
-/// Such as: Float32 with 3 components.
+/// Values in words, such as: Float32 with 3 components.
 std::string valuesInWords(CpuElementKind kind, std::int32_t components) {
     return std::string(cpuElementKindName(kind)) + " with " + counted(components, "component");
 }
 
-/// Such as: %2 "height". The program need not have such a register.
+/// A register in words, such as: %2 "height". The program need not have this register.
 std::string registerInWords(const FenletProgram& program, std::int32_t number) {
     std::string words(1, '%');
     words += std::to_string(number);
@@ -35,13 +35,13 @@ std::string registerInWords(const FenletProgram& program, std::int32_t number) {
     return words;
 }
 
-/// Such as: %2 "height" (Float32 with 1 component).
+/// A register and its storage in words, such as: %2 "height" (Float32 with 1 component).
 std::string storageInWords(const FenletProgram& program, std::int32_t number, CpuElementKind kind,
                            std::int32_t components) {
     return registerInWords(program, number) + " (" + valuesInWords(kind, components) + ")";
 }
 
-/// Such as: step 2 of 5, %3 (Int64 with 1 component) = Add %1 (...), %2 (...).
+/// A step in words, such as: step 2 of 5, %3 (Int64 with 1 component) = Add %1 (...), %2 (...).
 std::string stepInWords(const FenletProgram& program, const Interpreter& interpreter,
                         std::size_t number) {
     const Interpreter::Step& step = interpreter.plan()[number];
@@ -58,7 +58,7 @@ std::string stepInWords(const FenletProgram& program, const Interpreter& interpr
     return words;
 }
 
-/// Such as: instruction 1 of 3, %3 = Add %1, %9.
+/// An instruction in words, such as: instruction 1 of 3, %3 = Add %1, %9.
 std::string instructionInWords(const FenletProgram& program, std::int32_t number) {
     const Instruction& instruction = program.instructions[static_cast<std::size_t>(number)];
     std::string words = "instruction " + std::to_string(number + 1) + " of " +
@@ -71,7 +71,7 @@ std::string instructionInWords(const FenletProgram& program, std::int32_t number
     return words;
 }
 
-/// Such as: field "height", or: field 3, for one without a name.
+/// An entry of a pool in words, such as: field "height". An entry without a name is: field 3.
 template <class Entry>
 std::string entryInWords(const char* sort, const std::vector<Entry>& pool, std::int32_t number) {
     std::string words = sort;
@@ -185,7 +185,7 @@ std::optional<Block> blockAt(const Interpreter& interpreter, const EvaluateCall&
                  static_cast<long long>(first + length - 1)};
 }
 
-/// Such as: block 2 of 5 (elements 1024 to 2047).
+/// A block in words, such as: block 2 of 5 (elements 1024 to 2047).
 std::string blockInWords(const Block& block) {
     const std::string elements =
         block.first == block.last
@@ -248,7 +248,7 @@ std::string refusedBindings(const Interpreter& interpreter, const FenletProgram&
            ".";
 }
 
-/// What the host was asked for when its provider declined.
+/// Says what the provider that declined was asked for.
 std::string askedInWords(const FenletProgram& program, const Interpreter::Step& step) {
     std::string words = providerInWords(program, step) + " was asked for " +
                         valuesInWords(step.resultKind, step.resultMultiplicity);

@@ -502,7 +502,7 @@ TEST(ConfigureFaults, LeaveAnInterpreterThatTakesTheNextProgram) {
     const Expected small = expectationOf(caseOf(numberProgram, 2, 0, 5));
     const Expected scalar = expectationOf(caseOf(scalarProgram, 4, -6, 11));
     const Expected vector = expectationOf(caseOf(vectorProgram, 7, -6, 11));
-    // At least four things are allocated: slots, storage, index buffer and steps.
+    // There are at least four allocations: slots, storage, index buffer and steps.
     EXPECT_GE(failToConfigure(vector, scalar, [](Interpreter&) {}), 2 * 4);
     EXPECT_GE(failToConfigure(vector, scalar,
                               [&](Interpreter& interpreter) {

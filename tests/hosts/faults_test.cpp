@@ -148,8 +148,8 @@ struct HostFault {
     int call;
 };
 
-/// Passes all calls on to another provider or sink. The last allowed call fails after it was passed
-/// on.
+/// Makes a provider or sink fail at its call number `callsLeft`, counted from 0: by throwing, or by
+/// returning false.
 struct Fuse {
     int callsLeft;
     bool throws;

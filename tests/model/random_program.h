@@ -58,7 +58,7 @@ Case randomCase(std::uint64_t seed);
 /// Random missing providers for the case with this seed; in most cases none is missing.
 Holes randomHoles(std::uint64_t seed, const FenletProgram& program);
 
-/// Random `bytes` of one component, often a special value.
+/// The random bits of one component; often those of a special value.
 std::uint64_t randomComponent(Chance& chance, CpuElementKind kind);
 
 /// Provides all data of a case. The values depend only on the case's data seed and on the request.

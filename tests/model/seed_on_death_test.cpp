@@ -1,4 +1,4 @@
-// What a dying process reports of the running case.
+// Tests what a dying process reports about the running case.
 #include "seed_on_death.h"
 
 #include <csignal>

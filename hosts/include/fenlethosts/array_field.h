@@ -41,14 +41,17 @@ class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
 
     const ArrayLayout& layout() const { return array; }
 
-    /// Whether `gather` can read elements for a register of this kind and number of components: the
-    /// array stores them unchanged, in 1, 2, 4 or 8 bytes, along one axis, and has no presence.
+    /// Whether `gather` supports a register of this kind and number of components. It does if
+    /// elements need no conversion and have 1, 2, 4 or 8 bytes, and the array has one axis and no
+    /// presence.
     bool canGather(CpuElementKind kind, std::int32_t components) const;
 
-    /// Reads `count` elements whose Int64 numbers are at `numbers`, which need not be aligned.
-    /// Gives what `read` gives, where element i was invalid before if `numberValidity[i]` is 0. If
-    /// `numberValidity` is null, all were valid: validity becomes 1. It may be `validity` itself.
-    /// Only for what `canGather` allows.
+    /// Reads `count` elements, like `read`. Call it only if `canGather` is true. The element
+    /// numbers are Int64 values at `numbers`, which need not be aligned. Number i is invalid if
+    /// `numberValidity[i]` is 0. If `numberValidity` is null, all numbers are valid. `validity[i]`
+    /// becomes 0 if number i is invalid or the array has no such element; otherwise it becomes
+    /// `numberValidity[i]`, or 1 if that is null. `validity` and `numberValidity` may be the same
+    /// memory.
     void gather(unsigned char* values, unsigned char* validity, const unsigned char* numbers,
                 const unsigned char* numberValidity, std::int64_t count) const;
 

@@ -1,4 +1,4 @@
-// Every kernel over blocks of every length from 1 to 200.
+// Tests every kernel over blocks of every length from 1 to 200.
 #include "kernels/special_values.h"
 #include "naive_arithmetic.h"
 

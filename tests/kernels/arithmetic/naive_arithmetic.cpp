@@ -1,4 +1,4 @@
-// Arithmetic one lane at a time, and the builds that are compared with it.
+// The naive arithmetic, and the builds of the kernels that tests compare with it.
 #include "naive_arithmetic.h"
 
 #include <bit>

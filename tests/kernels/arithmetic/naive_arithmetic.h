@@ -1,4 +1,4 @@
-// Arithmetic one lane at a time, with separate conversions: the reference for the kernels.
+// The reference for the arithmetic kernels: computes one lane at a time, with separate conversions.
 #pragma once
 
 #include "kernels/arithmetic/arithmetic.h"

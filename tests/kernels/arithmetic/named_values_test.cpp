@@ -247,7 +247,8 @@ TEST(HalfArithmetic, RoundsTheOperandsAndThenTheResult) {
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, 65504.0f, 15.0f)), 0x7BFF);
     // Each operand is a tie that goes down to 2048: their sum is 4096 and not 4098.
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, 2049, 2049.0)), 0x6C00);
-    // 1 + 2^-11 + 2^-30 rounds up, but only from all of its bits.
+    // 1 + 2^-11 + 2^-30 rounds up. If the last bit were lost first, it would be a tie and round
+    // down.
     EXPECT_EQ((one<HalfBits>(ArithmeticOp::Add, 1 + 0x1p-11 + 0x1p-30, 0)), 0x3C01);
 }
 

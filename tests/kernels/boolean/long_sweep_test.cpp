@@ -1,4 +1,5 @@
-// Every kernel, build, multiplicity and block size: the quick tests try samples of these.
+// Tests every kernel, build, multiplicity and block size. The quick tests try only samples of
+// these.
 #include "naive_boolean.h"
 
 namespace Fenlet {

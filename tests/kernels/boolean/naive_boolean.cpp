@@ -1,4 +1,4 @@
-// Three-valued logic one lane at a time, and the builds that are compared with it.
+// The naive three-valued logic, and the builds of the kernels that tests compare with it.
 #include "naive_boolean.h"
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Three-valued logic one lane at a time: the reference for the kernels.
+// The reference for the kernels of three-valued logic: computes one lane at a time.
 #pragma once
 
 #include "kernels/boolean/boolean.h"

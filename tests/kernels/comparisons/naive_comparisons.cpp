@@ -1,4 +1,4 @@
-// Comparisons one component at a time, and the builds that are compared with them.
+// The naive comparisons, and the builds of the kernels that tests compare with them.
 #include "naive_comparisons.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Comparisons one component at a time, on bit patterns: the reference for the kernels.
+// The reference for the comparison kernels: compares one component at a time, as bit patterns.
 #pragma once
 
 #include "kernels/comparisons/comparisons.h"

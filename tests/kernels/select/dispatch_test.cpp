@@ -1,4 +1,4 @@
-// Which kinds have a kernel, and that a refused combination changes nothing.
+// Tests which kinds have a kernel, and that a call for any other kinds changes nothing.
 #include "naive_select.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Select one component at a time, and the builds that are compared with it.
+// The naive Select, and the builds of the kernels that tests compare with it.
 #include "naive_select.h"
 
 #include <cstddef>

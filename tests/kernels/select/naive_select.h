@@ -1,4 +1,5 @@
-// Select one component at a time, with separate conversions: the reference for the kernels.
+// The reference for the kernels of Select: takes one component at a time, with separate
+// conversions.
 #pragma once
 
 #include "kernels/lane_memory.h"

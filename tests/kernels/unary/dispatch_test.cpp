@@ -1,4 +1,4 @@
-// Which pairs of kinds have a kernel, and that a refused pair changes nothing.
+// Tests which pairs of kinds have a kernel, and that a call for any other pair changes nothing.
 #include "naive_unary.h"
 
 #include <algorithm>

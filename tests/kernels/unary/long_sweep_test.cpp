@@ -1,4 +1,4 @@
-// Every kernel, multiplicity and block size: the quick tests try samples of these.
+// Tests every kernel, multiplicity and block size. The quick tests try only samples of these.
 #include "naive_unary.h"
 
 namespace Fenlet {

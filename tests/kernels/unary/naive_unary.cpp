@@ -1,4 +1,4 @@
-// Negate and Length one lane at a time, and the builds that are compared with them.
+// The naive Negate and Length, and the builds of the kernels that tests compare with them.
 #include "naive_unary.h"
 
 #include <bit>

@@ -1,4 +1,5 @@
-// Negate and Length one lane at a time, with separate conversions: the reference for the kernels.
+// The reference for the kernels of Negate and Length: computes one lane at a time, with separate
+// conversions.
 #pragma once
 
 #include "kernels/lane_memory.h"
