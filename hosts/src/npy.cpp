@@ -1,4 +1,5 @@
 // Reading .npy files.
+#include "lane_conversions.h"
 #include "npy_header.h"
 
 #include <fenlethosts/npy.h>
@@ -13,57 +14,34 @@
 namespace Fenlet {
 namespace {
 
-template <class Lane>
-void storeEntries(NpyArray& array, const unsigned char* data, const NpyHeader& header) {
-    for (std::size_t i = 0; i * sizeof(Lane) < array.bytes.size(); ++i) {
-        const auto lane = static_cast<Lane>(
-            readEntry(data + i * header.type.bytes, header.type, header.bigEndian));
-        std::memcpy(array.bytes.data() + i * sizeof(Lane), &lane, sizeof lane);
-    }
-}
-
 /// Throws unless every truth value is 0 or 1.
 void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::string& path) {
     if (std::any_of(bytes, bytes + count, [](unsigned char truth) { return truth > 1; }))
         throw FileError(path + ": holds a truth value that is neither false nor true");
 }
 
-/// Whether the entries have the same bytes in the file as in memory.
-bool isNative(const NpyHeader& header) {
-    const bool sameOrder = header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);
-    return header.type.code == entryCodeOf(header.type.kind) &&
-           (sameOrder || header.type.bytes == 1);
+/// Whether the entries are stored in the byte order of this machine.
+bool hasOwnOrder(const NpyHeader& header) {
+    return header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) ||
+           componentSize(header.type.kind) == 1;
 }
 
-/// Reads the entries, which follow the header.
-NpyArray readEntries(InputFile& file, const NpyHeader& header, const std::string& path) {
-    const std::vector<unsigned char> data = file.read(header.entryBytes);
-    checkEntryBytes(header, data.size() + file.read(1).size(), path);
-
-    NpyArray array;
-    array.kind = header.type.kind;
-    array.shape = header.shape;
-    array.bytes.resize(data.size() / header.type.bytes *
-                       static_cast<std::size_t>(elementSize(array.kind)));
-    switch (elementSize(array.kind)) {
-    case 1:
-        checkTruths(data.data(), data.size(), path);
-        storeEntries<std::uint8_t>(array, data.data(), header);
-        break;
-    case 2:
-        storeEntries<std::uint16_t>(array, data.data(), header);
-        break;
-    case 4:
-        storeEntries<std::uint32_t>(array, data.data(), header);
-        break;
-    default:
-        storeEntries<std::uint64_t>(array, data.data(), header);
-    }
-    return array;
+/// Reads the entries, which follow the header, in the byte order of this machine.
+std::vector<unsigned char> readEntries(InputFile& file, const NpyHeader& header,
+                                       const std::string& path) {
+    std::vector<unsigned char> bytes = file.read(header.entryBytes);
+    checkEntryBytes(header, bytes.size() + file.read(1).size(), path);
+    const auto size = static_cast<std::ptrdiff_t>(componentSize(header.type.kind));
+    if (!hasOwnOrder(header))
+        for (auto entry = bytes.begin(); entry != bytes.end(); entry += size)
+            std::reverse(entry, entry + size);
+    if (header.type.kind == ArrayKind::Tribool)
+        checkTruths(bytes.data(), bytes.size(), path);
+    return bytes;
 }
 
-/// Maps the whole file. Returns null if the file cannot be mapped or its entries must be converted.
-/// After null, the next read from the file begins at the first entry.
+/// Maps the whole file. Null if it cannot be mapped or its entries are in the other byte order; the
+/// next read from the file then begins at its first entry.
 std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader& header,
                                                 const std::string& path) {
     struct stat about {};
@@ -71,7 +49,7 @@ std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader
         return nullptr;
     const auto bytes = static_cast<std::uint64_t>(about.st_size);
     checkEntryBytes(header, bytes < header.length ? 0 : bytes - header.length, path);
-    if (!isNative(header) || header.entryBytes == 0)
+    if (!hasOwnOrder(header) || header.entryBytes == 0)
         return nullptr;
     const auto length = static_cast<std::size_t>(bytes);
     void* const start = mmap(nullptr, length, PROT_READ, MAP_PRIVATE, fileno(file.handle()), 0);
@@ -88,33 +66,44 @@ FileError::~FileError() = default;
 NpyArray readNpy(const std::string& path) {
     InputFile file(path);
     const NpyHeader header = readNpyHeader(file, path);
-    return readEntries(file, header, path);
+    NpyArray array;
+    array.kind = registerKind(header.type.kind);
+    array.shape = header.shape;
+    array.bytes = readEntries(file, header, path);
+    if (arrayKind(array.kind) == header.type.kind)
+        return array;
+    const std::size_t count =
+        array.bytes.size() / static_cast<std::size_t>(componentSize(header.type.kind));
+    std::vector<unsigned char> wider(count * static_cast<std::size_t>(elementSize(array.kind)));
+    laneConversion(array.kind, header.type.kind)(wider.data(), array.bytes.data(),
+                                                 static_cast<std::int64_t>(count));
+    array.bytes = std::move(wider);
+    return array;
 }
 
 NpyFile::NpyFile(const std::string& path) {
     // Opens the file once and reads it in order, because it may be a pipe.
     InputFile file(path);
     const NpyHeader header = readNpyHeader(file, path);
+    storedKind = header.type.kind;
+    dimensions = header.shape;
+    entryCount =
+        static_cast<std::int64_t>(header.entryBytes) / std::int64_t{componentSize(storedKind)};
     mapped = mapEntries(file, header, path);
     if (!mapped) {
-        array = readEntries(file, header, path);
+        copy = readEntries(file, header, path);
+        entries = copy.data();
         return;
     }
-    offset = header.length;
-    array.kind = header.type.kind;
-    array.shape = header.shape;
-    mappedEntries = header.entryBytes / header.type.bytes;
-    if (array.kind == CpuElementKind::Tribool)
-        checkTruths(mapped.get() + offset, mappedEntries, path);
+    entries = mapped.get() + header.length;
+    if (storedKind == ArrayKind::Tribool)
+        checkTruths(entries, header.entryBytes, path);
 }
 
 NpyFile::~NpyFile() = default;
 
 ArrayView NpyFile::view(std::int32_t components) const {
-    if (!mapped)
-        return array.view(components);
-    const auto count = static_cast<std::int64_t>(mappedEntries);
-    return {mapped.get() + offset, array.kind, count / components, components, 0, nullptr};
+    return {entries, storedKind, entryCount / components, components};
 }
 
 } // namespace Fenlet

@@ -11,12 +11,10 @@ namespace Fenlet {
 namespace {
 
 constexpr EntryType entryTypes[] = {
-    {"b1", 1, false, CpuElementKind::Tribool}, {"i1", 1, true, CpuElementKind::Int32},
-    {"u1", 1, false, CpuElementKind::Int32},   {"i2", 2, true, CpuElementKind::Int32},
-    {"u2", 2, false, CpuElementKind::Int32},   {"i4", 4, true, CpuElementKind::Int32},
-    {"u4", 4, false, CpuElementKind::Int64},   {"i8", 8, true, CpuElementKind::Int64},
-    {"f2", 2, false, CpuElementKind::Half},    {"f4", 4, false, CpuElementKind::Float32},
-    {"f8", 8, false, CpuElementKind::Float64},
+    {"b1", ArrayKind::Tribool}, {"i1", ArrayKind::Int8},    {"u1", ArrayKind::UInt8},
+    {"i2", ArrayKind::Int16},   {"u2", ArrayKind::UInt16},  {"i4", ArrayKind::Int32},
+    {"u4", ArrayKind::UInt32},  {"i8", ArrayKind::Int64},   {"f2", ArrayKind::Half},
+    {"f4", ArrayKind::Float32}, {"f8", ArrayKind::Float64},
 };
 
 /// The longest header that is accepted, in bytes. A usual header is one short line.
@@ -133,7 +131,7 @@ void HeaderParser::parseType(std::string_view code, NpyHeader& header) const {
     for (const EntryType& type : entryTypes) {
         if (code.substr(std::min<std::size_t>(1, code.size())) != type.code)
             continue;
-        const bool oneByte = type.bytes == 1;
+        const bool oneByte = componentSize(type.kind) == 1;
         if (order == '<' || order == '>' || (order == '|' && oneByte)) {
             header.type = type;
             header.bigEndian = order == '>';
@@ -213,14 +211,6 @@ std::vector<unsigned char> InputFile::read(std::uint64_t wanted) {
     return bytes;
 }
 
-std::uint64_t readEntry(const unsigned char* bytes, const EntryType& type, bool bigEndian) {
-    std::uint64_t bits = 0;
-    for (std::size_t b = 0; b < type.bytes; ++b)
-        bits |= std::uint64_t{bytes[bigEndian ? type.bytes - 1 - b : b]} << (8 * b);
-    const std::uint64_t sign = std::uint64_t{1} << (8 * type.bytes - 1);
-    return type.isSigned ? (bits ^ sign) - sign : bits;
-}
-
 NpyHeader readNpyHeader(InputFile& file, const std::string& path) {
     const auto fail = [&path](const std::string& what) -> FileError {
         return FileError(path + ": " + what);
@@ -239,8 +229,9 @@ NpyHeader readNpyHeader(InputFile& file, const std::string& path) {
     const std::vector<unsigned char> length = file.read(lengthBytes);
     if (length.size() < lengthBytes)
         throw fail("ends within the first bytes of its header");
-    const std::uint64_t headerLength =
-        readEntry(length.data(), {"", lengthBytes, false, CpuElementKind::Int32}, false);
+    std::uint64_t headerLength = 0;
+    for (std::size_t b = 0; b < lengthBytes; ++b)
+        headerLength |= std::uint64_t{length[b]} << (8 * b);
     if (headerLength > longestHeader)
         throw fail("its header of " + std::to_string(headerLength) + " bytes is too long");
     const std::vector<unsigned char> text = file.read(headerLength);
@@ -248,7 +239,8 @@ NpyHeader readNpyHeader(InputFile& file, const std::string& path) {
         throw fail("ends within its header");
     NpyHeader header =
         HeaderParser({reinterpret_cast<const char*>(text.data()), text.size()}, path).parse();
-    header.entryBytes = countEntries(header, path) * header.type.bytes;
+    header.entryBytes =
+        countEntries(header, path) * static_cast<std::uint64_t>(componentSize(header.type.kind));
     header.length = 8 + lengthBytes + headerLength;
     return header;
 }
@@ -263,9 +255,9 @@ void checkEntryBytes(const NpyHeader& header, std::uint64_t held, const std::str
                         " bytes of entries that its shape asks for");
 }
 
-std::string_view entryCodeOf(CpuElementKind kind) {
+std::string_view entryCodeOf(ArrayKind kind) {
     for (const EntryType& type : entryTypes)
-        if (type.kind == kind && type.bytes == static_cast<std::size_t>(elementSize(kind)))
+        if (type.kind == kind)
             return type.code;
     return {};
 }

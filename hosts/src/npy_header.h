@@ -9,19 +9,17 @@
 
 namespace Fenlet {
 
-/// How an entry is stored in the file, and the kind that it becomes.
+/// How an entry is stored in the file, apart from the byte order.
 struct EntryType {
-    std::string_view code; ///< without the byte order
-    std::size_t bytes;
-    bool isSigned;
-    CpuElementKind kind;
+    std::string_view code;
+    ArrayKind kind;
 };
 
 struct NpyHeader {
     EntryType type{};
     bool bigEndian = false;
     std::vector<std::int64_t> shape;
-    std::uint64_t entryBytes = 0; ///< of all entries together, in the file
+    std::uint64_t entryBytes = 0; ///< of all entries together
     std::uint64_t length = 0;     ///< bytes before the first entry
 };
 
@@ -40,9 +38,6 @@ class InputFile {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
 };
 
-/// The entry's bits, sign-extended if its type is signed.
-std::uint64_t readEntry(const unsigned char* bytes, const EntryType& type, bool bigEndian);
-
 /// Reads everything before the entries. Throws `FileError`.
 NpyHeader readNpyHeader(InputFile& file, const std::string& path);
 
@@ -52,6 +47,6 @@ NpyHeader readNpyHeader(InputFile& file, const std::string& path);
 void checkEntryBytes(const NpyHeader& header, std::uint64_t held, const std::string& path);
 
 /// The type code that a kind is written with, without the byte order.
-std::string_view entryCodeOf(CpuElementKind kind);
+std::string_view entryCodeOf(ArrayKind kind);
 
 } // namespace Fenlet

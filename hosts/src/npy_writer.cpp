@@ -13,7 +13,7 @@ std::string headerText(CpuElementKind kind, const std::vector<std::int64_t>& sha
     const char order = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? '>' : '<';
     std::string text = "{'descr': '";
     text += elementSize(kind) == 1 ? '|' : order;
-    text += entryCodeOf(kind);
+    text += entryCodeOf(arrayKind(kind));
     text += "', 'fortran_order': False, 'shape': (";
     for (const std::int64_t size : shape)
         text += std::to_string(size) + ",";

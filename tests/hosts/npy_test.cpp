@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <sys/stat.h>
 #include <thread>
 
@@ -25,21 +26,40 @@ std::string messageOf(Read&& read) {
     return "(is read)";
 }
 
+/// All components of the view, read as this kind.
+Bytes lanesIn(const ArrayView& view, CpuElementKind kind) {
+    const auto count = static_cast<std::size_t>(view.count());
+    const auto components = static_cast<std::size_t>(view.components);
+    Bytes values(count * components * static_cast<std::size_t>(elementSize(kind)));
+    Bytes validity(count, 1);
+    std::vector<std::int64_t> indices(count);
+    std::iota(indices.begin(), indices.end(), 0);
+    FieldRead request;
+    request.values = values.data();
+    request.validity = validity.data();
+    request.kind = kind;
+    request.multiplicity = view.components;
+    request.indices = indices.data();
+    request.contiguous = true;
+    request.count = static_cast<std::int32_t>(count);
+    EXPECT_TRUE(count == 0 || ArrayField(view).read(request));
+    EXPECT_EQ(std::count(validity.begin(), validity.end(), 1), view.count());
+    return values;
+}
+
 void expectSame(const Fenlet::NpyFile& file, const NpyArray& array) {
     EXPECT_EQ(file.kind(), array.kind);
     EXPECT_EQ(file.shape(), array.shape);
     for (const std::int32_t components : {1, 3}) {
         const ArrayView view = file.view(components);
-        EXPECT_EQ(view.kind, arrayKind(array.kind));
+        EXPECT_EQ(registerKind(view.kind), array.kind);
         EXPECT_EQ(view.count(), array.entryCount() / components);
         EXPECT_EQ(view.components, components);
         EXPECT_EQ(view.axisCount, 1);
-        EXPECT_EQ(view.axes[0].stride, elementSize(array.kind) * components);
+        EXPECT_EQ(view.axes[0].stride, componentSize(view.kind) * components);
         EXPECT_EQ(view.presence.data, nullptr);
-        const auto* const bytes = static_cast<const unsigned char*>(view.data);
-        const std::size_t size =
-            static_cast<std::size_t>(view.count() * components * elementSize(array.kind));
-        EXPECT_TRUE(std::equal(bytes, bytes + size, array.bytes.begin()));
+        const Bytes lanes = lanesIn(view, array.kind);
+        EXPECT_TRUE(std::equal(lanes.begin(), lanes.end(), array.bytes.begin()));
     }
 }
 
@@ -382,16 +402,29 @@ TEST_F(NpyFile, StaysOnTheDiskWhereItsEntriesStandAsInMemory) {
         const std::string entry(std::size_t(type[2] - '0'), '\1');
         return isMapped(folder, npyFile(npyHeader(type, "(1,)"), entry));
     };
-    for (const std::string type : {"|b1", "<b1", ">b1"})
+    for (const std::string type : {"|b1", "<b1", ">b1", "|i1", "<i1", ">i1", "|u1"})
         EXPECT_TRUE(staysThere(type)) << type;
-    for (const std::string type : {"i4", "i8", "f2", "f4", "f8"}) {
+    for (const std::string type : {"i2", "u2", "i4", "u4", "i8", "f2", "f4", "f8"}) {
         EXPECT_TRUE(staysThere(ownOrder + type)) << type;
         EXPECT_FALSE(staysThere(otherOrder + type)) << type;
     }
-    for (const std::string type : {"|i1", "|u1"})
-        EXPECT_FALSE(staysThere(type)) << type;
-    for (const std::string type : {"i2", "u2", "u4"})
-        EXPECT_FALSE(staysThere(ownOrder + type)) << type;
+}
+
+TEST_F(NpyFile, ViewsItsEntriesInTheKindThatTheyHaveInTheFile) {
+    const struct {
+        std::string type;
+        ArrayKind kind;
+    } rows[] = {{"b1", ArrayKind::Tribool}, {"i1", ArrayKind::Int8},   {"u1", ArrayKind::UInt8},
+                {"i2", ArrayKind::Int16},   {"u2", ArrayKind::UInt16}, {"i4", ArrayKind::Int32},
+                {"u4", ArrayKind::UInt32},  {"i8", ArrayKind::Int64},  {"f2", ArrayKind::Half},
+                {"f4", ArrayKind::Float32}, {"f8", ArrayKind::Float64}};
+    for (const auto& row : rows)
+        for (const char order : {'<', '>'}) {
+            const std::string entry(std::size_t(row.type[1] - '0'), '\1');
+            const Fenlet::NpyFile file(
+                folder.write("array.npy", npyFile(npyHeader(order + row.type, "(1,)"), entry)));
+            EXPECT_EQ(file.view().kind, row.kind) << row.type;
+        }
 }
 
 TEST_F(NpyFile, MayHaveItsEntriesAnywhere) {

@@ -48,8 +48,8 @@ struct NpyArray {
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
 /// A .npy file whose entries stay in the file and are read as they are needed, so that it may be
-/// larger than memory. The constructor reads all entries into memory if they must be converted
-/// (from another byte order, or from integers of 8 or 16 bits), or if the path is not a plain file.
+/// larger than memory. The entries are read into memory at once if they are in the other byte
+/// order, or if the path is not a plain file.
 ///
 /// Do not shorten the file while this object exists: the system ends a process that reads beyond
 /// the end of a mapped file.
@@ -61,19 +61,22 @@ class FENLETHOSTS_API NpyFile {
     NpyFile(const NpyFile&) = delete;
     NpyFile& operator=(const NpyFile&) = delete;
 
-    CpuElementKind kind() const { return array.kind; }
-    const std::vector<std::int64_t>& shape() const { return array.shape; }
+    /// The kind of register that holds every entry, as `readNpy` gives it.
+    CpuElementKind kind() const { return registerKind(storedKind); }
+    const std::vector<std::int64_t>& shape() const { return dimensions; }
 
-    /// The entries as elements of `components` components each. The view borrows them from this
-    /// object.
+    /// The entries as elements of `components` components each, of the kind that they have in the
+    /// file; a bool is a `Tribool` of 0 or 1. The view borrows them from this object. They need not
+    /// be aligned.
     ArrayView view(std::int32_t components = 1) const;
 
   private:
-    NpyArray array; ///< has no bytes if the file is mapped
-    std::shared_ptr<const unsigned char>
-        mapped;               ///< the whole file from its first byte; null if it is not mapped
-    std::uint64_t offset = 0; ///< bytes before the first entry
-    std::uint64_t mappedEntries = 0;
+    ArrayKind storedKind = ArrayKind::Unsupported;
+    std::vector<std::int64_t> dimensions;
+    std::int64_t entryCount = 0;
+    const unsigned char* entries = nullptr;      ///< the first one, in `mapped` or in `copy`
+    std::vector<unsigned char> copy;             ///< empty if the file is mapped
+    std::shared_ptr<const unsigned char> mapped; ///< the whole file; null if it is not mapped
 };
 
 } // namespace Fenlet
