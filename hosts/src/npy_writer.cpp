@@ -46,11 +46,11 @@ std::uint64_t bytesOf(CpuElementKind kind, const std::vector<std::int64_t>& shap
 NpyWriter::NpyWriter(const std::string& newPath, CpuElementKind kind,
                      const std::vector<std::int64_t>& shape)
     : path(newPath), file(newPath) {
-    const std::uint64_t entryBytes = bytesOf(kind, shape);
+    entryBytes = bytesOf(kind, shape);
     const std::string text = headerText(kind, shape);
     const unsigned char length[] = {static_cast<unsigned char>(text.size() & 0xFF),
                                     static_cast<unsigned char>(text.size() >> 8)};
-    missingBytes = 8 + sizeof length + text.size();
+    headerBytes = missingBytes = 8 + sizeof length + text.size();
     write("\x93NUMPY\x01\0", 8);
     write(length, sizeof length);
     write(text.data(), text.size());
@@ -58,6 +58,14 @@ NpyWriter::NpyWriter(const std::string& newPath, CpuElementKind kind,
 }
 
 NpyWriter::~NpyWriter() = default;
+
+void* NpyWriter::map() {
+    unsigned char* const start = file.map(headerBytes + entryBytes);
+    if (start == nullptr)
+        return nullptr;
+    missingBytes = 0;
+    return start + headerBytes;
+}
 
 void NpyWriter::write(const void* entries, std::size_t bytes) {
     if (bytes > missingBytes)

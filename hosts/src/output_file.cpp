@@ -6,7 +6,10 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/mman.h>
+#include <sys/statvfs.h>
 
 namespace Fenlet {
 namespace {
@@ -33,6 +36,27 @@ std::string fileBehind(const std::string& path) {
     return target.string();
 }
 
+/// Gives the file this size, with all its space on the disk, so that writing to a mapping of it
+/// cannot fail later. Returns 0 or the system's reason.
+int allocate(int descriptor, std::uint64_t size) {
+#ifdef __linux__
+    // Some file systems would fill the disk before they notice that it is too small.
+    struct statvfs disk;
+    if (fstatvfs(descriptor, &disk) == 0 && disk.f_blocks != 0 &&
+        size / disk.f_frsize > disk.f_bfree)
+        return ENOSPC;
+    // The standard's posix_fallocate would write to every block where the file system cannot do
+    // this.
+    while (fallocate(descriptor, 0, 0, static_cast<off_t>(size)) != 0)
+        if (errno != EINTR)
+            return errno;
+    return 0;
+#else
+    static_cast<void>(descriptor), static_cast<void>(size);
+    return ENOTSUP;
+#endif
+}
+
 } // namespace
 
 OutputFile::OutputFile(const std::string& newPath) : path(newPath), target(fileBehind(newPath)) {
@@ -45,7 +69,32 @@ OutputFile::OutputFile(const std::string& newPath) : path(newPath), target(fileB
 
 OutputFile::~OutputFile() = default;
 
+unsigned char* OutputFile::map(std::uint64_t size) {
+    if (mapped)
+        return mapped.get();
+    if (std::fflush(file) != 0)
+        fail();
+    const auto length = static_cast<std::size_t>(size);
+    if (length != size)
+        return nullptr;
+    // Mapped first, so that a file that cannot be mapped keeps its size.
+    void* const start = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, fileno(file), 0);
+    if (start == MAP_FAILED)
+        return nullptr;
+    mapped = {static_cast<unsigned char*>(start),
+              [start, length](const unsigned char*) { munmap(start, length); }};
+    const int reason = allocate(fileno(file), size);
+    if (reason == 0)
+        return mapped.get();
+    mapped.reset();
+    if (reason == EOPNOTSUPP || reason == ENOTSUP || reason == ENOSYS || reason == EINVAL)
+        return nullptr;
+    errno = reason;
+    fail();
+}
+
 void OutputFile::close() {
+    mapped.reset();
     file = nullptr;
     errno = temporary->finish();
     if (errno != 0)

@@ -145,7 +145,7 @@ TemporaryFile::~TemporaryFile() {
 /// could not name the file later.
 int TemporaryFile::openUnnamed() const {
 #ifdef O_TMPFILE
-    const int unnamed = open(folderOf(target).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    const int unnamed = open(folderOf(target).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
     if (unnamed < 0)
         return -1;
     try {
@@ -191,9 +191,8 @@ int TemporaryFile::openNamed() {
     const mode_t mode = stat(target.c_str(), &replaced) == 0 ? replaced.st_mode & 0600 : 0666;
     int made = -1;
     const auto make = [&](const char* candidate) {
-        made = open(candidate, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode);
-        // Before the file was locked, another process may have taken it for a leftover and removed
-        // it.
+        made = open(candidate, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode);
+        // Another process may have mistaken it for a leftover before it was locked.
         if (made >= 0 && (isLockedByAnother(made) || !isStillThere(made, candidate))) {
             close(made);
             made = -1;

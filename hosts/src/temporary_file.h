@@ -24,7 +24,8 @@ class TemporaryFile {
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    /// Open for writing; null if the file could not be opened, and after `finish`.
+    /// Open for writing, and for mappings, which are read too; null if the file could not be
+    /// opened, and after `finish`.
     std::FILE* handle() const { return file; }
 
     /// Closes the handle, gives the file the mode and the owner of a file that is already at the

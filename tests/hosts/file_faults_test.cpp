@@ -169,12 +169,20 @@ void writeArray(const std::string& path) {
     writer.finish();
 }
 
+/// The same in memory.
+void mapArray(const std::string& path) {
+    NpyWriter writer(path, CpuElementKind::Float32, {2});
+    std::memcpy(writer.map(), entries.data(), entries.size());
+    writer.finish();
+}
+
 class WriteFaults : public FileFaults {
   protected:
-    /// Writes an array to `path` while each allocation fails in turn. `path` is the path of `file`,
-    /// or of a link to it. The folder has no other files, except links.
+    /// Writes an array to `path` with `write` while each allocation fails in turn. `path` is or
+    /// leads to the file with this name, the only one in the folder except for links.
     void expectWholeOrUntouched(const std::string& path, const std::string& file,
-                                const Names& names) {
+                                const Names& names,
+                                void (*write)(const std::string&) = &writeArray) {
         writeArray(folder.path("expected.npy"));
         const std::string newContent = folder.read("expected.npy");
         std::filesystem::remove(folder.path("expected.npy"));
@@ -188,7 +196,7 @@ class WriteFaults : public FileFaults {
                 return std::make_unique<Attempt>();
             },
             [&](auto& attempt) {
-                writeArray(path);
+                write(path);
                 attempt->isDone = true;
             },
             [&](auto& attempt) {
@@ -206,6 +214,7 @@ class WriteFaults : public FileFaults {
 TEST_F(WriteFaults, LeaveTheFileThatWasThere) {
     const std::string name = "an array with a name of some length.npy";
     expectWholeOrUntouched(folder.path(name), name, {name});
+    expectWholeOrUntouched(folder.path(name), name, {name}, &mapArray);
 }
 
 TEST_F(WriteFaults, LeaveTheFileThatALinkLeadsTo) {

@@ -5,6 +5,7 @@
 
 #include <fenlethosts/npy_writer.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -105,6 +106,74 @@ TEST_F(NpyWriterTest, WritesWhatReadsBackTheSame) {
             EXPECT_EQ(all[all.size() - entries.size() - 1], '\n');
         }
     }
+}
+
+TEST_F(NpyWriterTest, WritesTheSameInMemory) {
+    for (const CpuElementKind kind : allKinds) {
+        for (const Shape& shape : {Shape{}, Shape{7, 3}, Shape{0}, Shape{100000}}) {
+            SCOPED_TRACE(testing::PrintToString(kind) + testing::PrintToString(shape));
+            const Bytes entries = entriesFor(kind, shape);
+            NpyWriter written(folder.path("written.npy"), kind, shape);
+            written.write(entries.data(), entries.size());
+            written.finish();
+
+            NpyWriter mapped(folder.path("mapped.npy"), kind, shape);
+            auto* const memory = static_cast<unsigned char*>(mapped.map());
+            ASSERT_NE(memory, nullptr);
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % 64, 0u);
+            EXPECT_EQ(std::count(memory, memory + entries.size(), 0),
+                      static_cast<std::ptrdiff_t>(entries.size()));
+            // From the last one to the first.
+            for (std::size_t i = entries.size(); i-- > 0;)
+                memory[i] = entries[i];
+            EXPECT_EQ(failureOf([&] { mapped.write("x", 1); }),
+                      folder.path("mapped.npy") + ": more entries than the array has room for");
+            EXPECT_EQ(folder.names(), Names{"written.npy"});
+            mapped.close();
+            mapped.finish();
+            EXPECT_EQ(folder.read("mapped.npy"), folder.read("written.npy"));
+            std::filesystem::remove(folder.path("mapped.npy"));
+        }
+    }
+}
+
+TEST_F(NpyWriterTest, LeavesNothingOfAMappedFileThatIsNotFinished) {
+    const std::string path = folder.write("array.npy", "what was there");
+    {
+        NpyWriter writer(path, CpuElementKind::Tribool, {5});
+        std::copy(truths.begin(), truths.end(), static_cast<char*>(writer.map()));
+    }
+    EXPECT_EQ(folder.names(), Names{"array.npy"});
+    EXPECT_EQ(folder.read("array.npy"), "what was there");
+}
+
+TEST_F(NpyWriterTest, MapsWhatIsAlreadyWritten) {
+    NpyWriter writer(folder.path("array.npy"), CpuElementKind::Tribool, {5});
+    writer.write(truths.data(), 2);
+    auto* const memory = static_cast<char*>(writer.map());
+    ASSERT_NE(memory, nullptr);
+    EXPECT_EQ(std::string(memory, 5), truths.substr(0, 2) + std::string(3, '\0'));
+    std::copy(truths.begin() + 2, truths.end(), memory + 2);
+    EXPECT_EQ(writer.map(), static_cast<void*>(memory)) << "a second call changes nothing";
+    writer.finish();
+    EXPECT_EQ(folder.read("array.npy"), file);
+}
+
+TEST_F(NpyWriterTest, IsWrittenWhereItCannotBeMapped) {
+    NpyWriter writer(folder.path("array.npy"), CpuElementKind::Tribool, {5});
+    {
+        // No more memory can be mapped.
+        rlimit before{};
+        getrlimit(RLIMIT_AS, &before);
+        const rlimit limit{4096, before.rlim_max};
+        setrlimit(RLIMIT_AS, &limit);
+        const bool isMapped = writer.map() != nullptr;
+        setrlimit(RLIMIT_AS, &before);
+        EXPECT_FALSE(isMapped);
+    }
+    writer.write(truths.data(), truths.size());
+    writer.finish();
+    EXPECT_EQ(folder.read("array.npy"), file);
 }
 
 TEST_F(NpyWriterTest, WritesTheShortestHeaderOfTheFirstVersion) {
@@ -252,6 +321,23 @@ TEST_F(NpyWriterTest, LeavesNothingOnAFullDisk) {
     }
     const FullDisk disk(100128);
     EXPECT_EQ(failureOf([&] { writeBytes(path, large); }), "(nothing fails)");
+    EXPECT_EQ(folder.read("array.npy").size(), 100128u);
+}
+
+TEST_F(NpyWriterTest, MapsNothingOnAFullDisk) {
+    const std::string path = folder.write("array.npy", "what was there");
+    for (const rlim_t limit : {0u, 127u, 128u, 70000u, 100127u}) {
+        SCOPED_TRACE(limit);
+        const FullDisk disk(limit);
+        EXPECT_EQ(failureOf([&] { NpyWriter(path, CpuElementKind::Tribool, {100000}).map(); }),
+                  path + ": File too large");
+        EXPECT_EQ(folder.names(), Names{"array.npy"});
+        EXPECT_EQ(folder.read("array.npy"), "what was there");
+    }
+    const FullDisk disk(100128);
+    NpyWriter writer(path, CpuElementKind::Tribool, {100000});
+    EXPECT_NE(writer.map(), nullptr);
+    writer.finish();
     EXPECT_EQ(folder.read("array.npy").size(), 100128u);
 }
 

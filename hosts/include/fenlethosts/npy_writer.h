@@ -30,6 +30,13 @@ class FENLETHOSTS_API NpyWriter {
     /// The path of the file that will be replaced: where symbolic links lead to.
     const std::string& place() const { return file.place(); }
 
+    /// Lets the entries be written in memory, in any order and by several threads, instead of by
+    /// `write`. They are zero except for those already written. The memory begins at a multiple of
+    /// 64 bytes and is valid until `close` or `finish`. Returns null if the system cannot do this,
+    /// for example on some network file systems; then go on with `write`. Throws `FileError` if the
+    /// disk has no room for the array.
+    void* map();
+
     /// Appends entries; a bool is a byte of 0 or 1. Throws `FileError` if they cannot be written,
     /// or if the shape has no room for them.
     void write(const void* entries, std::size_t bytes);
@@ -46,6 +53,8 @@ class FENLETHOSTS_API NpyWriter {
   private:
     std::string path;
     OutputFile file;
+    std::uint64_t headerBytes = 0;
+    std::uint64_t entryBytes = 0; ///< of the whole array
     std::uint64_t missingBytes = 0;
 };
 

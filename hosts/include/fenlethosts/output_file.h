@@ -3,6 +3,7 @@
 
 #include <fenlethosts/export.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -38,7 +39,14 @@ class FENLETHOSTS_API OutputFile {
     /// Open for writing; null after `close` and `keep`.
     std::FILE* handle() const { return file; }
 
-    /// The path of the file that will be replaced, with symbolic links followed.
+    /// Lets the file be written in memory: gives it this size in bytes, allocates its space on the
+    /// disk, and maps it. The memory holds what was written through `handle` before and is zero
+    /// otherwise. It is valid until `close` or `keep`; do not write through `handle` any more.
+    /// Returns null if the system cannot allocate or map the file; then go on with `handle`. Throws
+    /// `FileError` if there is no room for the file. Another call returns the same memory.
+    unsigned char* map(std::uint64_t size);
+
+    /// The path of the file that will be replaced: where symbolic links lead to.
     const std::string& place() const { return target; }
 
     /// Finishes the new file but leaves the old one in place until `keep`. To write several files
@@ -59,6 +67,7 @@ class FENLETHOSTS_API OutputFile {
     std::string target;
     std::unique_ptr<TemporaryFile> temporary;
     std::FILE* file = nullptr;
+    std::shared_ptr<unsigned char> mapped;
 };
 
 } // namespace Fenlet

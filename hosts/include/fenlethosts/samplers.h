@@ -1,4 +1,5 @@
-// Ready-made samplers: a ramp for one coordinate, a grid for two.
+// Ready-made samplers: a ramp for one coordinate, a grid for two. Several threads may use the same
+// one at the same time.
 #pragma once
 
 #include <fenletexec/providers.h>
