@@ -3,6 +3,7 @@
 
 #include <fenletir/number_fit.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -147,7 +148,12 @@ Inputs::Inputs(const FenletProgram& newProgram)
       grids(program.samplers.size()),
       uniformValues(program.uniforms.size()),
       accessors(program.fields.size()),
-      samplers(program.samplers.size()) {}
+      samplers(program.samplers.size()) {
+    const std::size_t longest =
+        std::max({program.fields.size(), program.uniforms.size(), program.samplers.size()});
+    for (std::size_t i = 0; i < longest; ++i)
+        numbers.push_back('@' + std::to_string(i));
+}
 
 void Inputs::setField(const Assignment& field) {
     const std::size_t number = fieldNames.find(field.name);
@@ -232,6 +238,20 @@ void Inputs::checkSampler(const Instruction& instruction) const {
             what + " needs coordinates of 2 numbers, column and row, but the program gives it " +
             (at.format == RegisterFormat::Tribool ? "truth values"
                                                   : std::to_string(at.multiplicity)));
+}
+
+std::vector<ArrayInput> Inputs::arrays() const {
+    std::vector<ArrayInput> all;
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        if (fields[i])
+            all.emplace_back(numbers[i], fields[i]->file.view(fields[i]->components));
+    for (std::size_t i = 0; i < uniformValues.size(); ++i)
+        if (uniformValues[i])
+            all.emplace_back(numbers[i], *uniformValues[i]);
+    for (std::size_t i = 0; i < samplers.size(); ++i)
+        if (samplers[i] != nullptr)
+            all.emplace_back(numbers[i], *samplers[i]);
+    return all;
 }
 
 Bindings Inputs::bindings() {

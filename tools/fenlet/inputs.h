@@ -3,6 +3,7 @@
 
 #include "names.h"
 
+#include <fenletarrays/array_run.h>
 #include <fenletexec/interpreter.h>
 #include <fenlethosts/array_field.h>
 #include <fenlethosts/npy.h>
@@ -49,6 +50,9 @@ class Inputs {
     /// The number of elements of the fields; empty if there is no field.
     std::optional<long long> elementCount() const { return count; }
 
+    /// Everything that is given, for a run over arrays: each under its number, such as "@0".
+    std::vector<Fenlet::ArrayInput> arrays() const;
+    /// The same for an interpreter. Both are valid as long as this object.
     Fenlet::Bindings bindings();
 
   private:
@@ -77,6 +81,7 @@ class Inputs {
     std::vector<std::unique_ptr<Field>> fields;
     std::vector<std::unique_ptr<Grid>> grids;
     std::vector<std::optional<Fenlet::Constant>> uniformValues;
+    std::vector<std::string> numbers; ///< the numbers of the longest pool, as text
     Fenlet::UniformTable uniforms;
     std::vector<Fenlet::CpuFieldAccessor*> accessors;
     std::vector<Fenlet::FenletSampler*> samplers;

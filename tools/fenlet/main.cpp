@@ -23,6 +23,7 @@ using namespace Fenlet;
 
 constexpr int failed = 1;
 constexpr int misused = 2;
+constexpr int mostThreads = 1024;
 
 constexpr const char* commands = R"(
 FILE is the text of a program, or - for standard input.
@@ -47,6 +48,8 @@ constexpr const char* runOptions = R"(
   --count N            evaluate the first N elements; by default, all elements of the fields
   --block N            elements per block; by default, a size that suits the program; results do
                        not depend on it (bench has this option, too)
+  --threads N          use at most N threads; by default, as many as the machine has; results do
+                       not depend on it
   --force              run a program even if check says that its results would be wrong (bench
                        has this option, too)
 )";
@@ -150,7 +153,19 @@ void admit(const ParseResult& text, const std::string& path, bool isForced) {
     throw std::runtime_error(nameOf(path) + ": not run: " + reason);
 }
 
-/// Prints the findings to standard output, because they are the result of this command.
+/// What is wrong with the value of --threads; empty if nothing is.
+std::string threadsFault(const std::string& text) {
+#ifdef FENLET_HAVE_TBB
+    static_cast<void>(text);
+    return {};
+#else
+    return text == "1" ? std::string()
+                       : "this fenlet was built without oneTBB and has only one thread; give 1 or "
+                         "leave the option out";
+#endif
+}
+
+/// The findings are the answer of this command, so they go to standard output.
 int check(const std::string& path) {
     const ParseResult text = readProgram(path);
     return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;
@@ -220,6 +235,12 @@ int main(int argumentCount, char** arguments) {
                      "evaluate the first N elements; by default, all elements of the fields")
         ->type_name("N")
         ->check(CLI::Range(0LL, 1LL << 60).description(""));
+    running
+        ->add_option("--threads", options.threads,
+                     "use at most N threads; by default, as many as the machine has")
+        ->type_name("N")
+        ->check(CLI::Range(1, mostThreads).description(""))
+        ->check(CLI::Validator(threadsFault, ""));
     for (CLI::App* const sub : {running, timing}) {
         sub->add_option("--block", options.blockSize,
                         "elements per block; by default, a size that suits the program")

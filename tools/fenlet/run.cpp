@@ -2,16 +2,16 @@
 #include "run.h"
 
 #include "inputs.h"
+#include "outputs.h"
 #include "terminal/progress.h"
 
 #include <fenlethosts/block_size.h>
-#include <fenlethosts/npy_writer.h>
 #include <fenlethosts/outcome.h>
 #include <fenlethosts/sinks.h>
+#include <fenletparallel/parallel_run.h>
 
+#include <atomic>
 #include <csignal>
-#include <cstring>
-#include <filesystem>
 #include <iterator>
 #include <list>
 #include <set>
@@ -22,93 +22,6 @@ namespace Tool {
 using namespace Fenlet;
 
 namespace {
-
-/// One output file: a register's values, or which of its elements have one.
-class Output {
-  public:
-    Output(const FenletProgram& program, std::int32_t newNumber, const std::string& path,
-           bool isMask, long long count)
-        : number(newNumber),
-          kind(blockElement(program.registerInfo(number).format)),
-          multiplicity(program.registerInfo(number).multiplicity),
-          wantsMask(isMask),
-          writer(path, isMask ? CpuElementKind::Tribool : kind, shapeFor(count)) {}
-
-    void write(const RegisterFile& registers, int count) {
-        if (wantsMask)
-            writeMask(registers, count);
-        else
-            writeValues(registers, count);
-    }
-    /// The absolute path of the file, however its name was given.
-    std::string place() const {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(writer.place()))
-            .string();
-    }
-    void close() { writer.close(); }
-    void finish() { writer.finish(); }
-
-  private:
-    std::vector<std::int64_t> shapeFor(long long count) const {
-        if (wantsMask || multiplicity == 1)
-            return {count};
-        return {count, multiplicity};
-    }
-    void writeMask(const RegisterFile& registers, int count);
-    void writeValues(const RegisterFile& registers, int count);
-
-    std::int32_t number;
-    CpuElementKind kind;
-    std::int32_t multiplicity;
-    bool wantsMask;
-    NpyWriter writer;
-    std::vector<unsigned char> bytes;
-};
-
-void Output::writeMask(const RegisterFile& registers, int count) {
-    bytes.resize(static_cast<std::size_t>(count));
-    const unsigned char* const validity = registers.validity(number);
-    const unsigned char* const data = registers.data(number);
-    for (int e = 0; e < count; ++e) {
-        bool known = validity[e] != 0;
-        if (kind == CpuElementKind::Tribool)
-            for (std::int32_t c = 0; c < multiplicity; ++c)
-                known = known && data[e * multiplicity + c] <= 1;
-        bytes[static_cast<std::size_t>(e)] = known;
-    }
-    writer.write(bytes.data(), bytes.size());
-}
-
-/// The bits that represent a missing value: a quiet NaN, 0 or false.
-std::uint64_t missingBits(CpuElementKind kind) {
-    switch (kind) {
-    case CpuElementKind::Half:
-        return 0x7E00;
-    case CpuElementKind::Float32:
-        return 0x7FC00000;
-    case CpuElementKind::Float64:
-        return 0x7FF8000000000000;
-    default:
-        return 0;
-    }
-}
-
-void Output::writeValues(const RegisterFile& registers, int count) {
-    const auto size = static_cast<std::size_t>(elementSize(kind));
-    const std::size_t elementBytes = size * static_cast<std::size_t>(multiplicity);
-    const unsigned char* const data = registers.data(number);
-    const unsigned char* const validity = registers.validity(number);
-    bytes.assign(data, data + elementBytes * static_cast<std::size_t>(count));
-    if (kind == CpuElementKind::Tribool)
-        for (unsigned char& truth : bytes)
-            truth = truth == 1;
-    const std::uint64_t missing = missingBits(kind);
-    for (std::size_t e = 0; e < static_cast<std::size_t>(count); ++e)
-        for (std::size_t at = e * elementBytes; validity[e] == 0 && at < (e + 1) * elementBytes;
-             at += size)
-            std::memcpy(bytes.data() + at, &missing, size);
-    writer.write(bytes.data(), bytes.size());
-}
 
 long long countFor(const Inputs& inputs, const RunOptions& options) {
     if (inputs.elementCount() && options.count && *options.count > *inputs.elementCount())
@@ -128,8 +41,12 @@ class Interruption {
   public:
     Interruption() {
         received = 0;
+        hasCome = false;
         for (std::size_t i = 0; i < std::size(numbers); ++i) {
-            before[i] = std::signal(numbers[i], [](int number) { received = number; });
+            before[i] = std::signal(numbers[i], [](int number) {
+                received = number;
+                hasCome = true;
+            });
             if (before[i] == SIG_IGN)
                 std::signal(numbers[i], SIG_IGN);
         }
@@ -142,47 +59,91 @@ class Interruption {
     Interruption& operator=(const Interruption&) = delete;
 
     static void check() {
-        if (received != 0)
+        if (hasCome)
             throw Interrupted{received};
     }
+    /// Whether a signal was recorded.
+    static const std::atomic<bool>& flag() { return hasCome; }
 
   private:
     static constexpr int numbers[] = {SIGINT, SIGTERM, SIGHUP};
     static inline volatile std::sig_atomic_t received = 0;
+    static inline std::atomic<bool> hasCome = false;
+    static_assert(std::atomic<bool>::is_always_lock_free, "needed in a signal handler");
     void (*before[std::size(numbers)])(int);
 };
 
-void evaluate(const FenletProgram& program, Inputs& inputs, std::list<Output>& outputs,
-              int blockSize, long long count) {
+/// The same program, in which everything is called by its number: two fields or registers can have
+/// the same name.
+FenletProgram withoutNames(FenletProgram program) {
+    for (FieldBinding& field : program.fields)
+        field.name.clear();
+    for (UniformDeclaration& uniform : program.uniforms)
+        uniform.name.clear();
+    for (SamplerDeclaration& sampler : program.samplers)
+        sampler.name.clear();
+    for (RegisterInfo& about : program.registers)
+        about.name.clear();
+    return program;
+}
+
+/// Evaluates the program from mapped files into mapped files. Returns false, and has evaluated
+/// nothing, if an output cannot be mapped, if two outputs are the same register, or if the results
+/// of a block could depend on an earlier one: only an interpreter runs such a program.
+bool evaluateInPlace(const FenletProgram& program, const Inputs& inputs, std::list<Output>& outputs,
+                     const RunOptions& options, long long count) {
+    std::vector<ArrayOutput> arrays;
+    for (Output& output : outputs) {
+        if (!output.map())
+            return false;
+        arrays.push_back(output.binding(inputs.elementCount().value_or(count)));
+    }
+    const FenletProgram numbered = withoutNames(program);
+    ArrayRun run(numbered, {options.blockSize.value_or(0)});
+    if (!run.prepare(inputs.arrays(), arrays))
+        return false;
+    Terminal::Progress progress("evaluating", count);
+    ParallelOptions parallel;
+    parallel.threads = options.threads.value_or(0);
+    parallel.progress = [&](std::int64_t done, std::int64_t) { progress.advance(done); };
+    parallel.isCancelled = &Interruption::flag();
+    const ParallelOutcome outcome = runParallel(run, 0, count, parallel);
+    if (!outcome.error.empty())
+        throw std::runtime_error(outcome.error);
+    return true;
+}
+
+/// Evaluates any sound program, on one thread, and writes the outputs block by block.
+void evaluateInBlocks(const FenletProgram& program, Inputs& inputs, std::list<Output>& outputs,
+                      const RunOptions& options, long long count) {
     Terminal::Progress progress("evaluating", count);
     FunctionSink sink([&](const RegisterFile& registers, long long start, int length) {
         Interruption::check();
         for (Output& output : outputs)
-            output.write(registers, length);
+            output.write(registers, start, length);
         progress.advance(start + length);
     });
     Interpreter interpreter;
-    if (!interpreter.configure(program, blockSize))
+    if (!interpreter.configure(program, options.blockSize.value_or(adviseBlockSize(program))))
         throw std::runtime_error(describeOutcome(interpreter, program));
     const EvaluateCall call{0, count, inputs.bindings()};
     if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
         throw std::runtime_error(describeOutcome(interpreter, program, call));
 }
 
-void openOutputs(const FenletProgram& program, const RunOptions& options, long long count,
+/// Opens all output files. Adds to `program` the instructions that compute the masks.
+void openOutputs(FenletProgram& program, const RunOptions& options, long long count,
                  std::list<Output>& outputs) {
-    const Declarations<RegisterInfo> names(program.registers, "register", '%');
+    const std::vector<RegisterInfo> named = program.registers;
+    const Declarations<RegisterInfo> names(named, "register", '%');
     std::set<std::string> places;
     const auto open = [&](const std::string& text, bool isMask) {
         const std::string option = isMask ? "--mask" : "--out";
         const Assignment file = parseAssignment(option, text, "FILE");
-        const std::size_t number = names.find(file.name);
-        try {
-            outputs.emplace_back(program, static_cast<std::int32_t>(number), file.value, isMask,
-                                 count);
-        } catch (const std::invalid_argument& error) {
-            throw std::runtime_error(file.value + ": " + error.what());
-        }
+        auto number = static_cast<std::int32_t>(names.find(file.name));
+        if (isMask)
+            number = addMask(program, number);
+        outputs.emplace_back(program, number, file.value, count);
         if (!places.insert(outputs.back().place()).second)
             throw std::runtime_error(option + " " + text +
                                      ": another output is already written to this file");
@@ -215,8 +176,8 @@ void markOutputs(FenletProgram& program, const RunOptions& options) {
     mark("--mask", options.masks);
 }
 
-void run(const FenletProgram& program, const RunOptions& options) {
-    Inputs inputs(program);
+void run(const FenletProgram& given, const RunOptions& options) {
+    Inputs inputs(given);
     for (const std::string& field : options.fields)
         inputs.setField(parseAssignment("--field", field, "FILE"));
     for (const std::string& uniform : options.uniforms)
@@ -227,9 +188,12 @@ void run(const FenletProgram& program, const RunOptions& options) {
     const long long count = countFor(inputs, options);
 
     const Interruption interruption;
+    FenletProgram program = given;
     std::list<Output> outputs;
     openOutputs(program, options, count, outputs);
-    evaluate(program, inputs, outputs, options.blockSize.value_or(adviseBlockSize(program)), count);
+    if (!evaluateInPlace(program, inputs, outputs, options, count))
+        evaluateInBlocks(program, inputs, outputs, options, count);
+    Interruption::check();
     for (Output& output : outputs)
         output.close();
     Interruption::check();

@@ -16,6 +16,7 @@ struct RunOptions {
     std::vector<std::string> outputs;
     std::vector<std::string> masks;
     std::optional<int> blockSize;   ///< by default, a size that suits the program
+    std::optional<int> threads;     ///< at most; by default, all cores
     std::optional<long long> count; ///< by default, all elements of the fields
     bool isForced = false;          ///< whether to run in spite of findings that spoil results
 };
