@@ -169,16 +169,18 @@ bool StepBinder::mayWriteBehind(const BoundStep& step, const OutputTarget& outpu
     return true;
 }
 
-/// Lets the result lie in an output's array, if that is possible.
+/// Lets the result lie in an output's array, if that is possible. Its validity must be planned.
 bool StepBinder::placeInOutput(const BoundStep& step) {
     if (!plan.options.inPlace || step.instruction <= lastDecline)
         return false;
     for (OutputTarget& output : plan.targets) {
         if (placeOf(output.number) != step.result || output.isInPlace)
             continue;
-        const FlatArray flat = flatArray(output.layout);
-        if (flat.data == nullptr || output.rules.fill ||
-            output.array.kind != arrayKind(step.resultKind) ||
+        const ArrayLayout layout(output.array);
+        const FlatArray flat = flatArray(layout);
+        const bool needsFill =
+            output.rules.fill && values[step.result].validity.kind != Home::Kind::Nowhere;
+        if (flat.data == nullptr || needsFill || output.array.kind != arrayKind(step.resultKind) ||
             output.array.components != step.multiplicity || !mayWriteBehind(step, output))
             continue;
         output.isInPlace = true;

@@ -46,6 +46,26 @@ TEST(ArrayRun, WritesWhereAnInputLies) {
     EXPECT_EQ(run.figures().outputsInPlace, 1);
 }
 
+TEST(ArrayRun, WritesInPlaceWithAFillValueThatNoElementNeeds) {
+    const FenletProgram program = vegetationIndex();
+    const std::vector<float> nir = {3, 1, 0.5f};
+    const std::vector<float> red = {1, 1, 1.5f};
+    std::vector<float> ndvi(3);
+    OutputRules rules;
+    rules.fill = Constant::ofReals({-1});
+    ArrayRun run(program);
+    ASSERT_TRUE(run.evaluate({{"nir", nir}, {"red", red}}, {{"ndvi", ndvi, rules}})) << run.error();
+    EXPECT_EQ(ndvi, (std::vector<float>{0.5f, 0, -0.5f}));
+    EXPECT_EQ(run.figures().outputsInPlace, 1);
+
+    const unsigned char present[] = {1, 0, 1};
+    ASSERT_TRUE(run.evaluate({{"nir", ArrayView::of(nir).withPresence(present)}, {"red", red}},
+                             {{"ndvi", ndvi, rules}}))
+        << run.error();
+    EXPECT_EQ(ndvi, (std::vector<float>{0.5f, -1, -0.5f}));
+    EXPECT_EQ(run.figures().outputsInPlace, 0);
+}
+
 TEST(ArrayRun, ReadsEveryKindThatArraysStore) {
     ProgramBuilder write(ProgramBuilder::OnError::Throw);
     const auto index = write.elementIndex();
