@@ -74,5 +74,5 @@ build_and_run() { # build_and_run SOURCE LIBRARY: prints what the program prints
 }
 build_and_run "$source/tests/package/consumer/listing.cpp" fenletir
 build_and_run "$source/tests/package/consumer/main.cpp" fenletexec
-[ "$(build_and_run "$program" fenlethosts)" = "$(printf '%s\n' -40 32 68 212)" ] ||
+[ "$(build_and_run "$program" fenletarrays)" = "$(printf '%s\n' -40 32 68 212)" ] ||
     fail "The README's program prints something else than it should."
