@@ -3,17 +3,12 @@
 #include "table.h"
 #include "terminal/command_line.h"
 
-#include <fenletexec/interpreter.h>
-#include <fenlethosts/array_field.h>
-#include <fenlethosts/block_size.h>
-#include <fenlethosts/outcome.h>
-#include <fenlethosts/sinks.h>
+#include <fenletarrays/array_run.h>
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <list>
 #include <optional>
 
 namespace Rules {
@@ -36,31 +31,23 @@ struct Answer {
 };
 
 Answer evaluate(const RuleProgram& rule, const Table& table, const Options& options) {
-    Interpreter interpreter;
-    std::list<ArrayField> fields;
-    std::vector<CpuFieldAccessor*> accessors;
+    std::vector<ArrayInput> columns;
     for (const std::size_t column : rule.columns)
-        accessors.push_back(&fields.emplace_back(table.columns[column].view()));
-    Bindings bindings;
-    bindings.fields = accessors.data();
-    bindings.fieldCount = static_cast<std::int32_t>(accessors.size());
+        columns.emplace_back(table.columns[column].name, table.columns[column].view());
+    std::vector<unsigned char> truth(table.rows);
+    std::vector<unsigned char> holds(table.rows);
+    const auto count = static_cast<std::int64_t>(table.rows);
+    ArrayRun run(rule.program, {options.blockSize.value_or(0)});
+    if (!run.evaluate(columns, {{"truth", {truth.data(), ArrayKind::Tribool, count}},
+                                {"holds", {holds.data(), ArrayKind::Bool, count}}}))
+        throw std::runtime_error(run.error());
 
     Answer answer;
-    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
-        const unsigned char* const truth = registers.data(rule.truth);
-        const unsigned char* const holds = registers.data(rule.holds);
-        for (int i = 0; i < count; ++i) {
-            ++(truth[i] == 1 ? answer.holds : truth[i] == 0 ? answer.fails : answer.unknown);
-            if (holds[i] == 1)
-                answer.rows.push_back(static_cast<std::size_t>(start + i));
-        }
-    });
-    const int blockSize = options.blockSize.value_or(adviseBlockSize(rule.program));
-    if (!interpreter.configure(rule.program, blockSize))
-        throw std::runtime_error(describeOutcome(interpreter, rule.program));
-    const EvaluateCall call{0, static_cast<long long>(table.rows), bindings};
-    if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
-        throw std::runtime_error(describeOutcome(interpreter, rule.program, call));
+    for (std::size_t row = 0; row < table.rows; ++row) {
+        ++(truth[row] == 1 ? answer.holds : truth[row] == 0 ? answer.fails : answer.unknown);
+        if (holds[row] == 1)
+            answer.rows.push_back(row);
+    }
     return answer;
 }
 

@@ -211,7 +211,8 @@ RuleProgram RuleCompiler::compile() {
     const Register truth = disjunction();
     if (!token().text.empty())
         fail("'and', 'or' or the end");
-    const Register holds = program.isTrue(truth);
+    program.output(truth, "truth");
+    const Register holds = program.output(program.isTrue(truth), "holds");
     result.truth = truth.number;
     result.holds = holds.number;
     result.program = program.build().program;

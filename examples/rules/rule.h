@@ -19,8 +19,8 @@ class RuleError : public std::runtime_error {
 
 struct RuleProgram {
     Fenlet::FenletProgram program;
-    int truth = 0;                    ///< the register with the rule's three-valued result
-    int holds = 0;                    ///< the register that tells whether it is true
+    int truth = 0;                    ///< "truth", the register with the three-valued result
+    int holds = 0;                    ///< "holds", the register that tells whether it is true
     std::vector<std::size_t> columns; ///< for each field, its column in the table
 };
 

@@ -1,7 +1,7 @@
 // A table of columns, read from a CSV file.
 #pragma once
 
-#include <fenlethosts/array_field.h>
+#include <fenlethosts/array_view.h>
 
 #include <string>
 #include <vector>

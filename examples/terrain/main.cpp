@@ -4,14 +4,10 @@
 #include "terminal/command_line.h"
 #include "terminal/progress.h"
 
-#include <fenletexec/interpreter.h>
-#include <fenlethosts/array_field.h>
-#include <fenlethosts/block_size.h>
+#include <fenletarrays/array_run.h>
 #include <fenlethosts/npy.h>
-#include <fenlethosts/outcome.h>
 #include <fenlethosts/samplers.h>
-#include <fenlethosts/sinks.h>
-#include <fenlethosts/uniform_table.h>
+#include <fenletparallel/parallel_run.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -47,18 +43,25 @@ struct Heights {
     long long count() const { return static_cast<long long>(width) * height; }
 };
 
-void configure(Interpreter& interpreter, const FenletProgram& program, const Options& options) {
-    const int blockSize = options.blockSize.value_or(adviseBlockSize(program));
-    if (!interpreter.configure(program, blockSize))
-        throw std::runtime_error(describeOutcome(interpreter, program));
+/// Runs a program over arrays on every core. `what` says on a terminal what takes so long.
+void evaluate(const FenletProgram& program, const Options& options, const char* what,
+              const std::vector<ArrayInput>& inputs, const std::vector<ArrayOutput>& outputs) {
+    ArrayRun run(program, {options.blockSize.value_or(0)});
+    if (!run.prepare(inputs, outputs))
+        throw std::runtime_error(run.error());
+    Terminal::Progress progress(what, run.count());
+    ParallelOptions parallel;
+    parallel.progress = [&](std::int64_t done, std::int64_t) { progress.advance(done); };
+    const ParallelOutcome outcome = runParallel(run, parallel);
+    if (!outcome.ok())
+        throw std::runtime_error(outcome.error);
 }
 
-/// Evaluates `program`, which `interpreter` is configured with, for all heights.
-void evaluate(Interpreter& interpreter, const FenletProgram& program, const Heights& heights,
-              const Bindings& bindings, BlockSink& sink) {
-    const EvaluateCall call{0, heights.count(), bindings};
-    if (!interpreter.evaluate(call.first, call.count, call.bindings, sink))
-        throw std::runtime_error(describeOutcome(interpreter, program, call));
+/// How an output is stored whose missing elements get this value.
+OutputRules filledWith(Constant value) {
+    OutputRules rules;
+    rules.fill = std::move(value);
+    return rules;
 }
 
 /// Pixels along a side of the picture. Its borders are the centres of the grid's outermost cells:
@@ -87,22 +90,10 @@ Heights enlarge(const NpyArray& grid, const Options& options) {
     heights.height = static_cast<std::int32_t>(enlargedSize(grid.shape[0], options));
     heights.width = static_cast<std::int32_t>(enlargedSize(grid.shape[1], options));
     heights.metres.resize(static_cast<std::size_t>(heights.count()));
-    const EnlargeProgram plan = enlargeProgram(heights.width, options.enlarge);
-    Interpreter interpreter;
-    configure(interpreter, plan.program, options);
-
     GridSampler sampler(grid.view(), grid.shape[1], grid.shape[0], GridSampler::Filter::Bilinear);
-    FenletSampler* const samplers[] = {&sampler};
-    Bindings bindings;
-    bindings.samplers = samplers;
-    bindings.samplerCount = 1;
-    Terminal::Progress progress("reading heights", heights.count());
-    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
-        std::memcpy(heights.metres.data() + start, registers.data(plan.height),
-                    static_cast<std::size_t>(count) * sizeof(float));
-        progress.advance(start);
-    });
-    evaluate(interpreter, plan.program, heights, bindings, sink);
+    evaluate(enlargeProgram(heights.width, options.enlarge).program, options, "reading heights",
+             {{"grid", sampler}},
+             {{"height", heights.metres, filledWith(Constant::ofReals({std::nan("")}))}});
     if (!options.northUp)
         for (std::int32_t row = 0; row < heights.height / 2; ++row)
             std::swap_ranges(heights.metres.begin() + std::ptrdiff_t{row} * heights.width,
@@ -134,51 +125,42 @@ RampSampler paletteFor(const Heights& heights, const Options& options) {
                         {at(1.00), {0.95, 0.95, 0.96}}});
 }
 
-UniformTable uniformsFor(const Options& options) {
+/// The unit vector toward the light.
+Constant lightFor(const Options& options) {
     constexpr double degree = 3.14159265358979323846 / 180;
     const double azimuth = options.lightAzimuth * degree;
     const double altitude = options.lightAltitude * degree;
-    const double scale = options.exaggeration * options.enlarge / 2;
-    UniformTable uniforms;
-    uniforms.set(ReliefProgram::seaLevelUniform, Constant::ofReals({options.seaLevel}));
-    uniforms.set(ReliefProgram::slopeScaleUniform,
-                 Constant::ofReals({scale / options.spacingEast, scale / options.spacingSouth}));
-    uniforms.set(ReliefProgram::lightUniform,
-                 Constant::ofReals({std::sin(azimuth) * std::cos(altitude),
-                                    -std::cos(azimuth) * std::cos(altitude), std::sin(altitude)}));
-    return uniforms;
+    return Constant::ofReals({std::sin(azimuth) * std::cos(altitude),
+                              -std::cos(azimuth) * std::cos(altitude), std::sin(altitude)});
 }
 
 Picture draw(const Heights& heights, const Options& options) {
-    const ReliefProgram plan = reliefProgram(heights.width);
-    Interpreter interpreter;
-    configure(interpreter, plan.program, options);
-
-    ArrayField field(ArrayView::of(heights.metres.data(), heights.count()));
-    RampSampler palette = paletteFor(heights, options);
-    UniformTable uniforms = uniformsFor(options);
-    CpuFieldAccessor* const fields[] = {&field};
-    FenletSampler* const samplers[] = {&palette};
-    const Bindings bindings{fields, 1, &uniforms, samplers, 1};
-
     Picture picture{
         static_cast<std::size_t>(heights.width), static_cast<std::size_t>(heights.height), {}};
     picture.pixels.resize(static_cast<std::size_t>(heights.count()) * 4);
-    Terminal::Progress progress("drawing", heights.count());
-    FunctionSink sink([&](const RegisterFile& registers, long long start, int count) {
-        const unsigned char* const colour = registers.data(plan.colour);
-        const unsigned char* const visible = registers.data(plan.visible);
-        unsigned char* pixel = picture.pixels.data() + start * 4;
-        for (int i = 0; i < count; ++i, pixel += 4) {
-            std::int32_t components[3];
-            std::memcpy(components, colour + std::size_t{12} * static_cast<std::size_t>(i), 12);
-            for (int c = 0; c < 3; ++c)
-                pixel[c] = static_cast<unsigned char>(visible[i] == 1 ? components[c] : 0);
-            pixel[3] = visible[i] == 1 ? 255 : 0;
-        }
-        progress.advance(start);
-    });
-    evaluate(interpreter, plan.program, heights, bindings, sink);
+    std::vector<unsigned char> visible(static_cast<std::size_t>(heights.count()));
+    RampSampler palette = paletteFor(heights, options);
+    const double scale = options.exaggeration * options.enlarge / 2;
+    // Red, green and blue are the first three of the four bytes of a pixel.
+    const MutableArrayView colour(picture.pixels.data(), ArrayKind::UInt8, heights.count(), 3, 4);
+    OutputRules colourRules = filledWith(Constant::ofIntegers({0}));
+    colourRules.narrowing = Narrowing::Saturate;
+    evaluate(reliefProgram(heights.width).program, options, "drawing",
+             {{"height", heights.metres},
+              {"sea level", options.seaLevel},
+              {"slope scale",
+               Constant::ofReals({scale / options.spacingEast, scale / options.spacingSouth})},
+              {"light", lightFor(options)},
+              {"palette", palette}},
+             {{"colour", colour, colourRules},
+              {"visible", {visible.data(), ArrayKind::Bool, heights.count()}}});
+    for (std::size_t i = 0; i < visible.size(); ++i) {
+        unsigned char* const pixel = picture.pixels.data() + 4 * i;
+        if (visible[i] != 0)
+            pixel[3] = 255;
+        else
+            std::fill_n(pixel, 3, static_cast<unsigned char>(0));
+    }
     return picture;
 }
 
