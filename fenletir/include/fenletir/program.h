@@ -103,14 +103,18 @@ struct FenletProgram {
     std::vector<SamplerDeclaration> samplers;
 
     /// Number of registers.
-    FENLETIR_API std::int32_t registerCount() const;
+    std::int32_t registerCount() const { return static_cast<std::int32_t>(registers.size()); }
     /// Number of instructions.
-    FENLETIR_API std::int32_t instructionCount() const;
+    std::int32_t instructionCount() const { return static_cast<std::int32_t>(instructions.size()); }
     /// Whether there is a register `number`.
-    FENLETIR_API bool isValidRegister(std::int32_t number) const;
+    bool isValidRegister(std::int32_t number) const {
+        return number >= 0 && number < registerCount();
+    }
     /// The record of register `number`, which must be valid. The reference is valid until
     /// `registers` changes.
-    FENLETIR_API const RegisterInfo& registerInfo(std::int32_t number) const;
+    const RegisterInfo& registerInfo(std::int32_t number) const {
+        return registers[static_cast<std::size_t>(number)];
+    }
 };
 
 } // namespace Fenlet
