@@ -176,8 +176,8 @@ void markOutputs(FenletProgram& program, const RunOptions& options) {
     mark("--mask", options.masks);
 }
 
-void run(const FenletProgram& given, const RunOptions& options) {
-    Inputs inputs(given);
+void run(const FenletProgram& program, const RunOptions& options) {
+    Inputs inputs(program);
     for (const std::string& field : options.fields)
         inputs.setField(parseAssignment("--field", field, "FILE"));
     for (const std::string& uniform : options.uniforms)
@@ -188,11 +188,11 @@ void run(const FenletProgram& given, const RunOptions& options) {
     const long long count = countFor(inputs, options);
 
     const Interruption interruption;
-    FenletProgram program = given;
+    FenletProgram extended = program;
     std::list<Output> outputs;
-    openOutputs(program, options, count, outputs);
-    if (!evaluateInPlace(program, inputs, outputs, options, count))
-        evaluateInBlocks(program, inputs, outputs, options, count);
+    openOutputs(extended, options, count, outputs);
+    if (!evaluateInPlace(extended, inputs, outputs, options, count))
+        evaluateInBlocks(extended, inputs, outputs, options, count);
     Interruption::check();
     for (Output& output : outputs)
         output.close();
