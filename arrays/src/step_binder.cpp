@@ -176,8 +176,7 @@ bool StepBinder::placeInOutput(const BoundStep& step) {
     for (OutputTarget& output : plan.targets) {
         if (placeOf(output.number) != step.result || output.isInPlace)
             continue;
-        const ArrayLayout layout(output.array);
-        const FlatArray flat = flatArray(layout);
+        const FlatArray flat = flatArray(output.layout);
         const bool needsFill =
             output.rules.fill && values[step.result].validity.kind != Home::Kind::Nowhere;
         if (flat.data == nullptr || needsFill || output.array.kind != arrayKind(step.resultKind) ||
