@@ -20,7 +20,7 @@ void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::str
         throw FileError(path + ": holds a truth value that is neither false nor true");
 }
 
-/// Whether the entries are stored in the byte order of this machine.
+/// Whether the entries have the byte order of this machine.
 bool hasOwnOrder(const NpyHeader& header) {
     return header.bigEndian == (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) ||
            componentSize(header.type.kind) == 1;
@@ -40,8 +40,8 @@ std::vector<unsigned char> readEntries(InputFile& file, const NpyHeader& header,
     return bytes;
 }
 
-/// Maps the whole file. Null if it cannot be mapped or its entries are in the other byte order; the
-/// next read from the file then begins at its first entry.
+/// Maps the whole file. Returns null if the file cannot be mapped or its entries are in the other
+/// byte order. After null, the next read from the file begins at the first entry.
 std::shared_ptr<const unsigned char> mapEntries(InputFile& file, const NpyHeader& header,
                                                 const std::string& path) {
     struct stat about {};
@@ -87,8 +87,8 @@ NpyFile::NpyFile(const std::string& path) {
     const NpyHeader header = readNpyHeader(file, path);
     storedKind = header.type.kind;
     dimensions = header.shape;
-    entryCount =
-        static_cast<std::int64_t>(header.entryBytes) / std::int64_t{componentSize(storedKind)};
+    entryCount = static_cast<std::int64_t>(header.entryBytes /
+                                           static_cast<std::uint64_t>(componentSize(storedKind)));
     mapped = mapEntries(file, header, path);
     if (!mapped) {
         copy = readEntries(file, header, path);
