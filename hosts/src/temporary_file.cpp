@@ -192,7 +192,8 @@ int TemporaryFile::openNamed() {
     int made = -1;
     const auto make = [&](const char* candidate) {
         made = open(candidate, O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, mode);
-        // Another process may have mistaken it for a leftover before it was locked.
+        // Before the file was locked, another process may have taken it for a leftover and removed
+        // it.
         if (made >= 0 && (isLockedByAnother(made) || !isStillThere(made, candidate))) {
             close(made);
             made = -1;

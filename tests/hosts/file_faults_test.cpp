@@ -178,8 +178,8 @@ void mapArray(const std::string& path) {
 
 class WriteFaults : public FileFaults {
   protected:
-    /// Writes an array to `path` with `write` while each allocation fails in turn. `path` is or
-    /// leads to the file with this name, the only one in the folder except for links.
+    /// Writes an array to `path` with `write` while each allocation fails in turn. `path` is the
+    /// path of `file`, or of a link to it. The folder has no other files, except links.
     void expectWholeOrUntouched(const std::string& path, const std::string& file,
                                 const Names& names,
                                 void (*write)(const std::string&) = &writeArray) {

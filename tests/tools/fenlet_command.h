@@ -39,7 +39,7 @@ class FenletCommand : public testing::Test {
         return outcome.output;
     }
 
-    /// The messages of a call that fails with `status` and writes no file.
+    /// Expects a call to fail with `status` and to write no file. Returns its messages.
     std::string complaint(int status, const Strings& arguments,
                           const std::string& input = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -51,14 +51,16 @@ class FenletCommand : public testing::Test {
         return outcome.error;
     }
 
-    /// The message about the program or its data, which is one line.
+    /// Expects a call to fail because of the program or its data. Returns the message, which must
+    /// be one line.
     std::string refusal(const Strings& arguments, const std::string& input = "") const {
         return oneLine(complaint(1, arguments, input));
     }
-    /// The message about the command line, which is one line.
+    /// Expects a call to fail because of the command line. Returns the message, which must be one
+    /// line.
     std::string misuse(const Strings& arguments) const { return oneLine(complaint(2, arguments)); }
 
-    /// The message of a run of `program` that fails.
+    /// Expects a run of `program` to fail. Returns the message.
     std::string refusedRun(const std::string& program, Strings arguments) const {
         folder.write("program", program);
         arguments.insert(arguments.begin(), {"run", "program"});

@@ -17,7 +17,8 @@
 namespace Fenlet::Tools {
 namespace {
 
-/// Uses a field and a uniform: heights in other units, and whether they are above the sea.
+/// A program with a field and a uniform. It converts heights to other units, and tells which are
+/// above the sea.
 const std::string heightProgram = "# Heights above the sea.\n"
                                   "field height\n"
                                   "uniform scale\n"

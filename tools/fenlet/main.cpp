@@ -165,7 +165,7 @@ std::string threadsFault(const std::string& text) {
 #endif
 }
 
-/// The findings are the answer of this command, so they go to standard output.
+/// Prints the findings to standard output, because they are the result of this command.
 int check(const std::string& path) {
     const ParseResult text = readProgram(path);
     return print(verifyProgram(text.program), path, text, false, stdout) ? failed : 0;

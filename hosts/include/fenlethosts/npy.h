@@ -48,7 +48,7 @@ struct NpyArray {
 FENLETHOSTS_API NpyArray readNpy(const std::string& path);
 
 /// A .npy file whose entries stay in the file and are read as they are needed, so that it may be
-/// larger than memory. The entries are read into memory at once if they are in the other byte
+/// larger than memory. The constructor reads all entries into memory if they are in the other byte
 /// order, or if the path is not a plain file.
 ///
 /// Do not shorten the file while this object exists: the system ends a process that reads beyond

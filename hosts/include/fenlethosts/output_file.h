@@ -46,7 +46,7 @@ class FENLETHOSTS_API OutputFile {
     /// `FileError` if there is no room for the file. Another call returns the same memory.
     unsigned char* map(std::uint64_t size);
 
-    /// The path of the file that will be replaced: where symbolic links lead to.
+    /// The path of the file that will be replaced, with symbolic links followed.
     const std::string& place() const { return target; }
 
     /// Finishes the new file but leaves the old one in place until `keep`. To write several files
