@@ -1,6 +1,9 @@
 // Random arrays.
 #include "random_arrays.h"
 
+#include "../oracle/exact_conversions.h"
+#include "../oracle/lane_bits.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -134,11 +137,16 @@ bool ComputedSampler::sample(const void* coordinates, CpuElementKind coordinateK
     if (static_cast<int>(log.size()) - 1 == declineAt)
         return false;
     const std::int64_t bytes = std::int64_t{elementSize(valueKind)} * valueMultiplicity;
-    const std::int64_t asked = std::int64_t{elementSize(coordinateKind)} * coordinateMultiplicity;
+    const std::int64_t laneBytes = elementSize(coordinateKind);
     for (std::int64_t i = 0; i < count; ++i) {
         std::uint64_t hash = seed;
-        for (std::int64_t byte = 0; byte < asked; ++byte)
-            hash = mixed(hash, static_cast<const unsigned char*>(coordinates)[i * asked + byte]);
+        for (std::int64_t c = 0; c < coordinateMultiplicity; ++c) {
+            const unsigned char* const lane = static_cast<const unsigned char*>(coordinates) +
+                                              (i * coordinateMultiplicity + c) * laneBytes;
+            // All NaNs are alike: it is open which of two NaNs an operation returns.
+            const std::uint64_t bits = Oracle::loadBits(coordinateKind, lane);
+            hash = mixed(hash, Oracle::isNan(coordinateKind, bits) ? UINT64_MAX : bits);
+        }
         if (!computeElement(hash, valueKind, valueMultiplicity,
                             static_cast<unsigned char*>(values) + i * bytes))
             validity[i] = 0;
