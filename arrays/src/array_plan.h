@@ -4,6 +4,7 @@
 #include "array_memory.h"
 #include "bound_step.h"
 #include "program_flow.h"
+#include "simplify.h"
 
 #include <fenletarrays/array_run.h>
 #include <fenletexec/register_file.h>
@@ -121,6 +122,17 @@ class ArrayPlan {
     bool memoryFits();
     bool readAndWriteFit(const FieldSource& field, const OutputTarget& output);
     bool outputsFit();
+    void simplify();
+    /// The program whose instructions are bound: the user's, or the simplified one.
+    const FenletProgram& boundProgram() const {
+        return simplification ? simplification->result.program : program;
+    }
+    ProgramFlow& boundFlow() { return simplification ? simplification->flow : flow; }
+    /// The instruction of the user's program that an instruction of the bound one comes from.
+    std::int32_t originOf(std::int32_t number) const {
+        return simplification ? simplification->result.origins[static_cast<std::size_t>(number)]
+                              : number;
+    }
     bool runBlock(RunState& state, const Block& block) const;
     bool declined(RunState& state, const BoundStep& step, const Block& block) const;
     void store(const RunState& state, const Block& block) const;
@@ -139,6 +151,20 @@ class ArrayPlan {
     std::int64_t shape[mostAxes] = {};
     const char* shapeFromSort = ""; ///< the array that determined it
     std::string_view shapeFromName;
+
+    /// The program after it is simplified.
+    struct Simplification {
+        Simplification(const FenletProgram& given, ProgramFlow& givenFlow,
+                       const std::vector<std::int32_t>& newOutputs)
+            : outputs(newOutputs),
+              result(simplifyExamined(given, givenFlow, outputs)),
+              flow(result.program, ProgramFlow::Verified{}) {}
+
+        std::vector<std::int32_t> outputs; ///< the registers that it computes
+        SimplifiedProgram result;
+        ProgramFlow flow;
+    };
+    std::unique_ptr<Simplification> simplification; ///< null if the program runs as it is
 
     /// A place that holds one value during the whole run, and the step that fills it.
     struct Constancy {

@@ -145,16 +145,15 @@ void ArrayPlan::store(const RunState& state, const Block& block) const {
 }
 
 bool ArrayPlan::declined(RunState& state, const BoundStep& step, const Block& block) const {
-    const Instruction& instruction =
-        program.instructions[static_cast<std::size_t>(step.instruction)];
+    const std::int32_t origin = originOf(step.instruction);
+    const Instruction& instruction = program.instructions[static_cast<std::size_t>(origin)];
     const bool isField = instruction.op == OpCode::LoadField;
     const auto number = static_cast<std::size_t>(instruction.immediate);
     const std::string& name = isField ? program.fields[number].name : program.samplers[number].name;
     std::string words = isField ? "the field " : "the sampler ";
     words += quoted(nameOf(name, poolMark, instruction.immediate));
-    words += " declined at " + instructionInWords(program, step.instruction) +
-             ", in the block of elements " + std::to_string(block.first) + " to " +
-             std::to_string(block.first + block.count - 1);
+    words += " declined at " + instructionInWords(program, origin) + ", in the block of elements " +
+             std::to_string(block.first) + " to " + std::to_string(block.first + block.count - 1);
     return state.refuse(std::move(words), ExecRefusal::ProviderFailed);
 }
 

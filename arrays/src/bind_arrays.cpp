@@ -275,4 +275,14 @@ bool ArrayPlan::memoryFits() {
     return true;
 }
 
+/// Simplifies the program for these outputs, unless it was simplified for the same ones before.
+void ArrayPlan::simplify() {
+    std::vector<std::int32_t> outputs;
+    for (const OutputTarget& output : targets)
+        outputs.push_back(output.number);
+    std::sort(outputs.begin(), outputs.end());
+    if (!simplification || simplification->outputs != outputs)
+        simplification = std::make_unique<Simplification>(program, flow, outputs);
+}
+
 } // namespace Fenlet

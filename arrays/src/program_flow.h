@@ -39,6 +39,9 @@ class ProgramFlow {
 
     /// Examines the program. If the program is refused, sets only `error` and `refusal`.
     explicit ProgramFlow(const FenletProgram& newProgram);
+    /// For a program that is known not to be refused.
+    struct Verified {};
+    ProgramFlow(const FenletProgram& newProgram, Verified) : program(newProgram) { findWriters(); }
 
     /// Finds which instructions are needed to compute these registers. An instruction for which
     /// `canDecline` returns true is always needed: it asks a provider, which can end the run.

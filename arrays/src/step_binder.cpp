@@ -26,9 +26,10 @@ ArithmeticOp arithmeticOp(OpCode op) {
 
 StepBinder::StepBinder(ArrayPlan& newPlan)
     : plan(newPlan),
-      program(newPlan.program),
-      flow(newPlan.flow),
-      values(newPlan.program.registers.size() + 1) {
+      program(newPlan.boundProgram()),
+      flow(newPlan.boundFlow()),
+      facts(program, flow, newPlan.fields),
+      values(program.registers.size() + 1) {
     for (std::int32_t number = 0; number < program.registerCount(); ++number)
         valueOf(number).bytes =
             std::int64_t{elementSize(flow.of(number).kind)} * flow.of(number).multiplicity;
@@ -92,14 +93,24 @@ bool StepBinder::bind() {
             continue;
         if (flow.isNeeded[static_cast<std::size_t>(i)])
             bindInstruction(i);
-        else
-            ++plan.figures.droppedSteps;
     }
+    countDropped();
     if (!settleOutputs())
         return false;
     settleMemory();
     plan.figures.steps = static_cast<int>(plan.steps.size());
     return true;
+}
+
+/// Counts the instructions of the user's program that do not run.
+void StepBinder::countDropped() {
+    std::vector<bool> runs(plan.program.instructions.size());
+    for (std::int32_t i = 0; i < program.instructionCount(); ++i)
+        if (flow.isNeeded[static_cast<std::size_t>(i)])
+            runs[static_cast<std::size_t>(plan.originOf(i))] = true;
+    for (std::size_t i = 0; i < runs.size(); ++i)
+        if (!runs[i] && plan.program.instructions[i].op != OpCode::Nop)
+            ++plan.figures.droppedSteps;
 }
 
 void StepBinder::emit(BoundStep step, BoundStep::Run run) {
@@ -343,6 +354,7 @@ void StepBinder::bindInstruction(std::int32_t number) {
         bindSelect(step, instruction);
         break;
     }
+    facts.learn(instruction);
     releaseOperands(instruction, number);
 }
 
@@ -350,8 +362,6 @@ void StepBinder::bindConstant(const BoundStep& step, const Instruction& instruct
     BoundStep filling = step;
     filling.work.constant = &program.constants[static_cast<std::size_t>(instruction.immediate)];
     Value& result = values[step.result];
-    const unsigned char truth = filling.work.constant->boolean;
-    result.neverUnknown = truth <= 1;
     if (flow.of(instruction.result).isRewritten) {
         emit(filling, &Steps::constant);
         return;
@@ -441,7 +451,6 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
     const bool ownNumbers = flow.readsOwnNumbers(instruction);
     const bool isArray = field.accessor == nullptr;
     Value& result = values[step.result];
-    result.neverUnknown = isArray && field.array.kind == ArrayKind::Bool;
     if (isArray && ownNumbers && lendField(instruction, field))
         return;
     if (isArray && ownNumbers && locateField(step, instruction, field))
@@ -539,31 +548,24 @@ void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) 
     if (flow.of(instruction.result).isRewritten)
         ownValidity(step);
     placeResult(step);
-    values[step.result].neverUnknown =
-        values[step.operands[0]].validity.kind == Home::Kind::Nowhere &&
-        values[step.operands[1]].validity.kind == Home::Kind::Nowhere;
     step.work.comparison = comparisonKernel(left.kind, right.kind);
     emit(step, &Steps::comparison);
     noValidity(step);
 }
 
 void StepBinder::bindLogic(BoundStep step, const Instruction& instruction) {
-    Value& result = values[step.result];
     if (instruction.op == OpCode::IsTrue) {
         if (flow.of(instruction.result).isRewritten)
             ownValidity(step);
         placeResult(step);
         discarded = discarded == noPlace ? addPlace(1) : discarded;
         step.scratch = discarded;
-        values[step.result].neverUnknown = true;
         emit(step, &Steps::isTrue);
         noValidity(step);
         return;
     }
     shareValidity(step);
     placeResult(step);
-    result.neverUnknown = values[step.operands[0]].neverUnknown &&
-                          (instruction.op == OpCode::Not || values[step.operands[1]].neverUnknown);
     step.work.logic = instruction.op == OpCode::Not   ? &logicalNot
                       : instruction.op == OpCode::And ? &logicalAnd
                                                       : &logicalOr;
@@ -571,10 +573,9 @@ void StepBinder::bindLogic(BoundStep step, const Instruction& instruction) {
 }
 
 void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
-    const Value& condition = values[step.operands[0]];
     const Value& whenTrue = values[step.operands[1]];
     const Value& whenFalse = values[step.operands[2]];
-    const bool isAlwaysValid = condition.neverUnknown &&
+    const bool isAlwaysValid = !facts.of(instruction.operands[0]).canBeUnknown &&
                                whenTrue.validity.kind == Home::Kind::Nowhere &&
                                whenFalse.validity.kind == Home::Kind::Nowhere;
     if (flow.of(instruction.result).isRewritten) {
@@ -586,20 +587,23 @@ void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
         values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
     }
     placeResult(step);
-    values[step.result].neverUnknown = isAlwaysValid && values[step.operands[1]].neverUnknown &&
-                                       values[step.operands[2]].neverUnknown;
     step.work.select = selectKernel(step.resultKind, flow.of(instruction.operands[1]).kind,
                                     flow.of(instruction.operands[2]).kind);
     emit(step, &Steps::select);
 }
 
 bool StepBinder::settleOutputs() {
+    // What an output needs follows from the program as the user wrote it, however much of it is
+    // simplified.
+    RegisterFacts asWritten(plan.program, plan.flow, plan.fields);
+    if (plan.simplification)
+        asWritten.learnAll();
+    const RegisterFacts& known = plan.simplification ? asWritten : facts;
     for (OutputTarget& output : plan.targets) {
         const RegisterFlow& about = flow.of(output.number);
-        const Value& value = valueOf(output.number);
-        const bool canBeMissing = value.validity.kind != Home::Kind::Nowhere;
-        const bool canBeUnknown =
-            about.kind == CpuElementKind::Tribool && (about.isRewritten || !value.neverUnknown);
+        const bool canBeMissing = known.of(output.number).canBeMissing;
+        const bool canBeUnknown = about.kind == CpuElementKind::Tribool &&
+                                  (about.isRewritten || !known.of(output.number).isTruth());
         OutputRules rules = output.rules;
         if (!canBeUnknown && rules.unknown == UnknownAs::Refuse)
             rules.unknown = UnknownAs::False;
@@ -668,8 +672,11 @@ bool ArrayPlan::bindAll(const ArrayInput* inputs, std::size_t inputCount,
     for (std::size_t i = 0; i < outputCount; ++i)
         if (!bindOutput(outputs[i]))
             return false;
-    return isEverythingBound() && fieldsFit() && uniformsFit() && settleShape() && memoryFits() &&
-           StepBinder(*this).bind();
+    if (!isEverythingBound() || !fieldsFit() || !uniformsFit() || !settleShape() || !memoryFits())
+        return false;
+    if (options.simplify)
+        simplify();
+    return StepBinder(*this).bind();
 }
 
 } // namespace Fenlet

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "array_plan.h"
+#include "register_facts.h"
 
 #include <cstddef>
 #include <deque>
@@ -41,9 +42,8 @@ class StepBinder {
     struct Value {
         Home data;
         Home validity;
-        bool neverUnknown = false; ///< a Tribool register that holds nothing but 0 and 1
-        bool isGivenBack = false;  ///< its scratch may already serve another register
-        std::int64_t bytes = 0;    ///< of an element's values
+        bool isGivenBack = false; ///< its scratch may already serve another register
+        std::int64_t bytes = 0;   ///< of an element's values
     };
     /// Scratch that was given back and is free. Both numbers count bytes for each element.
     struct Gap {
@@ -64,6 +64,7 @@ class StepBinder {
 
     void findNeeds();
     void findTouches();
+    void countDropped();
     void bindInstruction(std::int32_t number);
     void bindConstant(const BoundStep& step, const Instruction& instruction);
     void bindUniform(const BoundStep& step, const Instruction& instruction);
@@ -98,6 +99,7 @@ class StepBinder {
     ArrayPlan& plan;
     const FenletProgram& program;
     ProgramFlow& flow;
+    RegisterFacts facts;
     std::deque<Value> values; ///< by place
     std::vector<Gap> gaps;
     std::int64_t scratchBytes = 0;     ///< for each element

@@ -1,6 +1,7 @@
 // `ArrayRun` as its users see it: values, presence, neighbours, ranges and error messages.
 #include <fenletarrays/array_run.h>
 #include <fenletir/program_builder.h>
+#include <fenletir/text.h>
 
 #include <array>
 #include <cmath>
@@ -484,6 +485,28 @@ TEST(ArrayRunPrograms, ThatDependOnEarlierBlocksAreRefused) {
 static_assert(!std::is_constructible_v<ArrayRun, FenletProgram> &&
                   !std::is_constructible_v<ArrayRun, const FenletProgram>,
               "a temporary program would be gone before the run uses it");
+
+TEST(ArrayRun, KnowsWhatTheLastOfSeveralInstructionsLeavesInARegister) {
+    // The first instruction leaves only 0 and 1 in %2, the second one also unknown.
+    const FenletProgram program = parseProgram("%0 : i64 = ElementIndex\n"
+                                               "%1 : triboolx2 = LoadField truths[%0]\n"
+                                               "%2 : tribool = LoadConstant true\n"
+                                               "%2 = Component %1[0]\n"
+                                               "%3 result : tribool = Not %2\n")
+                                      .program;
+    const std::vector<unsigned char> truths = {255, 1, 0, 0};
+    ArrayView pairs = ArrayView::of(truths.data(), 2);
+    pairs.kind = ArrayKind::Tribool;
+    pairs.components = 2;
+    pairs.axes[0].stride = 2;
+    std::vector<unsigned char> result(2);
+    std::vector<unsigned char> present(2);
+    MutableArrayView bools = MutableArrayView::of(result).withPresence(present.data());
+    bools.kind = ArrayKind::Bool;
+    ArrayRun run(program);
+    EXPECT_FALSE(run.prepare({{"truths", pairs}}, {{"result", bools}}));
+    EXPECT_NE(run.error().find("unknown"), std::string::npos) << run.error();
+}
 
 } // namespace
 } // namespace Fenlet

@@ -26,7 +26,7 @@ class Trial {
     explicit Trial(std::uint64_t seed) : chance(seed), run(Model::randomCase(seed)) {
         // Most random programs of the model are unsound on purpose, so most trials use a sound one.
         if (!chance.oneIn(4))
-            run.program = soundProgram(chance);
+            run.program = soundProgram(chance, chance.oneIn(2));
         run.count = chance.oneIn(20) ? 700 + chance.below(3000) : 1 + chance.below(200);
         columns = 1 + chance.below(7);
         run.blockSize = chance.oneIn(4) ? 256 : 1 + chance.below(70);
@@ -230,6 +230,7 @@ std::string Trial::compare(std::map<std::string, int>& events) {
     ArrayRunOptions options;
     options.blockSize = run.blockSize;
     options.inPlace = !chance.oneIn(4);
+    options.simplify = !chance.oneIn(3);
     ArrayRun arrayRun(run.program, options);
     drawOutputs();
 

@@ -4,6 +4,7 @@
 #include <fenletir/program_builder.h>
 
 #include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,8 @@ using Model::Chance;
 
 class SoundProgram {
   public:
-    explicit SoundProgram(Chance& newChance) : chance(newChance) {}
+    SoundProgram(Chance& newChance, bool newIsWasteful)
+        : chance(newChance), isWasteful(newIsWasteful) {}
 
     FenletProgram write() {
         for (int i = 0; i < 3; ++i) {
@@ -28,14 +30,17 @@ class SoundProgram {
         keep(builder.loadField(fields[0].handle, registers[0].handle, Format::Float32), 1);
         for (int left = 3 + chance.below(27); left > 0;) {
             try {
-                addInstruction(sampler);
+                if (isWasteful && chance.oneIn(2))
+                    waste();
+                else
+                    addInstruction(sampler);
                 --left;
             } catch (const ProgramError&) {
                 // The builder refused the call and added nothing.
             }
         }
         FenletProgram program = builder.build().program;
-        while (chance.oneIn(2))
+        while (chance.oneIn(isWasteful ? 6 : 2))
             reuseRegister(program);
         return program;
     }
@@ -66,10 +71,18 @@ class SoundProgram {
     void calculate();
     void decide();
     void formula();
+    Register arithmetic(Register left, Register right, Format format);
+    Register compared(Register left, Register right);
+    Register special(Format format, std::int32_t multiplicity);
+    Register truth();
+    void wasteOnNumbers();
+    void wasteOnTruths();
+    void waste();
     void addInstruction(SamplerHandle sampler);
     void reuseRegister(FenletProgram& program);
 
     Chance& chance;
+    const bool isWasteful;
     ProgramBuilder builder{ProgramBuilder::OnError::Throw};
     // All reads of one field or uniform use the same number of components. All reads of one field
     // use truth values, or all use numbers.
@@ -211,6 +224,143 @@ void SoundProgram::addInstruction(SamplerHandle sampler) {
     }
 }
 
+Register SoundProgram::arithmetic(Register left, Register right, Format format) {
+    switch (chance.below(4)) {
+    case 0:
+        return builder.add(left, right, format);
+    case 1:
+        return builder.subtract(left, right, format);
+    case 2:
+        return builder.multiply(left, right, format);
+    default:
+        return builder.divide(left, right, format);
+    }
+}
+
+Register SoundProgram::compared(Register left, Register right) {
+    switch (chance.below(6)) {
+    case 0:
+        return builder.less(left, right);
+    case 1:
+        return builder.lessEqual(left, right);
+    case 2:
+        return builder.greater(left, right);
+    case 3:
+        return builder.greaterEqual(left, right);
+    case 4:
+        return builder.equal(left, right);
+    default:
+        return builder.notEqual(left, right);
+    }
+}
+
+/// A constant, often one that leaves its partner as it is, or nearly so.
+Register SoundProgram::special(Format format, std::int32_t multiplicity) {
+    constexpr double values[] = {1, 1, 1, 0, -0.0, -0.0, -1, 2, 0.5, 3e9, 1e30, -2147483648.0};
+    const double infinity = std::numeric_limits<double>::infinity();
+    double value = values[chance.below(12)];
+    if (chance.oneIn(8))
+        value = chance.oneIn(2) ? infinity : std::numeric_limits<double>::quiet_NaN();
+    std::vector<double> components(static_cast<std::size_t>(multiplicity), value);
+    if (chance.oneIn(4))
+        components.back() = 1;
+    return builder.constant(format, components);
+}
+
+Register SoundProgram::truth() {
+    constexpr Truth truths[] = {Truth::False, Truth::True, Truth::True, Truth::Unknown};
+    return builder.truthConstant(truths[chance.below(4)]);
+}
+
+void SoundProgram::wasteOnNumbers() {
+    const Known left = some();
+    const Known right = some();
+    const std::int32_t wider = std::max(left.multiplicity, right.multiplicity);
+    const Format format = number();
+    const Format other = number();
+    switch (chance.below(7)) {
+    case 0: { // the same twice, or with the sides exchanged
+        const int op = chance.below(2);
+        for (int i = 0; i < 2; ++i) {
+            const bool isTurned = i == 1 && chance.oneIn(4);
+            const Register a = isTurned ? right.handle : left.handle;
+            const Register b = isTurned ? left.handle : right.handle;
+            keep(op == 0 ? builder.add(a, b, format) : builder.multiply(a, b, format), wider);
+        }
+        return;
+    }
+    case 1: { // one component of an operation of several
+        Register wide = arithmetic(left.handle, right.handle, format);
+        if (chance.oneIn(2))
+            wide = chance.oneIn(2) ? builder.negate(wide, format)
+                                   : arithmetic(wide, left.handle, other);
+        return keep(builder.component(wide, chance.below(wider)), 1);
+    }
+    case 2: { // a neutral operand
+        const Register sum = arithmetic(left.handle, right.handle, format);
+        const Register kept = chance.oneIn(3) ? left.handle : sum;
+        return keep(arithmetic(kept, special(chance.oneIn(3) ? other : format, 1), format),
+                    chance.oneIn(3) ? left.multiplicity : wider);
+    }
+    case 3: // conversions one after the other
+        return keep(builder.convert(builder.convert(builder.convert(left.handle, format), other),
+                                    chance.oneIn(2) ? format : number()),
+                    1);
+    case 4: { // constants alone
+        const std::int32_t multiplicity = width();
+        const Register value = special(format, multiplicity);
+        return chance.oneIn(3)
+                   ? keep(builder.length(value, other), 1)
+                   : keep(arithmetic(value, special(other, multiplicity), number()), multiplicity);
+    }
+    case 5: // arms that are the same, or a condition that is known
+        return keep(builder.select(chance.oneIn(2) ? truth() : right.handle, left.handle,
+                                   chance.oneIn(2) ? left.handle : right.handle, format),
+                    left.multiplicity);
+    default: { // one component of a choice
+        const Register choice =
+            builder.select(chance.oneIn(2) ? some().handle : compared(left.handle, right.handle),
+                           left.handle, chance.oneIn(2) ? left.handle : right.handle, format);
+        return keep(builder.component(choice, chance.below(left.multiplicity), other), 1);
+    }
+    }
+}
+
+void SoundProgram::wasteOnTruths() {
+    const Known left = some();
+    const Known right = some();
+    const std::int32_t wider = std::max(left.multiplicity, right.multiplicity);
+    switch (chance.below(7)) {
+    case 0: // a negated comparison
+        return keep(builder.logicalNot(compared(left.handle, right.handle)), wider);
+    case 1: // a double negation
+        return keep(builder.logicalNot(builder.logicalNot(left.handle)), left.multiplicity);
+    case 2: // a truth that is known already
+        return keep(builder.isTrue(chance.oneIn(2) ? compared(left.handle, right.handle)
+                                                   : builder.isTrue(left.handle)),
+                    wider);
+    case 3: // a neutral truth
+        return keep(chance.oneIn(2) ? builder.logicalAnd(left.handle, truth())
+                                    : builder.logicalOr(truth(), left.handle),
+                    left.multiplicity);
+    case 4: // both sides the same
+        return keep(chance.oneIn(2) ? builder.logicalAnd(left.handle, left.handle)
+                                    : builder.logicalOr(left.handle, left.handle),
+                    left.multiplicity);
+    case 5: // constants alone
+        return keep(
+            chance.oneIn(2) ? builder.logicalAnd(truth(), truth()) : builder.isTrue(truth()), 1);
+    default: { // one component of logic
+        const Register wide = builder.logicalNot(compared(left.handle, right.handle));
+        return keep(builder.component(wide, chance.below(wider)), 1);
+    }
+    }
+}
+
+void SoundProgram::waste() {
+    return chance.oneIn(3) ? wasteOnTruths() : wasteOnNumbers();
+}
+
 /// Picks an instruction and an older register of the same format and width. From this instruction
 /// on, the older register replaces the instruction's result.
 void SoundProgram::reuseRegister(FenletProgram& program) {
@@ -235,8 +385,8 @@ void SoundProgram::reuseRegister(FenletProgram& program) {
 
 } // namespace
 
-FenletProgram soundProgram(Chance& chance) {
-    return SoundProgram(chance).write();
+FenletProgram soundProgram(Chance& chance, bool isWasteful) {
+    return SoundProgram(chance, isWasteful).write();
 }
 
 } // namespace Fenlet

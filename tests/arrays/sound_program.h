@@ -10,6 +10,10 @@ namespace Fenlet {
 /// A program of up to about 30 instructions over three fields, three uniforms and a sampler. Every
 /// operand is written before it is read. Registers may be written more than once, even by
 /// instructions that read them.
-FenletProgram soundProgram(Model::Chance& chance);
+///
+/// A wasteful program has much that can be simplified, and much that only looks so: repeated
+/// subexpressions, operations on constants, of which many are special values, neutral operands,
+/// negated comparisons, conversions there and back, and components of operations.
+FenletProgram soundProgram(Model::Chance& chance, bool isWasteful = false);
 
 } // namespace Fenlet

@@ -106,6 +106,9 @@ struct ArrayRunOptions {
     /// Whether arrays are read and written in place if that is possible. If false, all are copied
     /// block by block.
     bool inPlace = true;
+    /// Whether the program is simplified first, as <fenletarrays/simplify.h> says. That is done
+    /// once for each set of outputs.
+    bool simplify = true;
 };
 
 /// Runs one program over arrays.
@@ -190,7 +193,8 @@ class FENLETARRAYS_API ArrayRun {
     /// How the prepared run works, for finding out where time and memory go.
     struct Figures {
         int steps = 0;                 ///< run for each block, not counting stores to outputs
-        int droppedSteps = 0;          ///< instructions that do not run: no output needs them
+        int droppedSteps = 0;          ///< instructions that do not run: no output needs them, or
+                                       ///< the simplifier has replaced them
         int joinedSteps = 0;           ///< instructions that run in the loop of another one
         int fieldsInPlace = 0;         ///< loads that copy only what is not adjacent
         int outputsInPlace = 0;        ///< outputs that are computed in their arrays
