@@ -2,6 +2,7 @@
 #include "workloads.h"
 
 #include <fenletarrays/array_run.h>
+#include <fenletarrays/simplify.h>
 
 #include <benchmark/benchmark.h>
 #include <vector>
@@ -25,10 +26,12 @@ struct Subject {
 };
 
 /// Measures everything from a program to its result: `prepare` and `run`.
-void prepareAndRun(benchmark::State& state) {
+void prepareAndRun(benchmark::State& state, bool simplify) {
     Subject subject;
+    ArrayRunOptions options;
+    options.simplify = simplify;
     for (auto _ : state) {
-        ArrayRun run(subject.workload.program);
+        ArrayRun run(subject.workload.program, options);
         if (!subject.prepare(run) || !run.run())
             return state.SkipWithError(run.error().c_str());
     }
@@ -45,7 +48,17 @@ void runAgain(benchmark::State& state) {
             return state.SkipWithError(run.error().c_str());
 }
 
-BENCHMARK(prepareAndRun)->Name("prepare and run");
+/// Simplifies a program of as many additions and multiplications as the argument says.
+void simplify(benchmark::State& state) {
+    WorkloadData data(few);
+    const Workload workload = twoFields(data, static_cast<int>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(simplifyProgram(workload.program));
+}
+
+BENCHMARK_CAPTURE(prepareAndRun, plain, false)->Name("prepare and run");
+BENCHMARK_CAPTURE(prepareAndRun, simplified, true)->Name("prepare and run, simplified");
+BENCHMARK(simplify)->Name("simplify")->Arg(steps)->Arg(1000);
 BENCHMARK(runAgain)->Name("run again")->Arg(1)->Arg(few);
 
 } // namespace
