@@ -79,6 +79,12 @@ KernelCase less(const std::string& name, Kind left, Kind right, int multiplicity
                                           multiplicity,
                                           false,
                                           0};
+                const FlatComparison flat = flatComparison(args.predicate, left, right);
+                if (flat != nullptr && multiplicity == 1)
+                    return [=, &areas] {
+                        flat(args.result, areas[Areas::left], args.leftValidity,
+                             areas[Areas::right], args.rightValidity, args.count);
+                    };
                 return [args, kernel = comparisonKernel(left, right)] { kernel(args); };
             }};
 }

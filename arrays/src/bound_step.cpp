@@ -169,6 +169,13 @@ bool comparison(const BoundStep& step, Place* places, const Block& block) {
     return true;
 }
 
+bool flatComparison(const BoundStep& step, Place* places, const Block& block) {
+    step.work.flatComparison(places[step.result].data, places[step.operands[0]].data,
+                             places[step.operands[0]].validity, places[step.operands[1]].data,
+                             places[step.operands[1]].validity, lanes(step, block));
+    return true;
+}
+
 bool logic(const BoundStep& step, Place* places, const Block& block) {
     step.work.logic({places[step.result].data, places[step.operands[0]].data,
                      places[step.operands[1]].data, lanes(step, block)});

@@ -40,6 +40,7 @@ struct BoundStep {
         PairLoop pair;
         ArithmeticKernel arithmetic;
         ComparisonKernel comparison;
+        FlatComparison flatComparison;
         SelectKernel select;
         UnaryKernel unary;
         ComponentKernel component;
@@ -104,6 +105,8 @@ bool flatArithmetic(const BoundStep& step, Place* places, const Block& block);
 bool arithmeticPair(const BoundStep& step, Place* places, const Block& block);
 bool arithmetic(const BoundStep& step, Place* places, const Block& block);
 bool comparison(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.flatComparison`, one loop over all lanes.
+bool flatComparison(const BoundStep& step, Place* places, const Block& block);
 bool logic(const BoundStep& step, Place* places, const Block& block);
 bool isTrue(const BoundStep& step, Place* places, const Block& block);
 bool select(const BoundStep& step, Place* places, const Block& block);

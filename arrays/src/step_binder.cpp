@@ -548,8 +548,23 @@ void StepBinder::bindComparison(BoundStep step, const Instruction& instruction) 
     if (flow.of(instruction.result).isRewritten)
         ownValidity(step);
     placeResult(step);
-    step.work.comparison = comparisonKernel(left.kind, right.kind);
-    emit(step, &Steps::comparison);
+    const bool isAlwaysKnown = values[step.operands[0]].validity.kind == Home::Kind::Nowhere &&
+                               values[step.operands[1]].validity.kind == Home::Kind::Nowhere;
+    // All places hold whole blocks, so one loop may read lanes that are missing. The result is not
+    // an operand: those have numbers.
+    const bool goesLaneByLane = left.multiplicity == right.multiplicity &&
+                                left.multiplicity == step.multiplicity &&
+                                (step.multiplicity == 1 || isAlwaysKnown);
+    step.work.flatComparison =
+        goesLaneByLane ? Fenlet::flatComparison(static_cast<std::uint32_t>(step.immediate),
+                                                left.kind, right.kind)
+                       : nullptr;
+    if (step.work.flatComparison != nullptr) {
+        emit(step, &Steps::flatComparison);
+    } else {
+        step.work.comparison = comparisonKernel(left.kind, right.kind);
+        emit(step, &Steps::comparison);
+    }
     noValidity(step);
 }
 

@@ -1,6 +1,8 @@
 // Looking up what a step needs to run.
 #include "frame/resolved_step.h"
 
+#include "frame/step_rules.h"
+
 namespace Fenlet {
 namespace {
 
@@ -43,7 +45,8 @@ class Registers {
 /// Whether a step with two operands can run as one loop over lanes. This needs three registers with
 /// the kinds and component counts that the step states, the same number of components in each, and
 /// no more lanes in a block than `mostFlatLanes`. Areas of different registers never overlap, so
-/// the lanes are then independent.
+/// the lanes are then independent. The loop may read all lanes: every register has memory for a
+/// whole block, which is zeroed when it is laid out.
 bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
     const auto fits = [&](int number, CpuElementKind kind, int multiplicity) {
         if (!registers.has(number) || multiplicity != step.resultMultiplicity)
@@ -56,6 +59,20 @@ bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
            fits(step.operands[1], step.operandKinds[1], step.operandMultiplicities[1]) &&
            !step.leftScalar && !step.rightScalar &&
            std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostFlatLanes;
+}
+
+void findComparison(const Interpreter::Step& step, const Registers& registers,
+                    ResolvedStep& resolved) {
+    const CpuElementKind left = step.operandKinds[0];
+    const CpuElementKind right = step.operandKinds[1];
+    const bool fits = step.resultMultiplicity == 1 && !StepRules::comparison(step) &&
+                      goesLaneByLane(step, registers);
+    const FlatComparison flat = fits ? flatComparison(predicateOf(step.op), left, right) : nullptr;
+    resolved.isFlat = flat != nullptr;
+    if (resolved.isFlat)
+        resolved.flatComparison = flat;
+    else
+        resolved.comparison = comparisonKernel(left, right);
 }
 
 void findKernel(const Interpreter::Step& step, const Registers& registers, ResolvedStep& resolved) {
@@ -87,7 +104,7 @@ void findKernel(const Interpreter::Step& step, const Registers& registers, Resol
     case OpCode::GreaterEqual:
     case OpCode::Equal:
     case OpCode::NotEqual:
-        resolved.comparison = comparisonKernel(operands[0], operands[1]);
+        findComparison(step, registers, resolved);
         return;
     case OpCode::Select:
         resolved.select = selectKernel(result, operands[1], operands[2]);

@@ -21,12 +21,15 @@ struct ResolvedStep {
     /// The loop that does all the work of an arithmetic step. Null if one loop is not enough for
     /// the step.
     FlatArithmetic flatArithmetic = nullptr;
+    /// Whether one loop does all the work of the step, its validity included: `flatComparison`.
+    bool isFlat = false;
     /// The kernel for the step's kinds. The step's opcode determines which member is in use. Null
     /// if there is no such kernel; the step is then refused when it runs. Also null if
     /// `flatArithmetic` is set, and for opcodes that have one kernel for all kinds.
     union {
         ArithmeticKernel arithmetic = nullptr;
         ComparisonKernel comparison;
+        FlatComparison flatComparison;
         SelectKernel select;
         UnaryKernel unary;
         ComponentKernel component;
@@ -46,6 +49,11 @@ void resolveAll(const std::vector<Interpreter::Step>& steps, RegisterFile& regis
 inline ArithmeticOp arithmeticOp(OpCode op) {
     return static_cast<ArithmeticOp>(static_cast<std::uint32_t>(op) -
                                      static_cast<std::uint32_t>(OpCode::Add));
+}
+
+/// The kernels' number of `Less` to `NotEqual`.
+inline std::uint32_t predicateOf(OpCode op) {
+    return static_cast<std::uint32_t>(op) - static_cast<std::uint32_t>(OpCode::Less);
 }
 
 } // namespace Fenlet

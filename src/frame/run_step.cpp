@@ -88,6 +88,12 @@ Fault runArithmetic(const StepFrame& frame) {
     return Faults::none;
 }
 
+void makeValid(const StepFrame& frame) {
+    if (!frame.block.known.isValid(frame.step.result))
+        std::memset(frame.resolved.resultValidity, 1, static_cast<std::size_t>(frame.block.count));
+    frame.block.known.setValid(frame.step.result, true);
+}
+
 // The result is always valid. Where an operand is invalid, the result is unknown.
 Fault runComparison(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
@@ -95,20 +101,12 @@ Fault runComparison(const StepFrame& frame) {
         return fault;
     if (frame.resolved.comparison == nullptr)
         return Faults::comparisonKernel;
-    const ComparisonArgs args{frame.resolved.result,
-                              frame.resolved.operands[0],
-                              frame.doubtfulValidity(0),
-                              frame.resolved.operands[1],
-                              frame.doubtfulValidity(1),
-                              frame.block.count,
-                              step.resultMultiplicity,
-                              step.rightScalar,
-                              static_cast<std::uint32_t>(step.op) -
-                                  static_cast<std::uint32_t>(OpCode::Less)};
+    const ComparisonArgs args{
+        frame.resolved.result,      frame.resolved.operands[0], frame.doubtfulValidity(0),
+        frame.resolved.operands[1], frame.doubtfulValidity(1),  frame.block.count,
+        step.resultMultiplicity,    step.rightScalar,           predicateOf(step.op)};
     frame.resolved.comparison(args);
-    if (!frame.block.known.isValid(step.result))
-        std::memset(frame.resolved.resultValidity, 1, static_cast<std::size_t>(frame.block.count));
-    frame.block.known.setValid(step.result, true);
+    makeValid(frame);
     return Faults::none;
 }
 
@@ -230,8 +228,22 @@ void passValidityOn(const StepFrame& frame) {
     frame.block.known.setValid(step.result, areBothValid);
 }
 
+/// Runs a step whose loop decides the result's validity without what other steps would pass on.
+/// Nothing can refuse it.
+void runFlat(const StepFrame& frame) {
+    const ResolvedStep& resolved = frame.resolved;
+    resolved.flatComparison(resolved.result, resolved.operands[0], frame.doubtfulValidity(0),
+                            resolved.operands[1], frame.doubtfulValidity(1), frame.block.count);
+    makeValid(frame);
+    frame.block.known.changed(frame.step.result);
+}
+
 Fault runOn(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
+    if (frame.resolved.isFlat) {
+        runFlat(frame);
+        return Faults::none;
+    }
     // A Nop has no registers, even if the step states an arity.
     if (step.arity > 0 && step.op != OpCode::Nop)
         passValidityOn(frame);

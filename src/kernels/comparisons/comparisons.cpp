@@ -14,7 +14,12 @@ constexpr KernelSets<ComparisonKernels> kernels = {FENLET_ADDRESSES(comparisonKe
 } // namespace
 
 ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right) {
-    return kernels.chosen().find(left, right);
+    return kernels.chosen().kernels.find(left, right);
+}
+
+FlatComparison flatComparison(std::uint32_t predicate, CpuElementKind left, CpuElementKind right) {
+    const FlatComparisonOf loopOf = kernels.chosen().flat.find(left, right);
+    return loopOf != nullptr ? loopOf(predicate) : nullptr;
 }
 
 bool dispatchComparison(CpuElementKind left, CpuElementKind right, const ComparisonArgs& args) {

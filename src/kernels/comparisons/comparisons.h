@@ -41,7 +41,26 @@ using ComparisonKernel = void (*)(const ComparisonArgs&);
 /// The kernel that `dispatchComparison` runs, in the instruction set in use; null if there is none.
 ComparisonKernel comparisonKernel(CpuElementKind left, CpuElementKind right);
 
-/// The kernels by left and right kind.
-using ComparisonKernels = PairTable<ComparisonKernel, NumericKinds>;
+/// Compares lane by lane, in one loop, and writes the same bytes: result[i] tells how left[i]
+/// compares with right[i], and is unknown where a byte i of validity is 0. Null counts as all
+/// valid. All lanes of both operands must be readable, also where they are invalid. The result may
+/// be one of the validity areas, and overlaps no other area.
+using FlatComparison = void (*)(unsigned char* result, const unsigned char* left,
+                                const unsigned char* leftValidity, const unsigned char* right,
+                                const unsigned char* rightValidity, std::int64_t lanes);
+
+/// The loop for elements of one component and, without validity, of any number of them. A caller
+/// who knows that its areas fit can call it directly. Null if there is none, since a kind is
+/// converted in a separate pass, or if the predicate is above 5.
+FlatComparison flatComparison(std::uint32_t predicate, CpuElementKind left, CpuElementKind right);
+
+/// The loop of a predicate for two kinds; null where `flatComparison` has none.
+using FlatComparisonOf = FlatComparison (*)(std::uint32_t predicate);
+
+/// The kernels and their flat loops, by left and right kind.
+struct ComparisonKernels {
+    PairTable<ComparisonKernel, NumericKinds> kernels;
+    PairTable<FlatComparisonOf, NumericKinds> flat;
+};
 
 } // namespace Fenlet

@@ -2,10 +2,11 @@
 //
 // A kernel is a recipe: how the lanes of each operand reach the type that they are compared in. One
 // procedure follows all recipes, tile by tile. It compares all lanes from the first valid element
-// to the last, and then marks the invalid ones in between as unknown.
+// to the last, and makes the invalid ones in between unknown on the way.
 #include "kernels/comparisons/comparisons.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
+#include "kernels/lanes/masks.h"
 #include "kernels/lanes/scans.h"
 #include "kernels/target/instructions.h"
 #include "vocabulary/kinds.h"
@@ -16,91 +17,132 @@ namespace {
 
 constexpr unsigned char unknown = 255;
 
-// The predicates, each with its number in a call.
+// The predicates, each with its number in a call. They hold for vectors of lanes. "Greater" is
+// "less" with the operands exchanged: see `compareMirrored`.
+
+constexpr std::uint32_t greater = 2;
+constexpr std::uint32_t greaterEqual = 3;
 
 template <class T>
 struct Less {
     using Lane = T;
     static constexpr int number = 0;
-    static bool holds(T left, T right) { return left < right; }
+    static auto holds(const auto& left, const auto& right) { return left < right; }
 };
 template <class T>
 struct LessEqual {
     using Lane = T;
     static constexpr int number = 1;
-    static bool holds(T left, T right) { return left <= right; }
-};
-template <class T>
-struct Greater {
-    using Lane = T;
-    static constexpr int number = 2;
-    static bool holds(T left, T right) { return left > right; }
-};
-template <class T>
-struct GreaterEqual {
-    using Lane = T;
-    static constexpr int number = 3;
-    static bool holds(T left, T right) { return left >= right; }
+    static auto holds(const auto& left, const auto& right) { return left <= right; }
 };
 template <class T>
 struct Equal {
     using Lane = T;
     static constexpr int number = 4;
-    static bool holds(T left, T right) { return left == right; }
+    static auto holds(const auto& left, const auto& right) { return left == right; }
 };
 template <class T>
 struct NotEqual {
     using Lane = T;
     static constexpr int number = 5;
-    static bool holds(T left, T right) { return left != right; }
+    static auto holds(const auto& left, const auto& right) { return left != right; }
 };
 
-/// 1 for true and 0 for false. With a plain conversion of the truth to a byte, g++ would compare
-/// binary64 numbers one pair at a time. So this chooses between two 64-bit numbers and keeps the
-/// lowest bit.
-template <class Lane>
-inline unsigned char truthByte(bool isTrue, Lane left) {
-    if constexpr (isSame<Lane, double>) {
-        const std::uint64_t odd = bitCast<std::uint64_t>(left) | 1u;
-        const std::uint64_t chosen = isTrue ? odd : 0u;
-        return static_cast<unsigned char>(chosen & 1u);
+/// A loop of `compareRun`.
+using LaneComparison = FlatComparison;
+
+/// Compares fewer lanes than a vector has bytes, in places that have room for all of them. Validity
+/// is null or given for both sides.
+template <std::size_t laneBytes>
+[[gnu::noinline]] void compareRest(LaneComparison compare, unsigned char* out,
+                                   const unsigned char* left, const unsigned char* leftValidity,
+                                   const unsigned char* right, const unsigned char* rightValidity,
+                                   std::int64_t lanes) {
+    alignas(64) unsigned char leftLanes[vectorBytes * laneBytes] = {};
+    alignas(64) unsigned char rightLanes[vectorBytes * laneBytes] = {};
+    alignas(64) unsigned char validity[2][vectorBytes] = {};
+    alignas(64) unsigned char compared[vectorBytes];
+    const auto count = static_cast<std::size_t>(lanes);
+    std::memcpy(leftLanes, left, count * laneBytes);
+    std::memcpy(rightLanes, right, count * laneBytes);
+    if (leftValidity != nullptr) {
+        std::memcpy(validity[0], leftValidity, count);
+        std::memcpy(validity[1], rightValidity, count);
+        compare(compared, leftLanes, validity[0], rightLanes, validity[1], vectorBytes);
     } else {
-        return isTrue;
+        compare(compared, leftLanes, nullptr, rightLanes, nullptr, vectorBytes);
     }
+    std::memcpy(out, compared, count);
+}
+
+/// The operand's lanes in vector `number`, in the type that they are compared in.
+template <class Lane, class From>
+VectorOf<Lane> comparedLanes(const unsigned char* in, int number) {
+    const auto lanes = loadLane<VectorOf<From>>(in, number);
+    if constexpr (isSame<Lane, From>)
+        return lanes;
+    else
+        return __builtin_convertvector(lanes, VectorOf<Lane>);
 }
 
 /// out[i] = whether the predicate holds for left[i] and right[i], both converted to the predicate's
-/// type, for every lane. The lanes must be independent, or `lanes` 1.
+/// type, or unknown where a validity byte is 0; for every lane. Validity that is null counts as all
+/// valid. The lanes must be independent, or `lanes` 1.
 template <class Predicate, class Left, class Right>
 [[gnu::noinline]] void compareRun(unsigned char* out, const unsigned char* left,
-                                  const unsigned char* right, std::int64_t lanes) {
+                                  const unsigned char* leftValidity, const unsigned char* right,
+                                  const unsigned char* rightValidity, std::int64_t lanes) {
     using Lane = typename Predicate::Lane;
-    const std::int64_t done =
-        MaskedComparison<Predicate, Left, Right>::run(out, left, right, lanes);
-    FENLET_INDEPENDENT_BYTES
-    for (std::int64_t i = done; i < lanes; ++i) {
-        const auto lane = convert<Lane>(loadLane<Left>(left, i));
-        const auto other = convert<Lane>(loadLane<Right>(right, i));
-        storeLane(out, i, truthByte(Predicate::holds(lane, other), lane));
+    leftValidity = leftValidity == nullptr ? rightValidity : leftValidity;
+    rightValidity = rightValidity == nullptr ? leftValidity : rightValidity;
+    if constexpr (MaskedComparison<Predicate, Left, Right>::isThere) {
+        MaskedComparison<Predicate, Left, Right>::run(out, left, leftValidity, right, rightValidity,
+                                                      lanes);
+    } else {
+        const auto truths = [=](std::int64_t first) {
+            const unsigned char* const a = left + first * std::int64_t{sizeof(Left)};
+            const unsigned char* const b = right + first * std::int64_t{sizeof(Right)};
+            return byteMasks<sizeof(Lane)>([=](int number) {
+                       return Predicate::holds(comparedLanes<Lane, Left>(a, number),
+                                               comparedLanes<Lane, Right>(b, number));
+                   }) &
+                   std::uint8_t{1};
+        };
+        const std::int64_t whole = lanes - lanes % vectorBytes;
+        if (leftValidity == nullptr)
+            for (std::int64_t i = 0; i < whole; i += vectorBytes)
+                storeLane(out + i, 0, truths(i));
+        else
+            for (std::int64_t i = 0; i < whole; i += vectorBytes)
+                storeLane(out + i, 0,
+                          truths(i) | missingMask(loadLane<ByteVector>(leftValidity + i, 0),
+                                                  loadLane<ByteVector>(rightValidity + i, 0)));
+        static_assert(sizeof(Left) == sizeof(Right));
+        const auto rest = [=](const unsigned char* validity) {
+            return validity != nullptr ? validity + whole : nullptr;
+        };
+        if (whole < lanes)
+            compareRest<sizeof(Left)>(&compareRun<Predicate, Left, Right>, out + whole,
+                                      left + whole * std::int64_t{sizeof(Left)}, rest(leftValidity),
+                                      right + whole * std::int64_t{sizeof(Right)},
+                                      rest(rightValidity), lanes - whole);
     }
 }
 
-struct UnknownWhereEitherIsInvalid {
+/// Holds where `Predicate` does with the operands exchanged.
+template <class Predicate, class Left, class Right>
+void compareMirrored(unsigned char* out, const unsigned char* left,
+                     const unsigned char* leftValidity, const unsigned char* right,
+                     const unsigned char* rightValidity, std::int64_t lanes) {
+    compareRun<Predicate, Right, Left>(out, right, rightValidity, left, leftValidity, lanes);
+}
+
+struct ValidInBoth {
     using Left = unsigned char;
     using Right = unsigned char;
     using Out = unsigned char;
     static unsigned char apply(Left left, Right right) {
-        return ((left != 0) & (right != 0)) ? static_cast<unsigned char>(0) : unknown;
-    }
-};
-
-/// Marks unknown lanes. An OR is enough: unknown has all bits set, and a valid element's mark is 0.
-struct PutMark {
-    using Left = unsigned char;
-    using Right = unsigned char;
-    using Out = unsigned char;
-    static unsigned char apply(Left compared, Right mark) {
-        return static_cast<unsigned char>(compared | mark);
+        return static_cast<unsigned char>((left != 0) & (right != 0));
     }
 };
 
@@ -109,32 +151,45 @@ struct Recipe {
     LaneMap leftToWorking;
     LaneMap rightToWorking;
     LaneSpread spread; ///< repeats a scalar right operand, in the type that `compare` reads
-    LaneOperation compare;
+    LaneComparison compare;
     std::int64_t leftBytes;
     std::int64_t rightBytes;
 };
 
-/// The elements of a tile, by whether both sides are valid.
-struct TileValidity {
-    Tile<unsigned char> marks; ///< unknown or 0 for each element
-    std::int64_t first;        ///< the first valid element; the end when there is none
-    std::int64_t end;          ///< one past the last valid element
-    bool hasMarks;             ///< whether any element of the tile is invalid
+/// Validity of both sides, for each lane; null where all are valid.
+struct LaneValidity {
+    const unsigned char* left;
+    const unsigned char* right;
+
+    bool isThroughout() const { return left == nullptr && right == nullptr; }
+    LaneValidity from(std::int64_t lane) const {
+        return {left != nullptr ? left + lane : nullptr, right != nullptr ? right + lane : nullptr};
+    }
 };
 
 /// One call that follows a recipe.
 struct Run {
     const ComparisonArgs& args;
-    LaneOperation compare;
+    LaneComparison compare;
     LaneSpread spread;
     Operand left;
     Operand right;
 
+    void follow() const;
+
+  private:
     bool lanesIndependent() const;
-    bool isValidThroughout(std::int64_t element, std::int64_t elements) const;
-    void findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const;
-    void compareElements(std::int64_t element, std::int64_t elements, Pace pace) const;
-    void compareTile(std::int64_t element, std::int64_t elements, Pace pace) const;
+    bool isValid(std::int64_t element) const {
+        return (args.leftValidity == nullptr || args.leftValidity[element] != 0) &&
+               (args.rightValidity == nullptr || args.rightValidity[element] != 0);
+    }
+    bool isValidThroughout() const;
+    void makeUnknown(std::int64_t element, std::int64_t end) const;
+    Piece validSpan() const;
+    void compareOneByOne() const;
+    void compareLanes(std::int64_t first, std::int64_t lanes, const LaneValidity& validity) const;
+    void compareTile(const Piece& tile, LaneValidity validity) const;
+    void compareElements(const Piece& some, const LaneValidity& validity, Pace pace) const;
 };
 
 bool Run::lanesIndependent() const {
@@ -150,115 +205,129 @@ bool Run::lanesIndependent() const {
            validityFits(args.leftValidity) && validityFits(args.rightValidity);
 }
 
-/// Whether both operands are valid in all of these elements.
-bool Run::isValidThroughout(std::int64_t element, std::int64_t elements) const {
-    return (args.leftValidity == nullptr ||
-            hasNone<Zeros>(args.leftValidity + element, elements)) &&
-           (args.rightValidity == nullptr ||
-            hasNone<Zeros>(args.rightValidity + element, elements));
+/// Whether both operands are valid in all elements.
+bool Run::isValidThroughout() const {
+    const auto isThroughout = [this](const unsigned char* validity) {
+        return validity == nullptr || hasNone<Zeros>(validity, args.count);
+    };
+    return isThroughout(args.leftValidity) && isThroughout(args.rightValidity);
 }
 
-void Run::findValid(std::int64_t element, std::int64_t elements, TileValidity& validity) const {
-    validity.first = 0;
-    validity.end = elements;
-    validity.hasMarks = !isValidThroughout(element, elements);
-    if (!validity.hasMarks)
-        return;
-    const unsigned char* leftBytes = args.leftValidity;
-    const unsigned char* rightBytes = args.rightValidity;
-    leftBytes = leftBytes == nullptr ? rightBytes : leftBytes;
-    rightBytes = rightBytes == nullptr ? leftBytes : rightBytes;
-    unsigned char* const marks = validity.marks.bytes;
-    combineRun<UnknownWhereEitherIsInvalid>(marks, leftBytes + element, rightBytes + element,
-                                            elements);
-    while (validity.first < elements && marks[validity.first] != 0)
-        ++validity.first;
-    while (validity.end > validity.first && marks[validity.end - 1] != 0)
-        --validity.end;
+void Run::makeUnknown(std::int64_t element, std::int64_t end) const {
+    std::memset(args.result + element * args.multiplicity, unknown,
+                static_cast<std::size_t>((end - element) * args.multiplicity));
 }
 
-/// Compares elements whatever their validity. Only a single element can have more lanes than a
-/// tile.
-void Run::compareElements(std::int64_t element, std::int64_t elements, Pace pace) const {
+/// From the first valid element to the last.
+Piece Run::validSpan() const {
+    std::int64_t first = 0;
+    std::int64_t end = args.count;
+    while (first < end && !isValid(first))
+        ++first;
+    while (end > first && !isValid(end - 1))
+        --end;
+    return {first, end - first};
+}
+
+/// Compares lanes that need no conversion and no repeats.
+void Run::compareLanes(std::int64_t first, std::int64_t lanes, const LaneValidity& validity) const {
+    compare(args.result + first, left.lanes + first * left.bytes, validity.left,
+            right.lanes + first * right.bytes, validity.right, lanes);
+}
+
+/// Compares elements of any validity. Only a single element can have more lanes than a tile.
+/// `validity` begins with the first of them.
+void Run::compareElements(const Piece& some, const LaneValidity& validity, Pace pace) const {
+    const std::int64_t elements = some.length;
     const std::int64_t multiplicity = args.multiplicity;
     const std::int64_t lanes = elements * multiplicity;
-    const std::int64_t firstLane = element * multiplicity;
+    const std::int64_t firstLane = some.first * multiplicity;
     WidestTile leftTile;
     WidestTile rightTile;
     WidestTile repeated;
     if (args.rightScalar)
-        spread(repeated.bytes, right.fetch(element, elements, rightTile), elements,
+        spread(repeated.bytes, right.fetch(some.first, elements, rightTile), elements,
                atMost(tileLanes / elements, multiplicity));
-    for (const auto [done, some] : Pieces{lanes, pace.lanes}) {
+    for (const auto [done, piece] : Pieces{lanes, pace.lanes}) {
         const unsigned char* const rightLanes =
-            args.rightScalar ? repeated.bytes : right.fetch(firstLane + done, some, rightTile);
-        compare(args.result + firstLane + done, left.fetch(firstLane + done, some, leftTile),
-                rightLanes, some);
+            args.rightScalar ? repeated.bytes : right.fetch(firstLane + done, piece, rightTile);
+        const LaneValidity ofPiece = validity.from(done);
+        compare(args.result + firstLane + done, left.fetch(firstLane + done, piece, leftTile),
+                ofPiece.left, rightLanes, ofPiece.right, piece);
     }
 }
 
-void Run::compareTile(std::int64_t element, std::int64_t elements, Pace pace) const {
-    const std::int64_t multiplicity = args.multiplicity;
-    TileValidity validity;
-    findValid(element, elements, validity);
-    const std::int64_t some = validity.end - validity.first;
-    unsigned char* const result = args.result + element * multiplicity;
-    if (some > 0)
-        compareElements(element + validity.first, some, pace);
-    if (!validity.hasMarks)
-        return;
-    if (some > 0) {
-        Tile<unsigned char> spreadMarks;
-        const unsigned char* marks = validity.marks.bytes + validity.first;
-        // An element that has more lanes than a tile is processed alone, so it is valid here.
-        const std::int64_t lanes = atMost(tileLanes, some * multiplicity);
-        if (multiplicity > 1) {
-            spreadRun<unsigned char>(spreadMarks.bytes, marks, some, lanes / some);
-            marks = spreadMarks.bytes;
-        }
-        unsigned char* const compared = result + validity.first * multiplicity;
-        combineRun<PutMark>(compared, compared, marks, lanes);
-    }
-    const auto fill = [&](std::int64_t from, std::int64_t to) {
-        std::memset(result + from * multiplicity, unknown,
-                    static_cast<std::size_t>((to - from) * multiplicity));
-    };
-    fill(0, validity.first);
-    fill(validity.end, elements);
+/// Compares a tile of independent elements. Validity begins with the first element of the call.
+void Run::compareTile(const Piece& tile, LaneValidity validity) const {
+    validity = validity.from(tile.first);
+    const Pace pace{tile.length, tileLanes};
+    if (args.multiplicity == 1 || validity.isThroughout())
+        return compareElements(tile, validity, pace);
+    // An element that has more lanes than a tile is alone, and perhaps missing.
+    if (tile.length == 1)
+        return isValid(tile.first) ? compareElements(tile, {nullptr, nullptr}, pace)
+                                   : makeUnknown(tile.first, tile.first + 1);
+    Tile<unsigned char> ofElements;
+    Tile<unsigned char> ofLanes;
+    const unsigned char* const either = validity.left != nullptr ? validity.left : validity.right;
+    combineRun<ValidInBoth>(ofElements.bytes, either,
+                            validity.right != nullptr ? validity.right : either, tile.length);
+    spreadRun<unsigned char>(ofLanes.bytes, ofElements.bytes, tile.length, args.multiplicity);
+    compareElements(tile, {ofLanes.bytes, ofLanes.bytes}, pace);
+}
+
+/// For lanes that depend on one another.
+void Run::compareOneByOne() const {
+    for (std::int64_t element = 0; element < args.count; ++element)
+        if (isValid(element))
+            compareElements({element, 1}, {nullptr, nullptr}, {1, 1});
+        else
+            makeUnknown(element, element + 1);
+}
+
+void Run::follow() const {
+    if (!lanesIndependent())
+        return compareOneByOne();
+    const Piece valid = validSpan();
+    const std::int64_t end = valid.first + valid.length;
+    makeUnknown(0, valid.first);
+    makeUnknown(end, args.count);
+    LaneValidity validity{args.leftValidity, args.rightValidity};
+    // With several components, validity must be repeated for each, which costs more than a look.
+    if (args.multiplicity > 1 && isValidThroughout())
+        validity = {nullptr, nullptr};
+    const bool isOneLoop = left.toWorking == nullptr && right.toWorking == nullptr &&
+                           !args.rightScalar && (args.multiplicity == 1 || validity.isThroughout());
+    if (isOneLoop)
+        return compareLanes(valid.first * args.multiplicity, valid.length * args.multiplicity,
+                            validity.from(valid.first));
+    for (const auto [done, some] : Pieces{valid.length, paceOf(true, args.multiplicity).elements})
+        compareTile({valid.first + done, some}, validity);
 }
 
 void follow(const ComparisonArgs& args, const Recipe& recipe) {
     if (recipe.compare == nullptr || args.count < 1 || args.multiplicity < 1)
         return;
-    const Run run{
-        args,
+    Run{args,
         recipe.compare,
         recipe.spread,
         {static_cast<const unsigned char*>(args.left), recipe.leftBytes, recipe.leftToWorking},
-        {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}};
-    const bool independent = run.lanesIndependent();
-    const bool isOneLoop = recipe.leftToWorking == nullptr && recipe.rightToWorking == nullptr &&
-                           !args.rightScalar && independent;
-    if (isOneLoop && run.isValidThroughout(0, args.count))
-        return recipe.compare(args.result, run.left.lanes, run.right.lanes,
-                              std::int64_t{args.count} * args.multiplicity);
-    const Pace pace = paceOf(independent, args.multiplicity);
-    for (const auto [element, elements] : Pieces{args.count, pace.elements})
-        run.compareTile(element, elements, pace);
+        {static_cast<const unsigned char*>(args.right), recipe.rightBytes, recipe.rightToWorking}}
+        .follow();
 }
 
 /// The loop of one predicate; null for a number that is not a predicate.
 template <class T, class Left, class Right>
-LaneOperation predicateOf(std::uint32_t predicate) {
+LaneComparison predicateOf(std::uint32_t predicate) {
     switch (predicate) {
     case Less<T>::number:
         return &compareRun<Less<T>, Left, Right>;
     case LessEqual<T>::number:
         return &compareRun<LessEqual<T>, Left, Right>;
-    case Greater<T>::number:
-        return &compareRun<Greater<T>, Left, Right>;
-    case GreaterEqual<T>::number:
-        return &compareRun<GreaterEqual<T>, Left, Right>;
+    case greater:
+        return &compareMirrored<Less<T>, Left, Right>;
+    case greaterEqual:
+        return &compareMirrored<LessEqual<T>, Left, Right>;
     case Equal<T>::number:
         return &compareRun<Equal<T>, Left, Right>;
     case NotEqual<T>::number:
@@ -287,9 +356,24 @@ inline constexpr bool
                           (MaskedComparison<Less<Working<Compared>>, Left, Right>::isThere &&
                            (isSame<Left, Right> || !isSame<Compared, Half>));
 
+/// The kind that two kinds are compared in.
+template <class Left, class Right>
+using ComparedKind = typename Higher<(kindOf<Left> > kindOf<Right>), Left, Right>::Kind;
+
+/// Null if the operands are converted in a separate pass.
+template <class Left, class Right>
+constexpr FlatComparisonOf flatComparisonOf() {
+    using Compared = ComparedKind<Left, Right>;
+    if constexpr (isConvertedOnTheWay<Compared, Left, Right> ||
+                  (isSame<Left, Right> && !isSame<Left, Half>))
+        return &predicateOf<Working<Compared>, Left, Right>;
+    else
+        return nullptr;
+}
+
 template <class Left, class Right>
 void comparison(const ComparisonArgs& args) {
-    using Compared = typename Higher<(kindOf<Left> > kindOf<Right>), Left, Right>::Kind;
+    using Compared = ComparedKind<Left, Right>;
     using Worked = Working<Compared>;
     if constexpr (isConvertedOnTheWay<Compared, Left, Right>)
         follow(args,
@@ -305,8 +389,11 @@ void comparison(const ComparisonArgs& args) {
 } // namespace
 
 extern const ComparisonKernels comparisonKernels;
-constinit const ComparisonKernels comparisonKernels = pairTable<ComparisonKernel, NumericKinds>(
-    []<class Left, class Right>() { return &comparison<Left, Right>; });
+constinit const ComparisonKernels comparisonKernels = {
+    pairTable<ComparisonKernel, NumericKinds>(
+        []<class Left, class Right>() { return &comparison<Left, Right>; }),
+    pairTable<FlatComparisonOf, NumericKinds>(
+        []<class Left, class Right>() { return flatComparisonOf<Left, Right>(); })};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

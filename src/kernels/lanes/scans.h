@@ -1,15 +1,13 @@
 // Searches validity bytes for exceptions, a vector at a time.
 #pragma once
 
-#include "kernels/lanes/vectors.h"
+#include "kernels/lanes/masks.h"
 
 #include <cstdint>
 #include <cstring>
 
 namespace Fenlet {
 inline namespace FENLET_TARGET {
-
-using ByteVector = VectorOf<std::uint8_t>;
 
 /// Looks for a byte that is 0.
 struct Zeros {

@@ -18,6 +18,29 @@ inline bool isAnySet(const Vector& bytes) {
     return _mm256_testz_si256(all, all) == 0;
 }
 
+/// Narrows masks. The instruction for that keeps the 16-byte halves of vectors apart.
+struct NarrowMasks {
+    using Bytes = __m256i;
+    /// The masks of two vectors, each half as wide as before.
+    static Bytes halved(const Bytes& low, const Bytes& high) {
+        return _mm256_packs_epi16(low, high);
+    }
+    using Fours [[gnu::vector_size(vectorBytes)]] = std::uint32_t;
+    using Twos [[gnu::vector_size(vectorBytes)]] = std::uint16_t;
+    /// Puts masks of lanes of `laneBytes` bytes in order, after the last halving: 4 or 8.
+    template <int laneBytes>
+    static Bytes inOrder(const Bytes& masks) {
+        if constexpr (laneBytes == 4) {
+            const auto fours = bitCast<Fours>(masks);
+            return bitCast<Bytes>(__builtin_shufflevector(fours, fours, 0, 4, 1, 5, 2, 6, 3, 7));
+        } else {
+            const auto twos = bitCast<Twos>(masks);
+            return bitCast<Bytes>(__builtin_shufflevector(twos, twos, 0, 8, 1, 9, 2, 10, 3, 11, 4,
+                                                          12, 5, 13, 6, 14, 7, 15));
+        }
+    }
+};
+
 /// Eight lanes at a time.
 struct WideLanes : Int64Truncation {
     using Floats = __m256;

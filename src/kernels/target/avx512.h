@@ -19,6 +19,24 @@ inline bool isAnySet(const Vector& bytes) {
     return _mm512_test_epi8_mask(all, all) != 0;
 }
 
+/// Narrows masks. The instruction for that keeps the 16-byte quarters of vectors apart.
+struct NarrowMasks {
+    using Bytes = __m512i;
+    /// The masks of two vectors, each half as wide as before.
+    static Bytes halved(const Bytes& low, const Bytes& high) {
+        return _mm512_packs_epi16(low, high);
+    }
+    using Fours [[gnu::vector_size(vectorBytes)]] = std::uint32_t;
+    /// Puts masks of lanes of 4 bytes in order, after the last halving.
+    template <int laneBytes>
+    static Bytes inOrder(const Bytes& masks) {
+        static_assert(laneBytes == 4);
+        const auto fours = bitCast<Fours>(masks);
+        return bitCast<Bytes>(__builtin_shufflevector(fours, fours, 0, 4, 8, 12, 1, 5, 9, 13, 2, 6,
+                                                      10, 14, 3, 7, 11, 15));
+    }
+};
+
 /// Sixteen lanes at a time.
 struct WideLanes : Int64Truncation {
     using Floats = __m512;
@@ -143,25 +161,34 @@ requires requires {
 struct MaskedComparison<Predicate, Left, Right> {
     static constexpr bool isThere = true;
 
-    static std::int64_t run(unsigned char* out, const unsigned char* left,
-                            const unsigned char* right, std::int64_t lanes) {
-        const __m512i ones = _mm512_set1_epi8(1);
+    /// Validity is null, or given for both sides.
+    static void run(unsigned char* out, const unsigned char* left,
+                    const unsigned char* leftValidity, const unsigned char* right,
+                    const unsigned char* rightValidity, std::int64_t lanes) {
+        const bool isInDoubt = leftValidity != nullptr;
+        const auto missing = [=](std::int64_t first, __mmask64 some) {
+            const __m512i bytes =
+                _mm512_min_epu8(_mm512_maskz_loadu_epi8(some, leftValidity + first),
+                                _mm512_maskz_loadu_epi8(some, rightValidity + first));
+            return _mm512_testn_epi8_mask(bytes, bytes);
+        };
         std::int64_t i = 0;
-        for (; i + 64 <= lanes; i += 64) {
-            const auto sixteen = [=](std::int64_t part) {
-                return maskOfSixteen(left, right, i + 16 * part);
-            };
-            const __mmask32 low = _mm512_kunpackw(sixteen(1), sixteen(0));
-            const __mmask32 high = _mm512_kunpackw(sixteen(3), sixteen(2));
-            _mm512_storeu_si512(out + i, _mm512_maskz_mov_epi8(_mm512_kunpackd(high, low), ones));
-        }
+        if (!isInDoubt)
+            for (; i + 64 <= lanes; i += 64)
+                _mm512_storeu_si512(out + i, truths(left, right, i));
+        else
+            for (; i + 64 <= lanes; i += 64)
+                _mm512_storeu_si512(out + i,
+                                    _mm512_or_si512(truths(left, right, i),
+                                                    _mm512_movm_epi8(missing(i, ~__mmask64{0}))));
         for (; i < lanes; i += together) {
             const std::int64_t rest = lanes - i < together ? lanes - i : together;
             const auto some = static_cast<Mask>((1u << rest) - 1);
-            const __m128i truths = _mm_maskz_mov_epi8(mask(left, right, i, some), _mm_set1_epi8(1));
-            _mm_mask_storeu_epi8(out + i, some, truths);
+            const __m128i known = _mm_maskz_mov_epi8(mask(left, right, i, some), _mm_set1_epi8(1));
+            const __m128i unknown =
+                _mm_movm_epi8(static_cast<__mmask16>(isInDoubt ? missing(i, some) : 0));
+            _mm_mask_storeu_epi8(out + i, some, _mm_or_si128(known, unknown));
         }
-        return lanes;
     }
 
   private:
@@ -169,6 +196,16 @@ struct MaskedComparison<Predicate, Left, Right> {
     static constexpr std::int64_t together = (vectorBytes / std::int64_t{sizeof(Lane)});
     using Mask = UnsignedOfSize<together / 8>;
 
+    /// The truth of 64 lanes.
+    static __m512i truths(const unsigned char* left, const unsigned char* right,
+                          std::int64_t first) {
+        const auto sixteen = [=](std::int64_t part) {
+            return maskOfSixteen(left, right, first + 16 * part);
+        };
+        const __mmask32 low = _mm512_kunpackw(sixteen(1), sixteen(0));
+        const __mmask32 high = _mm512_kunpackw(sixteen(3), sixteen(2));
+        return _mm512_maskz_mov_epi8(_mm512_kunpackd(high, low), _mm512_set1_epi8(1));
+    }
     static Mask mask(const unsigned char* left, const unsigned char* right, std::int64_t first,
                      Mask some) {
         return MaskWhere<Predicate::number>::holds(

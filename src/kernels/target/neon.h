@@ -16,6 +16,18 @@ inline bool isAnySet(const Vector& bytes) {
     return vmaxvq_u8(bitCast<uint8x16_t>(bytes)) != 0;
 }
 
+/// Narrows masks.
+struct NarrowMasks {
+    using Bytes = uint8x16_t;
+    /// The masks of two vectors, each half as wide as before.
+    static Bytes halved(const Bytes& low, const Bytes& high) { return vuzp1q_u8(low, high); }
+    /// Puts masks of lanes of `laneBytes` bytes in order, after the last halving.
+    template <int laneBytes>
+    static Bytes inOrder(const Bytes& masks) {
+        return masks;
+    }
+};
+
 /// Four lanes at a time. Truncation is left to the compiler: this processor gives other results for
 /// floats that do not fit an integer.
 struct WideLanes {

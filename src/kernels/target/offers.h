@@ -1,8 +1,9 @@
 // What an instruction set can offer beyond the vector code that compilers make of plain loops. Each
 // set has a file in this folder. It defines the width of a register (`vectorBytes`), a test for any
-// set bit (`isAnySet`) and the conversions of lanes (`WideLanes`, with those functions that the set
-// has instructions for), and it specialises the templates below where it can. Code that uses them
-// checks what is available and otherwise uses plain loops.
+// set bit (`isAnySet`), a way to narrow masks (`NarrowMasks`) and the conversions of lanes
+// (`WideLanes`, with those functions that the set has instructions for), and it specialises the
+// templates below where it can. Code that uses them checks what is available and otherwise uses
+// plain loops.
 #pragma once
 
 #include "kernels/target/lane_access.h"
@@ -30,15 +31,10 @@ struct MaskedPick {
     }
 };
 
-/// Compares all lanes and returns how many there are. Returns 0 and compares none if the set has no
-/// masks or no loads for these kinds.
+/// Compares all lanes, in sets with masks that have loads for these kinds. See `compareRun`.
 template <class Predicate, class Left, class Right>
 struct MaskedComparison {
     static constexpr bool isThere = false;
-    static std::int64_t run(unsigned char*, const unsigned char*, const unsigned char*,
-                            std::int64_t) {
-        return 0;
-    }
 };
 
 } // namespace FENLET_TARGET

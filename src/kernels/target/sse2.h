@@ -17,6 +17,18 @@ inline bool isAnySet(const Vector& bytes) {
     return _mm_movemask_epi8(zeros) != 0xFFFF;
 }
 
+/// Narrows masks.
+struct NarrowMasks {
+    using Bytes = __m128i;
+    /// The masks of two vectors, each half as wide as before.
+    static Bytes halved(const Bytes& low, const Bytes& high) { return _mm_packs_epi16(low, high); }
+    /// Puts masks of lanes of `laneBytes` bytes in order, after the last halving.
+    template <int laneBytes>
+    static Bytes inOrder(const Bytes& masks) {
+        return masks;
+    }
+};
+
 /// Four lanes at a time. This set has no conversions of halves.
 struct WideLanes : Int64Truncation {
     using Floats = __m128;

@@ -33,7 +33,7 @@ std::size_t rankOf(CpuElementKind kind) {
 
 template <const ComparisonKernels& kernels>
 bool runFrom(const ComparisonKinds& kinds, const ComparisonArgs& args) {
-    kernels.find(kinds.left, kinds.right)(args);
+    kernels.kernels.find(kinds.left, kinds.right)(args);
     return true;
 }
 

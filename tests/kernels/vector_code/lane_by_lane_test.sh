@@ -19,7 +19,8 @@ fail() {
 
 # Some loops use vector types, so they are vector code with any compiler options. All other loops
 # must be refused.
-inVectors='combineScalars|combineWhole|spreadFixed<unsigned (int|long), [234]>|takeFixed'
+inVectors='combineScalars|combineWhole|compareRun|takeFixed'
+inVectors+='|spreadFixed<unsigned (int|long), [234]>'
 inVectors+='|mapRun<(Convert|ToWorking)<int, (float|double)>>'
 written='spreadFixed<unsigned int, 3>'
 cat "$list" "${list%.txt}_baseline.txt" >"$own/both"
