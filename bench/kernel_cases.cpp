@@ -105,6 +105,8 @@ KernelCase select(const std::string& name, Kind kind, int multiplicity, int cond
                                       areas[Areas::left],          areas[Areas::leftValidity],
                                       areas[Areas::right],         areas[Areas::rightValidity],
                                       boundElements(multiplicity), multiplicity};
+                if (const FlatSelect flat = flatSelect(kind, multiplicity))
+                    return [args, flat] { flat(args); };
                 return [args, kernel = selectKernel(kind, kind, kind)] { kernel(args); };
             },
             conditionRun};

@@ -22,6 +22,21 @@ bool areZeroOrOne(const unsigned char* bytes, std::int64_t count) {
     return bits <= 1;
 }
 
+SelectArgs selectArgs(const BoundStep& step, const Place* places, const Block& block) {
+    const Place& whenTrue = places[step.operands[1]];
+    const Place& whenFalse = places[step.operands[2]];
+    return {places[step.result].data,
+            validityOf(step, places),
+            places[step.operands[0]].data,
+            step.operandMultiplicity,
+            whenTrue.data,
+            whenTrue.validity,
+            whenFalse.data,
+            whenFalse.validity,
+            block.count,
+            step.multiplicity};
+}
+
 } // namespace
 
 bool combineValidity(const BoundStep& step, Place* places, const Block& block) {
@@ -190,12 +205,12 @@ bool isTrue(const BoundStep& step, Place* places, const Block& block) {
 }
 
 bool select(const BoundStep& step, Place* places, const Block& block) {
-    const Place& result = places[step.result];
-    const Place& whenTrue = places[step.operands[1]];
-    const Place& whenFalse = places[step.operands[2]];
-    step.work.select({result.data, validityOf(step, places), places[step.operands[0]].data,
-                      step.operandMultiplicity, whenTrue.data, whenTrue.validity, whenFalse.data,
-                      whenFalse.validity, block.count, step.multiplicity});
+    step.work.select(selectArgs(step, places, block));
+    return true;
+}
+
+bool flatSelect(const BoundStep& step, Place* places, const Block& block) {
+    step.work.flatSelect(selectArgs(step, places, block));
     return true;
 }
 

@@ -42,6 +42,7 @@ struct BoundStep {
         ComparisonKernel comparison;
         FlatComparison flatComparison;
         SelectKernel select;
+        FlatSelect flatSelect;
         UnaryKernel unary;
         ComponentKernel component;
         void (*logic)(const LogicArgs&);
@@ -110,6 +111,8 @@ bool flatComparison(const BoundStep& step, Place* places, const Block& block);
 bool logic(const BoundStep& step, Place* places, const Block& block);
 bool isTrue(const BoundStep& step, Place* places, const Block& block);
 bool select(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.flatSelect`, which reads both arms as a whole.
+bool flatSelect(const BoundStep& step, Place* places, const Block& block);
 
 } // namespace Steps
 } // namespace Fenlet

@@ -602,6 +602,18 @@ void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
         values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
     }
     placeResult(step);
+    const auto isLikeResult = [&](std::int32_t number) {
+        return flow.of(number).kind == step.resultKind &&
+               flow.of(number).multiplicity == step.multiplicity;
+    };
+    // All places hold whole blocks, so a loop may read both arms.
+    const bool isFlat = step.operandMultiplicity == 1 && isLikeResult(instruction.operands[1]) &&
+                        isLikeResult(instruction.operands[2]) &&
+                        !flow.of(instruction.result).isRewritten;
+    step.work.flatSelect =
+        isFlat ? Fenlet::flatSelect(step.resultKind, step.multiplicity) : nullptr;
+    if (step.work.flatSelect != nullptr)
+        return emit(step, &Steps::flatSelect);
     step.work.select = selectKernel(step.resultKind, flow.of(instruction.operands[1]).kind,
                                     flow.of(instruction.operands[2]).kind);
     emit(step, &Steps::select);

@@ -19,8 +19,11 @@ class Registers {
 
     bool has(int number) const { return static_cast<unsigned>(number) < count; }
 
-    /// Kind and multiplicity of a register that exists.
-    const RegisterSpec& specOf(int number) const { return slots[number].spec; }
+    /// Whether there is a register of this kind and multiplicity.
+    bool has(int number, CpuElementKind kind, int multiplicity) const {
+        return has(number) && slots[number].spec.kind == kind &&
+               slots[number].spec.multiplicity == multiplicity;
+    }
 
     /// Stores where the register's areas are. Does not change the pointers if there is no such
     /// register.
@@ -49,16 +52,29 @@ class Registers {
 /// whole block, which is zeroed when it is laid out.
 bool goesLaneByLane(const Interpreter::Step& step, const Registers& registers) {
     const auto fits = [&](int number, CpuElementKind kind, int multiplicity) {
-        if (!registers.has(number) || multiplicity != step.resultMultiplicity)
-            return false;
-        const RegisterSpec& spec = registers.specOf(number);
-        return spec.kind == kind && spec.multiplicity == multiplicity;
+        return multiplicity == step.resultMultiplicity && registers.has(number, kind, multiplicity);
     };
     return fits(step.result, step.resultKind, step.resultMultiplicity) &&
            fits(step.operands[0], step.operandKinds[0], step.operandMultiplicities[0]) &&
            fits(step.operands[1], step.operandKinds[1], step.operandMultiplicities[1]) &&
            !step.leftScalar && !step.rightScalar &&
            std::int64_t{registers.elementCapacity()} * step.resultMultiplicity <= mostFlatLanes;
+}
+
+/// Whether all components of an element have one condition, and the registers are as the step
+/// describes them, with arms like the result. Both arms may then be read as a whole, for the same
+/// reason. An arm must not be the result: its validity is then overwritten before the kernel runs,
+/// and that shows in the result.
+bool selectsFlat(const Interpreter::Step& step, const Registers& registers) {
+    const auto isLikeResult = [&](int number) {
+        return registers.has(number, step.resultKind, step.resultMultiplicity);
+    };
+    return step.operandMultiplicities[0] == 1 &&
+           registers.has(step.operands[0], CpuElementKind::Tribool, 1) &&
+           isLikeResult(step.result) && isLikeResult(step.operands[1]) &&
+           isLikeResult(step.operands[2]) && step.operandKinds[1] == step.resultKind &&
+           step.operandKinds[2] == step.resultKind && step.result != step.operands[1] &&
+           step.result != step.operands[2];
 }
 
 void findComparison(const Interpreter::Step& step, const Registers& registers,
@@ -73,6 +89,16 @@ void findComparison(const Interpreter::Step& step, const Registers& registers,
         resolved.flatComparison = flat;
     else
         resolved.comparison = comparisonKernel(left, right);
+}
+
+void findSelect(const Interpreter::Step& step, const Registers& registers, ResolvedStep& resolved) {
+    const bool fits = !StepRules::select(step) && selectsFlat(step, registers);
+    const FlatSelect flat = fits ? flatSelect(step.resultKind, step.resultMultiplicity) : nullptr;
+    resolved.isFlat = flat != nullptr;
+    if (resolved.isFlat)
+        resolved.flatSelect = flat;
+    else
+        resolved.select = selectKernel(step.resultKind, step.operandKinds[1], step.operandKinds[2]);
 }
 
 void findKernel(const Interpreter::Step& step, const Registers& registers, ResolvedStep& resolved) {
@@ -107,7 +133,7 @@ void findKernel(const Interpreter::Step& step, const Registers& registers, Resol
         findComparison(step, registers, resolved);
         return;
     case OpCode::Select:
-        resolved.select = selectKernel(result, operands[1], operands[2]);
+        findSelect(step, registers, resolved);
         return;
     default:
         return;

@@ -21,7 +21,8 @@ struct ResolvedStep {
     /// The loop that does all the work of an arithmetic step. Null if one loop is not enough for
     /// the step.
     FlatArithmetic flatArithmetic = nullptr;
-    /// Whether one loop does all the work of the step, its validity included: `flatComparison`.
+    /// Whether one loop does all the work of the step, its validity included: `flatComparison`
+    /// or `flatSelect`.
     bool isFlat = false;
     /// The kernel for the step's kinds. The step's opcode determines which member is in use. Null
     /// if there is no such kernel; the step is then refused when it runs. Also null if
@@ -31,6 +32,7 @@ struct ResolvedStep {
         ComparisonKernel comparison;
         FlatComparison flatComparison;
         SelectKernel select;
+        FlatSelect flatSelect;
         UnaryKernel unary;
         ComponentKernel component;
     };

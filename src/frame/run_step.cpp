@@ -136,18 +136,22 @@ Fault runAndOr(const StepFrame& frame, void (*logic)(const LogicArgs&)) {
     return Faults::none;
 }
 
+SelectArgs selectArgs(const StepFrame& frame) {
+    const ResolvedStep& resolved = frame.resolved;
+    return {resolved.result,      resolved.resultValidity,
+            resolved.operands[0], frame.step.operandMultiplicities[0],
+            resolved.operands[1], frame.doubtfulValidity(1),
+            resolved.operands[2], frame.doubtfulValidity(2),
+            frame.block.count,    frame.step.resultMultiplicity};
+}
+
 Fault runSelect(const StepFrame& frame) {
     const Interpreter::Step& step = frame.step;
     if (const Fault fault = StepRules::select(step))
         return fault;
     if (frame.resolved.select == nullptr)
         return Faults::selectKernel;
-    const SelectArgs args{frame.resolved.result,      frame.resolved.resultValidity,
-                          frame.resolved.operands[0], step.operandMultiplicities[0],
-                          frame.resolved.operands[1], frame.doubtfulValidity(1),
-                          frame.resolved.operands[2], frame.doubtfulValidity(2),
-                          frame.block.count,          step.resultMultiplicity};
-    frame.resolved.select(args);
+    frame.resolved.select(selectArgs(frame));
     frame.findOutValidity();
     return Faults::none;
 }
@@ -232,10 +236,15 @@ void passValidityOn(const StepFrame& frame) {
 /// Nothing can refuse it.
 void runFlat(const StepFrame& frame) {
     const ResolvedStep& resolved = frame.resolved;
-    resolved.flatComparison(resolved.result, resolved.operands[0], frame.doubtfulValidity(0),
-                            resolved.operands[1], frame.doubtfulValidity(1), frame.block.count);
-    makeValid(frame);
-    frame.block.known.changed(frame.step.result);
+    BlockKnowledge& known = frame.block.known;
+    if (frame.step.op == OpCode::Select) {
+        known.setValid(frame.step.result, resolved.flatSelect(selectArgs(frame)));
+    } else {
+        resolved.flatComparison(resolved.result, resolved.operands[0], frame.doubtfulValidity(0),
+                                resolved.operands[1], frame.doubtfulValidity(1), frame.block.count);
+        makeValid(frame);
+    }
+    known.changed(frame.step.result);
 }
 
 Fault runOn(const StepFrame& frame) {

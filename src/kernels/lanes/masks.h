@@ -29,6 +29,18 @@ inline ByteVector byteMasks(const MaskOf& maskOf) {
     return bitCast<ByteVector>(NarrowMasks::inOrder<laneBytes>(halvedMasks<laneBytes, 0>(maskOf)));
 }
 
+/// Each byte repeated over a word: vector `part` of as many as a word has bytes.
+template <class Word, int part>
+inline VectorOf<Word> repeatedBytes(const ByteVector& bytes) {
+    if constexpr (sizeof(Word) == 1) {
+        return bytes;
+    } else {
+        using Half = UnsignedOfSize<sizeof(Word) / 2>;
+        return bitCast<VectorOf<Word>>(
+            spreadPart<2, part % 2, Half>(repeatedBytes<Half, part / 2>(bytes)));
+    }
+}
+
 /// Where either of two validity bytes is 0.
 inline ByteVector missingMask(const ByteVector& left, const ByteVector& right) {
     return bitCast<ByteVector>((left < right ? left : right) == 0);

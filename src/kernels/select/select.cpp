@@ -15,7 +15,13 @@ constexpr KernelSets<SelectKernels> kernels = {FENLET_ADDRESSES(selectKernels)};
 
 SelectKernel selectKernel(CpuElementKind result, CpuElementKind whenTrue,
                           CpuElementKind whenFalse) {
-    return kernels.chosen().find(result, whenTrue, whenFalse);
+    return kernels.chosen().kernels.find(result, whenTrue, whenFalse);
+}
+
+FlatSelect flatSelect(CpuElementKind kind, std::int32_t multiplicity) {
+    const SelectKernels& chosen = kernels.chosen();
+    const bool fits = multiplicity >= 1 && multiplicity <= chosen.mostFlatComponents;
+    return fits ? chosen.flat.find(kind) : nullptr;
 }
 
 bool dispatchSelect(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse,

@@ -48,7 +48,23 @@ using SelectKernel = void (*)(const SelectArgs&);
 /// The kernel that `dispatchSelect` runs, in the instruction set in use; null if there is none.
 SelectKernel selectKernel(CpuElementKind result, CpuElementKind whenTrue, CpuElementKind whenFalse);
 
-/// The kernels by the result's kind and those of the arms; null where there is none.
-using SelectKernels = TripleTable<SelectKernel, AllKinds>;
+/// Writes the same bytes where both arms have the kind of the result and there is one condition for
+/// each element. Returns whether every element is valid. Reads both arms as a whole, with their
+/// validity: all of it must be readable, also what is not taken. The result may be an arm, or the
+/// condition of a `Tribool` result; apart from that, what is written overlaps nothing else.
+using FlatSelect = bool (*)(const SelectArgs& args);
+
+/// The loop for a kind and a multiplicity, in the instruction set in use. A caller who knows that
+/// its areas fit can call it directly. Null if there is none, or if the kernel above is as fast:
+/// elements of one component have a loop in every kind.
+FlatSelect flatSelect(CpuElementKind kind, std::int32_t multiplicity);
+
+/// The kernels by the result's kind and those of the arms, null where there is none; and the flat
+/// ones by kind, for elements of up to so many components.
+struct SelectKernels {
+    TripleTable<SelectKernel, AllKinds> kernels;
+    KindTable<FlatSelect, AllKinds> flat;
+    std::int32_t mostFlatComponents;
+};
 
 } // namespace Fenlet

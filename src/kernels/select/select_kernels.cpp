@@ -8,6 +8,7 @@
 #include "kernels/conversions/conversions.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/lanes/tiles.h"
+#include "kernels/select/flat_select.h"
 #include "kernels/select/picks.h"
 #include "kernels/select/select.h"
 #include "kernels/select/select_call.h"
@@ -226,6 +227,12 @@ void select(const SelectArgs& args) {
                   static_cast<unsigned char>(isSame<Result, Tribool> ? 255 : 0)});
 }
 
+template <class Lane>
+bool selectFlatOf(const SelectArgs& args) {
+    static constexpr FlatLoops loops = flatLoops<UnsignedOfSize<sizeof(Lane)>>();
+    return selectFlat(args, loops, &select<Lane, Lane, Lane>);
+}
+
 template <class Result, class WhenTrue, class WhenFalse>
 constexpr SelectKernel kernelFor() {
     if constexpr (hasConversion<Result, WhenTrue> && hasConversion<Result, WhenFalse>)
@@ -237,10 +244,12 @@ constexpr SelectKernel kernelFor() {
 } // namespace
 
 extern const SelectKernels selectKernels;
-constinit const SelectKernels selectKernels =
+constinit const SelectKernels selectKernels = {
     tripleTable<SelectKernel, AllKinds>([]<class Result, class WhenTrue, class WhenFalse>() {
         return kernelFor<Result, WhenTrue, WhenFalse>();
-    });
+    }),
+    kindTable<FlatSelect, AllKinds>([]<class Lane>() { return &selectFlatOf<Lane>; }),
+    mostFlatComponents};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

@@ -69,6 +69,29 @@ struct WideLanes : Int64Truncation {
     }
 };
 
+template <>
+struct WidenedBytes<std::uint16_t> {
+    static constexpr bool isThere = true;
+    static __m256i load(const unsigned char* in) {
+        return _mm256_cvtepi8_epi16(loadLane<__m128i>(in, 0));
+    }
+};
+template <>
+struct WidenedBytes<std::uint32_t> {
+    static constexpr bool isThere = true;
+    static __m256i load(const unsigned char* in) {
+        const void* const area = in;
+        return _mm256_cvtepi8_epi32(_mm_loadl_epi64(static_cast<const __m128i*>(area)));
+    }
+};
+template <>
+struct WidenedBytes<std::uint64_t> {
+    static constexpr bool isThere = true;
+    static __m256i load(const unsigned char* in) {
+        return _mm256_cvtepi8_epi64(_mm_cvtsi32_si128(loadLane<std::int32_t>(in, 0)));
+    }
+};
+
 /// Marks the lanes with a given choice: a byte for each lane, with all bits set or none.
 struct FewChoices {
     using Bytes = __m128i;

@@ -31,6 +31,12 @@ struct MaskedPick {
     }
 };
 
+/// Loads bytes and widens each to a word with the same sign, for a whole vector of words.
+template <class Word>
+struct WidenedBytes {
+    static constexpr bool isThere = false;
+};
+
 /// Compares all lanes, in sets with masks that have loads for these kinds. See `compareRun`.
 template <class Predicate, class Left, class Right>
 struct MaskedComparison {

@@ -23,7 +23,7 @@ constexpr CpuElementKind tribool = CpuElementKind::Tribool;
 
 template <const SelectKernels& kernels>
 bool runFrom(const SelectKinds& kinds, const SelectArgs& args) {
-    kernels.find(kinds.result, kinds.whenTrue, kinds.whenFalse)(args);
+    kernels.kernels.find(kinds.result, kinds.whenTrue, kinds.whenFalse)(args);
     return true;
 }
 
