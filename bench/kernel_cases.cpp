@@ -64,6 +64,13 @@ KernelCase arithmetic(const std::string& name, ArithmeticOp op, Kind result, Kin
                         flat(areas[Areas::result], areas[Areas::left], areas[Areas::right],
                              std::int64_t{args.count} * args.multiplicity);
                     };
+                const bool dividesIntegers = op == ArithmeticOp::Divide && result == Kind::Int32;
+                if (const FlatDivision divide = flatDivision(); dividesIntegers && divide)
+                    return [=, &areas] {
+                        divide(areas[Areas::result], areas[Areas::resultValidity],
+                               areas[Areas::left], nullptr, areas[Areas::right], nullptr,
+                               args.count);
+                    };
                 return [args, kernel = arithmeticKernel(result, left, right)] { kernel(args); };
             }};
 }

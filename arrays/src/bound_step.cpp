@@ -176,6 +176,14 @@ bool arithmetic(const BoundStep& step, Place* places, const Block& block) {
     return true;
 }
 
+bool flatDivision(const BoundStep& step, Place* places, const Block& block) {
+    step.work.flatDivision(places[step.result].data, places[step.result].validity,
+                           places[step.operands[0]].data, places[step.operands[0]].validity,
+                           places[step.operands[1]].data, places[step.operands[1]].validity,
+                           block.count);
+    return true;
+}
+
 bool comparison(const BoundStep& step, Place* places, const Block& block) {
     step.work.comparison({places[step.result].data, places[step.operands[0]].data,
                           places[step.operands[0]].validity, places[step.operands[1]].data,

@@ -39,6 +39,7 @@ struct BoundStep {
         FlatArithmetic flat = nullptr;
         PairLoop pair;
         ArithmeticKernel arithmetic;
+        FlatDivision flatDivision;
         ComparisonKernel comparison;
         FlatComparison flatComparison;
         SelectKernel select;
@@ -105,6 +106,8 @@ bool flatArithmetic(const BoundStep& step, Place* places, const Block& block);
 /// Runs `work.pair`, one loop over all lanes of three operands.
 bool arithmeticPair(const BoundStep& step, Place* places, const Block& block);
 bool arithmetic(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.flatDivision`, which sets the result's validity too.
+bool flatDivision(const BoundStep& step, Place* places, const Block& block);
 bool comparison(const BoundStep& step, Place* places, const Block& block);
 /// Runs `work.flatComparison`, one loop over all lanes.
 bool flatComparison(const BoundStep& step, Place* places, const Block& block);

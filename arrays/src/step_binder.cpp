@@ -481,6 +481,23 @@ void StepBinder::bindField(BoundStep step, const Instruction& instruction) {
     }
 }
 
+/// Divides integers in one loop, with their validity, if that is possible. All places hold whole
+/// blocks, so the loop may read dividends whose divisor is zero.
+bool StepBinder::bindDivision(BoundStep step, const Instruction& instruction) {
+    const auto fits = [this](std::int32_t number) {
+        return flow.of(number).kind == CpuElementKind::Int32 && flow.of(number).multiplicity == 1;
+    };
+    step.work.flatDivision = Fenlet::flatDivision();
+    if (step.work.flatDivision == nullptr || !fits(instruction.operands[0]) ||
+        !fits(instruction.operands[1]) || !fits(instruction.result) ||
+        flow.of(instruction.result).isRewritten)
+        return false;
+    values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
+    placeResult(step);
+    emit(step, &Steps::flatDivision);
+    return true;
+}
+
 void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) {
     const RegisterFlow& left = flow.of(instruction.operands[0]);
     const RegisterFlow& right = flow.of(instruction.operands[1]);
@@ -489,9 +506,11 @@ void StepBinder::bindArithmetic(BoundStep step, const Instruction& instruction) 
     step.rightScalar = right.multiplicity == 1 && left.multiplicity != 1;
     step.immediate = static_cast<std::int32_t>(op);
     // A divisor of zero makes an element missing.
-    if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32)
+    if (op == ArithmeticOp::Divide && step.resultKind == CpuElementKind::Int32) {
+        if (bindDivision(step, instruction))
+            return;
         ownValidity(step);
-    else
+    } else
         shareValidity(step);
     placeResult(step);
     const bool isFlat = !step.leftScalar && !step.rightScalar;

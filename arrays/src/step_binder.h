@@ -72,6 +72,7 @@ class StepBinder {
     bool locateField(BoundStep step, const Instruction& instruction, FieldSource& field);
     bool gatherField(BoundStep step, const Instruction& instruction, FieldSource& field);
     bool lendField(const Instruction& instruction, const FieldSource& field);
+    bool bindDivision(BoundStep step, const Instruction& instruction);
     void bindArithmetic(BoundStep step, const Instruction& instruction);
     bool joinsStepBefore(BoundStep& step, const Instruction& instruction);
     void bindComparison(BoundStep step, const Instruction& instruction);

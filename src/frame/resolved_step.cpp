@@ -77,6 +77,30 @@ bool selectsFlat(const Interpreter::Step& step, const Registers& registers) {
            step.result != step.operands[2];
 }
 
+/// Whether a step divides `Int32` registers of one component.
+bool dividesIntegers(const Interpreter::Step& step) {
+    constexpr CpuElementKind integer = CpuElementKind::Int32;
+    return step.op == OpCode::Divide && step.arity == 2 && step.resultMultiplicity == 1 &&
+           step.resultKind == integer && step.operandKinds[0] == integer &&
+           step.operandKinds[1] == integer;
+}
+
+void findArithmetic(const Interpreter::Step& step, const Registers& registers,
+                    ResolvedStep& resolved) {
+    const CpuElementKind result = step.resultKind;
+    const CpuElementKind* const operands = step.operandKinds;
+    const bool isLaneByLane = goesLaneByLane(step, registers);
+    if (isLaneByLane)
+        resolved.flatArithmetic =
+            flatArithmetic(arithmeticOp(step.op), result, operands[0], operands[1]);
+    const FlatDivision division = isLaneByLane && dividesIntegers(step) ? flatDivision() : nullptr;
+    resolved.isFlat = division != nullptr;
+    if (resolved.isFlat)
+        resolved.flatDivision = division;
+    else if (resolved.flatArithmetic == nullptr)
+        resolved.arithmetic = arithmeticKernel(result, operands[0], operands[1]);
+}
+
 void findComparison(const Interpreter::Step& step, const Registers& registers,
                     ResolvedStep& resolved) {
     const CpuElementKind left = step.operandKinds[0];
@@ -118,11 +142,7 @@ void findKernel(const Interpreter::Step& step, const Registers& registers, Resol
     case OpCode::Subtract:
     case OpCode::Multiply:
     case OpCode::Divide:
-        if (goesLaneByLane(step, registers))
-            resolved.flatArithmetic =
-                flatArithmetic(arithmeticOp(step.op), result, operands[0], operands[1]);
-        if (resolved.flatArithmetic == nullptr)
-            resolved.arithmetic = arithmeticKernel(result, operands[0], operands[1]);
+        findArithmetic(step, registers, resolved);
         return;
     case OpCode::Less:
     case OpCode::LessEqual:

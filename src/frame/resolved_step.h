@@ -21,14 +21,15 @@ struct ResolvedStep {
     /// The loop that does all the work of an arithmetic step. Null if one loop is not enough for
     /// the step.
     FlatArithmetic flatArithmetic = nullptr;
-    /// Whether one loop does all the work of the step, its validity included: `flatComparison`
-    /// or `flatSelect`.
+    /// Whether one loop does all the work of the step, its validity included: `flatComparison`,
+    /// `flatSelect` or `flatDivision`.
     bool isFlat = false;
     /// The kernel for the step's kinds. The step's opcode determines which member is in use. Null
     /// if there is no such kernel; the step is then refused when it runs. Also null if
     /// `flatArithmetic` is set, and for opcodes that have one kernel for all kinds.
     union {
         ArithmeticKernel arithmetic = nullptr;
+        FlatDivision flatDivision;
         ComparisonKernel comparison;
         FlatComparison flatComparison;
         SelectKernel select;

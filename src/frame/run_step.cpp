@@ -239,6 +239,12 @@ void runFlat(const StepFrame& frame) {
     BlockKnowledge& known = frame.block.known;
     if (frame.step.op == OpCode::Select) {
         known.setValid(frame.step.result, resolved.flatSelect(selectArgs(frame)));
+    } else if (frame.step.op == OpCode::Divide) {
+        known.setValid(frame.step.result,
+                       resolved.flatDivision(resolved.result, resolved.resultValidity,
+                                             resolved.operands[0], frame.doubtfulValidity(0),
+                                             resolved.operands[1], frame.doubtfulValidity(1),
+                                             frame.block.count));
     } else {
         resolved.flatComparison(resolved.result, resolved.operands[0], frame.doubtfulValidity(0),
                                 resolved.operands[1], frame.doubtfulValidity(1), frame.block.count);

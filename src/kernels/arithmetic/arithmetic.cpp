@@ -24,6 +24,10 @@ FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElement
     return loopOf != nullptr ? loopOf(op) : nullptr;
 }
 
+FlatDivision flatDivision() {
+    return kernels.chosen().flatDivision;
+}
+
 bool dispatchArithmetic(CpuElementKind result, CpuElementKind left, CpuElementKind right,
                         const ArithmeticArgs& args) {
     const ArithmeticKernel kernel = arithmeticKernel(result, left, right);

@@ -60,6 +60,18 @@ using FlatArithmetic = void (*)(unsigned char* result, const unsigned char* left
 FlatArithmetic flatArithmetic(ArithmeticOp op, CpuElementKind result, CpuElementKind left,
                               CpuElementKind right);
 
+/// result[i] = left[i] / right[i] for elements of one component, all `Int32`, with the validity of
+/// the quotient: 1 where both operands are valid and the divisor is not 0, otherwise 0. Null counts
+/// as all valid. Returns whether every element is valid. All of both operands must be readable. The
+/// results may each be the same area of an operand; apart from that they overlap nothing else.
+using FlatDivision = bool (*)(unsigned char* result, unsigned char* resultValidity,
+                              const unsigned char* left, const unsigned char* leftValidity,
+                              const unsigned char* right, const unsigned char* rightValidity,
+                              std::int64_t elements);
+
+/// The loop of an integer division with its validity. Null if the set in use has none.
+FlatDivision flatDivision();
+
 /// The loop of an operation for three kinds; null where `flatArithmetic` has none.
 using FlatArithmeticOf = FlatArithmetic (*)(ArithmeticOp op);
 
@@ -67,6 +79,7 @@ using FlatArithmeticOf = FlatArithmetic (*)(ArithmeticOp op);
 struct ArithmeticKernels {
     TripleTable<ArithmeticKernel, KindsWithArithmetic> kernels;
     TripleTable<FlatArithmeticOf, KindsWithArithmetic> flat;
+    FlatDivision flatDivision;
 };
 
 } // namespace Fenlet

@@ -6,6 +6,8 @@
 #include "kernels/arithmetic/operations.h"
 #include "kernels/conversions/wide_lanes.h"
 #include "kernels/conversions/working.h"
+#include "kernels/lanes/masks.h"
+#include "kernels/lanes/scans.h"
 #include "kernels/lanes/tiles.h"
 #include "kernels/lanes/vectors.h"
 #include "vocabulary/kinds.h"
@@ -458,6 +460,87 @@ void arithmetic(const ArithmeticArgs& args) {
     call.run();
 }
 
+/// Divides as many lanes as a vector has bytes. Returns which divisors are 0, as masks of bytes.
+/// Truncating the binary64 quotient is exact: see `Divide<std::int32_t>`. Only 2147483648 does not
+/// fit, and these processors truncate it to -2147483648, as the quotient wraps.
+template <class Set>
+inline ByteVector divideSome(unsigned char* out, const unsigned char* left,
+                             const unsigned char* right) {
+    using Vector = VectorOf<std::int32_t>;
+    using Integers = typename Set::Integers;
+    return byteMasks<4>([=](int part) {
+        const auto divisors = loadLane<Vector>(right, part);
+        const Vector zeros = divisors == 0;
+        // A mask is -1 where it is set, so a divisor of 0 becomes 1.
+        const Integers quotients =
+            Set::divided(loadLane<Integers>(left, part), bitCast<Integers>(divisors - zeros));
+        storeLane(out, part, bitCast<Vector>(quotients) & ~zeros);
+        return zeros;
+    });
+}
+
+/// See `FlatDivision`, for elements that fill whole vectors of bytes. Validity is null or given for
+/// both sides.
+template <class Set>
+[[gnu::noinline]] bool divideWhole(unsigned char* out, unsigned char* valid,
+                                   const unsigned char* left, const unsigned char* leftValidity,
+                                   const unsigned char* right, const unsigned char* rightValidity,
+                                   std::int64_t elements) {
+    ByteVector missing{};
+    for (std::int64_t i = 0; i < elements; i += vectorBytes) {
+        const std::int64_t byte = i * std::int64_t{sizeof(std::int32_t)};
+        ByteVector some = divideSome<Set>(out + byte, left + byte, right + byte);
+        if (leftValidity != nullptr)
+            some |= missingMask(loadLane<ByteVector>(leftValidity + i, 0),
+                                loadLane<ByteVector>(rightValidity + i, 0));
+        storeLane(valid + i, 0, static_cast<ByteVector>(~some & std::uint8_t{1}));
+        missing |= some;
+    }
+    return !isAnySet(missing);
+}
+
+struct ValidInBoth {
+    using Left = unsigned char;
+    using Right = unsigned char;
+    using Out = unsigned char;
+    static Out apply(Left left, Right right) {
+        return static_cast<Out>((left != 0) & (right != 0));
+    }
+};
+
+/// See `FlatDivision`. The careful kernel divides what does not fill a vector.
+template <class Set>
+bool divideFlat(unsigned char* out, unsigned char* valid, const unsigned char* left,
+                const unsigned char* leftValidity, const unsigned char* right,
+                const unsigned char* rightValidity, std::int64_t elements) {
+    leftValidity = leftValidity == nullptr ? rightValidity : leftValidity;
+    rightValidity = rightValidity == nullptr ? leftValidity : rightValidity;
+    const std::int64_t rest = elements % vectorBytes;
+    const std::int64_t whole = elements - rest;
+    const bool isWholeValid =
+        whole == 0 || divideWhole<Set>(out, valid, left, leftValidity, right, rightValidity, whole);
+    if (rest == 0)
+        return isWholeValid;
+    if (leftValidity != nullptr)
+        combineRun<ValidInBoth>(valid + whole, leftValidity + whole, rightValidity + whole, rest);
+    else
+        std::memset(valid + whole, 1, static_cast<std::size_t>(rest));
+    const std::int64_t byte = whole * std::int64_t{sizeof(std::int32_t)};
+    arithmetic<std::int32_t, std::int32_t, std::int32_t>(
+        {out + byte, valid + whole, left + byte, right + byte, static_cast<std::int32_t>(rest), 1,
+         false, false, ArithmeticOp::Divide});
+    return hasNone<Zeros>(valid + whole, rest) && isWholeValid;
+}
+
+/// Null if the set has no division of integers.
+template <class Set>
+constexpr FlatDivision divisionOf() {
+    if constexpr (requires(typename Set::Integers some) { Set::divided(some, some); })
+        return &divideFlat<Set>;
+    else
+        return nullptr;
+}
+
 } // namespace
 
 extern const ArithmeticKernels arithmeticKernels;
@@ -466,7 +549,8 @@ constinit const ArithmeticKernels arithmeticKernels = {
         []<class Result, class Left, class Right>() { return &arithmetic<Result, Left, Right>; }),
     tripleTable<FlatArithmeticOf, KindsWithArithmetic>([]<class Result, class Left, class Right>() {
         return &flatOperationOf<Result, Left, Right>;
-    })};
+    }),
+    divisionOf<WideLanes>()};
 
 } // namespace FENLET_TARGET
 } // namespace Fenlet

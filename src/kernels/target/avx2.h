@@ -58,6 +58,14 @@ struct WideLanes : Int64Truncation {
         return _mm256_set_m128i(_mm256_cvttpd_epi32(loadLane<__m256d>(in, 1)),
                                 _mm256_cvttpd_epi32(loadLane<__m256d>(in, 0)));
     }
+    static Integers divided(Integers left, Integers right) {
+        const auto four = [](__m128i a, __m128i b) {
+            return _mm256_cvttpd_epi32(_mm256_div_pd(_mm256_cvtepi32_pd(a), _mm256_cvtepi32_pd(b)));
+        };
+        return _mm256_set_m128i(
+            four(_mm256_extracti128_si256(left, 1), _mm256_extracti128_si256(right, 1)),
+            four(_mm256_castsi256_si128(left), _mm256_castsi256_si128(right)));
+    }
     static void storeHalves(unsigned char* out, Floats value) {
         storeLane(out, 0, inRegister(narrowed(value)));
     }

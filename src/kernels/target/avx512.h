@@ -58,6 +58,18 @@ struct WideLanes : Int64Truncation {
         const __m256i high = _mm512_maskz_cvttpd_epi32(half, loadLane<__m512d>(in, 1));
         return _mm512_maskz_inserti64x4(half, _mm512_castsi256_si512(low), high, 1);
     }
+    static Integers divided(Integers left, Integers right) {
+        const auto eight = [](__m256i a, __m256i b) {
+            return _mm512_maskz_cvttpd_epi32(half,
+                                             _mm512_div_pd(_mm512_maskz_cvtepi32_pd(half, a),
+                                                           _mm512_maskz_cvtepi32_pd(half, b)));
+        };
+        const __m256i low = eight(_mm512_maskz_extracti64x4_epi64(half, left, 0),
+                                  _mm512_maskz_extracti64x4_epi64(half, right, 0));
+        const __m256i high = eight(_mm512_maskz_extracti64x4_epi64(half, left, 1),
+                                   _mm512_maskz_extracti64x4_epi64(half, right, 1));
+        return _mm512_maskz_inserti64x4(half, _mm512_castsi256_si512(low), high, 1);
+    }
     static __m512i truncateToInt64(const unsigned char* in, float /*kind*/) {
         return _mm512_maskz_cvttps_epi64(half, loadLane<__m256>(in, 0));
     }

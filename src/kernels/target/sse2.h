@@ -40,6 +40,13 @@ struct WideLanes : Int64Truncation {
         return _mm_unpacklo_epi64(_mm_cvttpd_epi32(loadLane<__m128d>(in, 0)),
                                   _mm_cvttpd_epi32(loadLane<__m128d>(in, 1)));
     }
+    static Integers divided(Integers left, Integers right) {
+        const auto two = [](__m128i a, __m128i b) {
+            return _mm_cvttpd_epi32(_mm_div_pd(_mm_cvtepi32_pd(a), _mm_cvtepi32_pd(b)));
+        };
+        return _mm_unpacklo_epi64(two(left, right), two(_mm_unpackhi_epi64(left, left),
+                                                        _mm_unpackhi_epi64(right, right)));
+    }
 };
 
 } // namespace FENLET_TARGET

@@ -19,7 +19,7 @@ fail() {
 
 # Some loops use vector types, so they are vector code with any compiler options. All other loops
 # must be refused.
-inVectors='bool selectWhole|combineScalars|combineWhole|compareRun|takeFixed'
+inVectors='bool (divide|select)Whole|combineScalars|combineWhole|compareRun|takeFixed'
 inVectors+='|spreadFixed<unsigned (int|long), [234]>'
 inVectors+='|mapRun<(Convert|ToWorking)<int, (float|double)>>'
 written='spreadFixed<unsigned int, 3>'
