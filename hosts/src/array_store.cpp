@@ -287,6 +287,19 @@ void storeBits(unsigned char* bits, std::int64_t first, std::int64_t count,
     }
 }
 
+/// Stores adjacent presence bytes. They may lie exactly where `present` does.
+void storeBytes(unsigned char* out, const unsigned char* present, std::int64_t count) {
+    if (present == nullptr)
+        std::memset(out, 1, static_cast<std::size_t>(count));
+    else if (present == out)
+        // In a loop with one pointer, the compiler sees that no byte depends on another one.
+        for (std::int64_t i = 0; i < count; ++i)
+            out[i] = out[i] != 0;
+    else
+        for (std::int64_t i = 0; i < count; ++i)
+            out[i] = present[i] != 0;
+}
+
 } // namespace
 
 /// `present` is null if all elements are present.
@@ -305,6 +318,8 @@ void ArrayStore::storePresent(std::int64_t first, std::int64_t count,
             for (std::int64_t i = 0; i < run.count; ++i)
                 storeBits(presence, run.place + i * stride, 1,
                           part == nullptr ? nullptr : part + i);
+        } else if (stride == 1) {
+            storeBytes(presence + run.place, part, run.count);
         } else {
             for (std::int64_t i = 0; i < run.count; ++i)
                 presence[run.place + i * stride] = isPresent(part, i) ? 1 : 0;
