@@ -222,4 +222,18 @@ bool flatSelect(const BoundStep& step, Place* places, const Block& block) {
     return true;
 }
 
+bool knownSelect(const BoundStep& step, Place* places, const Block& block) {
+    step.work.knownSelect(places[step.result].data, places[step.operands[0]].data,
+                          places[step.operands[1]].data, places[step.operands[2]].data,
+                          lanes(step, block));
+    return true;
+}
+
+bool comparedSelect(const BoundStep& step, Place* places, const Block& block) {
+    step.work.comparedSelect(places[step.result].data, places[step.operands[0]].data,
+                             places[step.scratch].data, places[step.operands[1]].data,
+                             places[step.operands[2]].data, lanes(step, block));
+    return true;
+}
+
 } // namespace Fenlet::Steps

@@ -7,6 +7,7 @@
 
 #include "evaluator.h"
 #include "fused/pairs.h"
+#include "fused/selects.h"
 
 #include <fenletexec/providers.h>
 #include <fenlethosts/array_field.h>
@@ -44,6 +45,8 @@ struct BoundStep {
         FlatComparison flatComparison;
         SelectKernel select;
         FlatSelect flatSelect;
+        KnownSelect knownSelect;
+        ComparedSelect comparedSelect;
         UnaryKernel unary;
         ComponentKernel component;
         void (*logic)(const LogicArgs&);
@@ -57,7 +60,8 @@ struct BoundStep {
     Work work;
     std::uint32_t result = noPlace;
     std::uint32_t operands[3] = {noPlace, noPlace, noPlace};
-    /// A place for copies of element numbers, of array elements, or for validity that is not read.
+    /// A place for copies of element numbers, of array elements, or for validity that is not read;
+    /// or a fourth operand.
     std::uint32_t scratch = noPlace;
     std::int32_t multiplicity = 1;        ///< of the result
     std::int32_t operandMultiplicity = 1; ///< of operand 0
@@ -116,6 +120,10 @@ bool isTrue(const BoundStep& step, Place* places, const Block& block);
 bool select(const BoundStep& step, Place* places, const Block& block);
 /// Runs `work.flatSelect`, which reads both arms as a whole.
 bool flatSelect(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.knownSelect`, where every element has a value.
+bool knownSelect(const BoundStep& step, Place* places, const Block& block);
+/// Runs `work.comparedSelect`. The sides are operand 0 and `scratch`, the arms operands 1 and 2.
+bool comparedSelect(const BoundStep& step, Place* places, const Block& block);
 
 } // namespace Steps
 } // namespace Fenlet

@@ -607,12 +607,25 @@ void StepBinder::bindLogic(BoundStep step, const Instruction& instruction) {
 }
 
 void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
-    const Value& whenTrue = values[step.operands[1]];
-    const Value& whenFalse = values[step.operands[2]];
+    const bool isRewritten = flow.of(instruction.result).isRewritten;
     const bool isAlwaysValid = !facts.of(instruction.operands[0]).canBeUnknown &&
-                               whenTrue.validity.kind == Home::Kind::Nowhere &&
-                               whenFalse.validity.kind == Home::Kind::Nowhere;
-    if (flow.of(instruction.result).isRewritten) {
+                               values[step.operands[1]].validity.kind == Home::Kind::Nowhere &&
+                               values[step.operands[2]].validity.kind == Home::Kind::Nowhere;
+    const auto isLikeResult = [&](std::int32_t number) {
+        return flow.of(number).kind == step.resultKind &&
+               flow.of(number).multiplicity == step.multiplicity;
+    };
+    // All places hold whole blocks, so a loop may read both arms.
+    const bool areArmsFlat = !isRewritten && isLikeResult(instruction.operands[1]) &&
+                             isLikeResult(instruction.operands[2]);
+    if (areArmsFlat && isAlwaysValid && step.operandMultiplicity == step.multiplicity) {
+        placeResult(step);
+        if (joinsComparisonBefore(step, instruction))
+            return emit(step, &Steps::comparedSelect);
+        step.work.knownSelect = Fenlet::knownSelect(elementSize(step.resultKind));
+        return emit(step, &Steps::knownSelect);
+    }
+    if (isRewritten) {
         ownValidity(step);
     } else if (isAlwaysValid) {
         discarded = discarded == noPlace ? addPlace(1) : discarded;
@@ -621,21 +634,40 @@ void StepBinder::bindSelect(BoundStep step, const Instruction& instruction) {
         values[step.result].validity = {Home::Kind::Scratch, takeScratch(1), nullptr, 0};
     }
     placeResult(step);
-    const auto isLikeResult = [&](std::int32_t number) {
-        return flow.of(number).kind == step.resultKind &&
-               flow.of(number).multiplicity == step.multiplicity;
-    };
-    // All places hold whole blocks, so a loop may read both arms.
-    const bool isFlat = step.operandMultiplicity == 1 && isLikeResult(instruction.operands[1]) &&
-                        isLikeResult(instruction.operands[2]) &&
-                        !flow.of(instruction.result).isRewritten;
-    step.work.flatSelect =
-        isFlat ? Fenlet::flatSelect(step.resultKind, step.multiplicity) : nullptr;
+    step.work.flatSelect = areArmsFlat && step.operandMultiplicity == 1
+                               ? Fenlet::flatSelect(step.resultKind, step.multiplicity)
+                               : nullptr;
     if (step.work.flatSelect != nullptr)
         return emit(step, &Steps::flatSelect);
     step.work.select = selectKernel(step.resultKind, flow.of(instruction.operands[1]).kind,
                                     flow.of(instruction.operands[2]).kind);
     emit(step, &Steps::select);
+}
+
+/// If the step before this one computes the condition, nothing else reads it, and a loop does both,
+/// takes that step out of the list and makes this one do its work.
+bool StepBinder::joinsComparisonBefore(BoundStep& step, const Instruction& instruction) {
+    if (plan.steps.empty())
+        return false;
+    const BoundStep first = plan.steps.back();
+    if (first.run != &Steps::flatComparison || first.result != step.operands[0] ||
+        flow.of(instruction.operands[0]).lastRead != step.instruction ||
+        isOutput(instruction.operands[0]))
+        return false;
+    for (const std::uint32_t side : {first.operands[0], first.operands[1]})
+        if (flow.of(static_cast<std::int32_t>(side) - 1).kind != step.resultKind ||
+            values[side].validity.kind != Home::Kind::Nowhere)
+            return false;
+    const ComparedSelect loop =
+        Fenlet::comparedSelect(step.resultKind, static_cast<std::uint32_t>(first.immediate));
+    if (loop == nullptr)
+        return false;
+    plan.steps.pop_back();
+    step.operands[0] = first.operands[0];
+    step.scratch = first.operands[1];
+    step.work.comparedSelect = loop;
+    ++plan.figures.joinedSteps;
+    return true;
 }
 
 bool StepBinder::settleOutputs() {

@@ -75,6 +75,7 @@ class StepBinder {
     bool bindDivision(BoundStep step, const Instruction& instruction);
     void bindArithmetic(BoundStep step, const Instruction& instruction);
     bool joinsStepBefore(BoundStep& step, const Instruction& instruction);
+    bool joinsComparisonBefore(BoundStep& step, const Instruction& instruction);
     void bindComparison(BoundStep step, const Instruction& instruction);
     void bindLogic(BoundStep step, const Instruction& instruction);
     void bindSelect(BoundStep step, const Instruction& instruction);
