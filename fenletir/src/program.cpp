@@ -63,4 +63,20 @@ std::int64_t Constant::integralComponent(std::int32_t index) const {
     return isTribool && index == 0 && boolean == 1 ? 1 : 0;
 }
 
+std::int32_t FenletProgram::registerCount() const {
+    return static_cast<std::int32_t>(registers.size());
+}
+
+std::int32_t FenletProgram::instructionCount() const {
+    return static_cast<std::int32_t>(instructions.size());
+}
+
+bool FenletProgram::isValidRegister(std::int32_t number) const {
+    return number >= 0 && number < registerCount();
+}
+
+const RegisterInfo& FenletProgram::registerInfo(std::int32_t number) const {
+    return registers[static_cast<std::size_t>(number)];
+}
+
 } // namespace Fenlet

@@ -103,18 +103,14 @@ struct FenletProgram {
     std::vector<SamplerDeclaration> samplers;
 
     /// Number of registers.
-    std::int32_t registerCount() const { return static_cast<std::int32_t>(registers.size()); }
+    FENLETIR_API std::int32_t registerCount() const;
     /// Number of instructions.
-    std::int32_t instructionCount() const { return static_cast<std::int32_t>(instructions.size()); }
+    FENLETIR_API std::int32_t instructionCount() const;
     /// Whether there is a register `number`.
-    bool isValidRegister(std::int32_t number) const {
-        return number >= 0 && number < registerCount();
-    }
+    FENLETIR_API bool isValidRegister(std::int32_t number) const;
     /// The record of register `number`, which must be valid. The reference is valid until
     /// `registers` changes.
-    const RegisterInfo& registerInfo(std::int32_t number) const {
-        return registers[static_cast<std::size_t>(number)];
-    }
+    FENLETIR_API const RegisterInfo& registerInfo(std::int32_t number) const;
 };
 
 } // namespace Fenlet
