@@ -199,8 +199,7 @@ bool dropNeutralOperand(Rewriter& rewriter, Instruction& instruction) {
     for (std::int32_t slot = 0; slot < 2; ++slot) {
         const std::int32_t kept = instruction.operands[1 - slot];
         const Constant* const constant = rewriter.constantIn(instruction.operands[slot]);
-        if (constant != nullptr && rewriter.kindOf(kept) == resultKind &&
-            rewriter.widthOf(kept) == rewriter.widthOf(instruction.result) &&
+        if (constant != nullptr && rewriter.widthOf(kept) == rewriter.widthOf(instruction.result) &&
             !rewriter.factsOf(kept).canBeRawNan &&
             isNeutral(instruction, slot, *constant, rewriter.kindOf(instruction.operands[slot]),
                       resultKind))

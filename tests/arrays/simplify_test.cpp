@@ -275,9 +275,9 @@ TEST(Simplify, KeepsOperandsThatAreNotNeutral) {
                "%15 : f32 = Multiply %14, %13\noutput %15\n");
     // One operand has fewer components than the result.
     expectKept("%13 : f32x3 = LoadConstant (1.0, 1.0, 1.0)\n%14 : f32 = Add %1, %2\n"
-               "%15 : f32x3 = Multiply %14, %13\noutput %15\n");
+               "%15 : f32x3 = Multiply %14, %13\n%16 : f32x3 = Negate %15\noutput %16\n");
     expectKept("%13 : f32x3 = LoadConstant (1.0, 1.0, 2.0)\n%14 : f32x3 = Add %3, %4\n"
-               "%15 : f32x3 = Multiply %14, %13\noutput %15\n");
+               "%15 : f32x3 = Multiply %14, %13\n%16 : f32x3 = Negate %15\noutput %16\n");
 }
 
 TEST(Simplify, DropsNeutralTruths) {
@@ -332,6 +332,8 @@ TEST(Simplify, KeepsWhatOnlyLooksTheSame) {
     expectKept("%13 : f32 = Add %1, %2\n%14 : f64 = Add %1, %2\noutput %13\noutput %14\n");
     expectKept("%13 : f32 = Component %3[0]\n%14 : f32 = Component %3[1]\n"
                "output %13\noutput %14\n");
+    expectKept("constant @0 = (1.0, 2.0, 3.0)\n%13 : f32x3 = LoadConstant @0\n"
+               "%14 : f32 = LoadConstant @0\n%15 : f32x3 = Multiply %13, %14\noutput %15\n");
     expectKept("%13 : f32 = LoadConstant 0.0\n%14 : f32 = Add %13, %1\n"
                "%15 : f32 = LoadConstant -0.0\n%16 : f32 = Add %15, %1\noutput %14\noutput %16\n");
     // Calls of providers.
@@ -408,6 +410,7 @@ TEST(Simplify, WritesOutputsWithoutCopies) {
                 {"%14 = Add %1, %2", "%15 = Component %14[0]"});
     // A provider is asked with its own register, and both registers are outputs.
     expectKept("%13 : f32 = Component %1[0]\noutput %13\n");
+    expectKept("%13 : i64 = Component %0[0]\noutput %13\n");
     expectKept("%13 : f32 = Add %1, %2\n%14 : f32 = Component %13[0]\noutput %13\noutput %14\n");
 }
 
@@ -425,6 +428,11 @@ TEST(Simplify, TouchesNoRegisterThatIsWrittenTwice) {
     // %13 is another value each time.
     expectKept("%13 : f32 = Add %1, %2\n%14 : f32 = Add %13, %2\n%13 = Multiply %1, %2\n"
                "%15 : f32 = Add %13, %2\noutput %14\noutput %15\n");
+    expectKept("%13 : f32 = Add %1, %2\n%14 : f32 = Component %13[0]\n%13 = Multiply %1, %2\n"
+               "%15 : f32 = Add %14, %13\noutput %15\n");
+    expectKept("%13 : f32 = Add %1, %2\n%14 : tribool = Equal %13, %2\n"
+               "%13 = Multiply %1, %2\n%15 : tribool = Not %14\n"
+               "%16 : f32 = Select %15, %13, %1\noutput %16\n");
     expectKept("%13 : tribool = Equal %1, %2\n%14 : tribool = Not %13\n%13 = Not %14\n"
                "%15 : tribool = Not %13\noutput %15\n");
     expectKept("%13 : f32 = Add %1, %2\n%14 : f32 = Component %13[0]\n%13 = Add %13, %2\n"

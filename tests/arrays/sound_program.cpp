@@ -297,10 +297,13 @@ void SoundProgram::wasteOnNumbers() {
         return keep(builder.component(wide, chance.below(wider)), 1);
     }
     case 2: { // a neutral operand
-        const Register sum = arithmetic(left.handle, right.handle, format);
-        const Register kept = chance.oneIn(3) ? left.handle : sum;
-        return keep(arithmetic(kept, special(chance.oneIn(3) ? other : format, 1), format),
-                    chance.oneIn(3) ? left.multiplicity : wider);
+        const Known sum = {arithmetic(left.handle, right.handle, format), wider};
+        const Known kept = chance.oneIn(3) ? left : sum;
+        const std::int32_t multiplicity = chance.oneIn(2) ? 1 : wider;
+        const Register neutral = special(chance.oneIn(3) ? other : format, multiplicity);
+        return keep(chance.oneIn(4) ? arithmetic(neutral, kept.handle, format)
+                                    : arithmetic(kept.handle, neutral, format),
+                    std::max(kept.multiplicity, multiplicity));
     }
     case 3: // conversions one after the other
         return keep(builder.convert(builder.convert(builder.convert(left.handle, format), other),
