@@ -19,6 +19,8 @@ std::optional<int> hexDigit(char byte) {
 
 } // namespace
 
+TextCursor::TextCursor(std::string_view newText) : text(newText), place(byteOrderMark(newText)) {}
+
 void TextCursor::skipSpace() {
     skipWhile([](char byte, char) { return byte == ' ' || byte == '\t' || byte == '\r'; });
     if (place < text.size() && text[place] == '#')

@@ -27,7 +27,8 @@ std::string cited(std::string_view piece);
 /// returns false or nothing, too. Only the first failure is kept.
 class TextCursor {
   public:
-    explicit TextCursor(std::string_view newText) : text(newText) {}
+    /// Begins after a byte order mark.
+    explicit TextCursor(std::string_view newText);
 
     std::size_t offset() const { return place; }
     bool isAtTextEnd() const { return place == text.size(); }
@@ -93,6 +94,7 @@ class TextCursor {
     /// Fails at this position. The message says what was expected and what was found.
     bool failExpecting(const std::string& expected);
     bool hasFailed() const { return !message.empty(); }
+    const std::string& failureInWords() const { return message; }
     ParseError error() const { return errorAt(text, failure, message); }
     int lineOf(std::size_t where) const { return lineNumber(text, where); }
 

@@ -54,7 +54,8 @@ struct Row {
     std::string number;
     std::string name;
     std::string type;
-    std::string rest; ///< from the equals sign on
+    std::string rest;      ///< from the equals sign on
+    std::string note = {}; ///< a comment; may be empty
 };
 
 void widen(std::size_t& column, const std::string& cell) {
@@ -70,12 +71,21 @@ class Table {
         widen(numberWidth, row.number);
         widen(nameWidth, row.name);
         widen(typeWidth, row.type);
+        widen(restWidth, row.rest);
         rows.push_back(std::move(row));
     }
 
     void write(std::string& text, const std::string& prefix) const {
-        for (const Row& row : rows)
-            text += row.number.empty() ? row.rest + "\n" : prefix + line(row) + "\n";
+        for (const Row& row : rows) {
+            const bool isWhole = row.number.empty();
+            text += isWhole ? row.rest : prefix + line(row);
+            if (!row.note.empty()) {
+                const std::size_t taken = characterCount(row.rest) + (isWhole ? restWidth : 0);
+                text.append(restWidth > taken ? restWidth - taken : 0, ' ');
+                text += "  # " + row.note;
+            }
+            text += '\n';
+        }
     }
 
   private:
@@ -103,6 +113,7 @@ class Table {
     std::size_t numberWidth = 0;
     std::size_t nameWidth = 0;
     std::size_t typeWidth = 0;
+    std::size_t restWidth = 0;
 };
 
 /// Where a register is declared in the listing: not yet, on a separate line above the instructions,
@@ -111,8 +122,11 @@ enum class Declared { Nowhere, Above, ByInstruction };
 
 class Listing {
   public:
-    explicit Listing(const FenletProgram& newProgram)
+    explicit Listing(const FenletProgram& newProgram, std::string_view newSource = {},
+                     const std::vector<SourceSpan>* newPlaces = nullptr)
         : program(newProgram),
+          source(newSource),
+          places(newPlaces),
           registerNames(program.registers, '%'),
           fieldNames(program.fields, '@'),
           uniformNames(program.uniforms, '@'),
@@ -125,8 +139,12 @@ class Listing {
         // The first plain instruction that writes a register declares it. If an earlier instruction
         // reads the register, or no plain instruction writes it, a separate line above declares it.
         Table instructions;
-        for (const Instruction& instruction : program.instructions)
-            instructions.add(instructionRow(instruction));
+        std::size_t number = 0;
+        for (const Instruction& instruction : program.instructions) {
+            Row row = instructionRow(instruction);
+            row.note = noteOf(number++);
+            instructions.add(std::move(row));
+        }
         writeRegisters();
         instructions.write(text, "");
         endGroup();
@@ -298,7 +316,20 @@ class Listing {
         return row;
     }
 
+    /// The line and the piece of the source that the instruction came from; empty if unknown.
+    std::string noteOf(std::size_t number) const {
+        if (places == nullptr || number >= places->size() || (*places)[number].line == 0)
+            return "";
+        const SourceSpan& place = (*places)[number];
+        std::string note = std::to_string(place.line);
+        note += ": ";
+        note += inOneLine(source.substr(std::min(place.offset, source.size()), place.bytes));
+        return note;
+    }
+
     const FenletProgram& program;
+    std::string_view source;
+    const std::vector<SourceSpan>* places;
     References registerNames;
     References fieldNames;
     References uniformNames;
@@ -313,6 +344,11 @@ class Listing {
 
 std::string listing(const FenletProgram& program) {
     return Listing(program).write();
+}
+
+std::string listing(const FenletProgram& program, std::string_view source,
+                    const std::vector<SourceSpan>& places) {
+    return Listing(program, source, &places).write();
 }
 
 } // namespace Fenlet

@@ -88,6 +88,8 @@ class Reader {
         ParseResult result;
         for (int line = 1; !cursor.isAtTextEnd() && readLine();) {
             result.lines.resize(program.instructions.size(), line);
+            result.places.resize(program.instructions.size(),
+                                 {lastStatement.offset, lastStatement.bytes, line});
             cursor.nextLine();
             line += line < std::numeric_limits<int>::max();
         }
@@ -97,6 +99,7 @@ class Reader {
         }
         if (cursor.hasFailed()) {
             result.lines.clear();
+            result.places.clear();
             result.error = cursor.error();
             return result;
         }
@@ -111,8 +114,11 @@ class Reader {
     bool readLine() {
         if (cursor.isAtLineEnd())
             return true;
-        return readStatement() &&
-               (cursor.isAtLineEnd() || cursor.failExpecting("the end of the line"));
+        lastStatement.offset = cursor.offset();
+        if (!readStatement())
+            return false;
+        lastStatement.bytes = cursor.offset() - lastStatement.offset;
+        return cursor.isAtLineEnd() || cursor.failExpecting("the end of the line");
     }
 
     bool readStatement() {
@@ -348,6 +354,7 @@ class Reader {
     }
 
     TextCursor cursor;
+    SourceSpan lastStatement;
     FenletProgram program;
     RegisterTable registers;
     Pool<FieldBinding> fields{"field", {}, {}, {}};

@@ -1,5 +1,6 @@
 #include "text_values.h"
 
+#include "text_numbers.h"
 #include "text_words.h"
 
 #include <cmath>
@@ -56,16 +57,9 @@ std::optional<Literal> readLiteral(TextCursor& cursor) {
     return literal;
 }
 
-template <class Number, class... How>
-std::errc convertWhole(std::string_view text, Number& value, How... how) {
-    const char* end = text.data() + text.size();
-    const std::from_chars_result read = std::from_chars(text.data(), end, value, how...);
-    return read.ec == std::errc() && read.ptr != end ? std::errc::invalid_argument : read.ec;
-}
-
 std::optional<std::int64_t> integerOf(TextCursor& cursor, const Literal& literal) {
     std::int64_t value = 0;
-    if (convertWhole(literal.text, value) == std::errc())
+    if (readNumber(literal.text, value) == std::errc())
         return value;
     cursor.fail(literal.offset, literal.isReal
                                     ? "expected an integer, found " + cited(literal.text)
@@ -83,7 +77,7 @@ std::optional<double> bitsOf(TextCursor& cursor, const Literal& literal) {
     if (digits.starts_with(opening) && digits.ends_with(')')) {
         digits.remove_prefix(opening.size());
         digits.remove_suffix(1);
-        if (convertWhole(digits, bits, 16) == std::errc()) {
+        if (readNumber(digits, bits, 16) == std::errc()) {
             double value = 0;
             std::memcpy(&value, &bits, sizeof value);
             return value;
@@ -103,7 +97,7 @@ std::optional<double> realOf(TextCursor& cursor, const Literal& literal) {
         return std::nullopt;
     }
     double value = 0;
-    const std::errc problem = convertWhole(literal.text, value);
+    const std::errc problem = readNumber(literal.text, value);
     if (problem == std::errc())
         return value;
     const bool isOut = problem == std::errc::result_out_of_range;

@@ -1,6 +1,7 @@
 // Programs as text: writing them for people, and reading them back.
 #pragma once
 
+#include <fenletir/diagnostic.h>
 #include <fenletir/export.h>
 #include <fenletir/program.h>
 
@@ -24,10 +25,19 @@ namespace Fenlet {
 /// control characters, and each line ends with a line feed. An empty program gives an empty text.
 FENLETIR_API std::string listing(const FenletProgram& program);
 
+/// The same with a comment beside each instruction: the piece of `source` that it came from, and
+/// the line of that piece:
+///
+///     %3 : f32 = Subtract %1, %2  # 1: nir - red
+///
+/// `places` has the place in `source` of each instruction, such as `FormulaResult::places`.
+FENLETIR_API std::string listing(const FenletProgram& program, std::string_view source,
+                                 const std::vector<SourceSpan>& places);
+
 /// Why a text cannot be read.
 struct ParseError {
     int line = 0;        ///< from 1
-    int column = 0;      ///< from 1, in characters; an invalid byte counts as one
+    int column = 0;      ///< from 1, in characters as they are seen; see `diagnosticAt`
     std::string message; ///< what is wrong or was expected; empty only if there is no error
     std::string shown;   ///< the line, shortened if it is long, and below it a caret at the column
 };
@@ -37,6 +47,7 @@ struct ParseResult {
     FenletProgram program;  ///< empty unless `ok()`
     std::vector<int> lines; ///< the line of each instruction, from 1; empty unless `ok()`
     ParseError error;
+    std::vector<SourceSpan> places; ///< the statement of each instruction; empty unless `ok()`
 
     bool ok() const { return error.message.empty(); }
 };
