@@ -5,6 +5,7 @@
 #include "text_numbers.h"
 #include "text_words.h"
 
+#include <algorithm>
 #include <limits>
 #include <set>
 
@@ -30,7 +31,7 @@ class Compiler {
         names.declareInText();
         findOutputs();
         values.resize(tree.nodes.size());
-        for (std::size_t number = 0; number < tree.statements.size() && !complaints.isFull();
+        for (std::size_t number = 0; number < tree.statements.size() && !complaints.isOverfull();
              ++number)
             writeStatement(tree.statements[number]);
         if (tree.statements.empty() && complaints.isEmpty())
@@ -46,23 +47,23 @@ class Compiler {
     /// If no line is marked as an output, the last one is the output. A line without a name must be
     /// the last one, and is an output as well.
     void findOutputs() {
-        bool isAnyMarked = false;
-        for (const Statement& statement : tree.statements)
-            isAnyMarked = isAnyMarked || statement.isMarkedOutput;
-        if (!isAnyMarked && !tree.statements.empty())
-            tree.statements.back().isMarkedOutput = true;
-        for (Statement& statement : tree.statements)
-            if (statement.name < 0)
-                statement.isMarkedOutput = true;
+        hasMarkedOutput = std::any_of(tree.statements.begin(), tree.statements.end(),
+                                      [](const Statement& line) { return line.isMarkedOutput; });
     }
 
     bool isLast(const Statement& statement) const { return &statement == &tree.statements.back(); }
 
+    bool isOutputLine(const Statement& statement) const {
+        return statement.isMarkedOutput || (isLast(statement) && !hasMarkedOutput);
+    }
+
     void writeStatement(const Statement& statement) {
         const std::int32_t firstRegister = context.writer.nextRegister();
-        for (std::int32_t number = statement.begin; number < statement.end; ++number)
-            values[static_cast<std::size_t>(number)] = writeNode(nodeAt(number));
         const Node& root = nodeAt(statement.end - 1);
+        // One error of a line is enough.
+        if (root.sort != NodeSort::Bad)
+            for (std::int32_t number = statement.begin; number < statement.end; ++number)
+                values[static_cast<std::size_t>(number)] = writeNode(nodeAt(number));
         const Value value = values[static_cast<std::size_t>(statement.end - 1)];
         if (statement.name < 0) {
             writeUnnamed(statement, root, value);
@@ -73,7 +74,7 @@ class Compiler {
         if (!symbol)
             return;
         symbol->value = value;
-        if (statement.isMarkedOutput)
+        if (isOutputLine(statement))
             symbol->value = writeOutput(value, name.text, name.place, firstRegister);
         else if (value.sort == Value::Sort::Register && value.held.number >= firstRegister)
             nameRegister(value.held.number, name.text);
@@ -86,12 +87,13 @@ class Compiler {
     void writeUnnamed(const Statement& statement, const Node& root, const Value& value) {
         if (value.isBad())
             return;
-        if (root.sort == NodeSort::Name) {
-            const Token& name = tree.tokenOf(root);
-            if (names.find(name.text) && (!isLast(statement) || tree.statements.size() > 1)) {
-                writeOutput(value, name.text, name.place, 0);
-                return;
-            }
+        if (statement.isMarkedOutput) {
+            if (root.sort == NodeSort::Name)
+                writeOutput(value, tree.tokenOf(root).text, root.place, 0);
+            else
+                context.refuse(root.place, "this output has no name",
+                               "write output name = " + context.textOf(value, "..."));
+            return;
         }
         if (!isLast(statement)) {
             context.refuse(statement.place, "only the last line can be without a name",
@@ -110,6 +112,8 @@ class Compiler {
     }
 
     void nameRegister(std::int32_t number, std::string_view name) {
+        if (number < 0)
+            return;
         const auto place = static_cast<std::size_t>(number);
         if (registerNames.size() <= place)
             registerNames.resize(place + 1);
@@ -306,6 +310,8 @@ class Compiler {
     Value writeSymbol(Symbol& symbol, const Token& token) {
         if (symbol.isLine)
             return symbol.value;
+        if (!names.isUsable(symbol, token))
+            return {};
         if (symbol.declared.sort == FormulaSort::Sampler)
             return context.refuse(token.place, quoted(token.text) + " is a sampler",
                                   "call it, such as " + nameText(token.text) + "(x)");
@@ -393,17 +399,20 @@ class Compiler {
     /// The field of that name, or null after an error.
     Symbol* findField(const Token& token, const char* user) {
         Symbol* const symbol = names.find(token.text);
-        if (!symbol) {
+        const bool isPosition =
+            token.text == "row" || token.text == "column" || token.text == "index";
+        if (!symbol && !isPosition) {
             names.refuseUnknown(token);
             return nullptr;
         }
-        if (symbol->isLine && symbol->value.isBad())
+        if (symbol &&
+            (!names.isUsable(*symbol, token) || (symbol->isLine && symbol->value.isBad())))
             return nullptr;
-        if (!symbol->isLine && symbol->declared.sort == FormulaSort::Field)
+        if (symbol && !symbol->isLine && symbol->declared.sort == FormulaSort::Field)
             return symbol;
         context.refuse(token.place,
                        std::string(user) + " takes a field, and " + quoted(token.text) + " is none",
-                       symbol->isLine && user[0] == 's'
+                       symbol && symbol->isLine && user[0] == 's'
                            ? "shift the fields that it is computed from"
                            : "name a field");
         return nullptr;
@@ -465,7 +474,7 @@ class Compiler {
                 node.place,
                 "shift takes a number for each axis, and " + quoted(token.text) + " has " +
                     (declared.axes > 0 ? std::to_string(declared.axes) : "1 to 8"),
-                declared.axes == 2 ? "write rows, then columns" : "");
+                declared.axes == 2 ? "write rows, then columns" : "write them after the name");
         bool isHere = true;
         std::string name = "shift(" + std::string(token.text);
         for (const std::int64_t offset : offsets) {
@@ -513,7 +522,9 @@ class Compiler {
         }
         if (Symbol* const symbol = names.find(token.text);
             symbol && !symbol->isLine && symbol->declared.sort == FormulaSort::Sampler)
-            return isBad ? Value{} : writeSample(*symbol, token, arguments, node.place);
+            return isBad || !names.isUsable(*symbol, token)
+                       ? Value{}
+                       : writeSample(*symbol, token, arguments, node.place);
         const FunctionRow* const row =
             token.mark == Mark::Name ? findFunction(token.text) : nullptr;
         if (!row)
@@ -540,14 +551,21 @@ class Compiler {
                                   kindText(declared.coordinateFormat, declared.coordinates) + ")";
         if (arguments.empty())
             return context.refuse(place, "a sampler takes coordinates", "write " + usage);
-        const Value at = arguments.size() == 1
-                             ? arguments[0]
-                             : vectorOf(context, arguments, std::string(token.text), place);
+        std::vector<Value> exact;
+        for (const Value& argument : arguments) {
+            exact.push_back(coordinateOf(declared, argument, usage));
+            if (exact.back().isBad())
+                return {};
+        }
+        const Value at =
+            exact.size() == 1 ? exact[0] : vectorOf(context, exact, std::string(token.text), place);
         if (at.isBad())
             return {};
-        const std::optional<Register> coordinates = coordinatesOf(declared, at, usage);
-        if (!coordinates)
-            return {};
+        if (at.components != declared.coordinates)
+            return context.refuse(place,
+                                  "the sampler takes " + componentsInWords(declared.coordinates) +
+                                      ", not " + std::to_string(at.components),
+                                  "write " + usage);
         if (symbol.entry < 0) {
             if (isPoolFull(samplers.size(), "samplers", token))
                 return {};
@@ -558,43 +576,32 @@ class Compiler {
         const Meeting meeting{declared.format, declared.components, true};
         const Register held = context.writer.keep(
             context.writer.builder().sample(samplers[static_cast<std::size_t>(symbol.entry)],
-                                            *coordinates, meeting.format, meeting.components));
+                                            at.held, meeting.format, meeting.components));
         return Context::made(held, meeting, place);
     }
 
-    /// The coordinates in the kind that the sampler takes.
-    std::optional<Register> coordinatesOf(const FormulaDeclaration& sampler, const Value& at,
-                                          const std::string& usage) {
-        const std::int32_t components = at.isOpen() ? 1 : at.components;
-        if (components != sampler.coordinates) {
-            context.refuse(at.place,
-                           context.describe(at) + " has " + componentsInWords(components) +
-                               ", and the sampler takes " + std::to_string(sampler.coordinates),
-                           "write " + usage);
-            return std::nullopt;
-        }
-        if (isTribool(sampler.coordinateFormat) != at.isTruth() && !at.isOpen()) {
-            context.refuse(at.place, context.describe(at) + " is of another kind",
-                           "write " + usage);
-            return std::nullopt;
-        }
-        if (at.isOpen() || isTribool(sampler.coordinateFormat)) {
-            const Meeting meeting{sampler.coordinateFormat, 1, false};
-            if (at.sort == Value::Sort::Number &&
-                !context.fits(at, sampler.coordinateFormat, nullptr))
-                return std::nullopt;
-            return context.arm(at, meeting);
-        }
+    /// A coordinate in the kind that the sampler takes.
+    Value coordinateOf(const FormulaDeclaration& sampler, const Value& at,
+                       const std::string& usage) {
         const Format wanted = sampler.coordinateFormat;
-        const bool isExact = at.format == wanted || commonFormat(at.format, wanted) == wanted;
-        if (!isExact) {
-            context.refuse(
-                at.place,
-                context.describe(at) + " would be rounded to the kind that the sampler takes",
-                std::string("write ") + factsOf(wanted).word + "(" + context.textOf(at) + ")");
-            return std::nullopt;
+        if (isTribool(wanted) != at.isTruth() && at.sort != Value::Sort::Missing)
+            return context.refuse(at.place, context.describe(at) + " is of another kind",
+                                  "write " + usage);
+        context.writer.setPlace(at.place);
+        if (at.isTruth() || at.isOpen()) {
+            if (at.sort == Value::Sort::Number && !context.fits(at, wanted, nullptr))
+                return {};
+            const Meeting meeting{wanted, at.components, at.mayBeMissing};
+            return Context::made(context.arm(at, meeting), meeting, at.place);
         }
-        return context.writer.convert(at, wanted);
+        if (at.format != wanted && commonFormat(at.format, wanted) != wanted)
+            return context.refuse(at.place,
+                                  context.describe(at) + " would be rounded to " +
+                                      factsOf(wanted).word + ", the kind of the coordinates",
+                                  std::string("write ") + factsOf(wanted).word + "(" +
+                                      context.textOf(at) + ")");
+        return Context::made(context.writer.convert(at, wanted),
+                             {wanted, at.components, at.mayBeMissing}, at.place);
     }
 
     std::string_view text;
@@ -605,6 +612,7 @@ class Compiler {
     Names names;
     std::vector<Value> values; ///< of each node
 
+    bool hasMarkedOutput = false;
     std::vector<std::string> registerNames;
     std::vector<std::int32_t> outputs;
     std::set<std::int32_t> outputSet;

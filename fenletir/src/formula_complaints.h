@@ -14,6 +14,8 @@ class Complaints {
   public:
     /// Whether further errors are only counted, so that nobody needs to put them into words.
     bool isFull() const { return found.size() >= mostFormulaErrors; }
+    /// Whether there was an error beyond those that are listed: then the rest of the text is left.
+    bool isOverfull() const { return hasMore; }
     bool isEmpty() const { return found.empty(); }
 
     void add(SourceSpan place, std::string wrong, std::string right) {

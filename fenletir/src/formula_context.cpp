@@ -66,11 +66,9 @@ std::string Context::textOf(const Value& value, const char* otherwise) const {
 }
 
 std::string Context::describe(const Value& value) const {
-    const std::string kind = value.sort == Value::Sort::Number ? "a number"
-                             : value.sort == Value::Sort::Missing
-                                 ? "missing"
-                                 : kindText(value.format, value.components);
-    return textOf(value, "this") + " (" + kind + ")";
+    if (value.isOpen())
+        return textOf(value, "this");
+    return textOf(value, "this") + " (" + kindText(value.format, value.components) + ")";
 }
 
 Value Context::made(Register held, const Meeting& meeting, SourceSpan place) {
@@ -252,11 +250,10 @@ std::optional<Register> Context::condition(const Value& value, const std::string
         return writer.unknown(components);
     if (value.isTruth())
         return writer.settle(value);
-    const bool isBit = user == "&" || user == "|" || user == "~";
-    refuse(value.place,
-           "\"" + user + "\" takes truth values, and " + describe(value) + " is a number",
-           isBit ? user + " binds more tightly than a comparison: write and, or, not, or put the "
-                          "comparison in parentheses"
+    const bool isBit = user == "\"&\"" || user == "\"|\"" || user == "\"~\"";
+    refuse(value.place, user + " takes truth values, and " + describe(value) + " is a number",
+           isBit ? "put each comparison in parentheses, or write and, or, not, which bind less "
+                   "tightly"
            : value.sort == Value::Sort::Number
                ? "write true, false or a comparison"
                : "write a comparison such as " + textOf(value) + " != 0");

@@ -447,21 +447,19 @@ std::optional<Meeting> meetAsIntegers(Context& context, const Call& call) {
     if (!takesNumbers(context, call))
         return std::nullopt;
     std::vector<Value> values = call.arguments;
-    // Two literals would meet as floats.
-    if (values[0].isOpen() && values[1].isOpen()) {
-        values[0] = cast(context, values[0], Format::Int32, values[0].place);
-        if (values[0].isBad())
+    for (const Value& value : values)
+        if (!value.isOpen() && (isFloat(value.format) || value.format == Format::Int64)) {
+            context.refuse(value.place,
+                           std::string(call.function.name) + " takes i32, and here is " +
+                               context.describe(value),
+                           "write i32(" + context.textOf(value) + ")" +
+                               (isFloat(value.format) ? ", or trunc(a / b)" : ""));
             return std::nullopt;
-    }
-    const std::optional<Meeting> meeting = context.meet(values, call.place);
-    if (!meeting || !context.hasArithmetic(meeting->format, values[0], call.function.name))
-        return std::nullopt;
-    if (isFloat(meeting->format)) {
-        context.refuse(call.place, std::string(call.function.name) + " takes integers",
-                       "write trunc(a / b), or i32(a) and i32(b)");
-        return std::nullopt;
-    }
-    return meeting;
+        }
+    // Two literals would meet as floats.
+    if (values[0].isOpen() && values[1].isOpen())
+        values[0] = cast(context, values[0], Format::Int32, values[0].place);
+    return context.meet(values, call.place);
 }
 
 Value writeQuotient(Context& context, const Call& call) {
@@ -543,6 +541,7 @@ constexpr FunctionRow functions[] = {
 constexpr const char* notComposable = "cannot be put together exactly from the instructions";
 
 constexpr RefusedFunction refused[] = {
+    {"output", "names a line", "write output name = expression"},
     {"sqrt", notComposable, "declare a sampler, such as sampler sqrt(f32) : f32"},
     {"cbrt", notComposable, "declare a sampler, such as sampler cbrt(f32) : f32"},
     {"exp", notComposable, "declare a sampler, such as sampler exp(f32) : f32"},
@@ -592,8 +591,6 @@ constexpr RefusedFunction refused[] = {
     {"i16", "is a kind of arrays, not of numbers in a formula", "write i32(x)"},
     {"tribool", "turns no number into a truth value", "write x != 0"},
     {"bool", "turns no number into a truth value", "write x != 0"},
-    {"int", "is no kind", "write i32(x) or i64(x)"},
-    {"float", "is no kind", "write f32(x) or f64(x)"},
 };
 
 } // namespace

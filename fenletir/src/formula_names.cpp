@@ -100,29 +100,55 @@ void Names::declareInText(const DeclaredName& written) {
                        "choose another name, or quote it");
         return;
     }
-    FormulaDeclaration& declared = symbol.declared;
-    if (written.kind < 0 && isNew)
+    symbol.line = name.place.line;
+    symbol.declared.name = name.text;
+    symbol.declared.sort = written.sort;
+    symbol.isBad = written.isBad || !areKindsGood(written, name, isNew, symbol.declared);
+}
+
+bool Names::areKindsGood(const DeclaredName& written, const Token& name, bool isNew,
+                         FormulaDeclaration& declared) {
+    if (written.kind < 0 && isNew) {
         context.refuse(name.place, "the kind of " + cited(name.text) + " is not known",
-                       "write it, such as " + std::string(name.text) + " : f32");
-    if (written.isGrid && declared.axes != 0 && declared.axes != 2)
+                       "write it, such as " + nameText(name.text) + " : f32");
+        return false;
+    }
+    if (written.isGrid && declared.axes != 0 && declared.axes != 2) {
         context.refuse(name.place,
                        "the array " + cited(name.text) + " has " + std::to_string(declared.axes) +
                            " axes",
                        "a grid has 2; write field");
-    symbol.line = name.place.line;
-    declared.name = name.text;
-    declared.sort = written.sort;
+        return false;
+    }
     if (written.isGrid)
         declared.axes = 2;
-    if (written.kind >= 0)
-        readKind(written.kind, declared.format, declared.components);
-    if (written.coordinates >= 0)
-        readKind(written.coordinates, declared.coordinateFormat, declared.coordinates);
-    if (declared.sort == FormulaSort::Uniform && declared.components > mostScratchComponents)
-        context.refuse(name.place,
-                       cited(name.text) + " has " + std::to_string(declared.components) +
-                           " components",
-                       "a uniform has at most " + std::to_string(mostScratchComponents));
+    if ((written.kind >= 0 && !readKind(written.kind, declared.format, declared.components)) ||
+        (written.coordinates >= 0 &&
+         !readKind(written.coordinates, declared.coordinateFormat, declared.coordinates)))
+        return false;
+    if (declared.sort != FormulaSort::Uniform || declared.components <= mostScratchComponents)
+        return true;
+    context.refuse(name.place,
+                   cited(name.text) + " has " + std::to_string(declared.components) + " components",
+                   "a uniform has at most " + std::to_string(mostScratchComponents));
+    return false;
+}
+
+bool Names::isUsable(Symbol& symbol, const Token& name) {
+    if (symbol.isBad)
+        return false;
+    const FormulaDeclaration& declared = symbol.declared;
+    const bool isGood =
+        isFormat(declared.format) && declared.components >= 1 &&
+        isFormat(declared.coordinateFormat) && declared.coordinates >= 1 &&
+        (declared.sort != FormulaSort::Uniform || declared.components <= mostScratchComponents);
+    if (!isGood && !symbol.isLine) {
+        context.refuse(name.place, cited(name.text) + " is of no kind that formulas know",
+                       std::string("declare it above, such as field ") + nameText(name.text) +
+                           " : f32");
+        symbol.isBad = true;
+    }
+    return !symbol.isBad;
 }
 
 /// `f32`, `i32x3`
@@ -218,6 +244,9 @@ Value Names::refuseUnknownFunction(const Token& name) {
         return context.refuse(
             name.place, cited(name.text) + " is " + sortInWords(*symbol) + ", not a function",
             "write * for a product, or " + nameText(name.text) + "[e] for an element");
+    if (const char* const meant = meantBy(foreignKinds, name.text); meant && findFunction(meant))
+        return context.refuse(name.place, cited(name.text) + " is no kind",
+                              "write " + std::string(meant).append("(x)"));
     NearName near(name.text);
     for (const FormulaFunction& function : formulaFunctions())
         near.consider(function.name);

@@ -22,6 +22,7 @@ Word wordOf(std::string_view name);
 struct Symbol {
     FormulaDeclaration declared; ///< unless it is the name of a line
     bool isLine = false;
+    bool isBad = false;      ///< its declaration is wrong, which is reported
     int line = 0;            ///< where the text declares it; 0 if the caller does
     Value value;             ///< of a line; of a field or uniform once it is loaded
     std::int32_t entry = -1; ///< the number of the field, uniform or sampler in the program
@@ -38,6 +39,8 @@ class Names {
     Symbol* define(const Token& name);
 
     Symbol* find(std::string_view name);
+    /// Whether what the symbol stands for can be used. Reports it if the caller declared nonsense.
+    bool isUsable(Symbol& symbol, const Token& name);
     /// Reports that a name is not known.
     Value refuseUnknown(const Token& name);
     /// The same for a name that is called like a function.
@@ -46,6 +49,8 @@ class Names {
   private:
     bool readKind(std::int32_t token, RegisterFormat& format, std::int32_t& components);
     void declareInText(const DeclaredName& written);
+    bool areKindsGood(const DeclaredName& written, const Token& name, bool isNew,
+                      FormulaDeclaration& declared);
     void refuseTaken(const Token& name, const Symbol& symbol);
 
     const Tree& tree;

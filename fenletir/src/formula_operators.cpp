@@ -205,9 +205,9 @@ Value logic(Context& context, Mark mark, const Value& left, const Value& right, 
                                   " have different numbers of components",
                               "choose one component, such as .x");
     const std::int32_t components = left.isTruth() ? left.components : right.components;
-    const std::optional<Register> a = context.condition(left, spelling(mark), components);
+    const std::optional<Register> a = context.condition(left, quotedMark(mark), components);
     const std::optional<Register> b =
-        a ? context.condition(right, spelling(mark), components) : std::nullopt;
+        a ? context.condition(right, quotedMark(mark), components) : std::nullopt;
     if (!b)
         return {};
     const auto mayBeUnknown = [](const Value& value) {
@@ -286,7 +286,7 @@ Value plus(Context& context, const Value& operand, SourceSpan place) {
 
 Value inverted(Context& context, Mark mark, const Value& operand, SourceSpan place) {
     context.writer.setPlace(place);
-    const std::optional<Register> truth = context.condition(operand, spelling(mark));
+    const std::optional<Register> truth = context.condition(operand, quotedMark(mark));
     if (!truth)
         return {};
     return Context::madeTruth(context.writer.logicalNot(*truth), operand.components,

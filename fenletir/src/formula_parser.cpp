@@ -54,7 +54,7 @@ class Parser {
     }
 
     Tree read() {
-        while (at + 1 < tree.tokens.list.size() && !complaints.isFull()) {
+        while (at + 1 < tree.tokens.list.size() && !complaints.isOverfull()) {
             if (next().mark != Mark::LineEnd)
                 readLine();
             skipLine();
@@ -148,8 +148,8 @@ class Parser {
                                             : FormulaSort::Field;
         take();
         declared.name = take();
-        if (readDeclaredKinds(declared))
-            tree.declarations.push_back(declared);
+        declared.isBad = !readDeclaredKinds(declared);
+        tree.declarations.push_back(declared);
     }
 
     bool readDeclaredKinds(DeclaredName& declared) {
@@ -252,9 +252,10 @@ class Parser {
         const bool hasBits = middle.sort == NodeSort::Binary && !middle.isEnclosed &&
                              (middle.mark == Mark::Ampersand || middle.mark == Mark::Bar);
         return failNode(next().place, "comparisons cannot be chained",
-                        hasBits ? "& and | bind more tightly than a comparison: write and and or, "
-                                  "or put each comparison in parentheses"
-                                : "write a < b and b < c");
+                        hasBits
+                            ? "put each comparison in parentheses, or write and, or, which bind "
+                              "less tightly than & and |"
+                            : "write a < b and b < c");
     }
 
     std::int32_t readPrefix(int loosest) {
@@ -321,6 +322,9 @@ class Parser {
                             "a power is a whole number from 0 to 16: roots cannot be put together "
                             "from the instructions",
                             "declare a sampler, such as sampler sqrt(f32) : f32");
+        if (exponent.mark == Mark::Number)
+            return failNode(exponent.place, "a power is a whole number from 0 to 16",
+                            "write a product of powers, such as x**16 * x**2");
         return failNode(exponent.place,
                         "a power is a whole number from 0 to 16, written as a number: other "
                         "powers cannot be put together from the instructions",

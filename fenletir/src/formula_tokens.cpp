@@ -166,8 +166,11 @@ class Lexer {
         place += length;
     }
 
+    /// Only the first such token of a line is reported: quotation marks come in pairs.
     void bad(std::size_t length, std::string wrong, std::string right) {
-        complaints.add({place, length, line}, std::move(wrong), std::move(right));
+        if (lastBadLine != line)
+            complaints.add({place, length, line}, std::move(wrong), std::move(right));
+        lastBadLine = line;
         push(Mark::Bad, length);
     }
 
@@ -249,7 +252,10 @@ class Lexer {
         const std::size_t length = cursor.offset() - place;
         if (!name) {
             const std::size_t end = std::min(text.find('\n', place), text.size());
-            bad(end - place, cursor.failureInWords(), "");
+            // Either it does not end, or a backslash begins no escape.
+            const bool isOpen = text.find('"', place + 1) >= end;
+            bad(end - place, cursor.failureInWords(),
+                isOpen ? "write \" after it" : "write \\\\ for a backslash");
             return;
         }
         tokens.unquoted.push_back(*name);
@@ -312,6 +318,7 @@ class Lexer {
     Tokens tokens;
     std::size_t place;
     int line = 1;
+    int lastBadLine = 0;
     int depth = 0; ///< of parentheses and brackets that are open
 };
 

@@ -39,8 +39,8 @@ struct Node {
 struct Statement {
     std::int32_t begin = 0;
     std::int32_t end = 0;
-    std::int32_t name = -1; ///< its token, or -1
-    bool isMarkedOutput = false;
+    std::int32_t name = -1;      ///< its token, or -1
+    bool isMarkedOutput = false; ///< by the word
     SourceSpan place;
 };
 
@@ -48,6 +48,7 @@ struct Statement {
 struct DeclaredName {
     FormulaSort sort = FormulaSort::Field;
     bool isGrid = false;
+    bool isBad = false;            ///< could not be read completely, which is reported
     std::uint32_t name = 0;        ///< its token
     std::int32_t kind = -1;        ///< the token of the kind, or -1
     std::int32_t coordinates = -1; ///< the token of the coordinates' kind, or -1

@@ -10,7 +10,7 @@
 namespace Fenlet {
 
 /// Finds the nearest of several candidates by the number of letters that must be inserted, removed,
-/// replaced or exchanged with their neighbour. Another case counts as half a letter.
+/// replaced or exchanged with their neighbour. Upper and lower case count as the same.
 ///
 ///     NearName near("nri");
 ///     near.consider("nir");
@@ -34,7 +34,7 @@ class FENLETIR_API NearName {
   private:
     std::string_view wanted;
     std::string_view nearest;
-    std::size_t limit; ///< the greatest distance that is still accepted, in half letters
+    std::size_t limit; ///< the greatest distance that is still accepted
 };
 
 } // namespace Fenlet
