@@ -132,7 +132,7 @@ class Compiler {
         if (value.isBad())
             return {};
         context.writer.setPlace(place);
-        const std::optional<Meeting> meeting = context.meet({value}, value.place);
+        const std::optional<Meeting> meeting = context.meet(value, value.place);
         if (!meeting)
             return {};
         Value result = value;
@@ -434,7 +434,7 @@ class Compiler {
     }
 
     std::optional<Register> elementNumber(const Value& number) {
-        if (!context.areNumbers({number}, "an element number"))
+        if (!context.areNumbers(number, "an element number"))
             return std::nullopt;
         if (number.components != 1) {
             context.refuse(number.place,
@@ -557,8 +557,7 @@ class Compiler {
             if (exact.back().isBad())
                 return {};
         }
-        const Value at =
-            exact.size() == 1 ? exact[0] : vectorOf(context, exact, std::string(token.text), place);
+        const Value at = exact.size() == 1 ? exact[0] : vectorOf(context, exact, token.text, place);
         if (at.isBad())
             return {};
         if (at.components != declared.coordinates)

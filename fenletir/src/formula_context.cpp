@@ -113,13 +113,15 @@ bool Context::fits(const Value& number, Format format, const Value* partner) {
     return false;
 }
 
-bool Context::areNumbers(const std::vector<Value>& values, const std::string& user) {
-    for (const Value& value : values) {
+bool Context::areNumbers(const Values& values, std::string_view user) {
+    for (const Value* const each : values) {
+        const Value& value = *each;
         if (value.isBad())
             return false;
         if (value.isTruth()) {
             refuse(value.place,
-                   user + " takes numbers, and " + describe(value) + " is a truth value",
+                   std::string(user) + " takes numbers, and " + describe(value) +
+                       " is a truth value",
                    "write where(" + textOf(value, "c") + ", 1, 0) for a number");
             return false;
         }
@@ -127,19 +129,20 @@ bool Context::areNumbers(const std::vector<Value>& values, const std::string& us
     return true;
 }
 
-bool Context::hasArithmetic(Format format, const Value& value, const std::string& user) {
+bool Context::hasArithmetic(Format format, const Value& value, std::string_view user) {
     if (isArithmetic(format))
         return true;
-    refuse(value.place, user + " has no instruction for i64",
+    refuse(value.place, std::string(user) + " has no instruction for i64",
            "write f64(" + textOf(value) + "), which is exact up to 2^53");
     return false;
 }
 
-std::optional<Meeting> Context::meet(const std::vector<Value>& values, SourceSpan place) {
+std::optional<Meeting> Context::meet(const Values& values, SourceSpan place) {
     const Value* first = nullptr; // the first whose format is fixed
     Meeting meeting;
     bool hasNumber = false;
-    for (const Value& value : values) {
+    for (const Value* const each : values) {
+        const Value& value = *each;
         if (value.isBad())
             return std::nullopt;
         hasNumber = hasNumber || value.sort == Value::Sort::Number;
@@ -188,7 +191,8 @@ std::optional<Meeting> Context::meet(const std::vector<Value>& values, SourceSpa
         return std::nullopt;
     }
     meeting.format = working(meeting.format);
-    for (const Value& value : values) {
+    for (const Value* const each : values) {
+        const Value& value = *each;
         if (value.sort == Value::Sort::Number && first && isTribool(first->format)) {
             refuse(value.place, describe(value) + " is no truth value", "write true or false");
             return std::nullopt;
@@ -199,14 +203,14 @@ std::optional<Meeting> Context::meet(const std::vector<Value>& values, SourceSpa
     return meeting;
 }
 
-std::optional<Meeting> Context::meetAsArms(const std::vector<Value>& values, SourceSpan place) {
+std::optional<Meeting> Context::meetAsArms(const Values& values, SourceSpan place) {
     const std::optional<Meeting> meeting = meet(values, place);
     if (meeting && meeting->format == Format::Int64)
-        for (const Value& value : values)
-            if (!value.isOpen() && value.components != meeting->components) {
-                refuse(value.place,
-                       describe(value) + " cannot be repeated: there is no arithmetic of i64",
-                       "write f64(" + textOf(value) + "), which is exact up to 2^53");
+        for (const Value* const value : values)
+            if (!value->isOpen() && value->components != meeting->components) {
+                refuse(value->place,
+                       describe(*value) + " cannot be repeated: there is no arithmetic of i64",
+                       "write f64(" + textOf(*value) + "), which is exact up to 2^53");
                 return std::nullopt;
             }
     return meeting;
@@ -242,7 +246,7 @@ Register Context::arm(const Value& value, const Meeting& meeting) {
     return result;
 }
 
-std::optional<Register> Context::condition(const Value& value, const std::string& user,
+std::optional<Register> Context::condition(const Value& value, std::string_view user,
                                            std::int32_t components) {
     if (value.isBad())
         return std::nullopt;
@@ -251,7 +255,8 @@ std::optional<Register> Context::condition(const Value& value, const std::string
     if (value.isTruth())
         return writer.settle(value);
     const bool isBit = user == "\"&\"" || user == "\"|\"" || user == "\"~\"";
-    refuse(value.place, user + " takes truth values, and " + describe(value) + " is a number",
+    refuse(value.place,
+           std::string(user) + " takes truth values, and " + describe(value) + " is a number",
            isBit ? "put each comparison in parentheses, or write and, or, not, which bind less "
                    "tightly"
            : value.sort == Value::Sort::Number

@@ -4,7 +4,9 @@
 #include "formula_complaints.h"
 #include "formula_writer.h"
 
-#include <initializer_list>
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,6 +19,26 @@ struct Meeting {
     Format format = Format::Float64;
     std::int32_t components = 1;
     bool mayBeMissing = false;
+};
+
+/// Up to `mostArguments` values, without copies of them.
+class Values {
+  public:
+    static constexpr std::size_t mostArguments = 16;
+
+    Values(const Value& only) : list{&only}, count(1) {}
+    Values(const Value& left, const Value& right) : list{&left, &right}, count(2) {}
+    Values(const std::vector<Value>& values) : count(std::min(values.size(), mostArguments)) {
+        for (std::size_t number = 0; number < count; ++number)
+            list[number] = &values[number];
+    }
+
+    const Value* const* begin() const { return list.data(); }
+    const Value* const* end() const { return list.data() + count; }
+
+  private:
+    std::array<const Value*, mostArguments> list{};
+    std::size_t count;
 };
 
 class Context {
@@ -42,15 +64,15 @@ class Context {
 
     /// Whether all are numbers, or will be. Reports the first that is not; `user` says in the
     /// message what takes them.
-    bool areNumbers(const std::vector<Value>& values, const std::string& user);
+    bool areNumbers(const Values& values, std::string_view user);
     /// Whether arithmetic knows the format. Reports it for `value` if not.
-    bool hasArithmetic(Format format, const Value& value, const std::string& user);
+    bool hasArithmetic(Format format, const Value& value, std::string_view user);
 
     /// What the values become together: all numbers, or all truth values. Reports it if they do not
     /// go together. Numbers of one component are repeated beside wider ones.
-    std::optional<Meeting> meet(const std::vector<Value>& values, SourceSpan place);
+    std::optional<Meeting> meet(const Values& values, SourceSpan place);
     /// The same for values that `arm` loads.
-    std::optional<Meeting> meetAsArms(const std::vector<Value>& values, SourceSpan place);
+    std::optional<Meeting> meetAsArms(const Values& values, SourceSpan place);
 
     /// The register of a value that took part in a meeting, with as many components.
     Register arm(const Value& value, const Meeting& meeting);
@@ -59,7 +81,7 @@ class Context {
 
     /// The condition as a register without missing elements; the word `missing` takes
     /// `components`. Reports it if it is no truth value.
-    std::optional<Register> condition(const Value& value, const std::string& user,
+    std::optional<Register> condition(const Value& value, std::string_view user,
                                       std::int32_t components = 1);
 
     /// Whether further errors are only counted.

@@ -138,7 +138,7 @@ Value writeWhere(Context& context, const Call& call) {
 /// The smaller or greater of two: the first of equals, and a number rather than a NaN.
 Value extreme(Context& context, OpCode op, const Value& left, const Value& right,
               SourceSpan place) {
-    const std::optional<Meeting> meeting = context.meetAsArms({left, right}, place);
+    const std::optional<Meeting> meeting = context.meetAsArms(Values(left, right), place);
     if (!meeting)
         return {};
     Writer& writer = context.writer;
@@ -499,7 +499,7 @@ Value writeCast(Context& context, const Call& call) {
 // ---------------------------------------------------------------------------------------------
 // The table
 
-constexpr int mostArguments = 16;
+constexpr int mostArguments = static_cast<int>(Values::mostArguments);
 
 /// In alphabetical order.
 constexpr FunctionRow functions[] = {
@@ -595,15 +595,15 @@ constexpr RefusedFunction refused[] = {
 
 } // namespace
 
-Value vectorOf(Context& context, const std::vector<Value>& parts, const std::string& user,
+Value vectorOf(Context& context, const std::vector<Value>& parts, std::string_view user,
                SourceSpan place) {
     if (!context.areNumbers(parts, user))
         return {};
     for (const Value& part : parts)
         if (part.components != 1)
             return context.refuse(part.place,
-                                  user + " takes single numbers, and " + context.describe(part) +
-                                      " has several components",
+                                  std::string(user) + " takes single numbers, and " +
+                                      context.describe(part) + " has several components",
                                   "choose one, such as .x");
     std::optional<Meeting> meeting = context.meet(parts, place);
     if (!meeting || !context.hasArithmetic(meeting->format, parts[0], user))

@@ -34,7 +34,7 @@ struct RefusedFunction {
 const RefusedFunction* findRefused(std::string_view name);
 
 /// Parts of one component each, as one vector.
-Value vectorOf(Context& context, const std::vector<Value>& parts, const std::string& user,
+Value vectorOf(Context& context, const std::vector<Value>& parts, std::string_view user,
                SourceSpan place);
 
 } // namespace Fenlet::Formulas

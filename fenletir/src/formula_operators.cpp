@@ -6,47 +6,43 @@
 namespace Fenlet::Formulas {
 namespace {
 
-const char* spelling(Mark mark) {
+const char* quotedMark(Mark mark) {
     switch (mark) {
     case Mark::Plus:
-        return "+";
+        return "\"+\"";
     case Mark::Minus:
-        return "-";
+        return "\"-\"";
     case Mark::Times:
-        return "*";
+        return "\"*\"";
     case Mark::Over:
-        return "/";
+        return "\"/\"";
     case Mark::Power:
-        return "**";
+        return "\"**\"";
     case Mark::Less:
-        return "<";
+        return "\"<\"";
     case Mark::LessEqual:
-        return "<=";
+        return "\"<=\"";
     case Mark::Greater:
-        return ">";
+        return "\">\"";
     case Mark::GreaterEqual:
-        return ">=";
+        return "\">=\"";
     case Mark::Equal:
-        return "==";
+        return "\"==\"";
     case Mark::NotEqual:
-        return "!=";
+        return "\"!=\"";
     case Mark::Ampersand:
-        return "&";
+        return "\"&\"";
     case Mark::Bar:
-        return "|";
+        return "\"|\"";
     case Mark::Tilde:
-        return "~";
+        return "\"~\"";
     case Mark::And:
-        return "and";
+        return "\"and\"";
     case Mark::Or:
-        return "or";
+        return "\"or\"";
     default:
-        return "not";
+        return "\"not\"";
     }
-}
-
-std::string quotedMark(Mark mark) {
-    return std::string("\"") + spelling(mark) + "\"";
 }
 
 OpCode opCodeOf(Mark mark) {
@@ -127,7 +123,7 @@ Value foldedLiterals(Context& context, OpCode op, const Value& left, const Value
 
 Value arithmetic(Context& context, Mark mark, const Value& left, const Value& right,
                  SourceSpan place) {
-    if (!context.areNumbers({left, right}, quotedMark(mark)))
+    if (!context.areNumbers(Values(left, right), quotedMark(mark)))
         return {};
     const OpCode op = opCodeOf(mark);
     if (isOpen(left, right))
@@ -148,7 +144,7 @@ Value arithmetic(Context& context, Mark mark, const Value& left, const Value& ri
             return Context::made(computed(context, op, left, right, meeting), meeting, place);
         }
     }
-    std::optional<Meeting> meeting = context.meet({left, right}, place);
+    std::optional<Meeting> meeting = context.meet(Values(left, right), place);
     if (!meeting)
         return {};
     if (op == OpCode::Divide && isInteger(meeting->format))
@@ -183,13 +179,13 @@ Value comparison(Context& context, Mark mark, const Value& left, const Value& ri
         return {};
     if (left.isTruth() || right.isTruth())
         return context.refuse(place,
-                              quotedMark(mark) + " compares numbers, and " +
+                              std::string(quotedMark(mark)) + " compares numbers, and " +
                                   context.describe(left.isTruth() ? left : right) +
                                   " is a truth value",
                               "write a and b, a or b, not a");
     if (isPointless(context, mark, left, right, place))
         return {};
-    const std::optional<Meeting> meeting = context.meet({left, right}, place);
+    const std::optional<Meeting> meeting = context.meet(Values(left, right), place);
     if (!meeting)
         return {};
     return Context::madeTruth(compared(context, opCodeOf(mark), left, right, *meeting),
@@ -277,7 +273,7 @@ Value negated(Context& context, const Value& operand, SourceSpan place) {
 }
 
 Value plus(Context& context, const Value& operand, SourceSpan place) {
-    if (!context.areNumbers({operand}, "\"+\""))
+    if (!context.areNumbers(operand, "\"+\""))
         return {};
     Value result = operand;
     result.place = place;
@@ -296,7 +292,7 @@ Value inverted(Context& context, Mark mark, const Value& operand, SourceSpan pla
 // The products of binary powers from the highest digit of the exponent down: x**5 is
 // ((x * x) * (x * x)) * x.
 Value power(Context& context, const Value& base, std::int32_t exponent, SourceSpan place) {
-    if (!context.areNumbers({base}, "\"**\""))
+    if (!context.areNumbers(base, "\"**\""))
         return {};
     const auto times = [&](const Value& left, const Value& right) {
         return binary(context, Mark::Times, left, right, place);
@@ -353,7 +349,7 @@ Value componentOf(Context& context, const Value& vector, std::int32_t number, So
 
 Value cast(Context& context, const Value& operand, Format format, SourceSpan place) {
     const std::string name = factsOf(format).word;
-    if (!context.areNumbers({operand}, name))
+    if (!context.areNumbers(operand, name))
         return {};
     context.writer.setPlace(place);
     const Meeting meeting{format, operand.components, operand.mayBeMissing};

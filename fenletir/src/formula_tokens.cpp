@@ -113,18 +113,60 @@ constexpr struct {
     {"@", "\"@\" is no operator", "write dot(a, b) for the product of two vectors"},
 };
 
+/// The mark of one character, or `None`.
+Mark markOf(char byte) {
+    switch (byte) {
+    case '(':
+        return Mark::Open;
+    case ')':
+        return Mark::Close;
+    case '[':
+        return Mark::OpenBracket;
+    case ']':
+        return Mark::CloseBracket;
+    case ',':
+        return Mark::Comma;
+    case ':':
+        return Mark::Colon;
+    case '.':
+        return Mark::Dot;
+    case '=':
+        return Mark::Assign;
+    case '+':
+        return Mark::Plus;
+    case '-':
+        return Mark::Minus;
+    case '*':
+        return Mark::Times;
+    case '/':
+        return Mark::Over;
+    case '<':
+        return Mark::Less;
+    case '>':
+        return Mark::Greater;
+    case '&':
+        return Mark::Ampersand;
+    case '|':
+        return Mark::Bar;
+    case '~':
+        return Mark::Tilde;
+    default:
+        return Mark::None;
+    }
+}
+
+/// Whether a mark of several characters can go on with this one.
+bool continuesMark(char byte) {
+    return byte == '=' || byte == '*' || byte == '/' || byte == '&' || byte == '|' || byte == '<' ||
+           byte == '>';
+}
+
 constexpr struct {
     std::string_view text;
     Mark mark;
-} marks[] = {
-    {"**", Mark::Power},  {"<=", Mark::LessEqual},  {">=", Mark::GreaterEqual},
-    {"==", Mark::Equal},  {"!=", Mark::NotEqual},   {"(", Mark::Open},
-    {")", Mark::Close},   {"[", Mark::OpenBracket}, {"]", Mark::CloseBracket},
-    {",", Mark::Comma},   {":", Mark::Colon},       {".", Mark::Dot},
-    {"=", Mark::Assign},  {"+", Mark::Plus},        {"-", Mark::Minus},
-    {"*", Mark::Times},   {"/", Mark::Over},        {"<", Mark::Less},
-    {">", Mark::Greater}, {"&", Mark::Ampersand},   {"|", Mark::Bar},
-    {"~", Mark::Tilde},
+} longMarks[] = {
+    {"**", Mark::Power}, {"<=", Mark::LessEqual}, {">=", Mark::GreaterEqual},
+    {"==", Mark::Equal}, {"!=", Mark::NotEqual},
 };
 
 class Lexer {
@@ -276,14 +318,19 @@ class Lexer {
     }
 
     void readMark() {
+        const Mark single = markOf(text[place]);
+        if (single != Mark::None && !continuesMark(at(place + 1)))
+            return readKnownMark(single, 1);
         const std::string_view rest = text.substr(place);
         for (const auto& foreign : foreignMarks)
             // "!=" is a mark, "!" is not.
             if (rest.starts_with(foreign.mark) && !(foreign.mark == "!" && at(place + 1) == '='))
                 return bad(foreign.mark.size(), foreign.wrong, foreign.right);
-        for (const auto& known : marks)
+        for (const auto& known : longMarks)
             if (rest.starts_with(known.text))
                 return readKnownMark(known.mark, known.text.size());
+        if (single != Mark::None)
+            return readKnownMark(single, 1);
         readUnknown();
     }
 
