@@ -145,7 +145,9 @@ Value extreme(Context& context, OpCode op, const Value& left, const Value& right
     const Value a = fixed(context, left, *meeting);
     const Value b = fixed(context, right, *meeting);
     Register takesLeft = compared(context, op, a, b, *meeting);
-    if (isFloat(b.format))
+    const bool isKnownNumber =
+        right.sort == Value::Sort::Number && !std::isnan(right.literal.value());
+    if (isFloat(b.format) && !isKnownNumber)
         takesLeft =
             writer.logic(OpCode::Or, takesLeft,
                          writer.comparison(OpCode::NotEqual, writer.load(b), writer.load(b)));
