@@ -515,9 +515,8 @@ class Compiler {
         const Token& token = tree.tokenOf(node);
         std::vector<Value> arguments;
         bool isBad = false;
-        for (std::int32_t number = 0; number < node.second; ++number) {
-            arguments.push_back(
-                valueOf(tree.arguments[static_cast<std::size_t>(node.first + number)]));
+        for (std::int32_t number = node.first; number < node.first + node.second; ++number) {
+            arguments.push_back(valueOf(tree.arguments[static_cast<std::size_t>(number)]));
             isBad = isBad || arguments.back().isBad();
         }
         if (Symbol* const symbol = names.find(token.text);

@@ -152,8 +152,8 @@ bool Names::isUsable(Symbol& symbol, const Token& name) {
 }
 
 /// `f32`, `i32x3`
-bool Names::readKind(std::int32_t number, RegisterFormat& format, std::int32_t& components) {
-    const Token& token = tree.tokens.list[static_cast<std::size_t>(number)];
+bool Names::readKind(std::int32_t written, RegisterFormat& format, std::int32_t& components) {
+    const Token& token = tree.tokens.list[static_cast<std::size_t>(written)];
     const std::size_t times = token.text.find('x');
     const std::string_view word = token.text.substr(0, times);
     components = 1;

@@ -47,7 +47,7 @@ class Names {
     Value refuseUnknownFunction(const Token& name);
 
   private:
-    bool readKind(std::int32_t token, RegisterFormat& format, std::int32_t& components);
+    bool readKind(std::int32_t written, RegisterFormat& format, std::int32_t& components);
     void declareInText(const DeclaredName& written);
     bool areKindsGood(const DeclaredName& written, const Token& name, bool isNew,
                       FormulaDeclaration& declared);

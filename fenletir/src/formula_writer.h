@@ -59,7 +59,7 @@ class Writer {
     Register select(Register condition, Register whenTrue, Register whenFalse, Format format);
 
     /// The truth value, unknown where it is missing.
-    Register settle(const Value& truth);
+    Register settle(const Value& value);
 
     std::vector<SourceSpan> takePlaces() { return std::move(places); }
 

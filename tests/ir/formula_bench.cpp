@@ -198,7 +198,7 @@ Data value(std::string_view text, const Inputs& inputs, std::int64_t count) {
 std::string errorsOf(std::string_view text, const Inputs& inputs) {
     std::string words;
     for (const Diagnostic& error : compileFormula(text, declarationsOf(inputs)).errors)
-        words += (words.empty() ? "" : "\n") + describeDiagnostic(error, "");
+        words.append(words.empty() ? "" : "\n").append(describeDiagnostic(error, ""));
     return words;
 }
 

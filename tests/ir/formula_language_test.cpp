@@ -248,6 +248,17 @@ TEST(FormulaLanguage, LoadsEachFieldAndConstantOnce) {
     EXPECT_EQ(constants, 1);
 }
 
+// A truth value that is never missing needs no steps that make it unknown.
+TEST(FormulaLanguage, UsesWhatTheCallerKnowsAboutPresence) {
+    FormulaDeclaration truth;
+    truth.name = "t";
+    truth.format = RegisterFormat::Tribool;
+    EXPECT_EQ(compileFormula("not t", {truth}).program.instructions.size(), 9u);
+    truth.isAlwaysPresent = true;
+    EXPECT_EQ(compileFormula("not t", {truth}).program.instructions.size(), 3u);
+    EXPECT_EQ(compileFormula("present(t)", {truth}).program.instructions.size(), 3u);
+}
+
 TEST(FormulaLanguage, KeepsThePlaceOfEachInstruction) {
     const std::string text = "# greenness\nndvi = (nir - red) / (nir + red)\n";
     const FormulaResult result =
