@@ -71,11 +71,11 @@ std::string_view TextCursor::bareName() {
     return since(begin);
 }
 
-std::string TextCursor::nextThing() const {
+std::string_view TextCursor::thingAt(std::size_t offset) const {
     TextCursor next(text);
-    next.goBack(place);
+    next.goBack(offset);
     if (next.isAtLineEnd())
-        return "the end of the line";
+        return {};
     const std::size_t begin = next.place;
     next.place += bareNameLength(text, begin);
     next.skipWhile([](char byte, char) { return isWordByte(byte); });
@@ -84,7 +84,16 @@ std::string TextCursor::nextThing() const {
     // Includes the continuation bytes of a character that cannot be shown.
     next.skipWhile(
         [](char byte, char) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; });
-    return cited(next.since(begin));
+    return next.since(begin);
+}
+
+std::string TextCursor::nameOfThing(std::string_view thing) {
+    return thing.empty() ? "the end of the line" : cited(thing);
+}
+
+std::string_view TextCursor::nextWord() {
+    skipSpace();
+    return thingAt(place);
 }
 
 bool TextCursor::isAtName() {
@@ -148,9 +157,9 @@ bool TextCursor::fail(std::size_t where, std::string words) {
     return false;
 }
 
-bool TextCursor::failExpecting(const std::string& expected) {
+bool TextCursor::failExpecting(const std::string& expected, const NearName& near) {
     skipSpace();
-    return fail(place, "expected " + expected + ", found " + nextThing());
+    return fail(place, "expected " + expected + ", found " + nextThing() + nearInWords(near));
 }
 
 } // namespace Fenlet::Text

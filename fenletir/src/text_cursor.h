@@ -1,6 +1,7 @@
 // Steps through a text, and reports where it cannot be read.
 #pragma once
 
+#include <fenletir/near_name.h>
 #include <fenletir/text.h>
 
 #include <charconv>
@@ -12,14 +13,19 @@
 
 namespace Fenlet::Text {
 
-/// An error at `offset`, which is at most the length of `text`, with the line shown.
-ParseError errorAt(std::string_view text, std::size_t offset, std::string message);
+/// An error at the `bytes` from `offset` on, which is at most the length of `text`, with the line
+/// shown.
+ParseError errorAt(std::string_view text, std::size_t offset, std::size_t bytes,
+                   std::string message);
 
 /// The line number of `offset`, from 1.
 int lineNumber(std::string_view text, std::size_t offset);
 
 /// `piece` in quotes for a message, shortened if it is long.
 std::string cited(std::string_view piece);
+
+/// `; did you mean "height"?`, or empty.
+std::string nearInWords(const NearName& near);
 
 /// A position in a text. All reading stays within a line.
 ///
@@ -59,7 +65,7 @@ class TextCursor {
     std::string_view bareName();
     /// What comes next after blanks, for a message: a word, another character, or the end of the
     /// line.
-    std::string nextThing() const;
+    std::string nextThing() const { return nameOfThing(thingAt(place)); }
 
     bool isAtName();
     /// Reads a bare or quoted name after blanks. If there is none, the message shows `example`.
@@ -91,11 +97,14 @@ class TextCursor {
     }
 
     bool fail(std::size_t where, std::string words);
-    /// Fails at this position. The message says what was expected and what was found.
-    bool failExpecting(const std::string& expected);
+    /// Fails at this position. The message says what was expected and what was found, and the name
+    /// that `near` has found, if any.
+    bool failExpecting(const std::string& expected, const NearName& near = NearName(""));
+    /// The word that is next after blanks, for a `NearName`.
+    std::string_view nextWord();
     bool hasFailed() const { return !message.empty(); }
     const std::string& failureInWords() const { return message; }
-    ParseError error() const { return errorAt(text, failure, message); }
+    ParseError error() const { return errorAt(text, failure, thingAt(failure).size(), message); }
     int lineOf(std::size_t where) const { return lineNumber(text, where); }
 
   private:
@@ -103,6 +112,10 @@ class TextCursor {
         fail(place, std::move(words));
         return std::nullopt;
     }
+    /// The thing after blanks at `offset`: a word, another character, or nothing at the end of the
+    /// line.
+    std::string_view thingAt(std::size_t offset) const;
+    static std::string nameOfThing(std::string_view thing);
     std::optional<std::string> quotedName();
     std::optional<char> escape();
 

@@ -82,8 +82,14 @@ std::string cited(std::string_view piece) {
     return quoted(piece.substr(0, end)) + "...";
 }
 
-ParseError errorAt(std::string_view text, std::size_t offset, std::string message) {
-    const Diagnostic found = diagnosticAt(text, {offset, 1, 0}, std::move(message), "");
+std::string nearInWords(const NearName& near) {
+    const std::string question = near.question();
+    return question.empty() ? "" : "; " + question;
+}
+
+ParseError errorAt(std::string_view text, std::size_t offset, std::size_t bytes,
+                   std::string message) {
+    const Diagnostic found = diagnosticAt(text, {offset, bytes, 0}, std::move(message), "");
     return {found.line, found.column, found.wrong, found.shown};
 }
 

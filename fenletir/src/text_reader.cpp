@@ -75,7 +75,7 @@ struct Pool {
         cursor.fail(begin, isSeveral ? std::string("several ") + word + "s are named " +
                                            cited(*name) + "; use a number such as @0 instead"
                                      : std::string("no ") + word + " " + cited(*name) +
-                                           " is declared above");
+                                           " is declared above" + names.nearest(*name));
         return std::nullopt;
     }
 };
@@ -254,7 +254,10 @@ class Reader {
         if (op)
             return op;
         cursor.goBack(begin);
-        cursor.failExpecting("an opcode such as Add or LoadField");
+        NearName near(cursor.nextWord());
+        for (std::uint32_t number = 0; number < opCodeCount; ++number)
+            near.consider(opCodeName(static_cast<OpCode>(number)));
+        cursor.failExpecting("an opcode such as Add or LoadField", near);
         return std::nullopt;
     }
 

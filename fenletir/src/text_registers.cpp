@@ -31,7 +31,10 @@ std::optional<RegisterInfo> readType(TextCursor& cursor) {
     const std::size_t begin = cursor.offset();
     const std::optional<RegisterFormat> format = readFormat(cursor);
     if (!format) {
-        cursor.failExpecting(typeExpected);
+        NearName near(cursor.nextWord());
+        for (const FormatFacts& facts : formatTable)
+            near.consider(facts.word);
+        cursor.failExpecting(typeExpected, near);
         return std::nullopt;
     }
     RegisterInfo type;
@@ -137,9 +140,10 @@ std::optional<std::int32_t> RegisterTable::readReference(TextCursor& cursor) con
     const std::int32_t found = names.find(*name);
     if (found >= 0)
         return found;
-    cursor.fail(begin, found == NameTable::several
-                           ? severalNamed(*name)
-                           : "no register " + cited(*name) + " is declared above");
+    cursor.fail(begin,
+                found == NameTable::several
+                    ? severalNamed(*name)
+                    : "no register " + cited(*name) + " is declared above" + names.nearest(*name));
     return std::nullopt;
 }
 

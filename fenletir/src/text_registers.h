@@ -25,6 +25,14 @@ class NameTable {
             entry->second = several;
     }
 
+    /// The nearest name for a message: `; did you mean "height"?`, or empty.
+    std::string nearest(std::string_view name) const {
+        NearName near(name);
+        for (const auto& [candidate, number] : numbers)
+            near.consider(candidate);
+        return nearInWords(near);
+    }
+
     /// The number with this name; `none` if there is none, `several` if there is more than one.
     std::int32_t find(const std::string& name) const {
         const auto entry = numbers.find(name);

@@ -15,7 +15,7 @@ std::string shown(const std::string& text) {
 
 TEST(TextErrors, ShowTheLineWithACaretBelowThePlace) {
     EXPECT_EQ(shown("field f\n  a : f33 = Add\noutput a"), "  a : f33 = Add\n"
-                                                           "      ^");
+                                                           "      ^^^");
     EXPECT_EQ(shown("field\r\n"), "field\n"
                                   "     ^");
     EXPECT_EQ(shown("field # the name is missing"), "field # the name is missing\n"
@@ -27,7 +27,7 @@ TEST(TextErrors, CountCharactersNotBytes) {
     const ParseError error = parseProgram("\th\xc3\xb6he : f33 = Add").error;
     EXPECT_EQ(error.column, 9);
     EXPECT_EQ(error.shown, " h\xc3\xb6he : f33 = Add\n"
-                           "        ^");
+                           "        ^^^");
 }
 
 TEST(TextErrors, ShowNothingThatDisturbsATerminal) {
@@ -42,9 +42,10 @@ TEST(TextErrors, ShowAPieceOfALongLine) {
     const std::string wide(1000, 'a');
     const ParseError error = parseProgram(wide + " : f33 = " + wide).error;
     EXPECT_EQ(error.column, 1004);
-    EXPECT_EQ(error.message, "expected a type such as f32 or i64x3, found \"f33\"");
+    EXPECT_EQ(error.message,
+              "expected a type such as f32 or i64x3, found \"f33\"; did you mean \"f32\"?");
     EXPECT_EQ(error.shown, "..." + wide.substr(0, 57) + " : f33 = " + wide.substr(0, 54) + "...\n" +
-                               std::string(63, ' ') + "^");
+                               std::string(63, ' ') + "^^^");
 }
 
 TEST(TextErrors, ShowWholeCharactersOfALongLine) {

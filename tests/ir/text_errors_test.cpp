@@ -68,7 +68,8 @@ TEST(TextErrors, TellAboutNames) {
 
 TEST(TextErrors, TellAboutTypes) {
     expectRows({
-        {"a : f33 = ElementIndex", 1, 5, "expected a type such as f32 or i64x3, found \"f33\""},
+        {"a : f33 = ElementIndex", 1, 5,
+         "expected a type such as f32 or i64x3, found \"f33\"; did you mean \"f32\"?"},
         {"a : f320 = ElementIndex", 1, 5, "expected a type such as f32 or i64x3, found \"f320\""},
         {"a : f32y3 = ElementIndex", 1, 5, "expected a type such as f32 or i64x3, found \"f32y3\""},
         {"a : f32x = ElementIndex", 1, 9, "expected the multiplicity, found \"=\""},
@@ -92,7 +93,8 @@ TEST(TextErrors, TellAboutTargets) {
         {"%2147483648 : i64 = ElementIndex", 1, 2, "the register number is out of range"},
         {"a : i64 ElementIndex", 1, 9, "expected \"=\" before an opcode, found \"ElementIndex\""},
         {"a : i64 = ElementIndx", 1, 11,
-         "expected an opcode such as Add or LoadField, found \"ElementIndx\""},
+         "expected an opcode such as Add or LoadField, found \"ElementIndx\"; did you mean "
+         "\"ElementIndex\"?"},
         {"a : i64 = 1", 1, 11, "expected an opcode such as Add or LoadField, found \"1\""},
         {"a : i64 = ElementIndex\n a : i64 = ElementIndex", 2, 2,
          "register %0 is already declared in line 1; to write it again, give its name without a "
@@ -122,6 +124,8 @@ TEST(TextErrors, TellAboutOperands) {
         {"a : f32 = Negate", 1, 17,
          "expected a register, by name or by number such as %3, found the end of the line"},
         {"a : f32 = Negate a", 1, 18, "no register \"a\" is declared above"},
+        {"register heigth : f32\nb : f32 = Negate height", 2, 18,
+         "no register \"height\" is declared above; did you mean \"heigth\"?"},
         {"a : f32 = Negate %0", 1, 18, "no register %0 is declared above"},
         {"a : f32 = Negate %x", 1, 19, "expected the register number, found \"x\""},
         {"register a : f32\nb : f32 = Add a b", 2, 17,
@@ -155,7 +159,8 @@ TEST(TextErrors, TellAboutFieldsUniformsAndSamplers) {
         {"a : f32 = LoadUniform @0", 1, 23, "no uniform @0 is declared above"},
         {"a : f32 = LoadUniform @-1", 1, 23, "no uniform @-1 is declared above"},
         {"a : f32 = LoadUniform @x", 1, 24, "expected the number of a uniform, found \"x\""},
-        {"uniform sun\na : f32 = LoadUniform sum", 2, 23, "no uniform \"sum\" is declared above"},
+        {"uniform sun\na : f32 = LoadUniform sum", 2, 23,
+         "no uniform \"sum\" is declared above; did you mean \"sun\"?"},
         {"uniform sun\nuniform sun\na : f32 = LoadUniform sun", 3, 23,
          "several uniforms are named \"sun\"; use a number such as @0 instead"},
         {"a : f32 = LoadUniform sun\nuniform moon", 2, 9,
@@ -214,7 +219,7 @@ TEST(TextErrors, TellAboutRawLines) {
     expectRows({
         {"raw", 1, 4, "expected an opcode such as Add or LoadField, found the end of the line"},
         {"raw Addd %1 (%1, %1, %1) 0", 1, 5,
-         "expected an opcode such as Add or LoadField, found \"Addd\""},
+         "expected an opcode such as Add or LoadField, found \"Addd\"; did you mean \"Add\"?"},
         {"raw 4294967296 %1 (%1, %1, %1) 0", 1, 5, "the opcode number is out of range"},
         {"raw Add 1 (%1, %1, %1) 0", 1, 9,
          "expected a register number such as %3 or %-1, found \"1\""},

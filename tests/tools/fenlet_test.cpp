@@ -206,9 +206,11 @@ TEST_F(FenletCommand, FindsAllThatIsWrongAndRunsNothingOfIt) {
 
 TEST_F(FenletCommand, ShowsThePlaceThatCannotBeRead) {
     folder.write("program", "i : i64 = ElementIndex\nheight : f33 = LoadField elevation[i]\n");
-    const std::string place = ":2:10: error: expected a type such as f32 or i64x3, found \"f33\"\n"
-                              "height : f33 = LoadField elevation[i]\n"
-                              "         ^\n";
+    const std::string place =
+        ":2:10: error: expected a type such as f32 or i64x3, found \"f33\"; did "
+        "you mean \"f32\"?\n"
+        "height : f33 = LoadField elevation[i]\n"
+        "         ^^^\n";
     for (const Strings& arguments : {Strings{"check"}, Strings{"list"}, Strings{"bench"},
                                      Strings{"run", "--count", "3", "--out", "height=a.npy"}}) {
         Strings all = arguments;
