@@ -1,7 +1,7 @@
 // Compiles a formula: reads it into a tree, then writes the instructions of one node after another.
 #include "formula_functions.h"
-#include "formula_names.h"
 #include "formula_operators.h"
+#include "formula_sources.h"
 #include "text_numbers.h"
 #include "text_words.h"
 
@@ -24,7 +24,8 @@ class Compiler {
           options(newOptions),
           tree(parseFormula(newText, complaints)),
           context(newText, complaints),
-          names(tree, context) {}
+          names(tree, context),
+          sources(tree, context, names) {}
 
     FormulaResult compile(const std::vector<FormulaDeclaration>& declarations) {
         names.declare(declarations);
@@ -77,7 +78,7 @@ class Compiler {
         if (isOutputLine(statement))
             symbol->value = writeOutput(value, name.text, name.place, firstRegister);
         else if (value.sort == Value::Sort::Register && value.held.number >= firstRegister)
-            nameRegister(value.held.number, name.text);
+            context.writer.nameRegister(value.held, name.text);
         // A literal keeps taking the kind of what it meets.
         if (value.isOpen())
             symbol->value = value;
@@ -111,21 +112,6 @@ class Compiler {
         writeOutput(value, unnamedFormulaOutput, root.place, 0);
     }
 
-    void nameRegister(std::int32_t number, std::string_view name) {
-        if (number < 0)
-            return;
-        const auto place = static_cast<std::size_t>(number);
-        if (registerNames.size() <= place)
-            registerNames.resize(place + 1);
-        if (registerNames[place].empty())
-            registerNames[place] = name;
-    }
-
-    bool isUnnamed(std::int32_t number) const {
-        const auto place = static_cast<std::size_t>(number);
-        return place >= registerNames.size() || registerNames[place].empty();
-    }
-
     /// Makes the value an output. A register that has another name is copied.
     Value writeOutput(const Value& value, std::string_view name, SourceSpan place,
                       std::int32_t firstRegister) {
@@ -141,9 +127,8 @@ class Compiler {
         else if (value.sort == Value::Sort::Index)
             result = Context::made(context.writer.load(value), *meeting, value.place);
         std::int32_t number = result.held.number;
-        const bool hasName =
-            !isUnnamed(number) && registerNames[static_cast<std::size_t>(number)] == name;
-        if (!hasName && (number < firstRegister || !isUnnamed(number) || isOutput(number))) {
+        const std::string_view given = context.writer.nameOf(result.held);
+        if (given != name && (number < firstRegister || !given.empty() || isOutput(number))) {
             result.held = context.writer.copy(result);
             number = result.held.number;
         }
@@ -151,7 +136,7 @@ class Compiler {
             context.refuse(place, quoted(name) + " is already an output", "leave this line out");
             return {};
         }
-        nameRegister(number, name);
+        context.writer.nameRegister(result.held, name);
         outputs.push_back(number);
         outputSet.insert(number);
         return result;
@@ -161,19 +146,17 @@ class Compiler {
 
     FormulaResult finish() {
         FormulaResult result;
-        BuildResult built = context.writer.builder().build();
+        BuildResult built = context.writer.build();
         if (!built.ok() && complaints.isEmpty())
             complaints.add({0, 0, 0}, built.error, "");
         complaints.report(text, result);
         if (!result.ok())
             return result;
         result.program = std::move(built.program);
-        for (std::size_t number = 0; number < registerNames.size(); ++number)
-            result.program.registers[number].name = std::move(registerNames[number]);
         for (const std::int32_t number : outputs)
             result.program.registers[static_cast<std::size_t>(number)].output = true;
         result.places = context.writer.takePlaces();
-        result.fields = std::move(fields);
+        result.fields = sources.takeFields();
         result.outputs = std::move(outputs);
         return result;
     }
@@ -217,11 +200,11 @@ class Compiler {
         case NodeSort::Component:
             return componentOf(context, valueOf(node.first), node.second, node.place);
         case NodeSort::Element:
-            return writeElement(node);
+            return sources.writeElement(node, valueOf(node.first));
         case NodeSort::Call:
             return writeCall(node);
         case NodeSort::Shift:
-            return writeShift(node);
+            return sources.writeShift(node);
         }
         return {};
     }
@@ -266,14 +249,14 @@ class Compiler {
         if (word != Word::None)
             return writeWord(word);
         if (Symbol* const symbol = names.find(token.text))
-            return writeSymbol(*symbol, token);
+            return sources.writeSymbol(*symbol, token);
         if (token.mark == Mark::Name) {
             if (token.text == "row")
-                return writePosition(FormulaFieldSort::Row, token);
+                return sources.writePosition(FormulaFieldSort::Row, token);
             if (token.text == "column")
-                return writePosition(FormulaFieldSort::Column, token);
+                return sources.writePosition(FormulaFieldSort::Column, token);
             if (token.text == "index" && options.indexIsField)
-                return writePosition(FormulaFieldSort::Index, token);
+                return sources.writePosition(FormulaFieldSort::Index, token);
             if (token.text == "index") {
                 Value value;
                 value.sort = Value::Sort::Index;
@@ -307,207 +290,6 @@ class Compiler {
         return value;
     }
 
-    Value writeSymbol(Symbol& symbol, const Token& token) {
-        if (symbol.isLine)
-            return symbol.value;
-        if (!names.isUsable(symbol, token))
-            return {};
-        if (symbol.declared.sort == FormulaSort::Sampler)
-            return context.refuse(token.place, quoted(token.text) + " is a sampler",
-                                  "call it, such as " + nameText(token.text) + "(x)");
-        if (!symbol.value.isBad())
-            return symbol.value;
-        const Meeting meeting{symbol.declared.format, symbol.declared.components,
-                              symbol.declared.sort == FormulaSort::Field &&
-                                  !symbol.declared.isAlwaysPresent};
-        Register held;
-        if (symbol.declared.sort == FormulaSort::Uniform) {
-            if (isPoolFull(uniforms.size(), "uniforms", token))
-                return {};
-            const UniformHandle uniform = context.writer.builder().uniform(symbol.declared.name);
-            uniforms.push_back(uniform);
-            symbol.entry = uniform.number;
-            held = context.writer.keep(
-                context.writer.builder().loadUniform(uniform, meeting.format, meeting.components));
-        } else {
-            if (!useField(symbol, token))
-                return {};
-            held = loadField(symbol.entry, context.writer.elementIndex(), meeting);
-        }
-        nameRegister(held.number, symbol.declared.name);
-        symbol.value = Context::made(held, meeting, token.place);
-        return symbol.value;
-    }
-
-    bool isPoolFull(std::size_t used, const char* what, const Token& token) {
-        if (used < mostFormulaSources)
-            return false;
-        context.refuse(token.place,
-                       "this formula uses more than " + std::to_string(mostFormulaSources) + " " +
-                           what,
-                       "split it into several");
-        return true;
-    }
-
-    // -----------------------------------------------------------------------------------------
-    // Fields
-
-    Register loadField(std::int32_t entry, Register at, const Meeting& meeting) {
-        return context.writer.keep(context.writer.builder().loadField(
-            fieldHandles[static_cast<std::size_t>(entry)], at, meeting.format, meeting.components));
-    }
-
-    /// Adds a field to the program. The name is changed if another one has it.
-    std::int32_t addField(std::string name, FormulaField field) {
-        while (!fieldNames.insert(name).second)
-            name += '\'';
-        fieldHandles.push_back(context.writer.builder().field(name));
-        fields.push_back(std::move(field));
-        return static_cast<std::int32_t>(fields.size()) - 1;
-    }
-
-    bool useField(Symbol& symbol, const Token& token) {
-        if (symbol.entry >= 0)
-            return true;
-        if (isPoolFull(fields.size(), "fields", token))
-            return false;
-        FormulaField field;
-        field.array = symbol.declared.name;
-        field.format = symbol.declared.format;
-        field.components = symbol.declared.components;
-        field.place = token.place;
-        symbol.entry = addField(symbol.declared.name, std::move(field));
-        return true;
-    }
-
-    /// A field of the numbers of elements, rows or columns.
-    Value writePosition(FormulaFieldSort sort, const Token& token) {
-        Value& value = positions[static_cast<std::size_t>(sort)];
-        if (!value.isBad() || isPoolFull(fields.size(), "fields", token))
-            return value;
-        FormulaField field;
-        field.sort = sort;
-        field.format = Format::Float64;
-        field.place = token.place;
-        const std::int32_t entry = addField(std::string(token.text), std::move(field));
-        const Meeting meeting{Format::Float64, 1, false};
-        value = Context::made(loadField(entry, context.writer.elementIndex(), meeting), meeting,
-                              token.place);
-        return value;
-    }
-
-    /// The field of that name, or null after an error.
-    Symbol* findField(const Token& token, const char* user) {
-        Symbol* const symbol = names.find(token.text);
-        const bool isPosition =
-            token.text == "row" || token.text == "column" || token.text == "index";
-        if (!symbol && !isPosition) {
-            names.refuseUnknown(token);
-            return nullptr;
-        }
-        if (symbol &&
-            (!names.isUsable(*symbol, token) || (symbol->isLine && symbol->value.isBad())))
-            return nullptr;
-        if (symbol && !symbol->isLine && symbol->declared.sort == FormulaSort::Field)
-            return symbol;
-        context.refuse(token.place,
-                       std::string(user) + " takes a field, and " + quoted(token.text) + " is none",
-                       symbol && symbol->isLine && user[0] == 's'
-                           ? "shift the fields that it is computed from"
-                           : "name a field");
-        return nullptr;
-    }
-
-    Value writeElement(const Node& node) {
-        const Token& token = tree.tokenOf(node);
-        const Value& number = valueOf(node.first);
-        if (number.isBad())
-            return {};
-        Symbol* const symbol = findField(token, "an element number");
-        if (!symbol || !useField(*symbol, token))
-            return {};
-        const std::optional<Register> at = elementNumber(number);
-        if (!at)
-            return {};
-        const Meeting meeting{symbol->declared.format, symbol->declared.components, true};
-        return Context::made(loadField(symbol->entry, *at, meeting), meeting, node.place);
-    }
-
-    std::optional<Register> elementNumber(const Value& number) {
-        if (!context.areNumbers(number, "an element number"))
-            return std::nullopt;
-        if (number.components != 1) {
-            context.refuse(number.place,
-                           context.describe(number) + " is several numbers, and an element has one",
-                           "choose a component, such as .x");
-            return std::nullopt;
-        }
-        if (number.sort == Value::Sort::Missing)
-            return context.writer.missing(Format::Int64, 1);
-        if (number.sort != Value::Sort::Number)
-            return isInteger(number.format) ? context.writer.load(number)
-                                            : context.writer.convert(number, Format::Int64);
-        if (!context.fits(number, Format::Int64, nullptr))
-            return std::nullopt;
-        if (number.literal.isNegative && number.literal.value() != 0) {
-            context.refuse(number.place, "elements are numbered from 0",
-                           "write shift(a, -1) for the neighbour before");
-            return std::nullopt;
-        }
-        return context.writer.number(Format::Int64, number.literal);
-    }
-
-    Value writeShift(const Node& node) {
-        const Token& token = tree.tokenOf(node);
-        Symbol* const symbol = findField(token, "shift");
-        if (!symbol)
-            return {};
-        const auto first = tree.offsets.begin() + node.first;
-        const std::vector<std::int64_t> offsets(first, first + node.second);
-        const FormulaDeclaration& declared = symbol->declared;
-        constexpr std::size_t mostAxes = 8;
-        const bool isGood = declared.axes > 0
-                                ? offsets.size() == static_cast<std::size_t>(declared.axes)
-                                : !offsets.empty() && offsets.size() <= mostAxes;
-        if (!isGood)
-            return context.refuse(
-                node.place,
-                "shift takes a number for each axis, and " + quoted(token.text) + " has " +
-                    (declared.axes > 0 ? std::to_string(declared.axes) : "1 to 8"),
-                declared.axes == 2 ? "write rows, then columns" : "write them after the name");
-        bool isHere = true;
-        std::string name = "shift(" + std::string(token.text);
-        for (const std::int64_t offset : offsets) {
-            isHere = isHere && offset == 0;
-            name += ", " + std::to_string(offset);
-        }
-        name += ')';
-        if (isHere)
-            return writeSymbol(*symbol, token);
-        return writeShifted(*symbol, token, std::move(name), offsets);
-    }
-
-    Value writeShifted(const Symbol& symbol, const Token& token, std::string name,
-                       const std::vector<std::int64_t>& offsets) {
-        const auto [entry, isNew] = shifted.try_emplace(name);
-        if (!isNew)
-            return entry->second;
-        if (isPoolFull(fields.size(), "fields", token))
-            return {};
-        FormulaField field;
-        field.sort = FormulaFieldSort::Shifted;
-        field.array = symbol.declared.name;
-        field.offsets = offsets;
-        field.format = symbol.declared.format;
-        field.components = symbol.declared.components;
-        field.place = context.writer.currentPlace();
-        const std::int32_t number = addField(std::move(name), std::move(field));
-        const Meeting meeting{symbol.declared.format, symbol.declared.components, true};
-        entry->second = Context::made(loadField(number, context.writer.elementIndex(), meeting),
-                                      meeting, token.place);
-        return entry->second;
-    }
-
     // -----------------------------------------------------------------------------------------
     // Calls
 
@@ -523,7 +305,7 @@ class Compiler {
             symbol && !symbol->isLine && symbol->declared.sort == FormulaSort::Sampler)
             return isBad || !names.isUsable(*symbol, token)
                        ? Value{}
-                       : writeSample(*symbol, token, arguments, node.place);
+                       : sources.writeSample(*symbol, token, arguments, node.place);
         const FunctionRow* const row =
             token.mark == Mark::Name ? findFunction(token.text) : nullptr;
         if (!row)
@@ -543,84 +325,18 @@ class Compiler {
         return context.refuse(node.place, wrong, std::string("write ") + function.usage);
     }
 
-    Value writeSample(Symbol& symbol, const Token& token, const std::vector<Value>& arguments,
-                      SourceSpan place) {
-        const FormulaDeclaration& declared = symbol.declared;
-        const std::string usage = nameText(token.text) + "(" +
-                                  kindText(declared.coordinateFormat, declared.coordinates) + ")";
-        if (arguments.empty())
-            return context.refuse(place, "a sampler takes coordinates", "write " + usage);
-        std::vector<Value> exact;
-        for (const Value& argument : arguments) {
-            exact.push_back(coordinateOf(declared, argument, usage));
-            if (exact.back().isBad())
-                return {};
-        }
-        const Value at = exact.size() == 1 ? exact[0] : vectorOf(context, exact, token.text, place);
-        if (at.isBad())
-            return {};
-        if (at.components != declared.coordinates)
-            return context.refuse(place,
-                                  "the sampler takes " + componentsInWords(declared.coordinates) +
-                                      ", not " + std::to_string(at.components),
-                                  "write " + usage);
-        if (symbol.entry < 0) {
-            if (isPoolFull(samplers.size(), "samplers", token))
-                return {};
-            samplers.push_back(context.writer.builder().sampler(declared.name));
-            symbol.entry = samplers.back().number;
-        }
-        context.writer.setPlace(place);
-        const Meeting meeting{declared.format, declared.components, true};
-        const Register held = context.writer.keep(
-            context.writer.builder().sample(samplers[static_cast<std::size_t>(symbol.entry)],
-                                            at.held, meeting.format, meeting.components));
-        return Context::made(held, meeting, place);
-    }
-
-    /// A coordinate in the kind that the sampler takes.
-    Value coordinateOf(const FormulaDeclaration& sampler, const Value& at,
-                       const std::string& usage) {
-        const Format wanted = sampler.coordinateFormat;
-        if (isTribool(wanted) != at.isTruth() && at.sort != Value::Sort::Missing)
-            return context.refuse(at.place, context.describe(at) + " is of another kind",
-                                  "write " + usage);
-        context.writer.setPlace(at.place);
-        if (at.isTruth() || at.isOpen()) {
-            if (at.sort == Value::Sort::Number && !context.fits(at, wanted, nullptr))
-                return {};
-            const Meeting meeting{wanted, at.components, at.mayBeMissing};
-            return Context::made(context.arm(at, meeting), meeting, at.place);
-        }
-        if (at.format != wanted && commonFormat(at.format, wanted) != wanted)
-            return context.refuse(at.place,
-                                  context.describe(at) + " would be rounded to " +
-                                      factsOf(wanted).word + ", the kind of the coordinates",
-                                  std::string("write ") + factsOf(wanted).word + "(" +
-                                      context.textOf(at) + ")");
-        return Context::made(context.writer.convert(at, wanted),
-                             {wanted, at.components, at.mayBeMissing}, at.place);
-    }
-
     std::string_view text;
     const FormulaOptions& options;
     Complaints complaints;
     Tree tree;
     Context context;
     Names names;
+    Sources sources;
     std::vector<Value> values; ///< of each node
 
     bool hasMarkedOutput = false;
-    std::vector<std::string> registerNames;
     std::vector<std::int32_t> outputs;
     std::set<std::int32_t> outputSet;
-    std::vector<FormulaField> fields;
-    std::vector<FieldHandle> fieldHandles;
-    std::set<std::string> fieldNames;
-    std::vector<UniformHandle> uniforms;
-    std::vector<SamplerHandle> samplers;
-    std::map<std::string, Value> shifted; ///< by the names of their fields
-    Value positions[5];                   ///< by `FormulaFieldSort`
 };
 
 } // namespace

@@ -137,70 +137,74 @@ bool Context::hasArithmetic(Format format, const Value& value, std::string_view 
     return false;
 }
 
+bool Context::join(Meeting& meeting, const Value& first, const Value& value, SourceSpan place) {
+    const bool isTruth = isTribool(value.format);
+    if (isTruth != isTribool(meeting.format)) {
+        refuse(value.place,
+               describe(first) + " and " + describe(value) +
+                   " do not go together: one is a truth value and one a number",
+               "write a comparison such as x != 0, or where(c, 1, 0)");
+        return false;
+    }
+    const std::optional<Format> common =
+        isTruth ? meeting.format : commonFormat(meeting.format, value.format);
+    if (!common) {
+        const Value& whole = value.format == Format::Int64 ? value : first;
+        refuse(place,
+               describe(first) + " and " + describe(value) +
+                   " have no kind that holds every number of both",
+               "write f64(" + textOf(whole) + "), which is exact up to 2^53");
+        return false;
+    }
+    const bool canRepeat = !isTruth && (value.components == 1 || meeting.components == 1);
+    if (value.components != meeting.components && !canRepeat) {
+        refuse(place,
+               describe(first) + " and " + describe(value) +
+                   " have different numbers of components",
+               isTruth ? "choose one component, such as .x"
+                       : "they need the same number, or one of them 1");
+        return false;
+    }
+    meeting.format = *common;
+    meeting.components = std::max(meeting.components, value.components);
+    return true;
+}
+
 std::optional<Meeting> Context::meet(const Values& values, SourceSpan place) {
     const Value* first = nullptr; // the first whose format is fixed
     Meeting meeting;
     bool hasNumber = false;
-    for (const Value* const each : values) {
-        const Value& value = *each;
-        if (value.isBad())
+    for (const Value* const value : values) {
+        if (value->isBad())
             return std::nullopt;
-        hasNumber = hasNumber || value.sort == Value::Sort::Number;
-        meeting.mayBeMissing = meeting.mayBeMissing || value.mayBeMissing;
-        if (value.isOpen())
+        hasNumber = hasNumber || value->sort == Value::Sort::Number;
+        meeting.mayBeMissing = meeting.mayBeMissing || value->mayBeMissing;
+        if (value->isOpen())
             continue;
+        if (first && !join(meeting, *first, *value, place))
+            return std::nullopt;
         if (!first) {
-            first = &value;
-            meeting.format = value.format;
-            meeting.components = value.components;
-            continue;
+            first = value;
+            meeting.format = value->format;
+            meeting.components = value->components;
         }
-        if (isTribool(value.format) != isTribool(meeting.format)) {
-            refuse(value.place,
-                   describe(*first) + " and " + describe(value) +
-                       " do not go together: one is a truth value and one a number",
-                   "write a comparison such as x != 0, or where(c, 1, 0)");
-            return std::nullopt;
-        }
-        if (!isTribool(value.format)) {
-            const std::optional<Format> common = commonFormat(meeting.format, value.format);
-            if (!common) {
-                const Value& whole = value.format == Format::Int64 ? value : *first;
-                refuse(place,
-                       describe(*first) + " and " + describe(value) +
-                           " have no kind that holds every number of both",
-                       "write f64(" + textOf(whole) + "), which is exact up to 2^53");
-                return std::nullopt;
-            }
-            meeting.format = *common;
-        }
-        const bool isSame = value.components == meeting.components;
-        if (!isSame &&
-            (isTribool(value.format) || (value.components != 1 && meeting.components != 1))) {
-            refuse(place,
-                   describe(*first) + " and " + describe(value) +
-                       " have different numbers of components",
-                   isTribool(value.format) ? "choose one component, such as .x"
-                                           : "they need the same number, or one of them 1");
-            return std::nullopt;
-        }
-        meeting.components = std::max(meeting.components, value.components);
     }
     if (!first && !hasNumber) {
         refuse(place, "missing has no kind here", "write its kind, such as f32(missing)");
         return std::nullopt;
     }
     meeting.format = working(meeting.format);
-    for (const Value* const each : values) {
-        const Value& value = *each;
-        if (value.sort == Value::Sort::Number && first && isTribool(first->format)) {
-            refuse(value.place, describe(value) + " is no truth value", "write true or false");
+    for (const Value* const value : values)
+        if (value->sort == Value::Sort::Number && !joinNumber(meeting, first, *value))
             return std::nullopt;
-        }
-        if (value.sort == Value::Sort::Number && !fits(value, meeting.format, first))
-            return std::nullopt;
-    }
     return meeting;
+}
+
+bool Context::joinNumber(const Meeting& meeting, const Value* first, const Value& number) {
+    if (!isTribool(meeting.format))
+        return fits(number, meeting.format, first);
+    refuse(number.place, describe(number) + " is no truth value", "write true or false");
+    return false;
 }
 
 std::optional<Meeting> Context::meetAsArms(const Values& values, SourceSpan place) {

@@ -88,6 +88,11 @@ class Context {
     bool isFull() const { return complaints.isFull(); }
 
   private:
+    /// Lets a value of a fixed format into a meeting that `first` began. Reports it if it cannot.
+    bool join(Meeting& meeting, const Value& first, const Value& value, SourceSpan place);
+    /// The same for a number as written.
+    bool joinNumber(const Meeting& meeting, const Value* first, const Value& number);
+
     std::string_view text;
     Complaints& complaints;
 };

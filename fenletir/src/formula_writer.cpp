@@ -10,6 +10,29 @@ Register Writer::keep(Register written) {
     return written;
 }
 
+void Writer::nameRegister(Register value, std::string_view name) {
+    const auto number = static_cast<std::size_t>(value.number);
+    if (value.number < 0 || !nameOf(value).empty())
+        return;
+    if (names.size() <= number)
+        names.resize(number + 1);
+    names[number] = name;
+}
+
+std::string_view Writer::nameOf(Register value) const {
+    const auto number = static_cast<std::size_t>(value.number);
+    return value.number >= 0 && number < names.size() ? std::string_view(names[number])
+                                                      : std::string_view();
+}
+
+BuildResult Writer::build() {
+    BuildResult built = program.build();
+    if (built.ok())
+        for (std::size_t number = 0; number < names.size(); ++number)
+            built.program.registers[number].name = std::move(names[number]);
+    return built;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Constants
 

@@ -4,6 +4,8 @@
 #include "formula_value.h"
 
 #include <map>
+#include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -61,6 +63,13 @@ class Writer {
     /// The truth value, unknown where it is missing.
     Register settle(const Value& value);
 
+    /// Names a register, unless it has a name.
+    void nameRegister(Register value, std::string_view name);
+    /// Its name, or empty.
+    std::string_view nameOf(Register value) const;
+
+    /// The finished program with the names of its registers, or the builder's error.
+    BuildResult build();
     std::vector<SourceSpan> takePlaces() { return std::move(places); }
 
   private:
@@ -70,6 +79,7 @@ class Writer {
 
     ProgramBuilder program;
     std::vector<SourceSpan> places;
+    std::vector<std::string> names; ///< of the first registers; the builder would search them all
     SourceSpan place;
     std::map<ConstantKey, Register> constants;
     std::map<std::int32_t, Register> unknowns; ///< by components
