@@ -13,7 +13,6 @@ namespace Fenlet {
 namespace {
 
 using namespace Formulas;
-using Text::nameText;
 using Text::quoted;
 using Text::readNumber;
 

@@ -39,7 +39,7 @@ class Names {
     Symbol* define(const Token& name);
 
     Symbol* find(std::string_view name);
-    /// Whether what the symbol stands for can be used. Reports it if the caller declared nonsense.
+    /// Whether the symbol can be used. Reports it if the caller declared nonsense.
     bool isUsable(Symbol& symbol, const Token& name);
     /// Reports that a name is not known.
     Value refuseUnknown(const Token& name);

@@ -223,7 +223,7 @@ Register compared(Context& context, OpCode op, const Value& left, const Value& r
 
 Register computed(Context& context, OpCode op, const Value& left, const Value& right,
                   const Meeting& meeting) {
-    // Arithmetic converts its operands by itself.
+    // The instruction converts its operands.
     const auto operand = [&](const Value& value) {
         return value.isOpen() ? context.side(value, meeting) : context.writer.load(value);
     };

@@ -1,4 +1,4 @@
-// What an expression of a formula stands for while it is compiled.
+// The value of an expression while a formula is compiled.
 #pragma once
 
 #include "formats.h"

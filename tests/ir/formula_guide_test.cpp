@@ -4,6 +4,7 @@
 #include <fenletir/text.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
 
@@ -106,6 +107,28 @@ TEST(FormulaGuide, ShowsFormulasThatCompile) {
     EXPECT_EQ(described(compileFormula(all[2].substr(0, end), names())), all[2].substr(end + 1));
     const FormulaResult ndvi = compileFormula(all[0], names());
     EXPECT_NE(listing(ndvi.program, all[0], ndvi.places).find(all[3]), std::string::npos);
+}
+
+// The C++ of the document.
+TEST(FormulaGuide, ShowsHowToCompile) {
+    FormulaDeclaration nir, red;
+    nir.name = "nir";
+    red.name = "red";
+    const FormulaResult formula = compileFormula("(nir - red) / (nir + red)", {nir, red});
+    for (const Diagnostic& error : formula.errors)
+        std::puts(describeDiagnostic(error, "formula").c_str());
+    EXPECT_TRUE(formula.ok());
+    std::string expected = "FormulaDeclaration nir, red;\n"
+                           "nir.name = \"nir\";\n"
+                           "red.name = \"red\";\n"
+                           "const FormulaResult formula = compileFormula(\"(nir - red) / (nir + "
+                           "red)\", {nir, red});\n"
+                           "for (const Diagnostic& error : formula.errors)\n"
+                           "    std::puts(describeDiagnostic(error, \"formula\").c_str());\n";
+    std::string text;
+    for (const std::string& line : lines())
+        text += line + "\n";
+    EXPECT_NE(text.find("```cpp\n" + expected + "```"), std::string::npos);
 }
 
 TEST(FormulaGuide, CountsSteps) {
