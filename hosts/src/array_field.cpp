@@ -203,7 +203,7 @@ void readRun(const Reading& reading) {
 template <class Word>
 [[gnu::noinline]] void gatherWords(const ArrayLayout& array, unsigned char* values,
                                    unsigned char* validity, const unsigned char* numbers,
-                                   const unsigned char* numberValidity, std::int64_t count) {
+                                   std::int64_t count) {
     // Local copies keep the loop fast: the compiler must assume that a byte store can change any
     // object in memory.
     const ElementPlaces::Axis axis = array.values().axis(0);
@@ -217,13 +217,12 @@ template <class Word>
         return number - from;
     };
     const auto takeOne = [=](std::int64_t i) {
-        const unsigned char before = numberValidity == nullptr ? 1 : numberValidity[i];
         const std::uint64_t place = along(i);
-        const bool isThere = before != 0 && place < limit;
         Word word = 0;
-        if (isThere)
+        if (validity[i] != 0 && place < limit)
             std::memcpy(&word, data + static_cast<std::int64_t>(place * stride), sizeof word);
-        validity[i] = isThere ? before : 0;
+        else
+            validity[i] = 0;
         std::memcpy(values + i * std::int64_t{sizeof word}, &word, sizeof word);
     };
     const std::int64_t asking = reachesFar(array.values()) ? count - turnsBefore : 0;
@@ -314,8 +313,7 @@ bool ArrayField::read(const FieldRead& request) {
     }
     if (isKept && gatherWords != nullptr)
         gatherWords(array, request.values, request.validity,
-                    reinterpret_cast<const unsigned char*>(request.indices), request.validity,
-                    request.count);
+                    reinterpret_cast<const unsigned char*>(request.indices), request.count);
     else
         Fenlet::gather(reading);
     if (array.hasPresence())
@@ -331,7 +329,12 @@ bool ArrayField::canGather(CpuElementKind kind, std::int32_t components) const {
 void ArrayField::gather(unsigned char* values, unsigned char* validity,
                         const unsigned char* numbers, const unsigned char* numberValidity,
                         std::int64_t count) const {
-    gatherWords(array, values, validity, numbers, numberValidity, count);
+    const auto bytes = static_cast<std::size_t>(count);
+    if (numberValidity == nullptr)
+        std::memset(validity, 1, bytes);
+    else if (numberValidity != validity)
+        std::memcpy(validity, numberValidity, bytes);
+    gatherWords(array, values, validity, numbers, count);
 }
 
 } // namespace Fenlet

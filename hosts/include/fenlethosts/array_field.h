@@ -58,7 +58,7 @@ class FENLETHOSTS_API ArrayField final : public CpuFieldAccessor {
   private:
     using Gather = void (*)(const ArrayLayout& array, unsigned char* values,
                             unsigned char* validity, const unsigned char* numbers,
-                            const unsigned char* numberValidity, std::int64_t count);
+                            std::int64_t count);
 
     ArrayLayout array;
     Gather gatherWords = nullptr; ///< null if the elements are not words along one axis
