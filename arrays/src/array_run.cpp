@@ -108,8 +108,9 @@ bool ArrayPlan::run(RunState& state, std::int64_t first, std::int64_t count) con
     state.error.clear();
     state.refusal = ExecRefusal::None;
     if (first < 0 || count < 0 || first > elements || count > elements - first)
-        return state.refuse(std::to_string(count) + " elements from " + std::to_string(first) +
-                            " on are asked for; the arrays have " + std::to_string(elements));
+        return state.refuse(
+            std::to_string(count) + " elements are asked for, beginning with element " +
+            std::to_string(first) + "; the arrays have " + std::to_string(elements));
     for (Block block{first, 0}; block.first < first + count; block.first += block.count) {
         block.count = static_cast<std::int32_t>(
             std::min<std::int64_t>(blockSize, first + count - block.first));

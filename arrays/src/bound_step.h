@@ -77,7 +77,8 @@ struct BoundStep {
 /// The steps. Their comments say what they use besides the places of operands and result.
 namespace Steps {
 
-/// Sets the result's validity from that of operands 0 and 1. Either may be null: all valid.
+/// Makes the result valid where operands 0 and 1 both are. An operand whose validity is null is
+/// valid everywhere.
 bool combineValidity(const BoundStep& step, Place* places, const Block& block);
 /// Sets the result's validity: every element has a value.
 bool allValid(const BoundStep& step, Place* places, const Block& block);

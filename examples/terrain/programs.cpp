@@ -108,9 +108,9 @@ ReliefProgram reliefProgram(std::int32_t width) {
     const auto white = axis(1, 1, 1);
     const auto colour = program.select(program.less(chosen, white), chosen, white);
 
-    // A missing neighbour makes the shade invalid and a comparison with it unknown, so that the
-    // element is not visible. A NaN for a height does the same: it is neither land nor water, and
-    // a shade that is NaN does not equal itself.
+    // An element is not visible if its own height or a neighbour's is missing or a NaN. If one is
+    // missing, a comparison below is unknown. An element whose own height is a NaN is neither land
+    // nor water. A neighbour's NaN makes `dot` a NaN, which does not equal itself.
     const auto isShaded = program.equal(dot, dot);
     const auto isDry = program.greaterEqual(height, seaLevel);
     const auto visible =

@@ -162,7 +162,7 @@ bool Context::join(Meeting& meeting, const Value& first, const Value& value, Sou
                describe(first) + " and " + describe(value) +
                    " have different numbers of components",
                isTruth ? "choose one component, such as .x"
-                       : "they need the same number, or one of them 1");
+                       : "they need equal numbers of components, unless one of them has only 1");
         return false;
     }
     meeting.format = *common;
@@ -261,8 +261,8 @@ std::optional<Register> Context::condition(const Value& value, std::string_view 
     const bool isBit = user == "\"&\"" || user == "\"|\"" || user == "\"~\"";
     refuse(value.place,
            std::string(user) + " takes truth values, and " + describe(value) + " is a number",
-           isBit ? "put each comparison in parentheses, or write and, or, not, which bind less "
-                   "tightly"
+           isBit ? "put each comparison in parentheses, or use \"and\", \"or\" and \"not\", which "
+                   "bind less tightly"
            : value.sort == Value::Sort::Number
                ? "write true, false or a comparison"
                : "write a comparison such as " + textOf(value) + " != 0");

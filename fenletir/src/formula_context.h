@@ -1,4 +1,5 @@
-// What operators and functions of a formula share: errors, and how values meet.
+// Shared by a formula's operators and functions: reports errors, and finds the format and number of
+// components that several values have when they are used together.
 #pragma once
 
 #include "formula_complaints.h"

@@ -102,8 +102,8 @@ constexpr RefusedFunction refused[] = {
     {"norm", "is no function", "write length(v)"},
     {"i8", "is a kind of arrays, not of numbers in a formula", "write i32(x)"},
     {"i16", "is a kind of arrays, not of numbers in a formula", "write i32(x)"},
-    {"tribool", "turns no number into a truth value", "write x != 0"},
-    {"bool", "turns no number into a truth value", "write x != 0"},
+    {"tribool", "cannot turn a number into a truth value", "write x != 0"},
+    {"bool", "cannot turn a number into a truth value", "write x != 0"},
 };
 
 } // namespace

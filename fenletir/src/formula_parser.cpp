@@ -252,10 +252,9 @@ class Parser {
         const bool hasBits = middle.sort == NodeSort::Binary && !middle.isEnclosed &&
                              (middle.mark == Mark::Ampersand || middle.mark == Mark::Bar);
         return failNode(next().place, "comparisons cannot be chained",
-                        hasBits
-                            ? "put each comparison in parentheses, or write and, or, which bind "
-                              "less tightly than & and |"
-                            : "write a < b and b < c");
+                        hasBits ? "put each comparison in parentheses, or use \"and\" and \"or\", "
+                                  "which bind less tightly than & and |"
+                                : "write a < b and b < c");
     }
 
     std::int32_t readPrefix(int loosest) {

@@ -163,8 +163,8 @@ Value Sources::writeShift(const Node& node) {
         return context.refuse(
             node.place,
             "shift takes a number for each axis, and " + quoted(token.text) + " has " +
-                (declared.axes > 0 ? std::to_string(declared.axes) : "1 to 8"),
-            declared.axes == 2 ? "write rows, then columns" : "write them after the name");
+                (declared.axes > 0 ? std::to_string(declared.axes) : "1 to 8 axes"),
+            declared.axes == 2 ? "write rows, then columns" : "write the numbers after the name");
     bool isHere = true;
     std::string name = "shift(" + std::string(token.text);
     for (const std::int64_t offset : offsets) {

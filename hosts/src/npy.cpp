@@ -17,7 +17,7 @@ namespace {
 /// Throws unless every truth value is 0 or 1.
 void checkTruths(const unsigned char* bytes, std::uint64_t count, const std::string& path) {
     if (std::any_of(bytes, bytes + count, [](unsigned char truth) { return truth > 1; }))
-        throw FileError(path + ": holds a truth value that is neither false nor true");
+        throw FileError(path + ": holds a bool whose byte is neither 0 nor 1");
 }
 
 /// Whether the entries have the byte order of this machine.

@@ -1,4 +1,4 @@
-// Parallel runs with any crew, so that tests can choose the threads.
+// Runs in parallel on the threads of a given crew, so that tests can choose the threads.
 #pragma once
 
 #include "crew.h"

@@ -267,7 +267,8 @@ TEST(ArrayRun, RunsPartsOfTheRange) {
         ASSERT_EQ(ndvi[i], i >= 17 && i < 1517 ? 0.5f : -1.0f) << i;
     ASSERT_TRUE(run.run(3000, 0));
     EXPECT_FALSE(run.run(2999, 2));
-    EXPECT_EQ(run.error(), "2 elements from 2999 on are asked for; the arrays have 3000");
+    EXPECT_EQ(run.error(),
+              "2 elements are asked for, beginning with element 2999; the arrays have 3000");
     EXPECT_FALSE(run.run(-1, 1));
     EXPECT_FALSE(run.run(1, std::numeric_limits<std::int64_t>::max()));
     EXPECT_TRUE(run.run());

@@ -98,7 +98,8 @@ struct EveryKernelProgram : ProgramSketch {
     std::int32_t scalarResult[endOfNumbers] = {};
 };
 
-/// A field with bytes of all values, repeated and single, and with some invalid elements.
+/// A field whose bytes begin with five runs of 40 equal bytes; after that, neighbouring bytes
+/// differ. In each read, every seventh element is invalid, beginning with the first.
 class PatternField : public CpuFieldAccessor {
   public:
     bool read(const FieldRead& request) override {

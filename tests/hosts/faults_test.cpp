@@ -179,7 +179,7 @@ struct FusedSink : BlockSink {
     }
 };
 
-/// Whether the run ended with the host's exception; otherwise it must have returned false.
+/// Whether the host's exception ended the run. If not, expects that `evaluate` returned false.
 bool endsByThrowing(Interpreter& interpreter, const Bindings& bindings, BlockSink& sink) {
     try {
         EXPECT_FALSE(interpreter.evaluate(rangeFirst, rangeCount, bindings, sink));

@@ -147,7 +147,7 @@ TEST_F(ReadFaults, OfUnsoundFilesAreTheAllocatorsExceptionToo) {
     expectRefused(npyFile(npyHeader("|b1", "(3,)"), "\1\1"),
                   "holds 2 bytes of entries where its shape asks for 3; the file is cut short");
     expectRefused(npyFile(npyHeader("|b1", "(3,)"), "\1\1\2"),
-                  "holds a truth value that is neither false nor true");
+                  "holds a bool whose byte is neither 0 nor 1");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -246,7 +246,7 @@ void expectGoesOn(const std::string& words, Prepare prepare, Call call, GoOn goO
         },
         attempt,
         [&](auto& one) {
-            // The next attempt gives the message that there was no memory for.
+            // Memory is available now, so the same call must fail with its proper message.
             attempt(one);
             EXPECT_EQ(one->failure, words);
             goOn(one->subject);

@@ -297,9 +297,9 @@ TEST_F(NpyFile, IsRefusedForEntriesOfAnotherType) {
                   "' are not supported; bool, integers up to 64 bits (unsigned ones up to 32) and "
                   "floats are");
     EXPECT_EQ(refusal(npyFile(npyHeader("|b1", "(3,)"), std::string("\0\1\2", 3))),
-              "holds a truth value that is neither false nor true");
+              "holds a bool whose byte is neither 0 nor 1");
     EXPECT_EQ(refusal(npyFile(npyHeader("|b1", "(1,)"), "\xFF")),
-              "holds a truth value that is neither false nor true");
+              "holds a bool whose byte is neither 0 nor 1");
 }
 
 TEST_F(NpyFile, IsRefusedForColumnsFirstButNotWhereThatMakesNoDifference) {
@@ -484,7 +484,7 @@ TEST_F(NpyFile, MayComeThroughAPipe) {
     EXPECT_EQ(refusalOf(content + "x"),
               pipe + ": holds more than the 300000 bytes of entries that its shape asks for");
     EXPECT_EQ(refusalOf(npyFile(npyHeader("|b1", "(1,)"), "\2")),
-              pipe + ": holds a truth value that is neither false nor true");
+              pipe + ": holds a bool whose byte is neither 0 nor 1");
 }
 
 } // namespace

@@ -125,7 +125,7 @@ TEST_F(OutputFileTest, ANameOfAnyLengthThatTheSystemTakesIsTaken) {
 }
 
 // -------------------------------------------------------------------------------------------------
-// The temporary file, with a name from the start and without one
+// The temporary file: named from the start, and named only when it is finished
 
 class TemporaryFileTest : public testing::TestWithParam<Named> {
   protected:

@@ -37,8 +37,8 @@ Bytes packed(CpuElementKind kind, const std::vector<std::uint64_t>& bits) {
     return bytes;
 }
 
-/// Expects the table to give these components, converted, in each kind, and to decline where there
-/// is no conversion.
+/// For each kind, expects the table to give these components converted to that kind, or to decline
+/// if `from` does not convert to it.
 void expectServes(UniformTable& table, int index, CpuElementKind from,
                   const std::vector<std::uint64_t>& bits) {
     for (const CpuElementKind to : allKinds) {

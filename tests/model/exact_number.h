@@ -14,8 +14,8 @@ namespace Fenlet::Model {
 /// left.
 __extension__ using Wide = unsigned __int128;
 
-/// A value: either a number, with sign and magnitude * 2 to the power exponent; or an infinity; or
-/// a NaN, of which it keeps the upper ten fraction bits.
+/// A value: finite, an infinity or a NaN. If finite, it is `magnitude` times 2 to the power
+/// `exponent`, with a sign. Of a NaN, `nanBits` keeps the upper ten fraction bits.
 struct ExactNumber {
     enum class Class { Finite, Infinite, Nan };
     Class form = Class::Finite;

@@ -146,8 +146,8 @@ constexpr ExactNumber readNumber(CpuElementKind kind, std::uint64_t bits) {
     return isIntegerKind(kind) ? readInteger(widthOf(kind), bits) : readFloat(formatOf(kind), bits);
 }
 
-/// Converts: the bits of `to` for the value that has these bits in `from`. Both are numeric kinds.
-/// Bits above the width of a kind are 0.
+/// Converts the value that `bits` stands for in kind `from`, and returns its bits in kind `to`.
+/// Both are numeric kinds. In `bits` and in the result, bits above the width of the kind are 0.
 constexpr std::uint64_t convertBits(CpuElementKind to, CpuElementKind from, std::uint64_t bits) {
     if (to == from)
         return bits;

@@ -96,7 +96,7 @@ TEST_F(ParallelRun, RefusesWhatOneThreadRefuses) {
     Results results;
     ASSERT_TRUE(prepare(run, results));
     EXPECT_EQ(runByCrew(&plainThreads, run, count, 1, {}).error,
-              "1 elements from 100003 on are asked for; the arrays have 100003");
+              "1 elements are asked for, beginning with element 100003; the arrays have 100003");
     EXPECT_TRUE(runByCrew(&plainThreads, run, count, 0, {}).ok());
 }
 

@@ -28,7 +28,8 @@ const Strings mixedOutputs = {"height", "level", "isDry", "both", "step", "share
 
 class FenletRun : public FenletCommand {
   protected:
-    /// Writes the program and its fields. The narrow ones are of the kind that holds them.
+    /// Writes the program, its fields and its sampler's grid. The arrays `step` and `ground` have
+    /// narrower kinds than the registers that their values go to.
     void writeMixed() const {
         std::vector<float> heights;
         std::vector<double> places;

@@ -44,7 +44,8 @@ constexpr const char* runOptions = R"(
   --sampler NAME=FILE  read a sampler's grid: an array of rows x columns, or of rows x columns x
                        components; it is sampled at (column, row), bilinearly
   --out NAME=FILE      write the values of a register
-  --mask NAME=FILE     write which elements of a register have a value, as true or false
+  --mask NAME=FILE     write a bool for each element of a register: true if it has a value and no
+                       unknown component
   --count N            evaluate the first N elements; by default, all elements of the fields
   --block N            elements per block; by default, a size that suits the program; results do
                        not depend on it (bench has this option, too)
@@ -215,7 +216,7 @@ int main(int argumentCount, char** arguments) {
     command("check", "print what is wrong with a program");
     command("list", "print a program in aligned columns");
     CLI::App* const running = command("run", "evaluate a program over files");
-    CLI::App* const timing = command("bench", "measure a program's block sizes and instructions");
+    CLI::App* const timing = command("bench", "time a program by block size and by instruction");
     const auto assignments = [running](const char* name, std::vector<std::string>& all,
                                        const char* value, const char* what) {
         running->add_option(name, all, what)->type_name(value)->allow_extra_args(false);
@@ -229,7 +230,7 @@ int main(int argumentCount, char** arguments) {
                 "read a sampler's grid: rows x columns [x components]");
     assignments("--out", options.outputs, "NAME=FILE", "write the values of a register");
     assignments("--mask", options.masks, "NAME=FILE",
-                "write which elements of a register have a value");
+                "write for each element of a register whether it has a value");
     running
         ->add_option("--count", options.count,
                      "evaluate the first N elements; by default, all elements of the fields")
@@ -246,7 +247,8 @@ int main(int argumentCount, char** arguments) {
                         "elements per block; by default, a size that suits the program")
             ->type_name("N")
             ->check(CLI::Range(1, 1 << 20).description(""));
-        sub->add_flag("--force", options.isForced, "go on even if the results would be wrong");
+        sub->add_flag("--force", options.isForced,
+                      "run even if fenlet finds that the results would be wrong");
     }
     if (const auto status = Terminal::readCommandLine(app, argumentCount, arguments))
         return *status == 0 ? 0 : misused;

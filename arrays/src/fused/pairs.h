@@ -23,7 +23,8 @@ using PairLoop = void (*)(unsigned char* result, const unsigned char* a, const u
 /// On which side of the second operation the first result is.
 enum class PairSide : int { Left = 0, Right = 1 };
 
-/// The loop for a pair in the instruction set in use; null if the kind has none.
+/// Finds the loop for two operations, in the instruction set in use. Returns null if `kind` has no
+/// loops for pairs.
 PairLoop pairLoop(CpuElementKind kind, ArithmeticOp first, ArithmeticOp second, PairSide side);
 
 /// The loops of an instruction set.

@@ -12,7 +12,7 @@ template <class Word>
                                    std::int64_t lanes) {
     FENLET_INDEPENDENT_LANES
     for (std::int64_t i = 0; i < lanes; ++i) {
-        // Both arms are loaded first: they are readable, and the loop then has no branch.
+        // Both arms are readable in every lane. Loading both first leaves no branch in the loop.
         const Word taken = loadLane<Word>(whenTrue, i);
         const Word other = loadLane<Word>(whenFalse, i);
         storeLane(out, i, condition[i] == 1 ? taken : other);

@@ -48,8 +48,8 @@ enum class FormulaFieldSort : std::int32_t {
     Index = 4,   ///< the number of the element, from 0
 };
 
-/// Where the host gets a field of the program from. The program reads each field once at the
-/// element's own number; with `height[e]` also at other element numbers.
+/// What the host must bind to a field of the program. For each element, the program reads the field
+/// at that element's number, at most once; `height[e]` reads it at element number e.
 struct FormulaField {
     FormulaFieldSort sort = FormulaFieldSort::Array;
     std::string array;                 ///< the declared name; empty for `Row`, `Column`, `Index`

@@ -126,8 +126,8 @@ class FENLETHOSTS_API ArrayLayout {
     const unsigned char* presenceAddress() const { return presenceData; }
     const ElementPlaces& presence() const { return presencePlaces; }
 
-    /// The address of component 0 of element `number`; null if the view has no such element or it
-    /// lies outside the array.
+    /// The address of component 0 of element `number`; null if the view has no such element, or if
+    /// the element lies outside the array.
     const unsigned char* addressOf(std::int64_t number) const {
         std::int64_t place = 0;
         return valuePlaces.find(number, place) ? valueData + place : nullptr;
@@ -135,7 +135,8 @@ class FENLETHOSTS_API ArrayLayout {
     /// The smallest range of memory that contains all elements that lie inside the array. Some of
     /// its bytes may belong to no element.
     MemoryRange valueMemory() const;
-    /// The smallest range that contains the presence of these elements.
+    /// The smallest range of memory that contains the presence bytes or bits of all elements that
+    /// lie inside the array. Empty if the view has no presence or no such element.
     MemoryRange presenceMemory() const;
 
     /// Whether the view has an element `number` that lies inside the array and is present.

@@ -42,9 +42,9 @@ constexpr ArrayKind arrayKind(CpuElementKind kind) {
                : ArrayKind::Unsupported;
 }
 
-/// The register kind that holds every value of an array kind: `Int32` for integers of 8 and 16
-/// bits, `Int64` for `UInt32`, `Tribool` for `Bool`, and the kind of the same name for the first
-/// six.
+/// The register kind that holds every value of an array kind. `Int8`, `UInt8`, `Int16` and `UInt16`
+/// become `Int32`, `UInt32` becomes `Int64`, and `Bool` becomes `Tribool`. All other kinds keep
+/// their name.
 FENLETHOSTS_API CpuElementKind registerKind(ArrayKind kind);
 
 /// Bytes of one component, 0 for `Unsupported` and for a value outside the enumeration.

@@ -39,8 +39,8 @@ struct ParallelOutcome {
     std::string error;
     /// Whether the run was cancelled before all elements were complete. False if a piece failed.
     bool isCancelled = false;
-    /// At least this many elements from the first on are complete, counted in whole pieces. Later
-    /// elements may have been written too.
+    /// The first `completed` elements of the range are complete. Only whole pieces count; elements
+    /// after these may have been written too.
     std::int64_t completed = 0;
 
     bool ok() const { return error.empty() && !isCancelled; }

@@ -12,8 +12,9 @@ namespace Fenlet {
 /// The arguments of a kernel. The operands hold components of their own kinds. Areas may overlap:
 /// the result is then as if lanes were processed in ascending order, one at a time.
 ///
-/// Component (i, c) of the result is at index i * multiplicity + c. It compares the same index of
-/// both operands, or index i of a right operand that is a scalar.
+/// Component (i, c) of the result is at index i * multiplicity + c. It comes from comparing the
+/// operands' components at that same index. If `rightScalar` is set, the right operand has only one
+/// component per element, at index i.
 struct ComparisonArgs {
     unsigned char* result;
     const void* left;

@@ -76,8 +76,8 @@ TEST(ArithmeticOverlap, OfResultAndOperandGivesWhatLaneOrderGives) {
     });
 }
 
-// The distance is so long that the lanes in between fill a tile. The numbers are small, since too
-// many NaNs would leave nothing to compare.
+// The areas begin about a tile's length apart, or a part of it. The operands are small numbers,
+// because a case in which the loop reads back a computed NaN cannot be compared.
 TEST(ArithmeticOverlap, ManyLanesAwayGivesWhatLaneOrderGives) {
     Sweep sweep;
     Draw draw(2);

@@ -1,4 +1,5 @@
-// The kernels touch no bytes outside their areas, and of each arm only the lanes that are taken.
+// The kernels touch no bytes outside their areas. They read only those lanes of an arm that the
+// condition selects.
 #include "kernels/fenced_area.h"
 #include "naive_select.h"
 

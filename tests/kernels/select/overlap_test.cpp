@@ -147,7 +147,7 @@ TEST(SelectOverlap, OfEqualAreasGivesWhatLaneOrderGives) {
     });
 }
 
-// The result's truth values or validity overwrite the conditions that select them.
+// The result's truth values, or its validity bytes, are written over the conditions.
 TEST(SelectOverlap, InPlaceOfTheConditionsGivesWhatLaneOrderGives) {
     Draw draw(7);
     constexpr CpuElementKind truth = CpuElementKind::Tribool;
