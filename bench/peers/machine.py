@@ -43,7 +43,7 @@ def library_sizes(build):
     sizes = []
     with tempfile.TemporaryDirectory() as folder:
         stripped = pathlib.Path(folder) / "stripped"
-        for name in ("fenletexec", "fenletir", "fenlethosts"):
+        for name in ("fenletexec", "fenletir", "fenlethosts", "fenletarrays", "fenletparallel"):
             for library in pathlib.Path(build).glob(f"*/lib{name}.so"):
                 told("strip", "-o", stripped, library)
                 if stripped.exists():
